@@ -1,0 +1,6 @@
+#pragma once
+
+#include <chrono>
+
+/// A moment, in microseconds since 1970-01-01 UTC.
+using KIVDate = std::chrono::sys_time<std::chrono::microseconds>;

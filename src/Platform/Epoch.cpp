@@ -1,0 +1,143 @@
+#include "Platform/Epoch.h"
+
+#include <algorithm>
+#include <limits>
+#include <mutex>
+#include <vector>
+
+namespace kiv {
+
+/// What one thread announces: the epoch in which its outermost guard opened, 0 while none is open.
+struct alignas(64) Slot {
+    std::atomic<std::uint64_t> epoch{0};
+    std::atomic<bool> taken{true};
+    unsigned depth = 0; ///< open guards, touched by the owning thread only
+    Slot* next = nullptr;
+};
+
+namespace {
+
+struct Retired {
+    std::uint64_t epoch;
+    std::function<void()> destroy;
+};
+
+struct Registry {
+    std::atomic<std::uint64_t> epoch{1};
+    std::atomic<Slot*> slots{nullptr};
+    std::mutex lock;
+    std::vector<Retired> retired;
+};
+
+// Never destroyed: guards open and close until the process is gone.
+Registry& registry() {
+    static Registry& instance = *new Registry;
+    return instance;
+}
+
+Slot* takeSlot() {
+    Registry& all = registry();
+    for (Slot* slot = all.slots.load(std::memory_order_acquire); slot; slot = slot->next) {
+        bool free = false;
+        if (slot->taken.compare_exchange_strong(free, true, std::memory_order_acq_rel)) {
+            return slot;
+        }
+    }
+    Slot* slot = new Slot;
+    slot->next = all.slots.load(std::memory_order_relaxed);
+    while (!all.slots.compare_exchange_weak(slot->next, slot, std::memory_order_acq_rel)) {
+    }
+    return slot;
+}
+
+thread_local Slot* threadSlot = nullptr;
+thread_local bool threadEnded = false;
+
+struct SlotReturner {
+    ~SlotReturner() {
+        Slot* slot = threadSlot;
+        threadSlot = nullptr;
+        threadEnded = true;
+        if (slot && slot->depth == 0) {
+            slot->taken.store(false, std::memory_order_release);
+        }
+    }
+};
+
+Slot* slotOfThread() {
+    if (!threadSlot) {
+        threadSlot = takeSlot();
+        // A guard opened by a later destructor of an ending thread keeps its slot: nothing would hand it back.
+        if (!threadEnded) {
+            thread_local SlotReturner returner;
+        }
+    }
+    return threadSlot;
+}
+
+std::uint64_t oldestOpenEpoch(const Registry& all) {
+    std::uint64_t oldest = std::numeric_limits<std::uint64_t>::max();
+    for (const Slot* slot = all.slots.load(std::memory_order_acquire); slot; slot = slot->next) {
+        const std::uint64_t epoch = slot->epoch.load(std::memory_order_seq_cst);
+        if (epoch != 0) {
+            oldest = std::min(oldest, epoch);
+        }
+    }
+    return oldest;
+}
+
+/// Moves out what no open guard can see. Call it with the lock held.
+std::vector<Retired> takeUnseen(Registry& all) {
+    const std::uint64_t oldest = oldestOpenEpoch(all);
+    const auto seen = std::partition(all.retired.begin(), all.retired.end(),
+                                     [oldest](const Retired& item) { return item.epoch < oldest; });
+    std::vector<Retired> unseen(std::make_move_iterator(all.retired.begin()), std::make_move_iterator(seen));
+    all.retired.erase(all.retired.begin(), seen);
+    return unseen;
+}
+
+void destroyAll(std::vector<Retired>& unseen) {
+    for (Retired& item : unseen) {
+        item.destroy();
+    }
+}
+
+} // namespace
+
+// The announcement must be visible before anything is loaded under the guard, and a publisher scans the announcements
+// after it has replaced the object: with both sides sequentially consistent, a guard that the scan misses loads the
+// new object.
+ReadGuard::ReadGuard() noexcept : slot_(slotOfThread()) {
+    if (slot_->depth++ == 0) {
+        slot_->epoch.store(registry().epoch.load(std::memory_order_seq_cst), std::memory_order_seq_cst);
+    }
+}
+
+ReadGuard::~ReadGuard() {
+    if (--slot_->depth == 0) {
+        slot_->epoch.store(0, std::memory_order_release);
+    }
+}
+
+void retire(std::function<void()> destroy) {
+    Registry& all = registry();
+    std::vector<Retired> unseen;
+    {
+        const std::lock_guard lock(all.lock);
+        all.retired.push_back({all.epoch.fetch_add(1, std::memory_order_seq_cst), std::move(destroy)});
+        unseen = takeUnseen(all);
+    }
+    destroyAll(unseen);
+}
+
+void collectRetired() {
+    Registry& all = registry();
+    std::vector<Retired> unseen;
+    {
+        const std::lock_guard lock(all.lock);
+        unseen = takeUnseen(all);
+    }
+    destroyAll(unseen);
+}
+
+} // namespace kiv

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/string.hpp>
+#include <boost/json/value.hpp>
+
+/// JSON documents. Integers stay integers (64 bits, signed or unsigned) and booleans stay booleans.
+namespace kiv {
+
+namespace json = boost::json;
+
+struct JsonLimits {
+    std::size_t maxBytes = 64U << 20;
+    std::size_t maxDepth = 1000;
+};
+
+/// Parses a whole document, on the given storage. The top level must be an object or an array; trailing text, "01",
+/// "5.", raw control characters, lone surrogates, malformed UTF-8 and exceeded limits are errors. On an error the
+/// result is empty and `error`, when given, says what is wrong and at which byte.
+std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
+                                     json::storage_ptr storage = {}, const JsonLimits& limits = {});
+
+/// Two spaces a level, `"key" : value`, members in the document's own order, no line break at the end.
+std::string prettyJson(const json::value& document);
+
+/// On one line, without spaces.
+std::string compactJson(const json::value& document);
+
+/// Equality of documents: 1, 1.0 and true are equal numbers, compared exactly; objects regardless of the order of
+/// their members. Safe for any nesting that parseJson accepts.
+bool equalJson(const json::value& a, const json::value& b);
+
+/// The member, or null when there is none or `object` is no object.
+const json::value* member(const json::value& object, std::string_view name);
+const json::value* member(const json::object& object, std::string_view name);
+
+/// The member as text, or null when there is none or it is no text.
+const json::string* textMember(const json::value& object, std::string_view name);
+const json::string* textMember(const json::object& object, std::string_view name);
+
+} // namespace kiv

@@ -1,0 +1,79 @@
+#include <kiv/NotificationCenter.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "Platform/Epoch.h"
+
+namespace kiv {
+
+namespace {
+
+struct Entry {
+    NotificationCenter::Token token;
+    std::string name;
+    NotificationCenter::Observer observer;
+    std::atomic<bool> active{true};
+};
+
+using Entries = std::vector<std::shared_ptr<Entry>>;
+
+} // namespace
+
+struct NotificationCenter::Implementation {
+    std::mutex lock; ///< for those who change the list
+    Token lastToken = 0;
+    Published<Entries> entries{std::make_unique<const Entries>()};
+};
+
+NotificationCenter::NotificationCenter() : implementation_(std::make_unique<Implementation>()) {}
+NotificationCenter::~NotificationCenter() = default;
+
+NotificationCenter& NotificationCenter::defaultCenter() {
+    static NotificationCenter& center = *new NotificationCenter;
+    return center;
+}
+
+NotificationCenter::Token NotificationCenter::addObserver(std::string name, Observer observer) {
+    Implementation& own = *implementation_;
+    const std::lock_guard lock(own.lock);
+    auto entry = std::make_shared<Entry>();
+    entry->token = ++own.lastToken;
+    entry->name = std::move(name);
+    entry->observer = std::move(observer);
+    auto next = std::make_unique<Entries>(*own.entries.load());
+    next->push_back(entry);
+    own.entries.publish(std::move(next));
+    return entry->token;
+}
+
+void NotificationCenter::removeObserver(Token token) {
+    Implementation& own = *implementation_;
+    const std::lock_guard lock(own.lock);
+    auto next = std::make_unique<Entries>(*own.entries.load());
+    const auto found = std::find_if(next->begin(), next->end(), [&](const auto& e) { return e->token == token; });
+    if (found == next->end()) {
+        return;
+    }
+    (*found)->active.store(false, std::memory_order_release);
+    next->erase(found);
+    own.entries.publish(std::move(next));
+}
+
+void NotificationCenter::post(const Notification& notification) const {
+    const ReadGuard guard;
+    for (const auto& entry : *implementation_->entries.load()) {
+        if (entry->name != notification.name() || !entry->active.load(std::memory_order_acquire)) {
+            continue;
+        }
+        try {
+            entry->observer(notification);
+        } catch (...) {
+            // An observer's failure is the observer's: neither the poster nor the other observers see it.
+        }
+    }
+}
+
+} // namespace kiv

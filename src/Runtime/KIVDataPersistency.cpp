@@ -1,0 +1,70 @@
+#include "Runtime/KIVDataPersistency.h"
+
+#include <limits>
+
+#include <kiv/KIVHost.h>
+
+#include "Platform/PropertyList.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+constexpr const char* majorKey = "formatVersion_majorNumber";
+constexpr const char* minorKey = "formatVersion_minorNumber";
+} // namespace
+
+void encodeFormatVersion(KIVFormatVersion version, kiv::json::object& archive) {
+    archive[majorKey] = version.major;
+    archive[minorKey] = version.minor;
+}
+
+std::optional<KIVFormatVersion> decodeFormatVersion(const kiv::json::object& archive) {
+    const auto major = decodeInteger32(archive, majorKey);
+    const auto minor = decodeInteger32(archive, minorKey);
+    if (!major || !minor) {
+        return std::nullopt;
+    }
+    return KIVFormatVersion{*major, *minor};
+}
+
+std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, std::string_view key) {
+    const kiv::json::value* value = archive.if_contains(key);
+    if (!value || !value->is_int64()) {
+        return std::nullopt;
+    }
+    using Limits = std::numeric_limits<std::int32_t>;
+    const std::int64_t number = value->get_int64();
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(number, Limits::min(), Limits::max()));
+}
+
+KIVDataPersistency::KIVDataPersistency()
+    : directory_(KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/Persistency") {}
+
+std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName) const {
+    return directory_ + "/" + fileName;
+}
+
+std::unique_ptr<KIVPersistedObject>
+KIVDataPersistency::loadObjectFromFile(const std::string& fileName, const KIVPersistedObjectFactory& factory) const {
+    const auto archive = kiv::readPropertyList(filePathFromFileName(fileName));
+    auto stored = archive ? factory.decode(*archive) : nullptr;
+    if (!stored) {
+        return factory.createDefaultDataPersistencyObject();
+    }
+    const KIVFormatVersion own = factory.formatVersion();
+    const KIVFormatVersion theirs = stored->formatVersion();
+    if (theirs.major < own.major) {
+        return factory.createDefaultDataPersistencyObject();
+    }
+    if (theirs.minor < own.minor) {
+        return stored->copyWithUpgradeToCurrentFormatOnMinorNumberChange();
+    }
+    return stored;
+}
+
+bool KIVDataPersistency::saveObject(const KIVPersistedObject& object, const std::string& fileName) const {
+    const bool saved = kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+    if (!saved) {
+        KIV_DEBUG_LOG("could not write %@", filePathFromFileName(fileName));
+    }
+    return saved;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <kiv/KIVException.h>
+
+/// Which of the application's callbacks failed.
+enum class KIVUserspaceSource : unsigned {
+    dynamicPropertiesRule = 0,
+    configurationFetchedHandler = 1,
+    impressionHandler = 2,
+    computedCustomProperty = 3,
+};
+
+/// Wraps what one of the application's callbacks threw, on its way through an evaluation.
+class KIVUserspaceHandlerException : public KIVException {
+public:
+    KIVUserspaceHandlerException(KIVUserspaceSource trigger, KIVException exception)
+        : KIVException("KIVUserspaceHandlerException", "Exception in user space function"), trigger_(trigger),
+          exception_(std::move(exception)) {}
+
+    KIVUserspaceSource trigger() const noexcept { return trigger_; }
+    const KIVException& exception() const noexcept { return exception_; }
+
+private:
+    KIVUserspaceSource trigger_;
+    KIVException exception_;
+};

@@ -1,0 +1,34 @@
+#include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
+
+#include "Runtime/KIVDebugger.h"
+
+void KIVUserspaceUnhandledErrorInvoker::setHandler(Handler handler) {
+    auto next = handler ? std::make_shared<const Handler>(std::move(handler)) : nullptr;
+    const std::lock_guard lock(lock_);
+    handler_.swap(next);
+}
+
+KIVUserspaceUnhandledErrorInvoker::Handler KIVUserspaceUnhandledErrorInvoker::handler() const {
+    const std::lock_guard lock(lock_);
+    return handler_ ? *handler_ : Handler();
+}
+
+void KIVUserspaceUnhandledErrorInvoker::trigger(KIVUserspaceSource source, const KIVException& exception) const {
+    std::shared_ptr<const Handler> handler;
+    {
+        const std::lock_guard lock(lock_);
+        handler = handler_;
+    }
+    if (!handler) {
+        kiv::plainLog(kiv::format("User Unhandled Error Occured, no fallback handler was set, exception ignored: %@",
+                                  exception.what()));
+        return;
+    }
+    try {
+        (*handler)(static_cast<unsigned>(source), exception);
+    } catch (...) {
+        kiv::plainLog(
+            kiv::format("User Unhandled Error Handler itself threw an exception: %@. original exception: %@",
+                        KIVException::current().what(), exception.what()));
+    }
+}
