@@ -1,0 +1,132 @@
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kiv/KIVBaseContainer.h>
+#include <kiv/KIVCustomPropertyBlocks.h>
+#include <kiv/KIVDate.h>
+#include <kiv/KIVDynamicPropertyContext.h>
+#include <kiv/KIVException.h>
+#include <kiv/KIVExport.h>
+#include <kiv/KIVNullableString.h>
+#include <kiv/KIVOptions.h>
+#include <kiv/KIVString.h>
+
+class KIVCustomPropertiesRepository;
+class KIVDynamicAPI;
+class KIVFeatureFlagsRepository;
+class KIVFlagsOverrides;
+class KIVTargetGroupRepository;
+class KIVUserspaceUnhandledErrorInvoker;
+
+/// The one object through which an application uses the library.
+///
+/// Register containers and properties, then set up with a key; registering later works too. Everything here is callable
+/// from any thread and from inside the library's callbacks. Nothing waits for the network.
+class KIV_API KIVCore {
+public:
+    KIVCore() = delete;
+
+    /// Sets the library up for a key: 24 hexadecimal digits, or the 8-4-4-4-12 UUID form.
+    ///
+    /// A stored or embedded configuration is applied, and `onConfigurationFetched` called for it, before this returns.
+    /// A key is set up once per process; doing so again changes nothing. Setting up another key replaces the client of
+    /// the present one. Throws "wrong apiKey format" for a key of another form, and leaves the state 4.
+    static void setupWithKey(KIVNullableString key);
+    static void setupWithKey(KIVNullableString key, KIVOptions options);
+    /// The versions of a wrapper's platform and language are accepted and change nothing.
+    static void setupWithKey(KIVNullableString key, KIVOptions options, const std::string& platformVersion,
+                             const std::string& languageVersion);
+
+    /// 0: idle; 1: setting up; 2: set up; 3: shutting down; 4: the last setup failed.
+    static unsigned state();
+
+    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is ignored.
+    static void switchToSDKKey(KIVNullableString key);
+
+    /// Stops the library when it is set up or has failed to: every flag of the key loses its name and serves its default
+    /// from then on. Properties and namespaces stay.
+    static void shutdown();
+
+    /// Does what `shutdown` does, whatever the state.
+    static void reset();
+
+    /// Registers the flags of a container, under a namespace or without one. Each namespace is taken once per process,
+    /// also the empty one. Throws "InvalidNamespace" when it is nil or in use. The container lives on with the library.
+    static void register_(std::shared_ptr<KIVBaseContainer> container);
+    static void register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseContainer> container);
+
+    /// Takes a namespace without registering anything. Throws as `register_` does.
+    static void handleNamespace(KIVNullableString nameSpace);
+
+    /// Properties for expressions: a value, or a callback asked at each evaluation. One of the same name is replaced.
+    static void setCustomStringProperty(std::string value, std::string key);
+    static void setCustomComputedStringProperty(KIVStringBlock block, std::string key);
+    static void setCustomBooleanProperty(bool value, std::string key);
+    static void setCustomComputedBooleanProperty(KIVBoolBlock block, std::string key);
+    static void setCustomIntProperty(std::int32_t value, std::string key);
+    static void setCustomComputedIntProperty(KIVIntBlock block, std::string key);
+    static void setCustomDoubleProperty(double value, std::string key);
+    static void setCustomComputedDoubleProperty(KIVDoubleBlock block, std::string key);
+    static void setCustomSemverProperty(std::string value, std::string key);
+    static void setCustomComputedSemverProperty(KIVStringBlock block, std::string key);
+    static void setCustomDateTimeProperty(KIVDate value, std::string key);
+    static void setCustomComputedDateTimeProperty(KIVDateBlock block, std::string key);
+
+    /// Values that every read of the current key sees before those it was given. A context set before setup is dropped.
+    static void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
+
+    /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones.
+    static void setVariant(std::shared_ptr<KIVString> flag, const std::string& key);
+    /// The current key's flag of that full name, or null.
+    static std::shared_ptr<KIVString> variantWithKey(const std::string& key);
+
+    /// All flags that containers and `dynamicAPI` ever added, in no order.
+    static std::vector<std::shared_ptr<KIVString>> flags();
+
+    /// Flags by name, without a container.
+    static std::shared_ptr<KIVDynamicAPI> dynamicAPI();
+
+    /// Starts a fetch and returns at once. Nothing happens before setup.
+    static void fetch();
+
+    /// Thaws the flags of level 1 and above, all or those of one namespace. Nothing happens before setup.
+    static void unfreeze();
+    static void unfreezeNamespace(const std::string& nameSpace);
+
+    /// The local overrides of the current client; null before setup.
+    static std::shared_ptr<KIVFlagsOverrides> overrides();
+
+    /// Receives what the application's own callbacks threw: the source (0 dynamic-properties rule, 1
+    /// configuration-fetched handler, 2 impression handler, 3 computed property) and the exception, on the thread on
+    /// which it happened. An empty handler takes the present one away.
+    static void
+    setUserspaceUnhandledErrorHandler(std::function<void(unsigned source, const KIVException& exception)> handler);
+
+    static std::optional<std::string> currentSDKKey();
+
+    static bool isUUIDKey(KIVNullableString key);
+    static bool isMongoAppKey(KIVNullableString key);
+    /// This build has been switched off for this application; setup then does nothing.
+    static bool isVersionSwitchedOff();
+
+    /// For wrappers in other languages, over the names of `KIVClassRegistry`; empty when a name is unknown. The first
+    /// calls an operation of the object, the second one of the class, the third an operation of what that answered.
+    static std::any run(const std::string& method, const std::any& instance);
+    static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction);
+    static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction,
+                                       const std::string& instanceFunction);
+
+    /// For the library and its tools.
+    static std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository();
+    static std::shared_ptr<KIVFeatureFlagsRepository> flagsRepositoryForSDKKey(KIVNullableString key);
+    static std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository();
+    static std::shared_ptr<KIVTargetGroupRepository> targetGroupRepository();
+    static std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker();
+};

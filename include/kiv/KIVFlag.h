@@ -1,0 +1,41 @@
+#pragma once
+
+#include <concepts>
+#include <functional>
+
+#include <kiv/KIVString.h>
+
+/// A boolean flag. Its variations are "true" and "false".
+class KIV_API KIVFlag : public KIVString {
+public:
+    using Action = std::function<void()>;
+
+    KIVFlag() : KIVFlag(false) {}
+    explicit KIVFlag(std::same_as<bool> auto defaultValue) : KIVString(text(defaultValue), {"true", "false"}) {}
+    KIVFlag(std::same_as<bool> auto defaultValue, unsigned freeze)
+        : KIVString(text(defaultValue), {"true", "false"}, freeze) {}
+
+    /// Reads the flag.
+    bool isEnabled() const { return getBoolValue(); }
+    bool isEnabled(const KIVDynamicPropertyContext& context) const;
+
+    /// Reads the flag and calls the action on this thread when it is enabled (`disabled`: when it is not) and not empty.
+    void enabled(const Action& action) const;
+    void enabled(const Action& action, const KIVDynamicPropertyContext& context) const;
+    void disabled(const Action& action) const;
+    void disabled(const Action& action, const KIVDynamicPropertyContext& context) const;
+
+    /// Reads the flag; unless it is enabled and the first action ran, reads it again for the second. So a disabled flag
+    /// makes two impressions.
+    void enabled(const Action& whenEnabled, const Action& whenDisabled) const;
+    void enabled(const Action& whenEnabled, const Action& whenDisabled,
+                 const KIVDynamicPropertyContext& context) const;
+
+    void forceValue(std::same_as<bool> auto value) { KIVString::forceValue(text(value)); }
+
+protected:
+    std::string_view className() const override { return "KIVFlag"; }
+
+private:
+    static const char* text(bool value) { return value ? "true" : "false"; }
+};

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kiv/KIVExport.h>
+
+class KIVFeatureFlagsSetter;
+class KIVString;
+
+/// Values that a developer puts in place of flags' own, by full flag name. They outlive the process.
+///
+/// Changing one rewrites its file before the call returns; when the file cannot be written the change holds in memory
+/// and one line is logged. Callable from any thread.
+class KIV_API KIVFlagsOverrides {
+public:
+    /// For the library. Loads what is stored; makes the folder when it is missing.
+    explicit KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter);
+    ~KIVFlagsOverrides();
+    KIVFlagsOverrides(const KIVFlagsOverrides&) = delete;
+    KIVFlagsOverrides& operator=(const KIVFlagsOverrides&) = delete;
+
+    bool hasOverride(std::string_view name) const;
+    std::optional<std::string> overrideForName(std::string_view name) const;
+
+    /// Thaws the flag and stores the value under the flag's name. A flag without a name is left alone.
+    void setOverride(std::string_view value, const KIVString& flag);
+    /// The same for the flag of that name, registered or not.
+    void setOverride(std::string_view value, const std::string& name);
+
+    /// Removes the value and thaws the flag.
+    void clearOverrideForName(const std::string& name);
+
+    /// Removes all values and their file. Flags are not thawed.
+    void clearOverrides();
+
+    /// The flag's value without overrides, freezing and impression.
+    std::string originalValueForFeature(const KIVString& flag) const;
+
+    /// All overrides by full flag name.
+    std::map<std::string, std::string> overrides() const;
+
+    /// Writes all values to the file. False, and one line in the log, when that failed.
+    bool cacheOverrides() const;
+
+    std::string overridesFilesPath() const;
+    /// The path of a file of that name in the folder.
+    std::string pathForOverridesFile(const std::string& fileName = "overrides") const;
+
+private:
+    struct Store;
+
+    void thaw(const std::string& name) const;
+
+    std::weak_ptr<KIVFeatureFlagsSetter> setter_;
+    mutable std::mutex lock_; ///< a change and its write are one step
+    std::unique_ptr<Store> store_;
+};

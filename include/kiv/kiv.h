@@ -1,0 +1,24 @@
+#pragma once
+
+/// All that an application needs.
+
+#include <kiv/EvaluationContext.h>
+#include <kiv/KIVBaseContainer.h>
+#include <kiv/KIVClassRegistry.h>
+#include <kiv/KIVCore.h>
+#include <kiv/KIVDate.h>
+#include <kiv/KIVDouble.h>
+#include <kiv/KIVDynamicAPI.h>
+#include <kiv/KIVDynamicPropertyContext.h>
+#include <kiv/KIVException.h>
+#include <kiv/KIVFetcherResult.h>
+#include <kiv/KIVFlag.h>
+#include <kiv/KIVFlagsOverrides.h>
+#include <kiv/KIVHost.h>
+#include <kiv/KIVInt.h>
+#include <kiv/KIVNetworkConfigurationsOptions.h>
+#include <kiv/KIVOptions.h>
+#include <kiv/KIVReportingValue.h>
+#include <kiv/KIVString.h>
+#include <kiv/KivxValue.h>
+#include <kiv/NotificationCenter.h>

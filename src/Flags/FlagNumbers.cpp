@@ -1,0 +1,43 @@
+#include "Flags/FlagNumbers.h"
+
+#include "Platform/Text.h"
+
+std::int64_t parseInt(std::string_view text, std::string_view defaultValue) {
+    if (text == "0") {
+        return 0;
+    }
+    const std::int64_t integer = kiv::readInteger(text);
+    const bool whole = integer != 0 && static_cast<double>(integer) == kiv::readDouble(text);
+    return whole ? integer : kiv::readInteger(defaultValue);
+}
+
+double parseDouble(std::string_view text, std::string_view defaultValue) {
+    if (text == "0") {
+        return 0;
+    }
+    const double value = checkDoubleFormat(text) ? kiv::readDouble(text) : 0;
+    return value == 0 ? kiv::readDouble(defaultValue) : value;
+}
+
+bool checkDoubleFormat(std::string_view text) {
+    const auto skipDigits = [&text] {
+        const std::size_t end = text.find_first_not_of("0123456789");
+        const std::size_t count = end == std::string_view::npos ? text.size() : end;
+        text.remove_prefix(count);
+        return count > 0;
+    };
+    if (text.starts_with('-')) {
+        text.remove_prefix(1);
+    }
+    if (!skipDigits()) {
+        return false;
+    }
+    if (text.starts_with('.')) {
+        text.remove_prefix(1);
+        if (!skipDigits()) {
+            return false;
+        }
+    }
+    // The end of a text is also before its last line break.
+    return text.empty() || text == "\n" || text == "\r" || text == "\r\n";
+}

@@ -1,0 +1,48 @@
+#include "Flags/KIVClassRegister.h"
+
+#include <kiv/KIVException.h>
+
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+constexpr const char* invalidNamespace = "InvalidNamespace";
+}
+
+std::string KIVClassRegister::fullName(std::string_view nameSpace, std::string_view propertyName) {
+    if (nameSpace.empty() || nameSpace.starts_with("config_")) {
+        return std::string(propertyName);
+    }
+    return kiv::format("%@.%@", nameSpace, propertyName);
+}
+
+void KIVClassRegister::handleNamespace(KIVNullableString nameSpace) {
+    if (nameSpace.isNil()) {
+        throw KIVException(invalidNamespace, "Parameter 'namespace' cannot be nil.");
+    }
+    const std::lock_guard lock(lock_);
+    if (!namespaceStore_.insert(nameSpace.string()).second) {
+        throw KIVException(
+            invalidNamespace,
+            kiv::format("A container with the given namesapce ('%@') has already been registered.", nameSpace.view()));
+    }
+}
+
+void KIVClassRegister::handleContainer(const std::shared_ptr<KIVBaseContainer>& container,
+                                       KIVNullableString nameSpace) {
+    handleNamespace(nameSpace);
+    if (!container) {
+        KIV_DEBUG_LOG("there is no container to register under '%@'", nameSpace.view());
+        return;
+    }
+    const KIVBaseContainer& object = *container;
+    const KIVContainerTable table = container->kivContainerTable();
+    if (table.declaringClass() != typeid(object)) {
+        return; // the table is a base class's, and what a base class declares is not registered
+    }
+    for (const KIVContainerTable::Member& member : table.members()) {
+        if (member.flag) {
+            addFlag_(member.owner ? member.owner : std::shared_ptr<KIVString>(container, member.flag),
+                     fullName(nameSpace.view(), member.name));
+        }
+    }
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include <kiv/KIVBaseContainer.h>
+#include <kiv/KIVNullableString.h>
+
+/// Registers containers and keeps the namespaces in use, which are never given back. Callable from any thread.
+class KIVClassRegister {
+public:
+    using AddFlag = std::function<void(std::shared_ptr<KIVString> flag, const std::string& name)>;
+
+    /// `addFlag` takes each flag under its full name.
+    explicit KIVClassRegister(AddFlag addFlag) : addFlag_(std::move(addFlag)) {}
+
+    /// Reserves the namespace, then adds every flag that the container's own class declares. Throws as
+    /// `handleNamespace` does, before any flag is touched.
+    void handleContainer(const std::shared_ptr<KIVBaseContainer>& container, KIVNullableString nameSpace);
+
+    /// Throws "InvalidNamespace" when the namespace is nil or in use.
+    void handleNamespace(KIVNullableString nameSpace);
+
+    /// The name of the property alone in the empty namespace and in those that begin with "config_".
+    static std::string fullName(std::string_view nameSpace, std::string_view propertyName);
+
+private:
+    const AddFlag addFlag_;
+    std::mutex lock_;
+    std::set<std::string, std::less<>> namespaceStore_;
+};

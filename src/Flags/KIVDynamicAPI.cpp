@@ -1,0 +1,66 @@
+#include <kiv/KIVDynamicAPI.h>
+
+#include <kiv/KIVDouble.h>
+#include <kiv/KIVException.h>
+#include <kiv/KIVFlag.h>
+#include <kiv/KIVInt.h>
+
+#include "Flags/KIVFeatureFlagsRepository.h"
+#include "Platform/Text.h"
+
+namespace {
+
+EvaluationContext evaluationWith(const KIVDynamicPropertyContext* context) {
+    return context ? EvaluationContext::initDefaultWithContext(*context) : EvaluationContext::initDefault();
+}
+
+} // namespace
+
+KIVDynamicAPI::KIVDynamicAPI(std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository, AddFlag addFlag)
+    : flagsRepository_(std::move(flagsRepository)), addFlag_(std::move(addFlag)) {}
+
+void KIVDynamicAPI::checkFlagName(KIVNullableString name) {
+    if (name.isNil()) {
+        throw KIVException::invalidArgument("Feature flag name cannot be nil");
+    }
+}
+
+template <class Make>
+std::shared_ptr<KIVString> KIVDynamicAPI::flagNamed(KIVNullableString name, Make&& make) const {
+    checkFlagName(name);
+    auto flag = flagsRepository_->featureWithName(name.view());
+    if (!flag) {
+        flag = make();
+        addFlag_(flag, name.string());
+    }
+    return flag;
+}
+
+bool KIVDynamicAPI::isEnabled(KIVNullableString name, bool defaultValue,
+                              const KIVDynamicPropertyContext* context) const {
+    const auto flag = flagNamed(name, [&] { return std::make_shared<KIVFlag>(defaultValue); });
+    const auto evaluation = evaluationWith(context);
+    return flag->getBoolValue(&evaluation, defaultValue ? "true" : "false");
+}
+
+std::string KIVDynamicAPI::getValue(KIVNullableString name, const std::string& defaultValue,
+                                    const std::vector<KIVNullableString>& variations,
+                                    const KIVDynamicPropertyContext* context) const {
+    const auto flag = flagNamed(name, [&] { return std::make_shared<KIVString>(defaultValue, variations); });
+    const auto evaluation = evaluationWith(context);
+    return flag->getStringValue(&evaluation, defaultValue);
+}
+
+std::int64_t KIVDynamicAPI::getInt(KIVNullableString name, int defaultValue, const std::vector<int>& variations,
+                                   const KIVDynamicPropertyContext* context) const {
+    const auto flag = flagNamed(name, [&] { return std::make_shared<KIVInt>(defaultValue, variations); });
+    const auto evaluation = evaluationWith(context);
+    return flag->getIntValue(&evaluation, kiv::integerText(defaultValue));
+}
+
+double KIVDynamicAPI::getDouble(KIVNullableString name, double defaultValue, const std::vector<double>& variations,
+                                const KIVDynamicPropertyContext* context) const {
+    const auto flag = flagNamed(name, [&] { return std::make_shared<KIVDouble>(defaultValue, variations); });
+    const auto evaluation = evaluationWith(context);
+    return flag->getDoubleValue(&evaluation, kiv::doubleText(defaultValue));
+}

@@ -1,0 +1,106 @@
+#include <kiv/KIVFlagsOverrides.h>
+
+#include <kiv/KIVHost.h>
+#include <kiv/KIVString.h>
+
+#include "Flags/KIVFeatureFlagsSetter.h"
+#include "Platform/ConcurrentMap.h"
+#include "Platform/Files.h"
+#include "Platform/PropertyList.h"
+#include "Runtime/KIVDebugger.h"
+
+struct KIVFlagsOverrides::Store {
+    std::string directory;
+    kiv::ConcurrentMap<const std::string> values;
+};
+
+KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter)
+    : setter_(std::move(setter)), store_(std::make_unique<Store>()) {
+    store_->directory =
+        KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/io.corvane/flags";
+    kiv::makeDirectories(store_->directory);
+    const auto stored = kiv::readPropertyList(pathForOverridesFile());
+    if (!stored) {
+        return;
+    }
+    for (const auto& [name, value] : *stored) {
+        if (const auto* text = value.if_string()) {
+            store_->values.set(std::string_view(name), std::make_shared<const std::string>(*text));
+        }
+    }
+}
+
+KIVFlagsOverrides::~KIVFlagsOverrides() = default;
+
+bool KIVFlagsOverrides::hasOverride(std::string_view name) const {
+    const kiv::ReadGuard guard;
+    return store_->values.find(name) != nullptr;
+}
+
+std::optional<std::string> KIVFlagsOverrides::overrideForName(std::string_view name) const {
+    const kiv::ReadGuard guard;
+    const auto* found = store_->values.find(name);
+    return found ? std::optional<std::string>(**found) : std::nullopt;
+}
+
+void KIVFlagsOverrides::setOverride(std::string_view value, const KIVString& flag) {
+    if (const auto name = flag.name()) {
+        setOverride(value, *name);
+    }
+}
+
+void KIVFlagsOverrides::setOverride(std::string_view value, const std::string& name) {
+    thaw(name);
+    const std::lock_guard lock(lock_);
+    store_->values.set(name, std::make_shared<const std::string>(value));
+    cacheOverrides();
+}
+
+void KIVFlagsOverrides::clearOverrideForName(const std::string& name) {
+    {
+        const std::lock_guard lock(lock_);
+        store_->values.remove(name);
+        cacheOverrides();
+    }
+    thaw(name);
+}
+
+void KIVFlagsOverrides::clearOverrides() {
+    const std::lock_guard lock(lock_);
+    store_->values.clear();
+    kiv::removeFile(pathForOverridesFile());
+}
+
+std::string KIVFlagsOverrides::originalValueForFeature(const KIVString& flag) const { return flag.originalValue(); }
+
+std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
+    std::map<std::string, std::string> all;
+    for (const auto& [name, value] : store_->values.entries()) {
+        all.emplace(name, *value);
+    }
+    return all;
+}
+
+bool KIVFlagsOverrides::cacheOverrides() const {
+    kiv::json::object archive;
+    for (const auto& [name, value] : overrides()) {
+        archive[name] = value;
+    }
+    const bool written = kiv::writePropertyList(pathForOverridesFile(), archive);
+    if (!written) {
+        KIV_DEBUG_LOG("could not write %@", pathForOverridesFile());
+    }
+    return written;
+}
+
+std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }
+
+std::string KIVFlagsOverrides::pathForOverridesFile(const std::string& fileName) const {
+    return store_->directory + (fileName.starts_with('/') ? "" : "/") + fileName;
+}
+
+void KIVFlagsOverrides::thaw(const std::string& name) const {
+    if (const auto setter = setter_.lock()) {
+        setter->unfreezeFlagWithName(name);
+    }
+}

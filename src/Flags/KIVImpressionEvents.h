@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Platform/Json.h"
+
+/// What takes impressions as analytics events.
+class KIVImpressionEvents {
+public:
+    virtual ~KIVImpressionEvents() = default;
+
+    /// Called on the thread that read the flag; may throw.
+    virtual void track(std::string_view event, const kiv::json::object& properties) = 0;
+};

@@ -1,0 +1,249 @@
+#include <kiv/KIVString.h>
+
+#include <algorithm>
+
+#include <kiv/KIVException.h>
+#include <kiv/KIVFlagsOverrides.h>
+#include <kiv/NotificationCenter.h>
+
+#include "Flags/FlagNumbers.h"
+#include "KivxLanguage/KivxParser.h"
+#include "Model/KIVExperimentModel.h"
+#include "Platform/Epoch.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+
+constexpr unsigned neverFrozen = 3;
+
+std::string normalizedBoolean(std::string_view value, std::string_view) { return value == "true" ? "true" : "false"; }
+
+std::string normalizedInteger(std::string_view value, std::string_view defaultValue) {
+    return kiv::integerText(parseInt(value, defaultValue));
+}
+
+std::string normalizedDouble(std::string_view value, std::string_view defaultValue) {
+    return kiv::doubleText(parseDouble(value, defaultValue));
+}
+
+std::vector<std::string> checkedTexts(const std::vector<KIVNullableString>& variations) {
+    std::vector<std::string> texts;
+    for (const KIVNullableString& variation : variations) {
+        if (variation.isNil()) {
+            throw KIVException::invalidArgument("Feature flag variation cannot be nil");
+        }
+        texts.push_back(variation.string());
+    }
+    return texts;
+}
+
+} // namespace
+
+/// All of a flag that changes, replaced as a whole so that a read sees one state and takes no lock.
+struct KIVString::State {
+    std::optional<std::string> name;
+    unsigned freezeLevel = neverFrozen;
+    bool isUsingDefaultFreezeLevel = false;
+    bool isFreezed = false;
+    std::string value; ///< the last value, kept for flags that can be frozen: nobody asks the others for it
+    std::optional<std::string> forcedValue;
+    std::shared_ptr<KIVFlagsOverrides> overrides;
+    std::shared_ptr<const KivxParser> parser;
+    std::shared_ptr<const KIVExperimentModel> experiment;
+};
+
+KIVString::KIVString(std::string defaultValue)
+    : KIVString(std::move(defaultValue), std::vector<std::string>(), std::nullopt) {}
+
+KIVString::KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations)
+    : KIVString(std::move(defaultValue), checkedTexts(variations), std::nullopt) {}
+
+KIVString::KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations, unsigned freeze)
+    : KIVString(std::move(defaultValue), checkedTexts(variations), std::optional<unsigned>(freeze)) {}
+
+KIVString::KIVString(std::string defaultValue, std::vector<std::string> variations, std::optional<unsigned> freeze)
+    : defaultValue_(std::move(defaultValue)), variations_(std::move(variations)), state_(nullptr) {
+    if (std::find(variations_.begin(), variations_.end(), defaultValue_) == variations_.end()) {
+        variations_.push_back(defaultValue_);
+    }
+    auto state = std::make_unique<State>();
+    state->freezeLevel = freeze.value_or(neverFrozen);
+    state->isUsingDefaultFreezeLevel = !freeze;
+    state->value = defaultValue_;
+    state_.store(state.release(), std::memory_order_relaxed);
+}
+
+KIVString::~KIVString() { delete state_.load(std::memory_order_relaxed); }
+
+template <class Change>
+void KIVString::change(Change&& change) const {
+    const std::lock_guard lock(lock_);
+    auto next = std::make_unique<State>(*state_.load(std::memory_order_relaxed));
+    change(*next);
+    kiv::retire(std::unique_ptr<const State>(state_.exchange(next.release(), std::memory_order_seq_cst)));
+}
+
+std::string KIVString::value(const KIVDynamicPropertyContext& context) const {
+    const auto evaluation = EvaluationContext::initDefaultWithContext(context);
+    return getStringValue(&evaluation);
+}
+
+std::string KIVString::getStringValue(const EvaluationContext* context) const {
+    return getStringValue(context, defaultValue_);
+}
+
+std::string KIVString::getStringValue(const EvaluationContext* context, std::string_view defaultValue) const {
+    return internalValue(context, defaultValue, nullptr);
+}
+
+bool KIVString::getBoolValue(const EvaluationContext* context) const { return getBoolValue(context, defaultValue_); }
+
+bool KIVString::getBoolValue(const EvaluationContext* context, std::string_view defaultValue) const {
+    return internalValue(context, defaultValue, normalizedBoolean) == "true";
+}
+
+std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
+    return getIntValue(context, defaultValue_);
+}
+
+std::int64_t KIVString::getIntValue(const EvaluationContext* context, std::string_view defaultValue) const {
+    return parseInt(internalValue(context, defaultValue, normalizedInteger), "0");
+}
+
+double KIVString::getDoubleValue(const EvaluationContext* context) const {
+    return getDoubleValue(context, defaultValue_);
+}
+
+double KIVString::getDoubleValue(const EvaluationContext* context, std::string_view defaultValue) const {
+    return parseDouble(internalValue(context, defaultValue, normalizedDouble), "0");
+}
+
+std::string KIVString::peek() const {
+    const EvaluationContext context{.shouldRaiseImpression = false, .shouldUseFreeze = false};
+    return getStringValue(&context);
+}
+
+std::string KIVString::originalValue() const {
+    const EvaluationContext context{
+        .shouldRaiseImpression = false, .shouldUseFreeze = false, .shouldUseOverride = false};
+    return getStringValue(&context);
+}
+
+std::string KIVString::internalValue(const EvaluationContext* given, std::string_view defaultValue,
+                                     Normalizer normalize) const {
+    const kiv::ReadGuard guard;
+    const State& state = *state_.load(std::memory_order_seq_cst);
+    if (state.forcedValue) {
+        return *state.forcedValue;
+    }
+    const EvaluationContext context = EvaluationContext::initMerged(state.parser.get(), given);
+    if (state.overrides && state.name && context.shouldUseOverride) {
+        if (auto override = state.overrides->overrideForName(*state.name)) {
+            keepValue(state, *override);
+            return std::move(*override);
+        }
+    }
+    if (state.isFreezed && state.freezeLevel < neverFrozen) {
+        return state.value;
+    }
+    if (context.shouldUseFreeze && state.freezeLevel < neverFrozen) {
+        change([](State& next) { next.isFreezed = true; });
+    }
+    std::string result = evaluateValue(state, context, defaultValue, normalize);
+    keepValue(state, result);
+    if (context.shouldRaiseImpression) {
+        flagImpressedWithValue(result, context);
+    }
+    return result;
+}
+
+std::string KIVString::evaluateValue(const State& state, const EvaluationContext& context,
+                                     std::string_view defaultValue, Normalizer normalize) const {
+    if (state.parser && state.experiment) {
+        const std::string_view flagName = state.name ? std::string_view(*state.name) : std::string_view();
+        if (auto value = state.experiment->valueWithParser(*state.parser, flagName, context)) {
+            return normalize ? normalize(*value, defaultValue) : std::move(*value);
+        }
+    }
+    return std::string(defaultValue);
+}
+
+void KIVString::keepValue(const State& state, const std::string& value) const {
+    if (state.freezeLevel < neverFrozen && state.value != value) {
+        change([&](State& next) { next.value = value; });
+    }
+}
+
+std::optional<std::string> KIVString::name() const {
+    const kiv::ReadGuard guard;
+    return state_.load(std::memory_order_seq_cst)->name;
+}
+
+unsigned KIVString::freezeLevel() const {
+    const kiv::ReadGuard guard;
+    return state_.load(std::memory_order_seq_cst)->freezeLevel;
+}
+
+bool KIVString::isUsingDefaultFreezeLevel() const {
+    const kiv::ReadGuard guard;
+    return state_.load(std::memory_order_seq_cst)->isUsingDefaultFreezeLevel;
+}
+
+bool KIVString::isFreezed() const {
+    const kiv::ReadGuard guard;
+    return state_.load(std::memory_order_seq_cst)->isFreezed;
+}
+
+void KIVString::forceValue(std::string_view value) {
+    change([&](State& next) { next.forcedValue = std::string(value); });
+}
+
+void KIVString::setFreezeLevel(unsigned level) {
+    change([&](State& next) {
+        if (next.isUsingDefaultFreezeLevel) {
+            next.freezeLevel = level;
+        }
+    });
+}
+
+void KIVString::unfreezeWithLevel(unsigned level) {
+    change([&](State& next) {
+        if (level <= next.freezeLevel) {
+            next.isFreezed = false;
+        }
+    });
+}
+
+void KIVString::setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides, std::shared_ptr<const KivxParser> parser,
+                             std::shared_ptr<const KIVExperimentModel> experiment) {
+    change([&](State& next) {
+        next.overrides = std::move(overrides);
+        next.parser = std::move(parser);
+        next.experiment = std::move(experiment);
+    });
+}
+
+void KIVString::setNameIfNone(const std::string& name) {
+    change([&](State& next) {
+        if (!next.name) {
+            next.name = name;
+        }
+    });
+}
+
+void KIVString::clearName() {
+    change([](State& next) { next.name.reset(); });
+}
+
+void KIVString::flagImpressedWithValue(std::string_view value, const EvaluationContext& context) const {
+    const kiv::ReadGuard guard;
+    const State& state = *state_.load(std::memory_order_seq_cst);
+    if (state.name) {
+        const KIVFlagImpression impression{*this, *state.name, value, context};
+        kiv::NotificationCenter::defaultCenter().post(KIVFlagImpressionNotification, impression);
+    }
+}
+
+std::string KIVString::description() const {
+    return kiv::format("<%@> - %@ (%@)", className(), name().value_or("(null)"), peek());
+}

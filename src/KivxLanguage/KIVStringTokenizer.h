@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+/// A set of ASCII characters that separate tokens, made once and passed by pointer.
+class KIVDelimiterSet {
+public:
+    explicit constexpr KIVDelimiterSet(std::string_view characters) {
+        for (const char character : characters) {
+            contains_[static_cast<unsigned char>(character)] = true;
+        }
+    }
+
+    constexpr bool contains(char character) const { return contains_[static_cast<unsigned char>(character)]; }
+
+private:
+    std::array<bool, 256> contains_{};
+};
+
+/// A cursor that cuts a text at delimiters. The text and the sets are borrowed; tokens are parts of the text and never
+/// empty.
+class KIVStringTokenizer {
+public:
+    /// Starts at the beginning of the text. Without a set (null) there are no tokens. `shouldReturnDelimiters` makes each
+    /// delimiter a token of its own; else they are skipped.
+    KIVStringTokenizer(std::string_view text, const KIVDelimiterSet* delimiters, bool shouldReturnDelimiters)
+        : text_(text), delimiters_(delimiters), returnDelimiters_(shouldReturnDelimiters) {}
+
+    bool hasMoreTokens() const;
+    bool hasMoreElements() const { return hasMoreTokens(); }
+
+    /// Nothing when no token is left.
+    std::optional<std::string_view> nextToken();
+    std::optional<std::string_view> nextElement() { return nextToken(); }
+
+    /// Cuts at the delimiters of another set from here on.
+    std::optional<std::string_view> nextToken(const KIVDelimiterSet* delimiters) {
+        delimiters_ = delimiters;
+        return nextToken();
+    }
+
+    /// The number of tokens that are left.
+    std::size_t countTokens() const;
+
+private:
+    /// The first delimiter (or other character) at or after a position, or the end.
+    std::size_t find(bool delimiter, std::size_t from) const;
+
+    std::string_view text_;
+    const KIVDelimiterSet* delimiters_;
+    bool returnDelimiters_;
+    std::size_t position_ = 0;
+};

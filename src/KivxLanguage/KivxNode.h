@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+#include <kiv/KivxValue.h>
+
+#include "KivxLanguage/KivxOperatorTable.h"
+
+enum KivxNodeType { KivxNodeTypeOperand = 0, KivxNodeTypeOperator = 1, KivxNodeTypeUnknown = 2 };
+
+/// One token of an expression.
+struct KivxNode {
+    KivxNodeType type;
+    /// The value of an operand, the name of an operator, `none` for an unknown word.
+    KivxValue value;
+    /// Null unless the node is an operator.
+    const KivxOperatorTable::Operator* op = nullptr;
+    /// Byte offset in the expression of the first character, a literal's opening quote or bracket included.
+    std::size_t position = 0;
+};

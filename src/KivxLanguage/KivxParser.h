@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kiv/EvaluationContext.h>
+
+#include "KivxLanguage/KivxEvaluationResult.h"
+#include "KivxLanguage/KivxOperatorTable.h"
+#include "Platform/Epoch.h"
+#include "Platform/Text.h"
+
+class KIVUserspaceUnhandledErrorInvoker;
+
+/// Evaluates expressions.
+///
+/// Operators are added while one thread alone knows the parser; from then on it is read only and any thread may
+/// evaluate. No evaluation throws.
+class KivxParser {
+public:
+    /// The base operators, the comparisons and the regular expressions.
+    KivxParser();
+
+    /// The same; failures of the application's callbacks go to the invoker (may be null).
+    explicit KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker);
+
+    KivxParser(const KivxParser&) = delete;
+    KivxParser& operator=(const KivxParser&) = delete;
+
+    /// Adds an operator, or replaces the one of that name.
+    void setOperator(std::string_view name, KivxOperatorHandler handler);
+
+    const KivxOperatorTable& operators() const { return operators_; }
+
+    /// True for a number and for a text that parses as one; `number` is then that number, else 0.
+    static bool isNumberOperand(const KivxValue& value, kiv::Number& number);
+
+    /// Nothing when the value is `undefined`; a result of `none` when the evaluation failed or nothing was left.
+    /// The expression and the name are only borrowed for the call.
+    std::optional<KivxEvaluationResult> evaluateExpression(std::string_view expression, std::string_view flagName,
+                                                           const EvaluationContext& context) const;
+
+    /// Makes the log say which word stopped an evaluation. May be set at any time.
+    bool debugMode() const { return debugMode_.load(std::memory_order_relaxed); }
+    void setDebugMode(bool on) { debugMode_.store(on, std::memory_order_relaxed); }
+
+    /// Asked before the context of each read. May be set at any time.
+    KIVDynamicPropertyContext globalDynamicPropertyContext() const;
+    void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
+
+private:
+    void setOperatorHandlers();
+    KivxValue evaluate(std::string_view expression, std::string_view flagName,
+                       const EvaluationContext& context) const;
+
+    KivxOperatorTable operators_;
+    std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker_;
+    std::atomic<bool> debugMode_{false};
+    std::mutex globalContextLock_;
+    kiv::Published<KIVDynamicPropertyContext> globalContext_; ///< null while there is none
+};

@@ -1,0 +1,44 @@
+#include "KivxLanguage/KivxStack.h"
+
+#include <utility>
+
+#include <kiv/KIVException.h>
+
+namespace {
+
+constexpr std::size_t largestCharge = std::size_t{64} << 20;
+
+} // namespace
+
+void KivxStack::push(KivxValue value) {
+    values_.push_back(value.isNone() ? KivxValue::undefined() : std::move(value));
+}
+
+KivxValue KivxStack::pop() {
+    KivxValue value;
+    if (!values_.empty()) {
+        value = std::move(values_.back());
+        values_.pop_back();
+    }
+    if (recorded_) {
+        recorded_->push_back(value);
+    }
+    return value;
+}
+
+void KivxStack::charge(std::size_t bytes) {
+    if (bytes > largestCharge - charged_) {
+        throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
+    }
+    charged_ += bytes;
+}
+
+std::string KivxStack::description() const {
+    std::string text = "(";
+    const char* separator = "";
+    for (const KivxValue& value : values_) {
+        text += std::exchange(separator, ", ");
+        value.describeTo(text);
+    }
+    return text + ")";
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "Platform/ConcurrentMap.h"
+#include "Properties/KIVCustomProperty.h"
+
+/// Posted with the property (a `std::shared_ptr<const KIVCustomProperty>`) as its object. Observers match the name as
+/// it is spelled.
+inline constexpr std::string_view KIVC_customPropertyAddedNotification = "KIVCustonPropertyAddedNotification";
+
+/// The properties by name. Callable from any thread; looking up takes no lock.
+class KIVCustomPropertiesRepository {
+public:
+    using Property = std::shared_ptr<const KIVCustomProperty>;
+
+    /// Puts the property in place of any of its name and announces it.
+    void addCustomProperty(Property property);
+
+    /// Does so only when there is none of that name.
+    void addCustomPropertyIfNotExists(Property property);
+
+    /// Null when there is none.
+    Property customPropertyForName(std::string_view name) const { return properties_.get(name); }
+
+    /// The same without counting a reference: valid until the caller's `kiv::ReadGuard` closes.
+    const KIVCustomProperty* find(std::string_view name) const {
+        const auto* found = properties_.find(name);
+        return found ? found->get() : nullptr;
+    }
+
+    /// All properties as they are now, in no order.
+    std::vector<Property> availableCustomProperties() const;
+
+private:
+    kiv::ConcurrentMap<const KIVCustomProperty> properties_;
+};

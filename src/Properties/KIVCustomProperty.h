@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kiv/KIVCustomPropertyBlocks.h>
+#include <kiv/KIVDynamicPropertyContext.h>
+#include <kiv/KivxValue.h>
+
+inline constexpr const char* KIVC_customPropertyTypeString = "string";
+inline constexpr const char* KIVC_customPropertyTypeSemver = "semver";
+inline constexpr const char* KIVC_customPropertyTypeDateTime = "datetime";
+inline constexpr const char* KIVC_customPropertyTypeBool = "bool";
+inline constexpr const char* KIVC_customPropertyTypeInt = "int";
+inline constexpr const char* KIVC_customPropertyTypeDouble = "double";
+inline constexpr const char* KIVC_customPropertyExternalTypeString = "String";
+inline constexpr const char* KIVC_customPropertyExternalTypeSemver = "Semver";
+inline constexpr const char* KIVC_customPropertyExternalTypeDateTime = "DateTime";
+inline constexpr const char* KIVC_customPropertyExternalTypeBool = "Boolean";
+inline constexpr const char* KIVC_customPropertyExternalTypeNumber = "Number";
+inline constexpr const char* KIVC_customPropertyDataName = "name";
+inline constexpr const char* KIVC_customPropertyDataType = "type";
+inline constexpr const char* KIVC_customPropertyDataExternalType = "externalType";
+inline constexpr const char* KIVC_customPropertyCustom = "custom";
+inline constexpr const char* KIVC_customPropertyKIV = "kiv";
+
+/// A named fact about the user or the device: a fixed value or a callback that computes it. Immutable.
+class KIVCustomProperty {
+public:
+    KIVCustomProperty() = delete;
+    virtual ~KIVCustomProperty() = default;
+
+    static std::shared_ptr<KIVCustomProperty> withStringValue(std::string name, std::string value);
+    static std::shared_ptr<KIVCustomProperty> withStringBlock(std::string name, KIVStringBlock block);
+    static std::shared_ptr<KIVCustomProperty> withSemverValue(std::string name, std::string value);
+    static std::shared_ptr<KIVCustomProperty> withSemverBlock(std::string name, KIVStringBlock block);
+    static std::shared_ptr<KIVCustomProperty> withDateTimeValue(std::string name, KIVDate value);
+    static std::shared_ptr<KIVCustomProperty> withDateTimeBlock(std::string name, KIVDateBlock block);
+    static std::shared_ptr<KIVCustomProperty> withBoolValue(std::string name, bool value);
+    static std::shared_ptr<KIVCustomProperty> withBoolBlock(std::string name, KIVBoolBlock block);
+    static std::shared_ptr<KIVCustomProperty> withIntValue(std::string name, std::int32_t value);
+    static std::shared_ptr<KIVCustomProperty> withIntBlock(std::string name, KIVIntBlock block);
+    static std::shared_ptr<KIVCustomProperty> withDoubleValue(std::string name, double value);
+    static std::shared_ptr<KIVCustomProperty> withDoubleBlock(std::string name, KIVDoubleBlock block);
+
+    const std::string& name() const { return name_; }
+    /// The kind of its value, one of KIVC_customPropertyType….
+    const std::string& type() const { return type_; }
+    /// The kind that is reported to the server, one of KIVC_customPropertyExternalType….
+    const std::string& externalType() const { return externalType_; }
+    /// True for those of the library itself.
+    virtual bool isKivProperty() const { return false; }
+
+    /// Ask the callback on this thread. They throw what it throws, and "InternalInconsistency" when the property is of
+    /// another type. `flagName` names the flag that is being evaluated.
+    std::optional<std::string> stringValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    bool boolValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    std::int32_t intValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    double doubleValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    std::optional<KIVDate> dateValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+
+    /// The text of a property made with a fixed text, null for every other: it can be read without a copy.
+    const std::string* fixedText() const { return fixedText_ ? &*fixedText_ : nullptr; }
+
+protected:
+    KIVCustomProperty(std::string name, const KIVCustomProperty& other);
+    KIVCustomProperty(std::string name, const char* type, const char* externalType);
+
+private:
+    template <class Block>
+    static std::shared_ptr<KIVCustomProperty> make(std::string name, const char* type, const char* externalType,
+                                                   Block KIVCustomProperty::*field, Block block);
+
+    std::string name_;
+    std::string type_;
+    std::string externalType_;
+    std::optional<std::string> fixedText_;
+    KIVStringBlock stringBlock_;
+    KIVBoolBlock boolBlock_;
+    KIVIntBlock intBlock_;
+    KIVDoubleBlock doubleBlock_;
+    KIVDateBlock dateBlock_;
+};
+
+/// A property of the library itself: its name stands after "kiv.".
+class KIVDeviceProperty : public KIVCustomProperty {
+public:
+    /// With the value, type and callback of the given property.
+    explicit KIVDeviceProperty(const KIVCustomProperty& inner);
+
+    bool isKivProperty() const override { return true; }
+};

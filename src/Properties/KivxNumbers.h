@@ -1,0 +1,30 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <limits>
+
+#include <kiv/KivxValue.h>
+
+#include "Platform/Text.h"
+
+namespace kiv {
+
+/// The number that a boolean, integer or double value holds.
+Number numberOf(const KivxValue& value);
+
+/// By value, exactly: an integer against a double without rounding either. Unordered for NaN.
+std::partial_ordering compareNumbers(const Number& a, const Number& b);
+
+/// The double cut off towards zero, held within 64 bits; NaN gives 0.
+inline std::int64_t saturated(double value) {
+    if (value != value) {
+        return 0;
+    }
+    if (value >= 0x1p63) {
+        return std::numeric_limits<std::int64_t>::max();
+    }
+    return value < -0x1p63 ? std::numeric_limits<std::int64_t>::min() : static_cast<std::int64_t>(value);
+}
+
+} // namespace kiv

@@ -1,0 +1,282 @@
+#include <kiv/KivxValue.h>
+
+#include <cmath>
+#include <compare>
+#include <limits>
+#include <utility>
+
+#include <kiv/KIVException.h>
+
+#include "Platform/Dates.h"
+#include "Platform/Text.h"
+#include "Properties/KivxNumbers.h"
+
+namespace {
+
+[[noreturn]] void refuse(const KivxValue& value, std::string_view wanted) {
+    throw KIVException::unrecognizedOperation("A value '" + value.description() + "' has no " + std::string(wanted));
+}
+
+int rank(const KivxValue& value) { return value.isNumber() ? 0 : 1 + static_cast<int>(value.kind()); }
+
+/// A total order in which equal values stand together. Only its consistency matters.
+int order(const KivxValue& a, const KivxValue& b) {
+    if (rank(a) != rank(b)) {
+        return rank(a) < rank(b) ? -1 : 1;
+    }
+    if (a.isNumber()) {
+        const std::partial_ordering result = kiv::compareNumbers(kiv::numberOf(a), kiv::numberOf(b));
+        return result < 0 ? -1 : result > 0 ? 1 : 0;
+    }
+    if (a.isString()) {
+        return a.text()->compare(*b.text());
+    }
+    if (a.date()) {
+        return *a.date() < *b.date() ? -1 : *b.date() < *a.date() ? 1 : 0;
+    }
+    if (a.array()) {
+        for (std::size_t i = 0; i < std::min(a.array()->size(), b.array()->size()); ++i) {
+            if (const int result = order((*a.array())[i], (*b.array())[i]); result != 0) {
+                return result;
+            }
+        }
+        return a.array()->size() < b.array()->size() ? -1 : a.array()->size() > b.array()->size() ? 1 : 0;
+    }
+    if (a.dictionary()) {
+        auto theirs = b.dictionary()->begin();
+        for (const auto& [key, value] : *a.dictionary()) {
+            if (theirs == b.dictionary()->end()) {
+                return 1;
+            }
+            const int keys = order(key, theirs->first);
+            const int values = keys != 0 ? keys : order(value, theirs->second);
+            if (values != 0) {
+                return values;
+            }
+            ++theirs;
+        }
+        return theirs == b.dictionary()->end() ? 0 : -1;
+    }
+    return 0;
+}
+
+} // namespace
+
+namespace kiv {
+
+Number numberOf(const KivxValue& value) {
+    if (const std::int64_t* integer = value.integer()) {
+        return *integer;
+    }
+    if (const double* real = value.real()) {
+        return *real;
+    }
+    return static_cast<std::int64_t>(value.boolValue());
+}
+
+std::partial_ordering compareNumbers(const Number& a, const Number& b) {
+    const auto* leftInteger = std::get_if<std::int64_t>(&a);
+    const auto* rightInteger = std::get_if<std::int64_t>(&b);
+    if (leftInteger && rightInteger) {
+        return *leftInteger <=> *rightInteger;
+    }
+    if (!leftInteger && !rightInteger) {
+        return std::get<double>(a) <=> std::get<double>(b);
+    }
+    if (!leftInteger) {
+        return 0 <=> compareNumbers(b, a);
+    }
+    // An integer against a double, exactly: 2^63 and beyond are larger than any integer; below that the whole part
+    // is an integer itself and the fraction decides.
+    const double real = std::get<double>(b);
+    if (std::isnan(real)) {
+        return std::partial_ordering::unordered;
+    }
+    if (real >= 0x1p63) {
+        return std::partial_ordering::less;
+    }
+    if (real < -0x1p63) {
+        return std::partial_ordering::greater;
+    }
+    const double whole = std::trunc(real);
+    const auto truncated = static_cast<std::int64_t>(whole);
+    return *leftInteger != truncated ? *leftInteger <=> truncated : whole <=> real;
+}
+
+} // namespace kiv
+
+KivxValue::KivxValue(Dictionary members) : value_(std::make_shared<const Dictionary>(std::move(members))) {}
+
+KivxValue::Kind KivxValue::kind() const noexcept {
+    constexpr Kind kinds[] = {Kind::none,   Kind::undefined, Kind::boolean, Kind::integer, Kind::real,
+                              Kind::string, Kind::string,    Kind::date,    Kind::array,   Kind::dictionary};
+    return kinds[value_.index()];
+}
+
+bool KivxValue::isNumber() const noexcept {
+    const Kind own = kind();
+    return own == Kind::boolean || own == Kind::integer || own == Kind::real;
+}
+
+std::optional<std::string_view> KivxValue::text() const noexcept {
+    if (const auto* own = std::get_if<std::string>(&value_)) {
+        return *own;
+    }
+    if (const auto* borrowed = std::get_if<Borrowed>(&value_)) {
+        return borrowed->text;
+    }
+    return std::nullopt;
+}
+
+const KivxValue::Array* KivxValue::array() const noexcept {
+    const auto* elements = std::get_if<std::shared_ptr<const Array>>(&value_);
+    return elements ? elements->get() : nullptr;
+}
+
+const KivxValue::Dictionary* KivxValue::dictionary() const noexcept {
+    const auto* members = std::get_if<std::shared_ptr<const Dictionary>>(&value_);
+    return members ? members->get() : nullptr;
+}
+
+bool KivxValue::boolValue() const {
+    switch (kind()) {
+    case Kind::none:
+        return false;
+    case Kind::boolean:
+        return std::get<bool>(value_);
+    case Kind::integer:
+        return *integer() != 0;
+    case Kind::real:
+        return *real() != 0;
+    case Kind::string:
+        return kiv::readBoolean(*text());
+    default:
+        refuse(*this, "boolean value");
+    }
+}
+
+std::int64_t KivxValue::integerValue() const {
+    switch (kind()) {
+    case Kind::none:
+        return 0;
+    case Kind::boolean:
+        return std::get<bool>(value_);
+    case Kind::integer:
+        return *integer();
+    case Kind::real:
+        return kiv::saturated(*real());
+    case Kind::string:
+        return kiv::readInteger(*text());
+    default:
+        refuse(*this, "integer value");
+    }
+}
+
+double KivxValue::doubleValue() const {
+    switch (kind()) {
+    case Kind::none:
+        return 0;
+    case Kind::boolean:
+        return std::get<bool>(value_);
+    case Kind::integer:
+        return static_cast<double>(*integer());
+    case Kind::real:
+        return *real();
+    case Kind::string:
+        return kiv::readDouble(*text());
+    default:
+        refuse(*this, "double value");
+    }
+}
+
+std::optional<std::string> KivxValue::stringValue() const& {
+    switch (kind()) {
+    case Kind::boolean:
+        return boolValue() ? "true" : "false";
+    case Kind::integer:
+        return kiv::integerText(*integer());
+    case Kind::real:
+        return kiv::doubleText(*real());
+    case Kind::string:
+        return std::string(*text());
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> KivxValue::stringValue() && {
+    if (auto* own = std::get_if<std::string>(&value_)) {
+        return std::move(*own);
+    }
+    return static_cast<const KivxValue&>(*this).stringValue();
+}
+
+void KivxValue::describeTo(std::string& out) const {
+    switch (kind()) {
+    case Kind::none:
+        out += "(null)";
+        return;
+    case Kind::undefined:
+        out += "<null>";
+        return;
+    case Kind::boolean:
+        out += boolValue() ? '1' : '0';
+        return;
+    case Kind::integer:
+        out += kiv::integerText(*integer());
+        return;
+    case Kind::real:
+        out += kiv::doubleText(*real());
+        return;
+    case Kind::string:
+        out += *text();
+        return;
+    case Kind::date:
+        out += kiv::dateText(*date());
+        return;
+    case Kind::array:
+    case Kind::dictionary:
+        break;
+    }
+    const char* separator = "";
+    out += array() ? '[' : '{';
+    if (array()) {
+        for (const KivxValue& element : *array()) {
+            out += std::exchange(separator, ", ");
+            element.describeTo(out);
+        }
+    } else {
+        for (const auto& [key, value] : *dictionary()) {
+            out += std::exchange(separator, ", ");
+            key.describeTo(out);
+            out += ": ";
+            value.describeTo(out);
+        }
+    }
+    out += array() ? ']' : '}';
+}
+
+std::string KivxValue::description() const {
+    std::string out;
+    describeTo(out);
+    return out;
+}
+
+KivxValue KivxValue::owned() && {
+    if (const auto* borrowed = std::get_if<Borrowed>(&value_)) {
+        return KivxValue(std::string(borrowed->text));
+    }
+    return std::move(*this);
+}
+
+bool KivxValue::Less::operator()(const KivxValue& a, const KivxValue& b) const { return order(a, b) < 0; }
+
+bool operator==(const KivxValue& a, const KivxValue& b) {
+    if (a.isNone() || b.isNone()) {
+        return false;
+    }
+    if (a.isNumber() && b.isNumber()) {
+        return kiv::compareNumbers(kiv::numberOf(a), kiv::numberOf(b)) == 0;
+    }
+    return order(a, b) == 0;
+}

@@ -1,0 +1,35 @@
+#include <kiv/KIVClassRegistry.h>
+
+KIVClassRegistry& KIVClassRegistry::shared() {
+    static KIVClassRegistry& registry = *new KIVClassRegistry;
+    return registry;
+}
+
+void KIVClassRegistry::addClassOperation(const std::string& className, const std::string& operation,
+                                         ClassOperation body) {
+    const std::lock_guard lock(lock_);
+    classOperations_[{className, operation}] = std::move(body);
+}
+
+void KIVClassRegistry::addInstanceOperation(const std::type_info& type, const std::string& operation,
+                                            InstanceOperation body) {
+    const std::lock_guard lock(lock_);
+    instanceOperations_[{std::type_index(type), operation}] = std::move(body);
+}
+
+template <class Operations, class Key>
+typename Operations::mapped_type KIVClassRegistry::find(const Operations& operations, const Key& key) const {
+    const std::lock_guard lock(lock_);
+    const auto found = operations.find(key);
+    return found == operations.end() ? nullptr : found->second;
+}
+
+std::any KIVClassRegistry::callClassOperation(const std::string& className, const std::string& operation) const {
+    const auto body = find(classOperations_, std::pair(className, operation));
+    return body ? body() : std::any();
+}
+
+std::any KIVClassRegistry::callInstanceOperation(const std::any& instance, const std::string& operation) const {
+    const auto body = find(instanceOperations_, std::pair(std::type_index(instance.type()), operation));
+    return body ? body(instance) : std::any();
+}
