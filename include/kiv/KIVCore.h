@@ -50,8 +50,8 @@ public:
     /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is ignored.
     static void switchToSDKKey(KIVNullableString key);
 
-    /// Stops the library when it is set up or has failed to: every flag of the key loses its name and serves its default
-    /// from then on. Properties and namespaces stay.
+    /// Stops the library when it is set up or has failed to: no more configurations are applied, and every flag of the
+    /// key loses its name, so that it makes no more impressions and has no overrides. Properties and namespaces stay.
     static void shutdown();
 
     /// Does what `shutdown` does, whatever the state.

@@ -57,6 +57,6 @@ private:
     void thaw(const std::string& name) const;
 
     std::weak_ptr<KIVFeatureFlagsSetter> setter_;
-    mutable std::mutex lock_; ///< a change and its write are one step
+    mutable std::mutex lock_; ///< the file's last write holds all changes made before it
     std::unique_ptr<Store> store_;
 };

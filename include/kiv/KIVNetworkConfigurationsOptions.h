@@ -3,13 +3,13 @@
 #include <optional>
 #include <string>
 
-/// The six endpoints of a self-managed deployment. One that is missing switches off what it is for; one trailing slash
-/// is ignored.
+/// The six endpoints of a self-managed deployment. One that is missing switches off what it is for; one
+/// trailing slash is ignored.
 struct KIVNetworkConfigurationsOptions {
-    std::optional<std::string> getConfigApiEndpoint;     ///< configuration API
-    std::optional<std::string> getConfigCloudEndpoint;   ///< base URL of the configuration CDN
-    std::optional<std::string> sendStateApiEndpoint;     ///< state API
-    std::optional<std::string> sendStateCloudEndpoint;   ///< base URL of the state CDN
-    std::optional<std::string> analyticsEndpoint;        ///< base URL of the analytics service
-    std::optional<std::string> pushNotificationEndpoint; ///< push stream
+    std::optional<std::string> getConfigApiEndpoint = {};     ///< configuration API
+    std::optional<std::string> getConfigCloudEndpoint = {};   ///< base URL of the configuration CDN
+    std::optional<std::string> sendStateApiEndpoint = {};     ///< state API
+    std::optional<std::string> sendStateCloudEndpoint = {};   ///< base URL of the state CDN
+    std::optional<std::string> analyticsEndpoint = {};        ///< base URL of the analytics service
+    std::optional<std::string> pushNotificationEndpoint = {}; ///< push stream
 };

@@ -23,13 +23,17 @@ KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(
 }
 
 void KIVFeatureFlagsStickiness::addStickyFlagWithName(const std::string& name, const std::string& value) {
-    const std::lock_guard lock(lock_);
-    stickyFlags_[name] = value;
-    kiv::json::object archive;
-    for (const auto& [flag, kept] : stickyFlags_) {
-        archive[flag] = kept;
+    bool written = false;
+    {
+        const std::lock_guard lock(lock_);
+        stickyFlags_[name] = value;
+        kiv::json::object archive;
+        for (const auto& [flag, kept] : stickyFlags_) {
+            archive[flag] = kept;
+        }
+        written = kiv::writePropertyList(path_, archive);
     }
-    if (!kiv::writePropertyList(path_, archive)) {
+    if (!written) {
         KIV_DEBUG_LOG("could not write %@", path_);
     }
 }

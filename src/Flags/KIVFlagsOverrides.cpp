@@ -51,18 +51,14 @@ void KIVFlagsOverrides::setOverride(std::string_view value, const KIVString& fla
 
 void KIVFlagsOverrides::setOverride(std::string_view value, const std::string& name) {
     thaw(name);
-    const std::lock_guard lock(lock_);
     store_->values.set(name, std::make_shared<const std::string>(value));
     cacheOverrides();
 }
 
 void KIVFlagsOverrides::clearOverrideForName(const std::string& name) {
-    {
-        const std::lock_guard lock(lock_);
-        store_->values.remove(name);
-        cacheOverrides();
-    }
+    store_->values.remove(name);
     thaw(name);
+    cacheOverrides();
 }
 
 void KIVFlagsOverrides::clearOverrides() {
@@ -82,11 +78,15 @@ std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
 }
 
 bool KIVFlagsOverrides::cacheOverrides() const {
-    kiv::json::object archive;
-    for (const auto& [name, value] : overrides()) {
-        archive[name] = value;
+    bool written = false;
+    {
+        const std::lock_guard lock(lock_);
+        kiv::json::object archive;
+        for (const auto& [name, value] : overrides()) {
+            archive[name] = value;
+        }
+        written = kiv::writePropertyList(pathForOverridesFile(), archive);
     }
-    const bool written = kiv::writePropertyList(pathForOverridesFile(), archive);
     if (!written) {
         KIV_DEBUG_LOG("could not write %@", pathForOverridesFile());
     }

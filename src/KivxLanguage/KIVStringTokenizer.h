@@ -29,11 +29,24 @@ public:
     KIVStringTokenizer(std::string_view text, const KIVDelimiterSet* delimiters, bool shouldReturnDelimiters)
         : text_(text), delimiters_(delimiters), returnDelimiters_(shouldReturnDelimiters) {}
 
-    bool hasMoreTokens() const;
+    bool hasMoreTokens() const {
+        if (!delimiters_ || position_ >= text_.size()) {
+            return false;
+        }
+        return returnDelimiters_ || find(false, position_) < text_.size();
+    }
     bool hasMoreElements() const { return hasMoreTokens(); }
 
     /// Nothing when no token is left.
-    std::optional<std::string_view> nextToken();
+    std::optional<std::string_view> nextToken() {
+        if (!delimiters_ || position_ >= text_.size()) {
+            return std::nullopt;
+        }
+        const std::size_t start = returnDelimiters_ ? position_ : find(false, position_);
+        const bool single = returnDelimiters_ && delimiters_->contains(text_[start]);
+        position_ = single ? start + 1 : find(true, start);
+        return position_ > start ? std::optional(text_.substr(start, position_ - start)) : std::nullopt;
+    }
     std::optional<std::string_view> nextElement() { return nextToken(); }
 
     /// Cuts at the delimiters of another set from here on.
@@ -47,7 +60,12 @@ public:
 
 private:
     /// The first delimiter (or other character) at or after a position, or the end.
-    std::size_t find(bool delimiter, std::size_t from) const;
+    std::size_t find(bool delimiter, std::size_t from) const {
+        while (from < text_.size() && delimiters_->contains(text_[from]) != delimiter) {
+            ++from;
+        }
+        return from;
+    }
 
     std::string_view text_;
     const KIVDelimiterSet* delimiters_;

@@ -15,11 +15,13 @@
 #include "Platform/Text.h"
 
 class KIVUserspaceUnhandledErrorInvoker;
+struct KivxNode;
 
 /// Evaluates expressions.
 ///
 /// Operators are added while one thread alone knows the parser; from then on it is read only and any thread may
-/// evaluate. No evaluation throws.
+/// evaluate. No evaluation throws. Evaluations may nest, as an operator or a callback may ask for another one; those
+/// that would come round to themselves, or go on without end, fail.
 class KivxParser {
 public:
     /// The base operators, the comparisons and the regular expressions.
@@ -53,9 +55,13 @@ public:
     void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
 private:
+    struct Evaluation;
+
     void setOperatorHandlers();
-    KivxValue evaluate(std::string_view expression, std::string_view flagName,
-                       const EvaluationContext& context) const;
+    KivxValue valueOrNone(Evaluation& running, const EvaluationContext& context) const;
+    KivxValue evaluate(Evaluation& running, const EvaluationContext& context) const;
+    void applyTraced(Evaluation& running, const KivxNode& node, KivxStack& stack,
+                     const EvaluationContext& context) const;
 
     KivxOperatorTable operators_;
     std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker_;

@@ -10,20 +10,11 @@ constexpr std::size_t largestCharge = std::size_t{64} << 20;
 
 } // namespace
 
-void KivxStack::push(KivxValue value) {
-    values_.push_back(value.isNone() ? KivxValue::undefined() : std::move(value));
-}
-
-KivxValue KivxStack::pop() {
-    KivxValue value;
-    if (!values_.empty()) {
-        value = std::move(values_.back());
-        values_.pop_back();
+void KivxStack::push(KivxValue&& value) {
+    values_.push_back(std::move(value));
+    if (values_.back().isNone()) {
+        values_.back() = KivxValue::undefined();
     }
-    if (recorded_) {
-        recorded_->push_back(value);
-    }
-    return value;
 }
 
 void KivxStack::charge(std::size_t bytes) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <boost/container/small_vector.hpp>
@@ -12,10 +13,21 @@
 class KivxStack {
 public:
     /// `none` is pushed as `undefined`.
-    void push(KivxValue value);
+    void push(KivxValue&& value);
+    void push(const KivxValue& value) { push(KivxValue(value)); }
 
     /// Removes and returns the last value; `none` when there is none.
-    KivxValue pop();
+    KivxValue pop() {
+        KivxValue value;
+        if (!values_.empty()) {
+            value = std::move(values_.back());
+            values_.pop_back();
+        }
+        if (recorded_) {
+            recorded_->push_back(value);
+        }
+        return value;
+    }
 
     /// The last value, null when there is none.
     const KivxValue* peek() const { return values_.empty() ? nullptr : &values_.back(); }

@@ -1,6 +1,9 @@
 #include "KivxLanguage/KivxTokenizedExpression.h"
 
+#include <algorithm>
 #include <utility>
+
+#include <kiv/KIVException.h>
 
 #include "KivxLanguage/KIVStringTokenizer.h"
 #include "KivxLanguage/KivxTokens.h"
@@ -10,6 +13,8 @@ namespace {
 
 constexpr KIVDelimiterSet outsideString(KivxTokenDelimiters);
 constexpr KIVDelimiterSet insideString(KivxStringDelimiter);
+
+constexpr unsigned deepestLiteral = 64;
 
 /// What replacing an escaped quote adds to the text.
 constexpr std::size_t placeholderGrowth = KivxEscapedQuotePlaceholder.size() - KivxEscapedQuote.size();
@@ -26,9 +31,12 @@ std::string_view KivxTokenizedExpression::wordAt(std::size_t position) const {
 }
 
 std::string_view KivxTokenizedExpression::textWithoutEscapedQuotes() {
+    if (!hasBackslash_) {
+        return expression_;
+    }
     std::size_t copied = 0;
-    for (std::size_t found = hasBackslash_ ? expression_.find(KivxEscapedQuote) : expression_.npos;
-         found != expression_.npos; found = expression_.find(KivxEscapedQuote, copied)) {
+    for (std::size_t found = expression_.find(KivxEscapedQuote); found != expression_.npos;
+         found = expression_.find(KivxEscapedQuote, copied)) {
         copy_.append(expression_, copied, found - copied).append(KivxEscapedQuotePlaceholder);
         escapes_.push_back(found);
         copied = found + KivxEscapedQuote.size();
@@ -47,46 +55,41 @@ std::size_t KivxTokenizedExpression::positionInExpression(std::size_t position) 
 
 void KivxTokenizedExpression::tokenize(std::string_view text) {
     KIVStringTokenizer tokenizer(text, &outsideString, true);
-    const KIVDelimiterSet* delimiters = &outsideString;
-    std::string_view previous;
-    std::string_view current;
+    bool inside = false;
+    bool afterQuote = false;
     while (tokenizer.hasMoreTokens()) {
-        previous = std::exchange(current, *tokenizer.nextToken(delimiters));
-        const std::size_t position = positionInExpression(static_cast<std::size_t>(current.data() - text.data()));
-        if (current == KivxStringDelimiter) {
-            if (previous == KivxStringDelimiter) {
-                pushNode({KivxNodeTypeOperand, typeNodeFromToken(KivxEmptyString).value, nullptr, position - 1});
+        const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
+        const std::size_t position = positionInExpression(static_cast<std::size_t>(token.data() - text.data()));
+        const bool quote = token.front() == KivxStringDelimiter.front();
+        if (quote) {
+            if (afterQuote) {
+                pushNode(KivxNodeTypeOperand, KivxValue::borrowed(""), position - 1);
             }
-            delimiters = delimiters == &insideString ? &outsideString : &insideString;
-        } else if (delimiters == &insideString) {
-            pushNode({KivxNodeTypeOperand, stringFromToken(current), nullptr, position - 1});
-        } else if (outsideString.contains(current.front())) {
-            bracket(current.front(), position);
+            inside = !inside;
+        } else if (inside) {
+            pushNode(KivxNodeTypeOperand, stringFromToken(token), position - 1);
+        } else if (outsideString.contains(token.front())) {
+            separate(token.front(), position);
         } else {
-            KivxNode node = typeNodeFromToken(current);
-            node.position = position;
-            pushNode(std::move(node));
+            typeNodeFromToken(token, position);
         }
+        afterQuote = quote;
     }
 }
 
-KivxNode KivxTokenizedExpression::typeNodeFromToken(std::string_view token) const {
+void KivxTokenizedExpression::typeNodeFromToken(std::string_view token, std::size_t position) {
     if (const auto* op = operators_.find(token)) {
-        return {KivxNodeTypeOperator, KivxValue::borrowed(op->name), op};
+        pushNode(KivxNodeTypeOperator, KivxValue::borrowed(op->name), position, op);
+    } else if (token == KivxTrue || token == KivxFalse) {
+        pushNode(KivxNodeTypeOperand, token == KivxTrue, position);
+    } else if (token == KivxUndefined) {
+        pushNode(KivxNodeTypeOperand, KivxValue::undefined(), position);
+    } else if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
+        KivxValue value = std::visit([](auto parsed) { return KivxValue(parsed); }, *number);
+        pushNode(KivxNodeTypeOperand, std::move(value), position);
+    } else {
+        nodes_.emplace_back(position);
     }
-    if (token == KivxTrue || token == KivxFalse) {
-        return {KivxNodeTypeOperand, token == KivxTrue};
-    }
-    if (token == KivxUndefined) {
-        return {KivxNodeTypeOperand, KivxValue::undefined()};
-    }
-    if (token == KivxEmptyString) {
-        return {KivxNodeTypeOperand, KivxValue::borrowed("")};
-    }
-    if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
-        return {KivxNodeTypeOperand, std::visit([](auto value) { return KivxValue(value); }, *number)};
-    }
-    return {KivxNodeTypeUnknown, KivxValue()};
 }
 
 /// Puts the escaped quotes of a string back, backslash and all.
@@ -105,44 +108,52 @@ KivxValue KivxTokenizedExpression::stringFromToken(std::string_view token) const
 }
 
 /// Opens or closes a literal; other delimiters only separate.
-void KivxTokenizedExpression::bracket(char character, std::size_t position) {
-    if (character == KivxArrayStartDelimiter.front()) {
-        arrayAccumulator_.emplace();
-        arrayPosition_ = position;
-    } else if (character == KivxDictStartDelimiter.front()) {
-        dictionaryAccumulator_.emplace();
-        dictionaryPosition_ = position;
-    } else if (character == KivxArrayEndDelimiter.front()) {
-        if (!arrayAccumulator_) {
-            nodes_.push_back({KivxNodeTypeUnknown, KivxValue(), nullptr, position});
-            return;
-        }
-        KivxValue array(std::move(*arrayAccumulator_));
-        arrayAccumulator_.reset();
-        pushNode({KivxNodeTypeOperand, std::move(array), nullptr, arrayPosition_});
-    } else if (character == KivxDictEndDelimiter.front()) {
-        if (!dictionaryAccumulator_) {
-            nodes_.push_back({KivxNodeTypeUnknown, KivxValue(), nullptr, position});
-            return;
-        }
-        KivxValue dictionary(std::move(*dictionaryAccumulator_));
-        dictionaryAccumulator_.reset();
-        pushNode({KivxNodeTypeOperand, std::move(dictionary), nullptr, dictionaryPosition_});
+void KivxTokenizedExpression::separate(char delimiter, std::size_t position) {
+    if (delimiter == KivxArrayStartDelimiter.front()) {
+        arrayAccumulator_ = {position};
+    } else if (delimiter == KivxDictStartDelimiter.front()) {
+        dictionaryAccumulator_ = {position};
+    } else if (delimiter == KivxArrayEndDelimiter.front()) {
+        close(arrayAccumulator_, position);
+    } else if (delimiter == KivxDictEndDelimiter.front()) {
+        close(dictionaryAccumulator_, position);
     }
 }
 
-void KivxTokenizedExpression::pushNode(KivxNode node) {
-    if ((!dictionaryAccumulator_ && !arrayAccumulator_) || node.type == KivxNodeTypeUnknown) {
-        nodes_.push_back(std::move(node));
+template <class Values>
+void KivxTokenizedExpression::close(std::optional<Literal<Values>>& literal, std::size_t position) {
+    if (!literal) {
+        nodes_.emplace_back(position);
         return;
     }
-    // A literal may outlive the expression: it can be the result.
-    KivxValue value = std::move(node.value).owned();
-    if (!dictionaryAccumulator_) {
-        arrayAccumulator_->push_back(std::move(value));
-    } else if (!dictKey_) {
-        dictKey_ = std::move(value);
+    Literal<Values> closed = *std::exchange(literal, std::nullopt);
+    pushNode(KivxNodeTypeOperand, KivxValue(std::move(closed.values)), closed.position, nullptr, closed.depth);
+}
+
+void KivxTokenizedExpression::pushNode(KivxNodeType type, KivxValue&& value, std::size_t position,
+                                       const KivxOperatorTable::Operator* op, unsigned depth) {
+    if (!dictionaryAccumulator_ && !arrayAccumulator_) {
+        nodes_.emplace_back(type, std::move(value), op, position);
     } else {
-        dictionaryAccumulator_->insert_or_assign(*std::exchange(dictKey_, std::nullopt), std::move(value));
+        // A literal may be the result of the expression, and outlive it.
+        pushIntoLiteral(std::move(value).owned(), depth);
+    }
+}
+
+void KivxTokenizedExpression::pushIntoLiteral(KivxValue value, unsigned depth) {
+    // Values are compared, described and destroyed by recursion.
+    if (depth == deepestLiteral) {
+        throw KIVException::internalInconsistency("Literals nest too deeply");
+    }
+    if (!dictionaryAccumulator_) {
+        arrayAccumulator_->values.push_back(std::move(value));
+        arrayAccumulator_->depth = std::max(arrayAccumulator_->depth, depth + 1);
+    } else if (!dictKey_) {
+        dictKey_ = {std::move(value), depth};
+    } else {
+        const unsigned deepest = std::max(dictKey_->depth, depth);
+        dictionaryAccumulator_->values.insert_or_assign(std::move(dictKey_->value), std::move(value));
+        dictionaryAccumulator_->depth = std::max(dictionaryAccumulator_->depth, deepest + 1);
+        dictKey_.reset();
     }
 }

@@ -15,9 +15,10 @@
 ///
 /// It borrows the expression and the operators, and its nodes borrow from them and from itself. Literals do not nest: a
 /// bracket that opens while another of its kind is open starts afresh. A bracket that closes nothing is an unknown
-/// word, and so is a word inside a literal that is none; both stand among the tokens. Nothing else is refused.
+/// node, and so is a word inside a literal that means nothing; both stand among the tokens.
 class KivxTokenizedExpression {
 public:
+    /// Throws for arrays and dictionaries closed into one another more than 64 times; for nothing else.
     KivxTokenizedExpression(std::string_view expression, const KivxOperatorTable& operatorSet);
 
     KivxTokenizedExpression(const KivxTokenizedExpression&) = delete;
@@ -31,12 +32,28 @@ public:
     std::string_view wordAt(std::size_t position) const;
 
 private:
+    /// An array or dictionary that has not been closed yet.
+    template <class Values>
+    struct Literal {
+        std::size_t position;
+        Values values{};
+        unsigned depth = 1; ///< literals inside one another, this one included
+    };
+    struct Key {
+        KivxValue value;
+        unsigned depth;
+    };
+
     std::string_view textWithoutEscapedQuotes();
     void tokenize(std::string_view text);
-    KivxNode typeNodeFromToken(std::string_view token) const;
+    void typeNodeFromToken(std::string_view token, std::size_t position);
     KivxValue stringFromToken(std::string_view token) const;
-    void bracket(char character, std::size_t position);
-    void pushNode(KivxNode node);
+    void separate(char delimiter, std::size_t position);
+    template <class Values>
+    void close(std::optional<Literal<Values>>& literal, std::size_t position);
+    void pushNode(KivxNodeType type, KivxValue&& value, std::size_t position,
+                  const KivxOperatorTable::Operator* op = nullptr, unsigned depth = 0);
+    void pushIntoLiteral(KivxValue value, unsigned depth);
     std::size_t positionInExpression(std::size_t position);
 
     std::string_view expression_;
@@ -47,9 +64,7 @@ private:
     std::size_t escapesPassed_ = 0;
 
     boost::container::small_vector<KivxNode, 16> nodes_;
-    std::optional<KivxValue::Array> arrayAccumulator_;
-    std::optional<KivxValue::Dictionary> dictionaryAccumulator_;
-    std::optional<KivxValue> dictKey_;
-    std::size_t arrayPosition_ = 0;
-    std::size_t dictionaryPosition_ = 0;
+    std::optional<Literal<KivxValue::Array>> arrayAccumulator_;
+    std::optional<Literal<KivxValue::Dictionary>> dictionaryAccumulator_;
+    std::optional<Key> dictKey_;
 };

@@ -8,7 +8,8 @@
 
 #include "Platform/Json.h"
 
-/// The key under which experiments are looked up: two identifiers of one name are the same, whatever their values.
+/// The key under which experiments are looked up: two identifiers of one name are the same, whatever their
+/// values.
 struct KIVFeatureFlagId {
     std::string name;
     std::string value = {};

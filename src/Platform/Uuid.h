@@ -1,10 +1,15 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
 
 namespace kiv {
 
 /// A new random UUID, version 4, in upper case, hyphenated.
 std::string newUuid();
+
+/// The bytes as a UUID of that form; the bits that say version and variant are set.
+std::string uuidText(std::array<std::uint8_t, 16> bytes);
 
 } // namespace kiv

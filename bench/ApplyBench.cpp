@@ -1,0 +1,94 @@
+#include "BenchWorld.h"
+
+#include "Flags/KIVFeatureFlagsRepository.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
+#include "KivxLanguage/KivxParser.h"
+#include "CorvaneClient/KIVClientDataParser.h"
+#include "CorvaneClient/KIVClientDataParserFactory.h"
+#include "Model/KIVTargetGroupRepository.h"
+#include "Network/KIVNetwork.h"
+#include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
+
+namespace {
+
+/// A repository with flags, and what applies documents to them.
+struct ApplyWorld {
+    explicit ApplyWorld(std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            flags->takeFeature(std::make_shared<KIVFlag>(false), "bench.flag" + std::to_string(i));
+        }
+        auto options = std::make_shared<KIVClientOptions>();
+        options->customSigningCertificate = benchSigner().certificateBase64;
+        network = std::make_shared<KIVNetwork>(options);
+        setter = KIVFeatureFlagsSetter::create({
+            .distinctId = [] { return std::string(); },
+            .parser = std::make_shared<KivxParser>(),
+            .featureFlagStickiness = nullptr,
+            .impressionHandler = {},
+            .propertiesRepository = std::make_shared<KIVCustomPropertiesRepository>(),
+            .flagsRepository = flags,
+            .errorInvoker = std::make_shared<KIVUserspaceUnhandledErrorInvoker>(),
+            .analytics = nullptr,
+        });
+    }
+
+    /// The way of a document from its text to the flags. False when it was refused.
+    bool apply(const std::string& text) {
+        const auto envelope = kiv::parseJson(text);
+        KIVNetworkError error{};
+        const auto document = envelope ? network->extractInnerJson(*envelope, "bench", &error) : nullptr;
+        if (!document) {
+            return false;
+        }
+        const auto parser = KIVClientDataParserFactory("", kiv::json::object()).dataParserWithData(document);
+        groups.setTargetGroups(parser->targetGroups());
+        setter->setForExperiments(parser->experiments());
+        return true;
+    }
+
+    std::shared_ptr<KIVFeatureFlagsRepository> flags = std::make_shared<KIVFeatureFlagsRepository>();
+    std::shared_ptr<KIVNetwork> network;
+    std::shared_ptr<KIVFeatureFlagsSetter> setter;
+    KIVTargetGroupRepository groups;
+};
+
+void apply(benchmark::State& state) {
+    benchFlags();
+    const auto count = static_cast<std::size_t>(state.range(0));
+    const std::string envelope = benchSigner().sign(payloadOf(count));
+    ApplyWorld world(count);
+    const std::uint64_t before = liveHeapBytes();
+    if (!world.apply(envelope) || !world.flags->featureWithName("bench.flag1")->getBoolValue()) {
+        state.SkipWithError("the document was not applied");
+        return;
+    }
+    state.counters["bytes_per_experiment"] =
+        static_cast<double>(liveHeapBytes() - before) / static_cast<double>(count);
+    for (auto _ : state) {
+        world.apply(envelope);
+    }
+}
+
+void registerFlags(benchmark::State& state) {
+    benchFlags();
+    const auto count = static_cast<std::size_t>(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        ApplyWorld world(0);
+        std::vector<std::shared_ptr<KIVFlag>> flags;
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < count; ++i) {
+            flags.push_back(std::make_shared<KIVFlag>(false));
+            names.push_back("bench.flag" + std::to_string(i));
+        }
+        state.ResumeTiming();
+        for (std::size_t i = 0; i < count; ++i) {
+            world.flags->addFeature(flags[i], names[i]);
+        }
+    }
+}
+
+BENCHMARK(apply)->Name("apply")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(registerFlags)->Name("register")->Arg(10000)->Unit(benchmark::kMillisecond);
+
+} // namespace

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include <kiv/kiv.h>
+
+#include "Allocations.h"
+#include "Support/Signing.h"
+
+inline const std::string benchKey = "5e0bd1f2c3a4b5d6e7f80912";
+
+/// The flags that the read benchmarks read, served by a document that went through setup.
+struct BenchFlags : KIVBaseContainer {
+    KIVFlag plain{false};
+    KIVFlag rule{false};
+    KIV_CONTAINER(BenchFlags, plain, rule);
+};
+
+/// Sets the library up once for the process, in a folder of its own.
+BenchFlags& benchFlags();
+
+/// A payload with one flag and one rule an experiment.
+std::string payloadOf(std::size_t experiments);
+
+/// The one key pair of the run.
+const Signer& benchSigner();
+
+/// Counts the allocations of this thread while it lives and reports them per iteration.
+class AllocationsPerIteration {
+public:
+    explicit AllocationsPerIteration(benchmark::State& state) : state_(state), before_(allocationsOfThread()) {}
+    ~AllocationsPerIteration() {
+        state_.counters["allocations"] =
+            benchmark::Counter(static_cast<double>(allocationsOfThread() - before_),
+                               benchmark::Counter::kAvgIterations | benchmark::Counter::kAvgThreads);
+    }
+    AllocationsPerIteration(const AllocationsPerIteration&) = delete;
+    AllocationsPerIteration& operator=(const AllocationsPerIteration&) = delete;
+
+private:
+    benchmark::State& state_;
+    std::uint64_t before_;
+};

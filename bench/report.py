@@ -1,0 +1,53 @@
+#!/usr/bin/env python3
+"""Prints the results of a benchmark run beside what they are to reach, in units of the run's own `unit/md5_40`."""
+
+import json
+import sys
+
+# name of the benchmark: (what it is measured in, what it is to reach)
+TARGETS = {
+    "read/plain": ("u", 1.3),
+    "read/rule": ("u", 1.8),
+    "apply/10000": ("ms", 40),
+    "register/10000": ("ms", 50),
+}
+NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def nanoseconds(row):
+    return row["real_time"] * NANOSECONDS[row["time_unit"]]
+
+
+def base_name(name):
+    return name.replace("/real_time", "").replace("/threads:1", "")
+
+
+def line(name, time, measured, target, rest):
+    mark = "" if target is None else f"<= {target:g}"
+    print(f"{name:<28}{time:>14}{measured:>12}{mark:>10}  {rest}")
+
+
+def main(path):
+    with open(path, encoding="utf-8") as file:
+        rows = {base_name(row["name"]): row for row in json.load(file)["benchmarks"]
+                if row.get("run_type", "iteration") == "iteration" and not row.get("error_occurred")}
+    unit = nanoseconds(rows["unit/md5_40"])
+    missed = []
+    line("benchmark", "time", "measured", None, "")
+    for name, row in rows.items():
+        time = nanoseconds(row)
+        kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "unit")) else "ms", None))
+        value = time / unit if kind == "u" else time / 1e6
+        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment") if key in row)
+        alone = rows.get(name.replace("/threads:2", "")) if "/threads:2" in name else None
+        if alone:
+            # Time per read over all threads: two that do not disturb each other halve it.
+            rest += f"{nanoseconds(alone) / time:.2f} times one thread"
+        line(name, f"{time:,.1f} ns" if kind == "u" else f"{time / 1e6:,.2f} ms", f"{value:.2f} {kind}", target, rest)
+        if target is not None and value > target:
+            missed.append(name)
+    print("all that has a figure to reach has reached it" if not missed else "missed: " + ", ".join(missed))
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])

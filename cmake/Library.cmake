@@ -1,0 +1,48 @@
+# The library `kiv`, and `kiv_internal`: the same code with its private headers, for the tools, tests and benchmarks.
+find_package(Boost 1.81 REQUIRED)
+find_package(ICU REQUIRED COMPONENTS i18n uc)
+find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(ZLIB REQUIRED)
+pkg_check_modules(KIV_PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+
+# Names for pkg-config of what a static library leaves to be linked.
+set(KIV_PKG_CONFIG_MODULES libcrypto icu-i18n icu-uc libplist-2.0 zlib)
+
+add_library(kiv_dependencies INTERFACE)
+target_link_libraries(
+    kiv_dependencies INTERFACE Boost::headers ICU::i18n ICU::uc OpenSSL::Crypto PkgConfig::KIV_PLIST Threads::Threads
+                               ZLIB::ZLIB)
+
+# How every target of this project is compiled.
+add_library(kiv_settings INTERFACE)
+target_compile_features(kiv_settings INTERFACE cxx_std_20)
+target_compile_options(kiv_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+
+file(GLOB_RECURSE kiv_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
+
+add_library(kiv_objects OBJECT ${kiv_sources})
+target_link_libraries(kiv_objects PRIVATE kiv_settings kiv_dependencies)
+target_include_directories(kiv_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
+                                               ${KIV_GENERATED_DIR})
+target_compile_definitions(kiv_objects PRIVATE BOOST_ALL_NO_LIB $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
+set_target_properties(kiv_objects PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
+                                             VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
+
+add_library(kiv $<TARGET_OBJECTS:kiv_objects>)
+add_library(kiv::kiv ALIAS kiv)
+target_compile_features(kiv PUBLIC cxx_std_20)
+target_compile_definitions(kiv PUBLIC $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
+target_include_directories(kiv PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_link_libraries(kiv PRIVATE ICU::i18n ICU::uc OpenSSL::Crypto PkgConfig::KIV_PLIST Threads::Threads ZLIB::ZLIB)
+set_target_properties(kiv PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION}
+                                     SOVERSION ${PROJECT_VERSION_MAJOR})
+
+add_library(kiv_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:kiv_objects>)
+target_include_directories(kiv_internal PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
+                                               ${KIV_GENERATED_DIR})
+target_compile_definitions(kiv_internal PUBLIC BOOST_ALL_NO_LIB)
+target_link_libraries(kiv_internal PUBLIC kiv_settings kiv_dependencies)
+set_target_properties(kiv_internal PROPERTIES LINKER_LANGUAGE CXX)

@@ -1,0 +1,57 @@
+#include "Report.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace {
+
+using Cells = std::array<std::string, 5>;
+
+Cells cellsOf(const Row& row) { return {row.flag, row.type, row.defaultValue, row.value, row.origin}; }
+
+std::string aligned(const Cells& cells, const std::array<std::size_t, 5>& widths) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        line += cells[i];
+        if (i + 1 < cells.size()) {
+            line.append(widths[i] - cells[i].size() + 2, ' ');
+        }
+    }
+    return line;
+}
+
+bool usesColour() { return isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr; }
+
+std::string bold(const std::string& text) { return usesColour() ? "\033[1m" + text + "\033[0m" : text; }
+
+} // namespace
+
+void Report::heading(const std::string& text) const { std::printf("\n%s\n\n", bold(text).c_str()); }
+
+void Report::line(const std::string& text) const { std::printf("  %s\n", text.c_str()); }
+
+void Report::table(const std::vector<Row>& rows) const {
+    const Cells titles{"FLAG", "TYPE", "DEFAULT", "VALUE", "CAME FROM"};
+    std::array<std::size_t, 5> widths{};
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+        widths[i] = titles[i].size();
+        for (const Row& row : rows) {
+            widths[i] = std::max(widths[i], cellsOf(row)[i].size());
+        }
+    }
+    line(bold(aligned(titles, widths)));
+    for (const Row& row : rows) {
+        line(aligned(cellsOf(row), widths));
+    }
+}
+
+void Report::check(bool holds, const std::string& whatIsWrong) {
+    if (!holds) {
+        allWell_ = false;
+        std::fflush(stdout);
+        std::fprintf(stderr, "WRONG: %s\n", whatIsWrong.c_str());
+    }
+}

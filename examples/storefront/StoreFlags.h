@@ -1,0 +1,36 @@
+#pragma once
+
+#include <kiv/kiv.h>
+
+/// The flags of the shop. Registered under "store", so the first is `store.expressCheckout`.
+struct StoreFlags : KIVBaseContainer {
+    KIVFlag expressCheckout{false};
+    KIVFlag newSearch{true};
+    KIVString buttonColor{"blue", {"blue", "green", "red"}};
+    KIVString greeting{"Hello"};
+    KIVString banner{"none"};
+    KIVInt paymentRetries{3, {1, 3, 5}};
+    KIVDouble discount{0.0};
+
+    KIV_CONTAINER(StoreFlags, expressCheckout, newSearch, buttonColor, greeting, banner, paymentRetries,
+                  discount);
+};
+
+/// The flags of the whole application. Registered without a namespace: their names are those of the members.
+struct ApplicationFlags : KIVBaseContainer {
+    KIVFlag maintenance{false};
+    KIVString checkoutFlow{"classic", {"classic", "one-page"}};
+    KIVInt itemsPerPage{20};
+    KIVDouble freeDeliveryFrom{50.0};
+
+    KIV_CONTAINER(ApplicationFlags, maintenance, checkoutFlow, itemsPerPage, freeDeliveryFrom);
+};
+
+/// The flags of a part of the shop that is loaded late. Registered under "gift".
+struct GiftFlags : KIVBaseContainer {
+    KIVFlag wrapping{false};
+    KIVFlag card{false};
+    KIVString ribbon{"white"};
+
+    KIV_CONTAINER(GiftFlags, wrapping, card, ribbon);
+};

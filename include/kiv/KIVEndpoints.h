@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include <kiv/KIVExport.h>
+
+/// The built-in endpoints, as the build was configured. A deployment may write others before the first call
+/// of `KIVCore`; from then on they are only read. None ends in a slash. Available before `main`.
+
+/// For keys of 24 hexadecimal digits.
+KIV_API std::string& KIVC_cdnGetConfigURL(); ///< base URL of the configuration CDN
+KIV_API std::string& KIVC_apiGetConfigURL(); ///< configuration API
+KIV_API std::string& KIVC_cdnSendStateURL(); ///< base URL of the state CDN
+KIV_API std::string& KIVC_apiSendStateURL(); ///< state API
+KIV_API std::string& KIVC_analyticBaseURL(); ///< base URL of the analytics service
+KIV_API std::string& KIVC_pushBaseURL();     ///< push stream
+
+/// For keys in the form of a UUID.
+KIV_API std::string& VPL_cdnGetConfigURL(); ///< base URL of the configuration CDN
+KIV_API std::string& VPL_apiGetConfigURL(); ///< configuration API
+KIV_API std::string& VPL_cdnSendStateURL(); ///< base URL of the state CDN
+KIV_API std::string& VPL_apiSendStateURL(); ///< state API
+KIV_API std::string& VPL_analyticBaseURL(); ///< base URL of the analytics service
+KIV_API std::string& VPL_pushBaseURL();     ///< push stream

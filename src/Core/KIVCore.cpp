@@ -1,0 +1,232 @@
+#include <kiv/KIVCore.h>
+
+#include <kiv/KIVClassRegistry.h>
+#include <kiv/KIVFlagsOverrides.h>
+
+#include "Core/KIVCoreInstance.h"
+#include "CorvaneClient/KIVClient.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
+#include "Platform/KeyForm.h"
+#include "Platform/UserDefaults.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+
+KIVCoreInstance& instance() { return KIVCoreInstance::getInstance(); }
+
+void addProperty(std::shared_ptr<KIVCustomProperty> property) {
+    instance().propertiesRepository()->addCustomProperty(std::move(property));
+}
+
+template <class Result>
+void addOperation(const char* name, Result (*operation)()) {
+    KIVClassRegistry::shared().addClassOperation("KIVCore", name, [operation]() -> std::any {
+        if constexpr (std::is_void_v<Result>) {
+            operation();
+            return {};
+        } else {
+            return operation();
+        }
+    });
+}
+
+/// The facade's operations without arguments, for those who reach them by name.
+void addOperations() {
+    static const bool added = [] {
+        addOperation("state", &KIVCore::state);
+        addOperation("shutdown", &KIVCore::shutdown);
+        addOperation("reset", &KIVCore::reset);
+        addOperation("fetch", &KIVCore::fetch);
+        addOperation("unfreeze", &KIVCore::unfreeze);
+        addOperation("flags", &KIVCore::flags);
+        addOperation("overrides", &KIVCore::overrides);
+        addOperation("dynamicAPI", &KIVCore::dynamicAPI);
+        addOperation("currentSDKKey", &KIVCore::currentSDKKey);
+        addOperation("isVersionSwitchedOff", &KIVCore::isVersionSwitchedOff);
+        addOperation("flagsRepository", &KIVCore::flagsRepository);
+        addOperation("propertiesRepository", &KIVCore::propertiesRepository);
+        addOperation("targetGroupRepository", &KIVCore::targetGroupRepository);
+        addOperation("errorInvoker", &KIVCore::errorInvoker);
+        return true;
+    }();
+    static_cast<void>(added);
+}
+
+} // namespace
+
+void KIVCore::setupWithKey(KIVNullableString key) { setupWithKey(key, KIVOptions()); }
+
+void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options) {
+    setupWithKey(key, std::move(options), "Objective-C", "Objective-C");
+}
+
+void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options, const std::string&, const std::string&) {
+    instance().setup(key.view(), std::move(options));
+}
+
+unsigned KIVCore::state() { return instance().state(); }
+
+void KIVCore::switchToSDKKey(KIVNullableString key) {
+    if (!key.isNil()) {
+        instance().switchToSDKKey(key.string());
+    }
+}
+
+void KIVCore::shutdown() {
+    const unsigned present = state();
+    if (present != 2 && present != 4) {
+        KIV_DEBUG_LOG("Kiv can only be shutdown when it is already Set up, skipping Shutdown");
+        return;
+    }
+    reset();
+}
+
+void KIVCore::reset() { instance().reset(); }
+
+void KIVCore::register_(std::shared_ptr<KIVBaseContainer> container) { register_("", std::move(container)); }
+
+void KIVCore::register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseContainer> container) {
+    instance().classRegister().handleContainer(container, nameSpace);
+}
+
+void KIVCore::handleNamespace(KIVNullableString nameSpace) { instance().classRegister().handleNamespace(nameSpace); }
+
+void KIVCore::setCustomStringProperty(std::string value, std::string key) {
+    addProperty(KIVCustomProperty::withStringValue(std::move(key), std::move(value)));
+}
+
+void KIVCore::setCustomComputedStringProperty(KIVStringBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withStringBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setCustomBooleanProperty(bool value, std::string key) {
+    addProperty(KIVCustomProperty::withBoolValue(std::move(key), value));
+}
+
+void KIVCore::setCustomComputedBooleanProperty(KIVBoolBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withBoolBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setCustomIntProperty(std::int32_t value, std::string key) {
+    addProperty(KIVCustomProperty::withIntValue(std::move(key), value));
+}
+
+void KIVCore::setCustomComputedIntProperty(KIVIntBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withIntBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setCustomDoubleProperty(double value, std::string key) {
+    addProperty(KIVCustomProperty::withDoubleValue(std::move(key), value));
+}
+
+void KIVCore::setCustomComputedDoubleProperty(KIVDoubleBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withDoubleBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setCustomSemverProperty(std::string value, std::string key) {
+    addProperty(KIVCustomProperty::withSemverValue(std::move(key), std::move(value)));
+}
+
+void KIVCore::setCustomComputedSemverProperty(KIVStringBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withSemverBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setCustomDateTimeProperty(KIVDate value, std::string key) {
+    addProperty(KIVCustomProperty::withDateTimeValue(std::move(key), value));
+}
+
+void KIVCore::setCustomComputedDateTimeProperty(KIVDateBlock block, std::string key) {
+    addProperty(KIVCustomProperty::withDateTimeBlock(std::move(key), std::move(block)));
+}
+
+void KIVCore::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
+    if (const auto client = instance().client()) {
+        client->setGlobalDynamicPropertyContext(std::move(context));
+    }
+}
+
+void KIVCore::setVariant(std::shared_ptr<KIVString> flag, const std::string& key) {
+    instance().currentFlagsRepository()->addFeature(std::move(flag), key);
+}
+
+std::shared_ptr<KIVString> KIVCore::variantWithKey(const std::string& key) {
+    return instance().currentFlagsRepository()->featureWithName(key);
+}
+
+std::vector<std::shared_ptr<KIVString>> KIVCore::flags() {
+    std::vector<std::shared_ptr<KIVString>> all;
+    for (auto& [name, flag] : instance().flagsRepository()->features()) {
+        all.push_back(flag);
+    }
+    return all;
+}
+
+std::shared_ptr<KIVDynamicAPI> KIVCore::dynamicAPI() { return instance().dynamicAPI(); }
+
+void KIVCore::fetch() {
+    if (const auto client = instance().client()) {
+        client->fetchConfigurationFromURLExpanding(std::nullopt);
+    }
+}
+
+void KIVCore::unfreeze() {
+    if (const auto client = instance().client()) {
+        client->unfreeze();
+    }
+}
+
+void KIVCore::unfreezeNamespace(const std::string& nameSpace) {
+    if (const auto client = instance().client()) {
+        client->unfreezeNamespace(nameSpace);
+    }
+}
+
+std::shared_ptr<KIVFlagsOverrides> KIVCore::overrides() {
+    const auto client = instance().client();
+    return client ? client->featureFlagSetter()->overrides() : nullptr;
+}
+
+void KIVCore::setUserspaceUnhandledErrorHandler(
+    std::function<void(unsigned source, const KIVException& exception)> handler) {
+    instance().errorInvoker()->setHandler(std::move(handler));
+}
+
+std::optional<std::string> KIVCore::currentSDKKey() { return instance().currentSDKKey(); }
+
+bool KIVCore::isUUIDKey(KIVNullableString key) { return kiv::isUuidForm(key.view()); }
+
+bool KIVCore::isMongoAppKey(KIVNullableString key) { return kiv::isApplicationKeyForm(key.view()); }
+
+bool KIVCore::isVersionSwitchedOff() {
+    return kiv::UserDefaults::standard().string("KIVC_switchedOffVersion") == KIVC_buildNumber;
+}
+
+std::any KIVCore::run(const std::string& method, const std::any& object) {
+    return KIVClassRegistry::shared().callInstanceOperation(object, method);
+}
+
+std::any KIVCore::getObjectFromClass(const std::string& className, const std::string& staticFunction) {
+    addOperations();
+    return KIVClassRegistry::shared().callClassOperation(className, staticFunction);
+}
+
+std::any KIVCore::getObjectFromClass(const std::string& className, const std::string& staticFunction,
+                                     const std::string& instanceFunction) {
+    return run(instanceFunction, getObjectFromClass(className, staticFunction));
+}
+
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCore::flagsRepository() { return instance().flagsRepository(); }
+
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCore::flagsRepositoryForSDKKey(KIVNullableString key) {
+    return key.isNil() ? flagsRepository() : instance().flagsRepositoryForSDKKey(key.view());
+}
+
+std::shared_ptr<KIVCustomPropertiesRepository> KIVCore::propertiesRepository() {
+    return instance().propertiesRepository();
+}
+
+std::shared_ptr<KIVTargetGroupRepository> KIVCore::targetGroupRepository() {
+    return instance().targetGroupRepository();
+}
+
+std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> KIVCore::errorInvoker() { return instance().errorInvoker(); }

@@ -1,0 +1,257 @@
+#include "Core/KIVCoreInstance.h"
+
+#include <kiv/KIVCore.h>
+#include <kiv/KIVException.h>
+#include <kiv/NotificationCenter.h>
+
+#include "CorvaneClient/KIVClient.h"
+#include "CorvaneClient/KIVClientDataParserFactory.h"
+#include "Model/KIVConfiguration.h"
+#include "Network/KIVEnvironment.h"
+#include "Network/KIVNetwork.h"
+#include "Platform/KeyForm.h"
+#include "Platform/UserDefaults.h"
+#include "Runtime/KIVAppVersionMonitor.h"
+#include "Runtime/KIVDataPersistency.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+
+enum State : unsigned { idle = 0, settingUp = 1, setUp = 2, shuttingDown = 3, failed = 4 };
+
+constexpr const char* supportAddress = "support@kiv.example";
+
+void setupGlobalDebugLevels(const KIVOptions& options) {
+    kivDebuggerVerbose.store(options.verbose == 1, std::memory_order_relaxed);
+    setKivDebuggerDisableByFile(options.silentFiles);
+}
+
+} // namespace
+
+KIVCoreInstance& KIVCoreInstance::getInstance() {
+    static KIVCoreInstance& instance = *new KIVCoreInstance;
+    return instance;
+}
+
+KIVCoreInstance::KIVCoreInstance()
+    : flagsRepository_(std::make_shared<KIVFeatureFlagsRepository>()),
+      propertiesRepository_(std::make_shared<KIVCustomPropertiesRepository>()),
+      targetGroupRepository_(std::make_shared<KIVTargetGroupRepository>()),
+      errorInvoker_(std::make_shared<KIVUserspaceUnhandledErrorInvoker>()),
+      classRegister_([this](auto flag, const std::string& name) { addFlag(std::move(flag), name); }),
+      dynamicAPI_(std::make_shared<KIVDynamicAPI>(
+          flagsRepository_, [this](auto flag, const std::string& name) { addFlag(std::move(flag), name); })) {}
+
+void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
+    const std::string keyText(key);
+    const std::lock_guard setupLock(setupLock_);
+    if (devicePropertiesForSDKKey(keyText)) {
+        KIV_DEBUG_LOG("KIV SDK key %@ was already initialized, skipping Setup", keyText);
+        return;
+    }
+    if (state() == failed) {
+        reset();
+    }
+    if (state() == idle) {
+        state_ = settingUp;
+    }
+    try {
+        setupInternal(keyText, std::move(options));
+    } catch (...) {
+        state_ = failed;
+        KIV_DEBUG_LOG("Error: setupWithKey failed for SDK key %@: %@", keyText, KIVException::current().what());
+        throw;
+    }
+    state_ = setUp;
+}
+
+void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) {
+    const bool isUuidKey = kiv::isUuidForm(key);
+    if (!isUuidKey && !kiv::isApplicationKeyForm(key)) {
+        throw KIVException("wrong apiKey format", "Please enter a valid apiKey");
+    }
+    if (KIVCore::isVersionSwitchedOff()) {
+        kiv::plainLog(kiv::format("Current KIV SDK version (%@) was switched off for this app, please contact ",
+                                  KIVC_buildNumber) +
+                      supportAddress);
+        return;
+    }
+    setupGlobalDebugLevels(options);
+    if (isUuidKey) {
+        if (!options.networkConfigurations) {
+            options.networkConfigurations = KIVEnvironment::platformNetworkConfigurations();
+        }
+        options.disableSignatureVerification = true;
+    }
+    setupInstance(key, options);
+}
+
+void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& options) {
+    state_ = setUp;
+    const auto flags = takeFlagsRepository(key);
+    const auto deviceProperties = takeDeviceProperties(key, options, flags);
+    {
+        const std::lock_guard lock(fieldsLock_);
+        deviceProperties_ = deviceProperties;
+    }
+    auto client = createClient(options);
+    std::shared_ptr<KIVClient> replaced = client;
+    {
+        const std::lock_guard lock(fieldsLock_);
+        client_.swap(replaced);
+    }
+    replaced.reset();
+    if (client) {
+        client->clientOptions().customSigningCertificate = options.customSigningCertificate;
+        client->clientOptions().disableSignatureVerification = options.disableSignatureVerification;
+        client->setup();
+    }
+}
+
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key) {
+    std::shared_ptr<KIVFeatureFlagsRepository> flags;
+    bool isNew = false;
+    {
+        const std::lock_guard lock(fieldsLock_);
+        currentSDKKey_ = key;
+        auto& repository = flagsRepositoriesPerSDKKey_[key];
+        if (!repository) {
+            repository = std::make_shared<KIVFeatureFlagsRepository>(*flagsRepository_);
+            isNew = true;
+        }
+        flags = repository;
+    }
+    if (!isNew) {
+        KIV_DEBUG_LOG("KIVCore: Reusing existing flags repository for SDK key: %@", key);
+    }
+    return flags;
+}
+
+std::shared_ptr<KIVDeviceProperties>
+KIVCoreInstance::takeDeviceProperties(const std::string& key, const KIVOptions& options,
+                                      std::shared_ptr<KIVFeatureFlagsRepository> flags) {
+    if (auto present = devicePropertiesForSDKKey(key)) {
+        KIV_DEBUG_LOG("KIVCore: Reusing existing device properties for SDK key: %@, BUID: %@", key, present->buid());
+        return present;
+    }
+    // Made outside the lock: it registers properties, and observers of those may call the facade.
+    auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate, propertiesRepository_,
+                                                      std::move(flags));
+    const std::lock_guard lock(fieldsLock_);
+    return devicePropertiesPerSDKKey_.emplace(key, std::move(made)).first->second;
+}
+
+std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(std::string_view key) const {
+    const std::lock_guard lock(fieldsLock_);
+    const auto found = devicePropertiesPerSDKKey_.find(key);
+    return found == devicePropertiesPerSDKKey_.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& options) {
+    if (KIVCore::isVersionSwitchedOff()) {
+        return nullptr;
+    }
+    KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
+    auto clientOptions = std::make_shared<KIVClientOptions>();
+    clientOptions->defaultConfigurationPath = options.defaultConfigurationPath;
+    clientOptions->disableSignatureVerification = options.disableSignatureVerification;
+    const auto flags = currentFlagsRepository();
+    flags->setFreezeLevel(options.defaultFreezeLevel);
+    const auto dataPersistency = std::make_shared<const KIVDataPersistency>();
+    std::shared_ptr<KIVDeviceProperties> deviceProperties;
+    {
+        const std::lock_guard lock(fieldsLock_);
+        deviceProperties = deviceProperties_;
+    }
+    return KIVClient::create({
+        .clientOptions = clientOptions,
+        .configuration = std::make_shared<KIVConfiguration>(),
+        .network = std::make_shared<KIVNetwork>(clientOptions),
+        .deviceProperties = deviceProperties,
+        .dataPersistency = dataPersistency,
+        .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),
+                                                                         deviceProperties->getPropsCopy()),
+        .appVersionMonitor = std::make_shared<const KIVAppVersionMonitor>(*dataPersistency),
+        .configurationFetchedHandler = options.onConfigurationFetched,
+        .impressionHandler = options.impressionHandler,
+        .dynamicPropertiesRule = options.dynamicPropertiesRule,
+        .propertiesRepository = propertiesRepository_,
+        .flagsRepository = flags,
+        .targetGroupRepository = targetGroupRepository_,
+        .errorInvoker = errorInvoker_,
+        .environment = std::make_shared<const KIVEnvironment>(options.networkConfigurations),
+        .flagsRepositoryForSDKKey = [this](const std::string& key) { return flagsRepositoryForSDKKey(key); },
+        .devicePropertiesForSDKKey =
+            [this, certificate = options.customSigningCertificate](const std::string& key) {
+                auto present = devicePropertiesForSDKKey(key);
+                return present ? present
+                               : std::make_shared<KIVDeviceProperties>(key, certificate, propertiesRepository_,
+                                                                       flagsRepositoryForSDKKey(key));
+            },
+    });
+}
+
+void KIVCoreInstance::reset() {
+    state_ = shuttingDown;
+    if (const auto present = client()) {
+        present->shutdown();
+    }
+    state_ = idle;
+}
+
+void KIVCoreInstance::switchToSDKKey(const std::string& key) {
+    if (!kiv::UserDefaults::standard().set("KIV_CURRENT_SDK_KEY", kiv::json::value(key))) {
+        KIV_DEBUG_LOG("could not store the current SDK key");
+    }
+    std::shared_ptr<KIVFeatureFlagsRepository> flags;
+    {
+        const std::lock_guard lock(fieldsLock_);
+        currentSDKKey_ = key;
+        if (const auto found = devicePropertiesPerSDKKey_.find(key); found != devicePropertiesPerSDKKey_.end()) {
+            deviceProperties_ = found->second;
+        }
+        if (const auto found = flagsRepositoriesPerSDKKey_.find(key); found != flagsRepositoriesPerSDKKey_.end()) {
+            flags = found->second;
+        }
+    }
+    if (flags) {
+        flags->logRepositoryState("After SDK key switch");
+    }
+}
+
+std::optional<std::string> KIVCoreInstance::currentSDKKey() const {
+    const std::lock_guard lock(fieldsLock_);
+    return currentSDKKey_;
+}
+
+std::shared_ptr<KIVClient> KIVCoreInstance::client() const {
+    const std::lock_guard lock(fieldsLock_);
+    return client_;
+}
+
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::currentFlagsRepository() const {
+    const auto key = currentSDKKey();
+    return key ? flagsRepositoryForSDKKey(*key) : flagsRepository_;
+}
+
+std::shared_ptr<KIVFeatureFlagsRepository>
+KIVCoreInstance::flagsRepositoryForSDKKey(std::string_view key) const {
+    const std::lock_guard lock(fieldsLock_);
+    const auto found = flagsRepositoriesPerSDKKey_.find(key);
+    return found == flagsRepositoriesPerSDKKey_.end() ? flagsRepository_ : found->second;
+}
+
+void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string& name) {
+    {
+        // One step with the making of a key's repository out of the shared one: no flag falls between the two.
+        const std::lock_guard lock(fieldsLock_);
+        flagsRepository_->takeFeature(flag, name);
+        if (currentSDKKey_) {
+            if (const auto found = flagsRepositoriesPerSDKKey_.find(*currentSDKKey_);
+                found != flagsRepositoriesPerSDKKey_.end()) {
+                found->second->takeFeature(flag, name);
+            }
+        }
+    }
+    kiv::NotificationCenter::defaultCenter().post(KIVFlagAddedNotification, flag);
+}

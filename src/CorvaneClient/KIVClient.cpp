@@ -1,0 +1,200 @@
+#include "CorvaneClient/KIVClient.h"
+
+#include <kiv/KIVException.h>
+#include <kiv/KIVHost.h>
+
+#include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
+#include "CorvaneClient/KIVClientDataParser.h"
+#include "CorvaneClient/KIVClientDataParserFactory.h"
+#include "CorvaneClient/KIVConfigurationFetcher.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
+#include "Flags/KIVFlagValueSource.h"
+#include "KivxLanguage/KivxCustomPropertiesExtensions.h"
+#include "KivxLanguage/KivxExperimentsExtensions.h"
+#include "KivxLanguage/KivxParser.h"
+#include "Model/KIVConfiguration.h"
+#include "Model/KIVTargetGroupLinkArchiver.h"
+#include "Model/KIVTargetGroupRepository.h"
+#include "Model/KIVTargetGroupSource.h"
+#include "Platform/UserDefaults.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/KIVDebugger.h"
+#include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
+
+namespace {
+
+/// A key that was made current at an earlier launch is the one that this launch's client works for.
+KIVClient::Parts forStoredKey(KIVClient::Parts parts) {
+    if (const auto key = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY")) {
+        parts.flagsRepository = parts.flagsRepositoryForSDKKey(*key);
+        parts.deviceProperties = parts.devicePropertiesForSDKKey(*key);
+    }
+    return parts;
+}
+
+} // namespace
+
+std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
+    // Observers that have just been removed may still run on other threads.
+    std::shared_ptr<KIVClient> client(new KIVClient(forStoredKey(std::move(parts))), [](KIVClient* own) {
+        own->stopObserving();
+        own->featureFlagSetter_->shutdown();
+        kiv::retire(std::unique_ptr<KIVClient>(own));
+    });
+    client->start();
+    return client;
+}
+
+KIVClient::KIVClient(Parts parts)
+    : parts_(std::move(parts)), targetGroupLinkArchiver_(std::make_shared<KIVTargetGroupLinkArchiver>()),
+      parser_(std::make_shared<KivxParser>(parts_.errorInvoker)) {
+    const auto stickiness = std::make_shared<KIVFeatureFlagsStickiness>(
+        [configuration = parts_.configuration] { return configuration->conf(); });
+    // The setter hands the parser to flags, which other threads read: the operators come first.
+    const auto flagValues = std::make_shared<KIVFlagValueSource>(parts_.flagsRepository);
+    const auto targetGroups =
+        std::make_shared<const KIVTargetGroupSource>(parts_.targetGroupRepository, targetGroupLinkArchiver_);
+    KivxExperimentsExtensions(*parser_, targetGroups, flagValues).extend();
+    KivxCustomPropertiesExtensions(*parser_, parts_.propertiesRepository, parts_.dynamicPropertiesRule).extend();
+    featureFlagSetter_ = KIVFeatureFlagsSetter::create({
+        .distinctId = [deviceProperties = parts_.deviceProperties] { return deviceProperties->distinctId(); },
+        .parser = parser_,
+        .featureFlagStickiness = stickiness,
+        .impressionHandler = parts_.impressionHandler,
+        .propertiesRepository = parts_.propertiesRepository,
+        .flagsRepository = parts_.flagsRepository,
+        .errorInvoker = parts_.errorInvoker,
+        .analytics = nullptr,
+    });
+    flagValues->setFeatureFlagsSetter(featureFlagSetter_);
+    auto manager = std::make_shared<KIVClientConfigurationLoadingDataManager>(
+        *parts_.dataPersistency, parts_.appVersionMonitor, parts_.clientOptions->defaultConfigurationPath,
+        parts_.deviceProperties->appKey());
+    productionConfigurationFetcher_ =
+        std::make_shared<KIVConfigurationFetcher>(parts_.network, 0, std::move(manager));
+}
+
+KIVClient::~KIVClient() = default;
+
+void KIVClient::observe(std::string_view name, kiv::NotificationCenter::Observer observer) {
+    const std::lock_guard lock(observersLock_);
+    observers_.push_back(
+        kiv::NotificationCenter::defaultCenter().addObserver(std::string(name), std::move(observer)));
+}
+
+void KIVClient::start() {
+    observe("KIVApplicationWillEnterForegroundNotification", [this](const auto&) { applicationWillEnterForeground(); });
+}
+
+void KIVClient::stopObserving() {
+    const std::lock_guard lock(observersLock_);
+    for (const auto token : observers_) {
+        kiv::NotificationCenter::defaultCenter().removeObserver(token);
+    }
+    observers_.clear();
+}
+
+void KIVClient::addInternalProperties() {
+    const KIVDeviceProperties& device = *parts_.deviceProperties;
+    KIVCustomPropertiesRepository& repository = *parts_.propertiesRepository;
+    repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.appKey", device.appKey()));
+    repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.realPlatform", device.platform()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withStringValue("kiv.internal.customPlatform", device.platform()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withSemverValue("kiv.internal.ios.osVersion", device.osVersion()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withStringValue("kiv.internal.distinct_id", device.distinctId()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withSemverValue("kiv.internal.lib_version", device.libVersion()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withSemverValue("kiv.internal.api_version", device.apiVersion()));
+}
+
+void KIVClient::setup() {
+    addInternalProperties();
+    observe(KIVC_customPropertyAddedNotification,
+            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
+    observe(KIVFlagAddedNotification,
+            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedFlag(); });
+    setupWithFreezeLevel(1, std::nullopt);
+}
+
+void KIVClient::setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source) {
+    featureFlagSetter_->unfreezeFlagsWithLevel(level);
+    fetchConfigurationFromURLExpanding(source);
+}
+
+void KIVClient::applicationWillEnterForeground() { setupWithFreezeLevel(2, std::nullopt); }
+
+void KIVClient::fetchConfigurationFromURLExpanding(const std::optional<std::string>& source) {
+    productionConfigurationFetcher_->fetchConfiguration(
+        false, source, [this](const KIVConfigurationDataResult& result, KIVConfigurationSource from) {
+            if (result.configuration) {
+                recognizeJson(result.configuration, from == KIVConfigurationSource::store);
+            }
+            invokeFetchedConfigurationHandler(result);
+        });
+}
+
+void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, bool) {
+    const auto* application = kiv::textMember(*json, "application");
+    const std::string expected = parts_.deviceProperties->appKey();
+    if (!application || *application != expected) {
+        KIV_DEBUG_LOG("Error: recognizeJson, missmatched appKey. expected: %@ actual: %@", expected,
+                      application ? std::string_view(*application) : std::string_view("(null)"));
+        return;
+    }
+    try {
+        postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json));
+    } catch (...) {
+        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", KIVException::current().what());
+    }
+}
+
+void KIVClient::postRecognitionWithDataParser(const KIVClientDataParser& dataParser) {
+    parts_.targetGroupRepository->setTargetGroups(dataParser.targetGroups());
+    if (auto experiments = dataParser.experiments()) {
+        parts_.configuration->setConf(std::move(experiments));
+        setConfiguration();
+    }
+}
+
+void KIVClient::setConfiguration() {
+    featureFlagSetter_->setForExperiments(parts_.configuration->conf());
+    if (featureFlagSetter_->experimentValueWithFlagName("kiv.internal.configurationFetched") == "true") {
+        KIV_DEBUG_LOG("Internal Flag Configuration Fetched");
+    }
+}
+
+void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result) {
+    if (!parts_.configurationFetchedHandler) {
+        return;
+    }
+    try {
+        parts_.configurationFetchedHandler({
+            .fetcherStatus = static_cast<int>(result.fetcherStatus),
+            .creationDate = result.configurationDate,
+            .errorDetails = result.error,
+            .hasChanges = result.hasChanges,
+        });
+    } catch (...) {
+        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler, KIVException::current());
+    }
+}
+
+void KIVClient::unfreeze() { featureFlagSetter_->unfreezeFlagsWithLevel(1); }
+
+void KIVClient::unfreezeNamespace(const std::string& nameSpace) {
+    featureFlagSetter_->unfreezeFlagsWithLevel(1, nameSpace);
+}
+
+void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
+    parser_->setGlobalDynamicPropertyContext(std::move(context));
+}
+
+void KIVClient::shutdown() {
+    stopObserving();
+    featureFlagSetter_->shutdown();
+    parts_.flagsRepository->clear();
+}

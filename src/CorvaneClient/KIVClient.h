@@ -1,0 +1,110 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kiv/KIVCustomPropertyBlocks.h>
+#include <kiv/KIVFetcherResult.h>
+#include <kiv/KIVReportingValue.h>
+#include <kiv/NotificationCenter.h>
+
+#include "Model/KIVConfigurationDataResult.h"
+#include "Network/KIVClientOptions.h"
+
+class KIVAppVersionMonitor;
+class KIVClientDataParser;
+class KIVClientDataParserFactory;
+class KIVConfiguration;
+class KIVConfigurationFetcher;
+class KIVCustomPropertiesRepository;
+class KIVDataPersistency;
+class KIVDeviceProperties;
+class KIVEnvironment;
+class KIVFeatureFlagsRepository;
+class KIVFeatureFlagsSetter;
+class KIVNetwork;
+class KIVTargetGroupLinkArchiver;
+class KIVTargetGroupRepository;
+class KIVUserspaceUnhandledErrorInvoker;
+class KivxParser;
+
+/// The working object of the current key: it owns the evaluator and the setter, and fetches and applies configurations.
+///
+/// Made by the facade's setup for one key. Callable from any thread.
+class KIVClient {
+public:
+    struct Parts {
+        std::shared_ptr<KIVClientOptions> clientOptions;
+        std::shared_ptr<KIVConfiguration> configuration;
+        std::shared_ptr<KIVNetwork> network;
+        std::shared_ptr<KIVDeviceProperties> deviceProperties;
+        std::shared_ptr<const KIVDataPersistency> dataPersistency;
+        std::shared_ptr<KIVClientDataParserFactory> dataParserFactory;
+        std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor;
+        std::function<void(const KIVFetcherResult&)> configurationFetchedHandler;
+        std::function<void(const KIVReportingValue&)> impressionHandler;
+        KIVDynamicPropertiesRule dynamicPropertiesRule;
+        std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository;
+        std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository;
+        std::shared_ptr<KIVTargetGroupRepository> targetGroupRepository;
+        std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker;
+        std::shared_ptr<const KIVEnvironment> environment;
+        /// The facade's flags and device properties of another key: the one that was made current for this launch.
+        std::function<std::shared_ptr<KIVFeatureFlagsRepository>(const std::string& key)> flagsRepositoryForSDKKey;
+        std::function<std::shared_ptr<KIVDeviceProperties>(const std::string& key)> devicePropertiesForSDKKey;
+    };
+
+    /// When the last owner lets go of it, the client stops observing at once.
+    static std::shared_ptr<KIVClient> create(Parts parts);
+    ~KIVClient();
+    KIVClient(const KIVClient&) = delete;
+    KIVClient& operator=(const KIVClient&) = delete;
+
+    /// Thaws the flags of level 1 and above and fetches for the first time: a stored or embedded configuration is
+    /// applied, and the configuration-fetched handler called for it, before this returns.
+    void setup();
+
+    /// Stops observing and empties the flags repository.
+    void shutdown();
+
+    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for.
+    void fetchConfigurationFromURLExpanding(const std::optional<std::string>& source);
+
+    /// Applies a configuration, unless it was made for another application.
+    void recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache);
+
+    void unfreeze();
+    void unfreezeNamespace(const std::string& nameSpace);
+    void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
+
+    /// Thaws the flags of level 2 and above and fetches.
+    void applicationWillEnterForeground();
+
+    KIVClientOptions& clientOptions() const { return *parts_.clientOptions; }
+    const std::shared_ptr<KIVConfiguration>& configuration() const { return parts_.configuration; }
+    const std::shared_ptr<KivxParser>& parser() const { return parser_; }
+    const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }
+
+private:
+    explicit KIVClient(Parts parts);
+    void start();
+    void stopObserving();
+    void addInternalProperties();
+    void observe(std::string_view name, kiv::NotificationCenter::Observer observer);
+    void setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source);
+    void postRecognitionWithDataParser(const KIVClientDataParser& dataParser);
+    void setConfiguration();
+    void invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result);
+
+    const Parts parts_;
+    std::shared_ptr<KIVTargetGroupLinkArchiver> targetGroupLinkArchiver_;
+    std::shared_ptr<KivxParser> parser_;
+    std::shared_ptr<KIVFeatureFlagsSetter> featureFlagSetter_;
+    std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
+    std::mutex observersLock_;
+    std::vector<kiv::NotificationCenter::Token> observers_;
+};

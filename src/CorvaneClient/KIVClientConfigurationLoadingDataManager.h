@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "CorvaneClient/KIVClientConfigurationLoadingData.h"
+
+class KIVAppVersionMonitor;
+
+/// The two configuration documents that are at hand without a network: the one fetched last, kept in a record
+/// on disk, and the default one shipped with the application. Callable from any thread.
+class KIVClientConfigurationLoadingDataManager {
+public:
+    using Document = KIVConfigurationDataResult::Document;
+
+    /// Reads the record, and the default document: the file "<appKey>.json" of the host's resource folder,
+    /// else the one at the given path. A default that is missing, empty, larger than 64 MiB or no JSON object
+    /// is none, and a debug line says which. `appVersionMonitor` may be null.
+    KIVClientConfigurationLoadingDataManager(const KIVDataPersistency& dataPersistency,
+                                             std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor,
+                                             const std::optional<std::string>& defaultConfigurationPath,
+                                             std::string appKey);
+
+    const std::string& appKey() const { return appKey_; }
+    const std::shared_ptr<const KIVAppVersionMonitor>& appVersionMonitor() const {
+        return appVersionMonitor_;
+    }
+    static std::string fileName() { return KIVDataPersistency_fileName_KIVClientConfigurationLoadingData; }
+
+    std::int32_t nextStartLoadingType() const;
+    /// Stores the type and writes the record before it returns.
+    void setNextStartLoadingType(std::int32_t type);
+
+    /// The stored envelope, or null.
+    Document productionConfiguration() const;
+    /// Stores the envelope and writes the record before it returns.
+    void setProductionConfiguration(Document configuration);
+
+    /// The default envelope, or null.
+    Document defaultConfiguration() const;
+    void setDefaultConfiguration(Document configuration);
+
+    /// Writes the record. While another thread is writing, that one writes again and this call returns at
+    /// once.
+    void save();
+
+private:
+    const KIVDataPersistency dataPersistency_;
+    const std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor_;
+    const std::string appKey_;
+    mutable std::mutex lock_; ///< for what follows; not held while a file is written
+    std::int32_t nextStartLoadingType_ = 0;
+    Document productionConfiguration_;
+    Document defaultConfiguration_;
+    bool saving_ = false;
+    bool changedSinceSaving_ = false;
+};

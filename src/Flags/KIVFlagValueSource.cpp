@@ -1,0 +1,26 @@
+#include "Flags/KIVFlagValueSource.h"
+
+#include <utility>
+
+#include "Flags/KIVFeatureFlagsSetter.h"
+
+KIVFlagValueSource::KIVFlagValueSource(std::shared_ptr<const KIVFeatureFlagsRepository> flagsRepository)
+    : flagsRepository_(std::move(flagsRepository)) {}
+
+void KIVFlagValueSource::setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFlagsSetter> setter) {
+    const std::lock_guard lock(lock_);
+    setter_ = std::move(setter);
+}
+
+std::optional<std::string> KIVFlagValueSource::valueOfFlag(std::string_view name,
+                                                           const EvaluationContext& context) const {
+    if (const auto flag = flagsRepository_->featureWithName(name)) {
+        return flag->getStringValue(&context);
+    }
+    std::shared_ptr<const KIVFeatureFlagsSetter> setter;
+    {
+        const std::lock_guard lock(lock_);
+        setter = setter_.lock();
+    }
+    return setter ? setter->experimentValueWithFlagName(name) : std::nullopt;
+}

@@ -1,0 +1,172 @@
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <kiv/KIVException.h>
+
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxRegularExpressionExtensions.h"
+#include "KivxLanguage/KivxStack.h"
+#include "KivxLanguage/KivxValueCompareExtensions.h"
+#include "Platform/Base64.h"
+#include "Platform/Clock.h"
+#include "Platform/Digest.h"
+#include "Platform/Text.h"
+#include "Properties/KivxNumbers.h"
+
+namespace {
+
+/// The next argument, false in place of `undefined`.
+KivxValue popOrFalse(KivxStack& stack) {
+    KivxValue value = stack.pop();
+    if (value.isUndefined()) {
+        value = false;
+    }
+    return value;
+}
+
+void isUndefined(KivxStack& stack) { stack.push(stack.pop().isUndefined()); }
+
+void now(KivxStack& stack) {
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    stack.push(Milliseconds(kiv::Clock::current().now().time_since_epoch()).count());
+}
+
+void tsToNum(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    if (const KIVDate* date = value.date()) {
+        stack.push(std::chrono::duration_cast<std::chrono::seconds>(date->time_since_epoch()).count());
+    } else {
+        stack.push(value.isNone() ? KivxValue(0) : KivxValue::undefined());
+    }
+}
+
+void logicalAnd(KivxStack& stack) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    const bool left = first.boolValue();
+    stack.push(second.boolValue() && left);
+}
+
+void logicalOr(KivxStack& stack) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    const bool left = first.boolValue();
+    stack.push(second.boolValue() || left);
+}
+
+void logicalNot(KivxStack& stack) { stack.push(!popOrFalse(stack).boolValue()); }
+
+template <bool wanted>
+void equals(KivxStack& stack) {
+    const KivxValue first = popOrFalse(stack);
+    const KivxValue second = popOrFalse(stack);
+    stack.push((first == second) == wanted);
+}
+
+/// False for what is no number, whichever is wanted.
+template <bool wanted>
+void equalsAsNumber(KivxStack& stack) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    kiv::Number left;
+    kiv::Number right;
+    const bool numbers =
+        KivxParser::isNumberOperand(first, left) && KivxParser::isNumberOperand(second, right);
+    stack.push(numbers && (kiv::compareNumbers(left, right) == 0) == wanted);
+}
+
+void ifThen(KivxStack& stack) {
+    const bool condition = popOrFalse(stack).boolValue();
+    KivxValue chosen = stack.pop();
+    KivxValue other = stack.pop();
+    stack.push(std::move(condition ? chosen : other));
+}
+
+void inArray(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    const KivxValue elements = stack.pop();
+    if (!elements.array() && !elements.isNone()) {
+        throw KIVException::unrecognizedOperation("A value '" + elements.description() + "' has no elements");
+    }
+    stack.push(elements.array() && std::ranges::find(*elements.array(), value) != elements.array()->end());
+}
+
+void md5(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    if (value.isUndefined() || value.isNone()) {
+        stack.push(KivxValue::undefined());
+        return;
+    }
+    std::string own;
+    std::string_view text = value.text() ? *value.text() : own = value.description();
+    text = text.substr(0, text.find('\0'));
+    stack.charge(text.size());
+    stack.push(kiv::md5Hex(text));
+}
+
+void concat(KivxStack& stack) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    if (first.isUndefined() || second.isUndefined()) {
+        stack.push(KivxValue::undefined());
+        return;
+    }
+    std::string text;
+    first.describeTo(text);
+    second.describeTo(text);
+    stack.charge(text.size());
+    stack.push(std::move(text));
+}
+
+void b64d(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    if (value.isUndefined() || value.isNone()) {
+        stack.push(KivxValue::undefined());
+        return;
+    }
+    if (!value.text()) {
+        throw KIVException::unrecognizedOperation("A value '" + value.description() + "' is no text to decode");
+    }
+    stack.charge(value.text()->size());
+    std::optional<std::string> text = kiv::decodeBase64(*value.text());
+    if (text && kiv::isValidUtf8(*text)) {
+        stack.push(std::move(*text));
+    } else {
+        stack.push(KivxValue::undefined());
+    }
+}
+
+} // namespace
+
+void KivxParser::setOperatorHandlers() {
+    constexpr struct {
+        std::string_view name;
+        void (*apply)(KivxStack& stack);
+    } operators[] = {
+        {"isUndefined", isUndefined},
+        {"now", now},
+        {"tsToNum", tsToNum},
+        {"and", logicalAnd},
+        {"or", logicalOr},
+        {"ne", equals<false>},
+        {"numne", equalsAsNumber<false>},
+        {"eq", equals<true>},
+        {"numeq", equalsAsNumber<true>},
+        {"not", logicalNot},
+        {"ifThen", ifThen},
+        {"inArray", inArray},
+        {"md5", md5},
+        {"concat", concat},
+        {"b64d", b64d},
+    };
+    for (const auto& each : operators) {
+        setOperator(each.name, [apply = each.apply](const KivxParser&, KivxStack& stack, std::string_view,
+                                                    const EvaluationContext&) { apply(stack); });
+    }
+    KivxValueCompareExtensions(*this).extend();
+    KivxRegularExpressionExtensions(*this).extend();
+}

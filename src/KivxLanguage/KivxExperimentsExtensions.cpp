@@ -1,0 +1,112 @@
+#include "KivxLanguage/KivxExperimentsExtensions.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <kiv/KIVException.h>
+
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxStack.h"
+#include "KivxLanguage/KivxTrace.h"
+#include "Platform/Digest.h"
+
+namespace {
+
+void note(std::string_view what, const KivxValue& value) {
+    if (KivxTrace* trace = KivxTrace::current()) {
+        trace->noted(what, value);
+    }
+}
+
+void mergeSeed(KivxStack& stack) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    std::string seed;
+    seed.reserve(first.text().value_or("").size() + 1 + second.text().value_or("").size());
+    first.describeTo(seed);
+    seed += '.';
+    second.describeTo(seed);
+    stack.charge(seed.size());
+    stack.push(std::move(seed));
+}
+
+/// The bucket of the seed on top.
+double popBucket(KivxStack& stack) {
+    const KivxValue seed = stack.pop();
+    if (!seed.text()) {
+        throw KIVException::unrecognizedOperation("A seed is expected to be a text");
+    }
+    stack.charge(seed.text()->size());
+    const double bucket = KivxExperimentsExtensions::bucketFrom(*seed.text());
+    note("seed", seed);
+    note("bucket", bucket);
+    return bucket;
+}
+
+void isInPercentage(KivxStack& stack) {
+    const KivxValue fraction = stack.pop();
+    const double bucket = popBucket(stack);
+    stack.push(fraction.doubleValue() >= bucket);
+}
+
+void isInPercentageRange(KivxStack& stack) {
+    const KivxValue low = stack.pop();
+    const KivxValue high = stack.pop();
+    const double bucket = popBucket(stack);
+    const double end = high.doubleValue();
+    stack.push(bucket >= low.doubleValue() && end > bucket);
+}
+
+} // namespace
+
+KivxExperimentsExtensions::KivxExperimentsExtensions(
+    KivxParser& parser, std::shared_ptr<const KivxTargetGroupSource> targetGroups,
+    std::shared_ptr<const KivxFlagValueSource> flags)
+    : parser_(parser), targetGroups_(std::move(targetGroups)), flags_(std::move(flags)) {}
+
+void KivxExperimentsExtensions::extend() {
+    constexpr struct {
+        std::string_view name;
+        void (*apply)(KivxStack& stack);
+    } seedOperators[] = {
+        {"mergeSeed", mergeSeed},
+        {"isInPercentage", isInPercentage},
+        {"isInPercentageRange", isInPercentageRange},
+    };
+    for (const auto& each : seedOperators) {
+        parser_.setOperator(each.name,
+                            [apply = each.apply](const KivxParser&, KivxStack& stack, std::string_view,
+                                                 const EvaluationContext&) { apply(stack); });
+    }
+    // What is no text names no flag and no group.
+    parser_.setOperator("flagValue", [flags = flags_](const KivxParser&, KivxStack& stack, std::string_view,
+                                                      const EvaluationContext& context) {
+        const KivxValue name = stack.pop();
+        note("flag", name);
+        std::optional<std::string> value =
+            name.text() ? flags->valueOfFlag(*name.text(), context) : std::nullopt;
+        stack.push(value ? KivxValue(std::move(*value)) : KivxValue::borrowed("false"));
+    });
+    parser_.setOperator(
+        "isInTargetGroup", [groups = targetGroups_](const KivxParser& parser, KivxStack& stack,
+                                                    std::string_view flagName, const EvaluationContext&) {
+            const KivxValue identifier = stack.pop();
+            note("targetGroup", identifier);
+            stack.push(identifier.text() && groups->isInTargetGroup(*identifier.text(), parser, flagName));
+        });
+    parser_.setOperator("isTargetGroupPaired",
+                        [groups = targetGroups_](const KivxParser&, KivxStack& stack, std::string_view,
+                                                 const EvaluationContext&) {
+                            const KivxValue identifier = stack.pop();
+                            stack.push(identifier.text() && groups->isTargetGroupPaired(*identifier.text()));
+                        });
+}
+
+double KivxExperimentsExtensions::bucketFrom(std::string_view seed) {
+    const auto digest = kiv::md5(seed.substr(0, seed.find('\0')));
+    const std::uint32_t number = digest[0] | std::uint32_t{digest[1]} << 8U |
+                                 std::uint32_t{digest[2]} << 16U | std::uint32_t{digest[3]} << 24U;
+    const double bucket = number / static_cast<double>(maxUIntegerValue());
+    return bucket == 1.0 ? 0.0 : bucket;
+}

@@ -1,0 +1,186 @@
+#include "KivxLanguage/KivxParser.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include <kiv/KIVException.h>
+
+#include "KivxLanguage/KivxStack.h"
+#include "KivxLanguage/KivxTokenizedExpression.h"
+#include "KivxLanguage/KivxTrace.h"
+#include "Properties/KivxNumbers.h"
+#include "Runtime/KIVDebugger.h"
+#include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
+
+/// An evaluation under way on this thread, and what it runs inside of.
+struct KivxParser::Evaluation {
+    Evaluation(const KivxParser& ownParser, std::string_view ownExpression, std::string_view ownFlagName)
+        : parser(ownParser), expression(ownExpression), flagName(ownFlagName), trace(KivxTrace::current()),
+          outer(innermost), outermost(outer ? outer->outermost : this), depth(outer ? outer->depth + 1 : 1) {
+        innermost = this;
+        ++outermost->total;
+    }
+    ~Evaluation() { innermost = outer; }
+    Evaluation(const Evaluation&) = delete;
+    Evaluation& operator=(const Evaluation&) = delete;
+
+    /// Throws when this evaluation stands in a circle, or when those inside one another grow without bounds.
+    void refuseEndless() const;
+
+    void failed(const std::string& reason) const {
+        if (trace) {
+            trace->failed(step, position, reason);
+        }
+    }
+
+    static constexpr unsigned deepest = 64;
+    static constexpr unsigned mostInOne = 10'000;
+    static inline constinit thread_local Evaluation* innermost = nullptr;
+
+    const KivxParser& parser;
+    const std::string_view expression;
+    const std::string_view flagName;
+    KivxTrace* const trace;
+    Evaluation* const outer;
+    Evaluation* const outermost;
+    const unsigned depth;
+    unsigned total = 0; ///< of the outermost one: evaluations made inside it
+    /// What runs, for the trace.
+    std::string_view step;
+    std::size_t position = 0;
+};
+
+void KivxParser::Evaluation::refuseEndless() const {
+    for (const Evaluation* each = outer; each; each = each->outer) {
+        if (&each->parser == &parser && each->expression.data() == expression.data() &&
+            each->expression.size() == expression.size() && each->flagName == flagName) {
+            throw KIVException::internalInconsistency("The expression depends on itself");
+        }
+    }
+    if (depth > deepest || outermost->total > mostInOne) {
+        throw KIVException::internalInconsistency("The expression depends on too many others");
+    }
+}
+
+KivxParser::KivxParser() : KivxParser(nullptr) {}
+
+KivxParser::KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker)
+    : errorInvoker_(std::move(errorInvoker)) {
+    setOperatorHandlers();
+}
+
+void KivxParser::setOperator(std::string_view name, KivxOperatorHandler handler) {
+    operators_.set(name, std::move(handler));
+}
+
+bool KivxParser::isNumberOperand(const KivxValue& value, kiv::Number& number) {
+    number = std::int64_t{0};
+    if (value.isNumber()) {
+        number = kiv::numberOf(value);
+        return true;
+    }
+    const auto text = value.text();
+    const auto parsed = text ? kiv::parseNumber(*text) : std::nullopt;
+    number = parsed.value_or(number);
+    return parsed.has_value();
+}
+
+std::optional<KivxEvaluationResult> KivxParser::evaluateExpression(std::string_view expression,
+                                                                   std::string_view flagName,
+                                                                   const EvaluationContext& context) const {
+    // What an operator borrows stays valid as long as the values on the stack.
+    const kiv::ReadGuard guard;
+    Evaluation running(*this, expression, flagName);
+    if (running.trace) {
+        running.trace->entered(expression, flagName);
+    }
+    KivxValue value = valueOrNone(running, context);
+    if (running.trace) {
+        running.trace->left(value);
+    }
+    if (value.isUndefined()) {
+        return std::nullopt;
+    }
+    return std::optional<KivxEvaluationResult>(std::in_place, std::move(value));
+}
+
+/// `none` when the evaluation fails.
+KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& context) const {
+    try {
+        running.refuseEndless();
+        return evaluate(running, context);
+    } catch (const KIVUserspaceHandlerException& failure) {
+        running.failed(failure.exception().reason());
+        if (errorInvoker_) {
+            errorInvoker_->trigger(failure.trigger(), failure.exception());
+        }
+        KIV_DEBUG_LOG("Kivx Exception: Failed evaluate expression %@, user unhandled expression %@",
+                      running.expression, failure.exception().what());
+    } catch (...) {
+        const std::string reason = KIVException::current().reason();
+        running.failed(reason);
+        KIV_DEBUG_LOG("Kivx exception %@", reason);
+    }
+    return KivxValue();
+}
+
+/// The value on top after all tokens were walked from the last to the first; `none` for an unknown word on the way.
+KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& context) const {
+    // The lines of one evaluation are cut short in all: each holds the whole stack.
+    constexpr std::size_t mostLogged = std::size_t{1} << 20;
+    std::size_t leftToLog = kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
+    const KivxTokenizedExpression expression(running.expression, operators_);
+    const auto tokens = expression.tokens();
+    KivxStack stack;
+    for (auto node = tokens.rbegin(); node != tokens.rend(); ++node) {
+        if (node->type == KivxNodeTypeOperand) {
+            stack.push(node->value);
+        } else if (node->type == KivxNodeTypeUnknown) {
+            running.step = expression.wordAt(node->position);
+            running.position = node->position;
+            if (!debugMode()) {
+                running.failed("Expected valid token");
+                return KivxValue();
+            }
+            KIV_DEBUG_LOG("Kivx unknown word %@ at %@ of %@", running.step, node->position, running.expression);
+            throw KIVException::internalInconsistency("Expected valid token, got '" + node->value.description() + "'");
+        } else if (!node->op->handler) {
+            continue;
+        } else if (running.trace) {
+            applyTraced(running, *node, stack, context);
+        } else {
+            node->op->handler(*this, stack, running.flagName, context);
+        }
+        if (leftToLog > 0) {
+            const std::string line = stack.description();
+            KIV_DEBUG_LOG("Kivx Stack: %@", line);
+            leftToLog -= std::min(leftToLog, line.size());
+        }
+    }
+    return stack.pop().owned();
+}
+
+void KivxParser::applyTraced(Evaluation& running, const KivxNode& node, KivxStack& stack,
+                             const EvaluationContext& context) const {
+    running.step = node.op->name;
+    running.position = node.position;
+    std::vector<KivxValue> arguments;
+    stack.record(&arguments);
+    node.op->handler(*this, stack, running.flagName, context);
+    stack.record(nullptr);
+    running.trace->applied(running.step, running.position, arguments, stack.peek() ? *stack.peek() : KivxValue());
+}
+
+KIVDynamicPropertyContext KivxParser::globalDynamicPropertyContext() const {
+    const kiv::ReadGuard guard;
+    const KIVDynamicPropertyContext* context = globalContext_.load();
+    return context ? *context : KIVDynamicPropertyContext::empty();
+}
+
+void KivxParser::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
+    auto next = context.isEmpty() ? nullptr
+                                  : std::make_unique<const KIVDynamicPropertyContext>(std::move(context));
+    const std::lock_guard lock(globalContextLock_);
+    globalContext_.publish(std::move(next));
+}

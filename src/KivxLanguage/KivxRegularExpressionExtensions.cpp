@@ -1,0 +1,58 @@
+#include "KivxLanguage/KivxRegularExpressionExtensions.h"
+
+#include <kiv/KIVException.h>
+
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxStack.h"
+#include "Platform/RegularExpression.h"
+
+namespace {
+
+/// What a search is charged beside its texts, as patterns can take long however short they are.
+constexpr std::size_t chargeOfSearch = std::size_t{64} << 10;
+
+kiv::RegularExpressionOptions optionsOf(std::string_view flags) {
+    const auto has = [flags](char flag) { return flags.find(flag) != flags.npos; };
+    return {.caseInsensitive = has('i'),
+            .comments = has('x'),
+            .dotMatchesLineSeparators = has('s'),
+            .anchorsMatchLines = has('m'),
+            .unicodeWordBoundaries = has('w')};
+}
+
+/// Pushes 1 or 0, or false when an argument is `undefined`.
+void match(KivxStack& stack) {
+    const KivxValue text = stack.pop();
+    const KivxValue pattern = stack.pop();
+    const KivxValue flags = stack.pop();
+    if (text.isUndefined() || pattern.isUndefined() || flags.isUndefined()) {
+        stack.push(false);
+        return;
+    }
+    // Flags that are missing are no flags.
+    if (!text.text() || !pattern.text() || (!flags.text() && !flags.isNone())) {
+        throw KIVException::unrecognizedOperation("A match is expected to be of texts");
+    }
+    stack.charge(chargeOfSearch + text.text()->size() + pattern.text()->size());
+    std::string error;
+    switch (kiv::searchRegularExpression(*text.text(), *pattern.text(), optionsOf(flags.text().value_or("")), error)) {
+    case kiv::RegularExpressionOutcome::match:
+        stack.push(1);
+        return;
+    case kiv::RegularExpressionOutcome::noMatch:
+        stack.push(0);
+        return;
+    case kiv::RegularExpressionOutcome::badPattern:
+        throw KIVException::invalidArgument("Expected a regular expression, but failed with error: " + error);
+    case kiv::RegularExpressionOutcome::exhausted:
+        throw KIVException::internalInconsistency("The search for a pattern takes too long");
+    }
+}
+
+} // namespace
+
+void KivxRegularExpressionExtensions::extend() {
+    parser_.setOperator("match", [](const KivxParser&, KivxStack& stack, std::string_view, const EvaluationContext&) {
+        match(stack);
+    });
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+class KivxParser;
+
+/// The operator that searches a text for a pattern (match).
+class KivxRegularExpressionExtensions {
+public:
+    explicit KivxRegularExpressionExtensions(KivxParser& parser) : parser_(parser) {}
+
+    void extend();
+
+private:
+    KivxParser& parser_;
+};

@@ -1,0 +1,91 @@
+#include "KivxLanguage/KivxValueCompareExtensions.h"
+
+#include <algorithm>
+#include <compare>
+#include <optional>
+#include <string_view>
+
+#include <kiv/KIVException.h>
+
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxSemver.h"
+#include "KivxLanguage/KivxStack.h"
+#include "Properties/KivxNumbers.h"
+
+namespace {
+
+/// Outcomes of comparing the second argument with the first.
+constexpr int equal[] = {0};
+constexpr int different[] = {1, -1};
+constexpr int firstIsLess[] = {1};
+constexpr int firstIsLessOrEqual[] = {1, 0};
+constexpr int firstIsGreater[] = {-1};
+constexpr int firstIsGreaterOrEqual[] = {-1, 0};
+
+int compareVersions(const KivxValue& a, const KivxValue& b) {
+    if (!a.text() || !b.text()) {
+        throw KIVException::unrecognizedOperation("A version is expected to be a text");
+    }
+    return semverCompare(*a.text(), *b.text());
+}
+
+/// Nothing when one of them is no number, or not a number that has a place among the others.
+std::optional<int> compareNumbers(const KivxValue& a, const KivxValue& b) {
+    kiv::Number left;
+    kiv::Number right;
+    if (!KivxParser::isNumberOperand(a, left) || !KivxParser::isNumberOperand(b, right)) {
+        return std::nullopt;
+    }
+    const std::partial_ordering order = kiv::compareNumbers(left, right);
+    if (order == std::partial_ordering::unordered) {
+        return std::nullopt;
+    }
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+}
+
+int compareValues(const KivxValue& a, const KivxValue& b) {
+    const KivxValue::Less less;
+    return less(a, b) ? -1 : less(b, a) ? 1 : 0;
+}
+
+} // namespace
+
+void KivxValueCompareExtensions::extend() {
+    constexpr struct {
+        std::string_view name;
+        std::span<const int> trueResultFor;
+        bool asSemVer;
+    } operators[] = {
+        {"lt", firstIsLess, false},
+        {"lte", firstIsLessOrEqual, false},
+        {"gt", firstIsGreater, false},
+        {"gte", firstIsGreaterOrEqual, false},
+        {"semverEq", equal, true},
+        {"semverNe", different, true},
+        {"semverLt", firstIsLess, true},
+        {"semverLte", firstIsLessOrEqual, true},
+        {"semverGt", firstIsGreater, true},
+        {"semverGte", firstIsGreaterOrEqual, true},
+    };
+    for (const auto& each : operators) {
+        parser_.setOperator(each.name, [each](const KivxParser&, KivxStack& stack, std::string_view,
+                                              const EvaluationContext&) {
+            compareStackTop(stack, each.trueResultFor, each.asSemVer, !each.asSemVer);
+        });
+    }
+}
+
+void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor, bool asSemVer,
+                                                 bool asNumber) {
+    const KivxValue first = stack.pop();
+    const KivxValue second = stack.pop();
+    const bool missing = first.isNone() || second.isNone();
+    if (missing ? !asSemVer : first.isUndefined() || second.isUndefined()) {
+        stack.push(false);
+        return;
+    }
+    const std::optional<int> outcome = asSemVer   ? compareVersions(second, first)
+                                       : asNumber ? compareNumbers(second, first)
+                                                  : compareValues(second, first);
+    stack.push(outcome && std::ranges::find(trueResultFor, *outcome) != trueResultFor.end());
+}

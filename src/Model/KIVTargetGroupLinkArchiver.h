@@ -1,0 +1,32 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Below the Library folder.
+inline constexpr const char* KIVC_TargetGroupLinks_Persistance_Path =
+    "/Application Support/io.corvane/targetGroupLinks";
+
+/// The identifiers of the target groups that this device was linked to; they outlive the process. Callable
+/// from any thread.
+class KIVTargetGroupLinkArchiver {
+public:
+    /// Reads the archive below the host's Library folder as it is now; a missing or damaged one is empty.
+    KIVTargetGroupLinkArchiver();
+
+    /// Adds the identifier, another time if it is there already, and writes the archive before it returns. A
+    /// failure to write is ignored: the link then holds in memory only.
+    void addTargetGroupLinkPairing(std::string identifier);
+
+    bool isTargetGroupLinkPairedWith(std::string_view identifier) const;
+
+    /// Forgets all links and removes the archive.
+    void clearTargetGroupLinks();
+
+private:
+    const std::string path_;
+    mutable std::mutex lock_;
+    std::vector<std::string> identifiers_;
+};

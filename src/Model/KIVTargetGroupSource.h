@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+
+#include "KivxLanguage/KivxExperimentSources.h"
+
+class KIVTargetGroupLinkArchiver;
+class KIVTargetGroupRepository;
+
+/// Answers expressions that ask for target groups. Callable from any thread.
+class KIVTargetGroupSource : public KivxTargetGroupSource {
+public:
+    KIVTargetGroupSource(std::shared_ptr<const KIVTargetGroupRepository> targetGroupRepository,
+                         std::shared_ptr<const KIVTargetGroupLinkArchiver> targetGroupLinkArchiver);
+
+    bool isInTargetGroup(std::string_view identifier, const KivxParser& parser,
+                         std::string_view flagName) const override;
+    bool isTargetGroupPaired(std::string_view identifier) const override;
+
+private:
+    const std::shared_ptr<const KIVTargetGroupRepository> targetGroupRepository_;
+    const std::shared_ptr<const KIVTargetGroupLinkArchiver> targetGroupLinkArchiver_;
+};

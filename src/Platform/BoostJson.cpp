@@ -1,0 +1,2 @@
+// Boost.JSON itself, compiled into the library from its headers.
+#include <boost/json/src.hpp>

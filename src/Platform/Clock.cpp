@@ -1,0 +1,38 @@
+#include "Platform/Clock.h"
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+namespace kiv {
+namespace {
+
+class SystemClock : public Clock {
+public:
+    KIVDate now() const override {
+        return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+    }
+    std::chrono::steady_clock::time_point monotonic() const override {
+        return std::chrono::steady_clock::now();
+    }
+};
+
+std::atomic<const Clock*>& installed() {
+    static std::atomic<const Clock*> clock(new SystemClock);
+    return clock;
+}
+
+} // namespace
+
+const Clock& Clock::current() { return *installed().load(std::memory_order_acquire); }
+
+void Clock::install(std::unique_ptr<Clock> clock) {
+    // A thread may still hold any clock that was ever installed.
+    static std::mutex& lock = *new std::mutex;
+    static auto& kept = *new std::vector<std::unique_ptr<Clock>>;
+    const std::lock_guard guard(lock);
+    kept.push_back(std::move(clock));
+    installed().store(kept.back().get(), std::memory_order_release);
+}
+
+} // namespace kiv

@@ -1,0 +1,39 @@
+// The one-shot and low-level digests are deprecated, yet they are the fastest, need no context and cannot
+// fail.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
+#include "Platform/Digest.h"
+
+#include <openssl/md5.h>
+#include <openssl/sha.h>
+
+namespace kiv {
+
+std::array<std::uint8_t, 16> md5(std::string_view bytes) {
+    std::array<std::uint8_t, 16> digest;
+    MD5(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest.data());
+    return digest;
+}
+
+std::array<std::uint8_t, 32> sha256(std::string_view bytes) {
+    // SHA256() would look its algorithm up on each call.
+    std::array<std::uint8_t, 32> digest;
+    SHA256_CTX context;
+    SHA256_Init(&context);
+    SHA256_Update(&context, bytes.data(), bytes.size());
+    SHA256_Final(digest.data(), &context);
+    return digest;
+}
+
+std::string md5Hex(std::string_view bytes) {
+    static constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(32);
+    for (const std::uint8_t byte : md5(bytes)) {
+        text += digits[byte >> 4U];
+        text += digits[byte & 15U];
+    }
+    return text;
+}
+
+} // namespace kiv

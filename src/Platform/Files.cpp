@@ -1,0 +1,159 @@
+#include "Platform/Files.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kiv {
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() { close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int get() const { return descriptor_; }
+
+    bool close() {
+        // After an interrupted close the descriptor is gone all the same: it must not be closed again.
+        const int descriptor = std::exchange(descriptor_, -1);
+        return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
+    }
+
+private:
+    int descriptor_;
+};
+
+/// Repeats a system call that a signal interrupted.
+template <class Call>
+auto retried(const Call& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+bool writeAll(const Descriptor& file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = retried([&] { return ::write(file.get(), bytes.data(), bytes.size()); });
+        if (written <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool sync(const Descriptor& file) {
+    return retried([&] { return ::fsync(file.get()); }) == 0;
+}
+
+/// The folder that a file or folder lies in, with its last slash; empty for the working folder.
+std::string folderOf(const std::string& path) { return path.substr(0, path.find_last_of('/') + 1); }
+
+void syncFolder(const std::string& folder) {
+    const std::string path = folder.empty() ? "." : folder;
+    // Some file systems cannot sync a folder. The new file is in place whatever comes of it.
+    if (const Descriptor opened(
+            retried([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+        opened) {
+        sync(opened);
+    }
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+std::optional<std::string> readFile(const std::string& path, std::size_t maxBytes) {
+    // Non-blocking, or opening a pipe would wait for its other end.
+    const Descriptor file(
+        retried([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        static_cast<std::uintmax_t>(status.st_size) > maxBytes) {
+        return std::nullopt;
+    }
+    // The file may grow or shrink meanwhile, and the system's own files report no size. One byte more than
+    // expected tells the end without another round.
+    std::string bytes;
+    std::size_t size = 0;
+    bytes.resize(static_cast<std::size_t>(status.st_size) + 1);
+    for (;;) {
+        const ssize_t count =
+            retried([&] { return ::read(file.get(), bytes.data() + size, bytes.size() - size); });
+        if (count < 0) {
+            return std::nullopt;
+        }
+        size += static_cast<std::size_t>(count);
+        if (size > maxBytes) {
+            return std::nullopt;
+        }
+        if (count == 0) {
+            bytes.resize(size);
+            return bytes;
+        }
+        if (size == bytes.size()) {
+            bytes.resize(2 * size + 4096);
+        }
+    }
+}
+
+bool writeFile(const std::string& path, std::string_view bytes) {
+    const std::string folder = folderOf(path);
+    if (!folder.empty() && !makeDirectories(folder)) {
+        return false;
+    }
+    std::string temporary;
+    Descriptor file(retried([&] {
+        temporary = folder + ".kiv-XXXXXX";
+        return ::mkostemp(temporary.data(), O_CLOEXEC);
+    }));
+    if (!file) {
+        return false;
+    }
+    if (!writeAll(file, bytes) || !sync(file) || !file.close() ||
+        std::rename(temporary.c_str(), path.c_str()) != 0) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    syncFolder(folder);
+    return true;
+}
+
+bool makeDirectories(const std::string& path) {
+    if (isFolder(path)) {
+        return true;
+    }
+    // Each folder in turn, from the top. One that is there, or that another process makes first, is no
+    // failure.
+    for (std::size_t end = path.find('/', 1); end != path.npos; end = path.find('/', end + 1)) {
+        ::mkdir(path.substr(0, end).c_str(), 0700);
+    }
+    ::mkdir(path.c_str(), 0700);
+    return isFolder(path);
+}
+
+bool removeFile(const std::string& path) {
+    return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+bool fileExists(const std::string& path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+} // namespace kiv

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+/// The two forms of SDK keys. Digits may be of any letter case; nothing may stand around them.
+namespace kiv {
+
+/// Hexadecimal digits and hyphens as 8-4-4-4-12.
+bool isUuidForm(std::string_view text);
+
+/// 24 hexadecimal digits.
+bool isApplicationKeyForm(std::string_view text);
+
+} // namespace kiv

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+/// Looks over bytes before libplist parses them: it recurses as deep as a list nests, follows a shared
+/// reference each time it is met, and trusts more than one may trust a foreign file. The guards neither
+/// recurse nor allocate in proportion to what a list claims to hold.
+namespace kiv {
+
+/// A list may nest this deep, the list itself included. What libplist needs for that fits a stack of 256 KiB.
+constexpr std::size_t propertyListDepth = 1000;
+
+/// What the values of a list may take in memory: a flat sum for each, and the bytes of texts and data.
+constexpr std::size_t propertyListMemory = 128U << 20;
+
+/// Whether the bytes are a well-formed binary list within these limits, without a circle of references.
+bool isSafeBinaryPropertyList(std::string_view bytes);
+
+/// Whether the bytes nest and hold no more tags than these limits allow, and define no entities. libplist
+/// finds the other faults of an XML list by itself.
+bool isSafeXmlPropertyList(std::string_view bytes);
+
+} // namespace kiv

@@ -1,0 +1,84 @@
+#include "Platform/UserDefaults.h"
+
+#include <map>
+
+#include <sys/stat.h>
+
+#include <kiv/KIVHost.h>
+
+#include "Platform/PropertyList.h"
+
+namespace kiv {
+
+namespace {
+
+/// What tells one version of a file from another; empty when there is no file.
+std::string stampOf(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return {};
+    }
+    return std::to_string(status.st_ino) + ' ' + std::to_string(status.st_size) + ' ' +
+           std::to_string(status.st_mtim.tv_sec) + ' ' + std::to_string(status.st_mtim.tv_nsec);
+}
+
+} // namespace
+
+UserDefaults::UserDefaults(std::string path) : path_(std::move(path)) {}
+
+UserDefaults& UserDefaults::standard() {
+    static auto& lock = *new std::mutex;
+    static auto& all = *new std::map<std::string, std::unique_ptr<UserDefaults>>;
+    const auto host = KIVHost::current();
+    const std::string path = host->libraryDirectory.value_or("") + "/Preferences/" +
+                             host->bundleIdentifier.value_or("kiv") + ".plist";
+    const std::lock_guard guard(lock);
+    auto& defaults = all[path];
+    if (!defaults) {
+        defaults = std::make_unique<UserDefaults>(path);
+    }
+    return *defaults;
+}
+
+std::optional<std::string> UserDefaults::string(std::string_view key) {
+    const json::value value = object(key);
+    return value.is_string() ? std::optional<std::string>(value.get_string()) : std::nullopt;
+}
+
+json::value UserDefaults::object(std::string_view key) {
+    const std::lock_guard lock(lock_);
+    refresh();
+    const json::value* value = values_.if_contains(key);
+    return value ? *value : json::value();
+}
+
+bool UserDefaults::set(std::string_view key, json::value value) {
+    const std::lock_guard lock(lock_);
+    refresh();
+    values_[key] = std::move(value);
+    return save();
+}
+
+bool UserDefaults::remove(std::string_view key) {
+    const std::lock_guard lock(lock_);
+    refresh();
+    values_.erase(key);
+    return save();
+}
+
+void UserDefaults::refresh() {
+    std::string stamp = stampOf(path_);
+    if (stamp == stamp_) {
+        return;
+    }
+    values_ = readPropertyList(path_).value_or(json::object());
+    stamp_ = std::move(stamp);
+}
+
+bool UserDefaults::save() {
+    const bool written = writePropertyList(path_, values_);
+    stamp_ = stampOf(path_);
+    return written;
+}
+
+} // namespace kiv

@@ -1,0 +1,261 @@
+#include "Reporting/KIVDeviceProperties.h"
+
+#include <algorithm>
+#include <any>
+#include <cstdlib>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <unicode/uloc.h>
+
+#include <kiv/KIVClassRegistry.h>
+#include <kiv/KIVException.h>
+#include <kiv/KIVHost.h>
+
+#include "KIVBuildConfig.h"
+#include "Platform/Digest.h"
+#include "Platform/Files.h"
+#include "Platform/KeyForm.h"
+#include "Platform/Text.h"
+#include "Reporting/KIVUDID.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+
+using Object = KIVDeviceProperties::Object;
+
+// Parts of the protocol, the same on every system.
+constexpr const char* realPlatform = "iOS";
+constexpr const char* manufacturer = "Apple";
+constexpr const char* apiVersion = "1.9.0";
+constexpr const char* ownVersions = "Objective-C";
+
+constexpr const char* buidGenerators[] = {
+    KIVC_DEVICE_PROPERTIES_PLATFORM,    KIVC_DEVICE_PROPERTIES_API_VERSION,
+    KIVC_DEVICE_PROPERTIES_APP_KEY,     KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
+    KIVC_DEVICE_PROPERTIES_LIB_VERSION,
+};
+constexpr const char* stateGenerators[] = {
+    KIVC_DEVICE_PROPERTIES_PLATFORM,
+    KIVC_DEVICE_PROPERTIES_APP_KEY,
+    KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING,
+    KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING,
+    KIVC_DEVICE_PROPERTIES_DEV_MODE_SECRET,
+};
+
+template <class Texts>
+std::string joined(const Texts& texts, const char* separator) {
+    std::string all;
+    const char* before = "";
+    for (const auto& text : texts) {
+        all += std::exchange(before, separator);
+        all += text;
+    }
+    return all;
+}
+
+/// Over the values of the keys in their order; keys without a value do not count.
+std::string createHash(std::span<const char* const> generators, const Object& properties) {
+    std::vector<std::string_view> values;
+    for (const char* key : generators) {
+        if (const auto* value = kiv::textMember(properties, key)) {
+            values.push_back(*value);
+        }
+    }
+    return kiv::md5Hex(joined(values, "|"));
+}
+
+std::string orUndefined(const std::optional<std::string>& text) {
+    return text.value_or(KIVC_DEVICE_PROPERTIES_UNDEFINED);
+}
+
+/// A part of a locale's name, as ICU reads it; nothing when there is none.
+std::optional<std::string> codeOf(const std::optional<std::string>& locale,
+                                  std::int32_t (*part)(const char*, char*, std::int32_t, UErrorCode*)) {
+    char code[ULOC_FULLNAME_CAPACITY] = "";
+    UErrorCode error = U_ZERO_ERROR;
+    if (!locale || part(locale->c_str(), code, ULOC_FULLNAME_CAPACITY, &error) <= 0 || U_FAILURE(error)) {
+        return std::nullopt;
+    }
+    return code;
+}
+
+std::string yesOrNo(bool answer) { return answer ? "yes" : "no"; }
+
+bool holdsFile(const std::optional<std::string>& directory, const char* name) {
+    return directory && kiv::fileExists(*directory + "/" + name);
+}
+
+std::optional<std::string> environmentSecret() {
+    const char* secret = std::getenv("KIV_DEV_MODE_SECRET");
+    return secret ? std::optional<std::string>(secret) : std::nullopt;
+}
+
+std::string registeredSwiftVersion() {
+    try {
+        const std::any answer = KIVClassRegistry::shared().callClassOperation("CorvaneSwiftIncludedClass",
+                                                                              "CORVANE_swiftVersion");
+        const auto* version = std::any_cast<std::string>(&answer);
+        return version ? *version : "";
+    } catch (...) {
+        KIV_DEBUG_LOG("CORVANE_swiftVersion failed: %@", KIVException::current().what());
+        return "";
+    }
+}
+
+} // namespace
+
+KIVDeviceProperties::KIVDeviceProperties(std::string sdkKey,
+                                         const std::optional<std::string>& customSigningCertificate,
+                                         std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository,
+                                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository)
+    : KIVDeviceProperties(std::move(sdkKey), customSigningCertificate, std::move(propertiesRepository),
+                          std::move(flagsRepository), ownVersions, ownVersions) {}
+
+KIVDeviceProperties::KIVDeviceProperties(std::string key,
+                                         const std::optional<std::string>& customSigningCertificate,
+                                         std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository,
+                                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository,
+                                         std::string platformVersion, std::string languageVersion)
+    : kivKey_(std::move(key)), platformVersion_(std::move(platformVersion)),
+      languageVersion_(std::move(languageVersion)), devModeSecret_(environmentSecret()),
+      swiftVersion_(registeredSwiftVersion()), distinctId_(KIVUDID(kivKey_).distinctId()),
+      propertiesRepository_(std::move(propertiesRepository)), flagsRepository_(std::move(flagsRepository)),
+      facts_(createAllProperties(customSigningCertificate)) {
+    addBuiltInProperties();
+}
+
+Object
+KIVDeviceProperties::createAllProperties(const std::optional<std::string>& customSigningCertificate) const {
+    const auto host = KIVHost::current();
+    const auto points = [&](int KIVHost::Screen::*side) {
+        return host->screen ? kiv::integerText((*host->screen).*side) : KIVC_DEVICE_PROPERTIES_UNDEFINED;
+    };
+    Object all{
+        {KIVC_DEVICE_PROPERTIES_REAL_PLATFORM, realPlatform},
+        {KIVC_DEVICE_PROPERTIES_PLATFORM_VERSION, platformVersion_},
+        {KIVC_DEVICE_PROPERTIES_LANGUAGE_VERSION, languageVersion_},
+        {KIVC_DEVICE_PROPERTIES_PLATFORM, realPlatform},
+        {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
+         kiv::md5Hex(customSigningCertificate.value_or(kiv::build::signingCertificate))},
+        {KIVC_DEVICE_PROPERTIES_VERSION_NAME, orUndefined(host->shortVersion)},
+        {KIVC_DEVICE_PROPERTIES_APP_VERSION, orUndefined(host->version)},
+        {KIVC_DEVICE_PROPERTIES_APP_RELEASE, orUndefined(host->shortVersion)},
+        {KIVC_DEVICE_PROPERTIES_LIB_VERSION, kiv::build::version},
+        {KIVC_DEVICE_PROPERTIES_CORVANE_BUILD, KIVC_buildNumber},
+        {KIVC_DEVICE_PROPERTIES_API_VERSION, ::apiVersion},
+        {KIVC_DEVICE_PROPERTIES_LANGUAGE, orUndefined(codeOf(host->locale, uloc_getLanguage))},
+        {KIVC_DEVICE_PROPERTIES_COUNTRY, orUndefined(codeOf(host->locale, uloc_getCountry))},
+        {KIVC_DEVICE_PROPERTIES_MANUFACTURER, manufacturer},
+        {KIVC_DEVICE_PROPERTIES_OS, orUndefined(host->systemName)},
+        {KIVC_DEVICE_PROPERTIES_OS_VERSION, orUndefined(host->systemVersion)},
+        {KIVC_DEVICE_PROPERTIES_MODEL, orUndefined(host->model)},
+        {KIVC_DEVICE_PROPERTIES_DEVICE_NAME, orUndefined(host->deviceName)},
+        {KIVC_DEVICE_PROPERTIES_SCREEN_HEIGHT, points(&KIVHost::Screen::height)},
+        {KIVC_DEVICE_PROPERTIES_SCREEN_WIDTH, points(&KIVHost::Screen::width)},
+        {KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_},
+        {KIVC_DEVICE_PROPERTIES_ITUNES_PLIST_FILE_EXISTS,
+         yesOrNo(holdsFile(host->homeDirectory, "iTunesMetadata.plist"))},
+        {KIVC_DEVICE_PROPERTIES_EMBEDDED_MOBILEPROVISION_FILE_EXISTS,
+         yesOrNo(holdsFile(host->resourceDirectory, "embedded.mobileprovision"))},
+        {KIVC_DEVICE_PROPERTIES_APP_KEY, kivKey_},
+    };
+    if (devModeSecret_) {
+        all[KIVC_DEVICE_PROPERTIES_DEV_MODE_SECRET] = *devModeSecret_;
+    }
+    all[KIVC_DEVICE_PROPERTIES_USER_INTERFACE_IDIOM] = host->idiom.value_or("unspecified");
+    all[KIVC_DEVICE_PROPERTIES_BUID_GENERATORS_LIST] = joined(buidGenerators, ",");
+    const std::string buid = createHash(buidGenerators, all);
+    all[KIVC_DEVICE_PROPERTIES_BUID] = buid;
+    all[KIVC_DEVICE_PROPERTIES_CACHE_MISS_RELATIVE_URL] = kiv::format("%@/%@", kivKey_, buid);
+    return all;
+}
+
+void KIVDeviceProperties::addBuiltInProperties() const {
+    const auto add = [&](const KIVCustomProperty& property) {
+        propertiesRepository_->addCustomPropertyIfNotExists(
+            std::make_shared<const KIVDeviceProperty>(property));
+    };
+    using Property = KIVCustomProperty;
+    add(*Property::withStringValue("platform", fact(KIVC_DEVICE_PROPERTIES_PLATFORM)));
+    add(*Property::withSemverValue("os_version", fact(KIVC_DEVICE_PROPERTIES_OS_VERSION)));
+    add(*Property::withSemverValue("app_release", fact(KIVC_DEVICE_PROPERTIES_APP_RELEASE)));
+    add(*Property::withStringValue("country", fact(KIVC_DEVICE_PROPERTIES_COUNTRY)));
+    add(*Property::withStringValue("language", fact(KIVC_DEVICE_PROPERTIES_LANGUAGE)));
+    add(*Property::withStringValue("model", fact(KIVC_DEVICE_PROPERTIES_MODEL)));
+    add(*Property::withStringValue("distinct_id", fact(KIVC_DEVICE_PROPERTIES_DISTINCT_ID)));
+    for (const char* side : {KIVC_DEVICE_PROPERTIES_SCREEN_HEIGHT, KIVC_DEVICE_PROPERTIES_SCREEN_WIDTH}) {
+        add(*Property::withIntValue(side, kiv::readInteger32(fact(side))));
+    }
+}
+
+std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
+    const auto dictionary = [](std::shared_ptr<const Document> document) {
+        const Object* all = &document->all;
+        return std::shared_ptr<const Object>(std::move(document), all);
+    };
+    // Read before the lists are: what is added meanwhile makes the document stale again.
+    const std::uint64_t generation = generation_.load(std::memory_order_seq_cst);
+    {
+        const std::lock_guard lock(lock_);
+        if (document_ && document_->generation >= generation) {
+            return dictionary(document_);
+        }
+    }
+    auto next = std::make_shared<Document>(Document{generation, facts_});
+    Object& all = next->all;
+    kiv::json::value properties = transformCustomProperties();
+    kiv::json::value flags = transformFeatureFlags();
+    all[KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING] = kiv::prettyJson(properties);
+    all[KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES] = std::move(properties);
+    all[KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING] = kiv::prettyJson(flags);
+    all[KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS] = std::move(flags);
+    all[KIVC_DEVICE_PROPERTIES_STATE_MD5] = createHash(stateGenerators, all);
+
+    std::shared_ptr<const Document> result = std::move(next);
+    const std::lock_guard lock(lock_);
+    if (!document_ || document_->generation <= generation) {
+        document_ = result;
+    }
+    return dictionary(std::move(result));
+}
+
+/// With keys of the application-key form, dates are not reported.
+kiv::json::array KIVDeviceProperties::transformCustomProperties() const {
+    auto properties = propertiesRepository_->availableCustomProperties();
+    if (!kiv::isUuidForm(kivKey_)) {
+        std::erase_if(properties, [](const auto& property) {
+            return property->externalType() == KIVC_customPropertyExternalTypeDateTime;
+        });
+    }
+    std::ranges::sort(properties, {},
+                      [](const auto& property) -> const std::string& { return property->name(); });
+    kiv::json::array list;
+    for (const auto& property : properties) {
+        list.push_back({{KIVC_customPropertyDataName, property->name()},
+                        {KIVC_customPropertyDataType, property->type()},
+                        {KIVC_customPropertyDataExternalType, property->externalType()}});
+    }
+    return list;
+}
+
+kiv::json::array KIVDeviceProperties::transformFeatureFlags() const {
+    kiv::json::array list;
+    for (const auto& [name, flag] : flagsRepository_->features()) {
+        kiv::json::array options(flag->variations().begin(), flag->variations().end());
+        list.push_back({{KIVC_FEATURE_FLAG_NAME, name},
+                        {KIVC_FEATURE_FLAG_DEFAULT_VALUE, flag->defaultValue()},
+                        {KIVC_FEATURE_FLAG_OPTIONS, std::move(options)}});
+    }
+    return list;
+}
+
+std::string KIVDeviceProperties::stateMd5() const {
+    return std::string(allProperties()->at(KIVC_DEVICE_PROPERTIES_STATE_MD5).as_string());
+}
+
+void KIVDeviceProperties::addDistinctIdToParams(Object& params) const {
+    params[KIVC_DEVICE_PROPERTIES_DISTINCT_ID] = distinctId_;
+}

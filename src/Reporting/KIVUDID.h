@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+/// The identifier of this installation for one SDK key, kept in "corvane-<key>-properties.plist" in the
+/// Library folder.
+class KIVUDID {
+public:
+    KIVUDID() = delete;
+
+    /// Loads the identifier, or makes one and writes it when there is none or its file is damaged. A failure
+    /// to write is logged; the identifier then holds for this process. Callable from any thread.
+    explicit KIVUDID(std::string key);
+
+    const std::string& distinctId() const { return distinctId_; }
+
+    /// The vendor's identifier of the device, else a new random UUID. Both in upper case.
+    static std::string defaultDistinctId();
+
+    std::string propertiesFilePath() const;
+
+private:
+    bool unarchiveProperties();
+    bool archiveProperties() const;
+
+    const std::string key_;
+    const std::string directory_;
+    std::string distinctId_;
+};

@@ -1,0 +1,317 @@
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv.h>
+
+#include "Flags/KIVFeatureFlagsRepository.h"
+#include "Platform/Files.h"
+#include "Platform/UserDefaults.h"
+#include "Support/Signing.h"
+
+namespace {
+
+const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+const std::string otherKey = "5E0BD1F2C3A4B5D6E7F80913";
+const std::string uuidKey = "0aC4f5e6-1111-2222-3333-0123456789ab";
+
+struct StoreFlags : KIVBaseContainer {
+    KIVFlag open{false};
+    KIVString color{"blue", {"blue", "green"}};
+    KIVInt retries{3};
+    KIVDouble discount{0.0};
+    KIV_CONTAINER(StoreFlags, open, color, retries, discount);
+};
+
+std::string payload(const std::string& application, const std::string& color = "green") {
+    return R"j({"application":")j" + application + R"j(","experiments":[
+        {"_id":"1","name":"open","deploymentConfiguration":{"condition":"true"},"featureFlags":[{"name":"store.open"}]},
+        {"_id":"2","name":"color","deploymentConfiguration":{"condition":"\")j" +
+           color + R"j(\""},"featureFlags":[{"name":"store.color"},{"name":"late.color"}]},
+        {"_id":"3","name":"retries","deploymentConfiguration":{"condition":"ifThen(gte(2, 1), 7, 1)"},
+         "featureFlags":[{"name":"store.retries"},{"name":null},{}]},
+        {"_id":"4","name":"nothing","featureFlags":[{"name":"store.discount"}]}],
+        "targetGroups":null})j";
+}
+
+class Setup : public ::testing::Test {
+protected:
+    Setup() {
+        KIVHost host;
+        host.logSink = [this](const std::string& line) {
+            const std::lock_guard lock(lock_);
+            lines_.push_back(line);
+        };
+        KIVHost::configure(host);
+        path = KIVHost::current()->libraryDirectory.value() + "/configuration.json";
+        KIVCore::register_("store", flags);
+    }
+
+    KIVOptions options(const std::string& document) {
+        kiv::writeFile(path, document);
+        KIVOptions all;
+        all.verbose = 1;
+        all.customSigningCertificate = signer.certificateBase64;
+        all.defaultConfigurationPath = path;
+        all.onConfigurationFetched = [this](const KIVFetcherResult& result) { results.push_back(result); };
+        return all;
+    }
+
+    void expectDefaults() const {
+        EXPECT_FALSE(flags->open.isEnabled());
+        EXPECT_EQ(flags->color.value(), "blue");
+        EXPECT_EQ(flags->retries.value(), 3);
+        EXPECT_EQ(flags->discount.value(), 0.0);
+    }
+
+    bool logged(const std::string& text) const {
+        const std::lock_guard lock(lock_);
+        return std::any_of(lines_.begin(), lines_.end(),
+                           [&](const auto& line) { return line.find(text) != std::string::npos; });
+    }
+
+    static std::string nameOfFailure(KIVNullableString wrongKey) {
+        try {
+            KIVCore::setupWithKey(wrongKey);
+            return "";
+        } catch (const KIVException& exception) {
+            return exception.name() + "/" + exception.reason();
+        }
+    }
+
+    std::shared_ptr<StoreFlags> flags = std::make_shared<StoreFlags>();
+    Signer signer = makeSigner();
+    std::string path;
+    std::vector<KIVFetcherResult> results;
+
+private:
+    mutable std::mutex lock_;
+    std::vector<std::string> lines_;
+};
+
+TEST_F(Setup, ServesASignedEmbeddedDocument) {
+    KIVOptions all = options(signer.sign(payload(key)));
+    unsigned stateInHandler = 99;
+    all.onConfigurationFetched = [&](const KIVFetcherResult& result) {
+        results.push_back(result);
+        stateInHandler = KIVCore::state();
+        EXPECT_TRUE(flags->open.isEnabled()) << "applied before the handler runs";
+        KIVCore::unfreeze();
+    };
+    KIVCore::setupWithKey(key, all);
+    ASSERT_EQ(results.size(), 1U) << "called before setup returns";
+    EXPECT_EQ(results[0].fetcherStatus, 1);
+    EXPECT_EQ(results[0].errorDetails, std::nullopt);
+    EXPECT_TRUE(results[0].hasChanges);
+    EXPECT_EQ(stateInHandler, 2U);
+    EXPECT_EQ(flags->color.value(), "green");
+    EXPECT_EQ(flags->retries.value(), 7);
+    EXPECT_EQ(flags->discount.value(), 0.0);
+
+    struct Late : KIVBaseContainer {
+        KIVString color{"blue"};
+        KIV_CONTAINER(Late, color);
+    };
+    const auto late = std::make_shared<Late>();
+    EXPECT_EQ(late->color.value(), "blue");
+    KIVCore::register_("late", late);
+    EXPECT_EQ(late->color.value(), "green") << "registering after a document takes effect at once";
+    EXPECT_EQ(KIVCore::flags().size(), 5U);
+
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key, "red"))));
+    EXPECT_EQ(flags->color.value(), "green") << "a key is set up once";
+    EXPECT_TRUE(logged("KIV SDK key " + key + " was already initialized, skipping Setup"));
+}
+
+TEST_F(Setup, RefusesWhatIsNotAGenuineDocumentOfItsApplication) {
+    const std::string good = signer.sign(payload(key));
+    std::string tampered = good;
+    tampered.replace(tampered.find("green"), 5, "grown");
+    std::string unsignedDocument = good;
+    unsignedDocument.replace(unsignedDocument.find("signature_v0"), 12, "signature_v9");
+    struct Case {
+        const char* what;
+        std::string document;
+        const char* line; ///< what the log says
+    };
+    const Case cases[] = {
+        {"tampered", tampered, "KIVNetwork_signatureWasNotVerified"},
+        {"unsigned", unsignedDocument, "KIVNetwork_signatureWasNotVerified"},
+        {"signed by another", makeSigner().sign(payload(key)), "KIVNetwork_signatureWasNotVerified"},
+        {"payload is no JSON", signer.sign("{nonsense"), "KIVNetwork_jsonParsing"},
+        {"foreign", signer.sign(payload(otherKey)), "Error: recognizeJson, missmatched appKey. expected: "},
+        {"truncated", good.substr(0, good.size() / 2), "configuration.json"},
+        {"empty", "", "configuration.json"},
+        {"no JSON", "<html>", "configuration.json"},
+        {"too large", std::string((64U << 20) + 1, ' '), "configuration.json"},
+    };
+    int number = 0;
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.what);
+        std::string each = key;
+        each.back() = static_cast<char>('0' + number);
+        each[0] = 'a';
+        ++number;
+        std::string document = one.document;
+        // The same document for each key of the table.
+        if (std::string(one.what) == "foreign") {
+            document = signer.sign(payload(otherKey));
+        }
+        KIVCore::setupWithKey(each, options(document));
+        EXPECT_EQ(KIVCore::state(), 2U);
+        expectDefaults();
+        EXPECT_TRUE(logged(one.line));
+    }
+}
+
+TEST_F(Setup, RefusesAMalformedKeyAndRecovers) {
+    const std::string refusal = "wrong apiKey format/Please enter a valid apiKey";
+    for (const char* wrong : {"", "5e0bd1f2", "5e0bd1f2c3a4b5d6e7f8091g", " 5e0bd1f2c3a4b5d6e7f80912",
+                              "5e0bd1f2c3a4b5d6e7f80912\n", "0ac4f5e6-1111-2222-3333-0123456789a",
+                              "0ac4f5e611112222333301234567-89ab-xx"}) {
+        EXPECT_EQ(nameOfFailure(wrong), refusal) << wrong;
+        EXPECT_EQ(KIVCore::state(), 4U);
+    }
+    EXPECT_EQ(nameOfFailure(nullptr), refusal);
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
+    EXPECT_EQ(KIVCore::state(), 2U);
+    EXPECT_TRUE(flags->open.isEnabled());
+}
+
+TEST_F(Setup, GoesThroughItsStates) {
+    EXPECT_EQ(KIVCore::state(), 0U);
+    KIVCore::fetch();
+    KIVCore::unfreeze();
+    KIVCore::unfreezeNamespace("store");
+    EXPECT_EQ(KIVCore::overrides(), nullptr);
+    KIVCore::shutdown();
+    EXPECT_EQ(KIVCore::state(), 0U);
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
+    EXPECT_EQ(flags->color.name(), "store.color");
+    KIVCore::shutdown();
+    EXPECT_EQ(KIVCore::state(), 0U);
+    EXPECT_EQ(flags->color.name(), std::nullopt);
+    EXPECT_EQ(KIVCore::variantWithKey("store.color"), nullptr);
+    EXPECT_THROW(KIVCore::register_("store", std::make_shared<StoreFlags>()), KIVException);
+    KIVCore::setupWithKey(key);
+    EXPECT_EQ(KIVCore::state(), 0U) << "a key that was set up is skipped also after a shutdown";
+    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(otherKey, "red"))));
+    EXPECT_EQ(flags->color.value(), "red") << "the shared flags come back under another key";
+    EXPECT_EQ(flags->color.name(), "store.color");
+}
+
+TEST_F(Setup, OfASecondKeyReplacesTheClient) {
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
+    const auto before = KIVCore::overrides();
+    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(otherKey, "red"))));
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_NE(KIVCore::overrides(), before);
+    before->setOverride("odd", "store.color"); // of a client that is gone: nothing happens to the flags
+    EXPECT_EQ(flags->color.value(), "red");
+    KIVCore::setVariant(std::make_shared<KIVString>("x"), "of.the.second");
+    EXPECT_EQ(KIVCore::flagsRepositoryForSDKKey(key)->featureWithName("of.the.second"), nullptr);
+    EXPECT_NE(KIVCore::flagsRepositoryForSDKKey(otherKey)->featureWithName("of.the.second"), nullptr);
+    EXPECT_EQ(KIVCore::currentSDKKey(), otherKey);
+    KIVCore::switchToSDKKey(nullptr);
+    KIVCore::switchToSDKKey(key);
+    EXPECT_EQ(KIVCore::currentSDKKey(), key);
+    EXPECT_EQ(kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"), key);
+}
+
+TEST_F(Setup, WithAUuidKeyChecksNoSignature) {
+    std::string envelope = signer.sign(payload(uuidKey));
+    envelope.replace(envelope.find("signature_v0"), 12, "signature_v9");
+    KIVCore::setupWithKey(uuidKey, options(envelope));
+    EXPECT_TRUE(flags->open.isEnabled());
+    EXPECT_TRUE(KIVCore::isUUIDKey(uuidKey));
+    EXPECT_FALSE(KIVCore::isMongoAppKey(uuidKey));
+}
+
+TEST_F(Setup, TrustsTheBuiltInCertificate) {
+    std::ifstream file(KIV_TEST_DATA "/builtin-signed.json");
+    const std::string document((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    KIVOptions all = options(document);
+    all.customSigningCertificate = std::nullopt;
+    KIVCore::setupWithKey(key, all);
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0].fetcherStatus, 1);
+    EXPECT_EQ(KIVCore::dynamicAPI()->getValue("builtin.flag", "default"), "signed");
+}
+
+TEST_F(Setup, DoesNothingWhenThisBuildIsSwitchedOff) {
+    kiv::UserDefaults::standard().set("KIVC_switchedOffVersion", "588");
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
+    EXPECT_EQ(KIVCore::state(), 2U);
+    EXPECT_EQ(KIVCore::overrides(), nullptr);
+    EXPECT_TRUE(logged("Current KIV SDK version (588) was switched off for this app, please contact "));
+    expectDefaults();
+}
+
+TEST_F(Setup, KeepsSilentFilesOutOfTheLog) {
+    KIVOptions all = options(signer.sign(payload(otherKey)));
+    all.silentFiles = {"KIVClient.cpp"};
+    KIVCore::setupWithKey(key, all);
+    EXPECT_FALSE(logged("missmatched"));
+    EXPECT_TRUE(logged("KIV SDK(build 588):KIVCoreInstance.cpp:"));
+}
+
+TEST_F(Setup, ReportsAThrowingHandler) {
+    std::pair<unsigned, std::string> error;
+    KIVCore::setUserspaceUnhandledErrorHandler(
+        [&](unsigned source, const KIVException& exception) { error = {source, exception.reason()}; });
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.onConfigurationFetched = [](const KIVFetcherResult&) { throw 7; };
+    KIVCore::setupWithKey(key, all);
+    EXPECT_EQ(error, std::pair(1U, std::string("an exception of another type")));
+    KIVCore::setUserspaceUnhandledErrorHandler([](unsigned, const KIVException&) { throw std::runtime_error("again"); });
+    KIVCore::setupWithKey(otherKey, [&] {
+        KIVOptions other = options(signer.sign(payload(otherKey)));
+        other.onConfigurationFetched = [](const KIVFetcherResult&) { throw std::runtime_error("first"); };
+        return other;
+    }());
+    EXPECT_TRUE(logged("User Unhandled Error Handler itself threw an exception: std::exception: again. original "
+                       "exception: std::exception: first"));
+}
+
+TEST_F(Setup, ReachesOperationsByName) {
+    EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state")), 0U);
+    EXPECT_FALSE(KIVCore::getObjectFromClass("KIVCore", "nothing").has_value());
+    EXPECT_FALSE(KIVCore::getObjectFromClass("Nobody", "state").has_value());
+    KIVClassRegistry::shared().addInstanceOperation(typeid(unsigned), "twice", [](const std::any& number) {
+        return std::any(2 * std::any_cast<unsigned>(number) + 1);
+    });
+    EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state", "twice")), 1U);
+    EXPECT_FALSE(KIVCore::run("thrice", 1U).has_value());
+}
+
+// Setting up, registering, reading and shutting down from several threads at once.
+TEST_F(Setup, IsSafeFromSeveralThreads) {
+    const KIVOptions all = options(signer.sign(payload(key)));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this, &all, i] {
+            std::string own = key;
+            own.back() = static_cast<char>('a' + i);
+            const auto container = std::make_shared<StoreFlags>();
+            KIVCore::register_("thread" + std::to_string(i), container);
+            KIVCore::setupWithKey(i % 2 ? own : key, all);
+            for (int n = 0; n < 50; ++n) {
+                flags->color.value();
+                container->open.isEnabled();
+                KIVCore::dynamicAPI()->getInt("by.name." + std::to_string(n), 1);
+                KIVCore::unfreeze();
+            }
+            if (i == 3) {
+                KIVCore::shutdown();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(KIVCore::flags().size(), 5 * 4U + 50U);
+}
+
+} // namespace

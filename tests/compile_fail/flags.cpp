@@ -1,0 +1,32 @@
+#include <memory>
+
+#include <kiv/kiv.h>
+
+void makeFlags() {
+    KIVFlag off;
+    KIVFlag on{true};
+    // refused: KIVFlag text{"true"};
+    // refused: KIVFlag number{1};
+
+    KIVInt retries{3, {1, 3, 5}};
+    // refused: KIVInt noDefault;
+    // refused: KIVInt nilVariation{3, {nullptr}};
+
+    KIVString color{"blue", {"blue", "green"}};
+    // refused: KIVString noDefault;
+
+    KIVDouble discount{0.5, {0.25, 0.5}};
+    // refused: KIVDouble noDefault;
+    // refused: KIVDouble nilVariation{0.5, {nullptr}};
+}
+
+void makeRecords() {
+    KIVReportingValue impression("checkout.retries", "3", false, KIVDynamicPropertyContext::empty());
+    // refused: KIVReportingValue noImpression;
+
+    KIVDynamicPropertyContext context(KIVDynamicPropertyContext::Values{{"country", "FR"}});
+    // refused: KIVDynamicPropertyContext noContext;
+
+    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912");
+    // refused: KIVCore facade;
+}
