@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-/// Gives the test process a fresh home folder, so that no test sees or leaves files of its user or of another test.
+/// Gives the test process a fresh home folder, so that no test sees or leaves files of its user or of another
+/// test.
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     if (::testing::GTEST_FLAG(list_tests)) {

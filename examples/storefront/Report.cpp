@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
+
 #include <unistd.h>
 
 namespace {
@@ -32,6 +34,21 @@ std::string bold(const std::string& text) { return usesColour() ? "\033[1m" + te
 void Report::heading(const std::string& text) const { std::printf("\n%s\n\n", bold(text).c_str()); }
 
 void Report::line(const std::string& text) const { std::printf("  %s\n", text.c_str()); }
+
+void Report::paragraph(const std::string& text) const {
+    constexpr std::size_t widest = 90;
+    std::istringstream words(text);
+    std::string current;
+    for (std::string word; words >> word;) {
+        if (!current.empty() && current.size() + 1 + word.size() > widest) {
+            line(current);
+            current.clear();
+        }
+        current += (current.empty() ? "" : " ") + word;
+    }
+    line(current);
+    std::puts("");
+}
 
 void Report::table(const std::vector<Row>& rows) const {
     const Cells titles{"FLAG", "TYPE", "DEFAULT", "VALUE", "CAME FROM"};

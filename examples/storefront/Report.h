@@ -17,6 +17,8 @@ class Report {
 public:
     void heading(const std::string& text) const;
     void line(const std::string& text) const;
+    /// Breaks the text into lines between its words.
+    void paragraph(const std::string& text) const;
     void table(const std::vector<Row>& rows) const;
 
     /// Prints what is wrong unless the condition holds.

@@ -162,6 +162,7 @@ void showGenuine(const Paths& paths, Heard& heard, Report& report) {
     setUp(paths, heard);
 
     report.heading("1. Flags read from the signed document");
+    report.paragraph("Setup verified and applied the document before it returned. Then each flag was read.");
     const std::vector<Row> rows = readAll();
     report.table(rows);
     checkRows(report, rows,
@@ -181,6 +182,7 @@ void showGenuine(const Paths& paths, Heard& heard, Report& report) {
                  "setup should have applied the embedded document");
 
     report.heading("2. A container registered after the document was applied");
+    report.paragraph("No other setup and no other document: the flags have their experiments at once.");
     const auto gift = std::make_shared<GiftFlags>();
     KIVCore::register_("gift", gift);
     const std::vector<Row> late = rowsOf(heard, gift->wrapping, gift->card, gift->ribbon);
@@ -210,8 +212,9 @@ void showRefused(const Paths& paths, Heard& heard, Report& report) {
 
     report.heading("3. The same document with one byte changed: the discount is 0.95");
     const std::string refusal = lineWith(heard, "KIVNetwork_signatureWasNotVerified");
-    report.line("The document is refused. The debug log says why:");
-    report.line(refusal + "\n");
+    report.paragraph(
+        "Setup refuses the document, and every flag serves its default. The debug log says why:");
+    report.paragraph(refusal);
     report.check(!refusal.empty(), "the debug log should name the signature as the reason");
     report.check(heard.fetched.empty(), "no document should have been applied");
     const std::vector<Row> rows = readAll();

@@ -9,7 +9,7 @@ class KivxParser;
 struct KIV_API EvaluationContext {
     /// The read produces an impression.
     bool shouldRaiseImpression = true;
-    /// Frozen values are honoured, and the read may freeze the flag.
+    /// The read may freeze the flag. A flag that is frozen already gives its frozen value in any case.
     bool shouldUseFreeze = true;
     /// Local overrides are honoured.
     bool shouldUseOverride = true;

@@ -47,7 +47,8 @@ public:
     /// 0: idle; 1: setting up; 2: set up; 3: shutting down; 4: the last setup failed.
     static unsigned state();
 
-    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is ignored.
+    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is ignored, and so is
+    /// any key before the first use of the library.
     static void switchToSDKKey(KIVNullableString key);
 
     /// Stops the library when it is set up or has failed to: no more configurations are applied, and every flag of the
@@ -82,7 +83,8 @@ public:
     /// Values that every read of the current key sees before those it was given. A context set before setup is dropped.
     static void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
-    /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones.
+    /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones. Throws
+    /// "InvalidArgument" when the flag is null.
     static void setVariant(std::shared_ptr<KIVString> flag, const std::string& key);
     /// The current key's flag of that full name, or null.
     static std::shared_ptr<KIVString> variantWithKey(const std::string& key);

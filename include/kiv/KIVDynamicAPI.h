@@ -4,27 +4,29 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kiv/KIVDynamicPropertyContext.h>
 #include <kiv/KIVExport.h>
 #include <kiv/KIVNullableString.h>
 
-class KIVFeatureFlagsRepository;
 class KIVString;
 
 /// Flags by name, without a container.
 ///
 /// The first read of a name makes a flag of the type of the call, with its default and variations; every later read
 /// finds that flag, whatever its type, and uses the default of its own call. A name that a container registered is
-/// served by the container's flag. A null context stands for no values. Callable from any thread; each read throws
-/// "InvalidArgument" ("Feature flag name cannot be nil") when the name is nil, and nothing else.
+/// served by the container's flag. A null context stands for no values. Callable from any thread. Each read throws
+/// "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"), or a variation of a flag that it makes
+/// ("Feature flag variation cannot be nil").
 class KIV_API KIVDynamicAPI {
 public:
+    using FindFlag = std::function<std::shared_ptr<KIVString>(std::string_view name)>;
     using AddFlag = std::function<void(std::shared_ptr<KIVString> flag, const std::string& name)>;
 
-    /// For the library: looks flags up in the repository and hands new ones to `addFlag`.
-    KIVDynamicAPI(std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository, AddFlag addFlag);
+    /// For the library: asks `findFlag` for flags (null: there is none) and hands new ones to `addFlag`.
+    KIVDynamicAPI(FindFlag findFlag, AddFlag addFlag);
 
     bool isEnabled(KIVNullableString name, bool defaultValue,
                    const KIVDynamicPropertyContext* context = nullptr) const;
@@ -42,6 +44,6 @@ private:
     template <class Make>
     std::shared_ptr<KIVString> flagNamed(KIVNullableString name, Make&& make) const;
 
-    std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository_;
+    FindFlag findFlag_;
     AddFlag addFlag_;
 };

@@ -48,7 +48,8 @@ struct KIV_API KIVHost {
     std::optional<std::string> proxy;
 
     /// Receives every line that the library logs, without a line break. Called on the thread that logs, from several
-    /// threads at once. Lines go to standard error when it is empty.
+    /// threads at once. It may call the library; what the library logs meanwhile is left out. Lines go to standard
+    /// error when it is empty.
     std::function<void(const std::string& line)> logSink;
 
     /// The application's main queue: runs the given task later, in order, on the application's main thread. A thread
@@ -63,6 +64,6 @@ struct KIV_API KIVHost {
     static std::shared_ptr<const KIVHost> current();
 
     /// The application says that it has returned to the foreground. The library thaws flags of level 2 and above and
-    /// fetches. Returns at once; callable from any thread.
+    /// fetches; this happens on the calling thread, which does not wait for the network. Callable from any thread.
     static void applicationWillEnterForeground();
 };

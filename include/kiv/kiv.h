@@ -10,6 +10,7 @@
 #include <kiv/KIVDouble.h>
 #include <kiv/KIVDynamicAPI.h>
 #include <kiv/KIVDynamicPropertyContext.h>
+#include <kiv/KIVEndpoints.h>
 #include <kiv/KIVException.h>
 #include <kiv/KIVFetcherResult.h>
 #include <kiv/KIVFlag.h>

@@ -32,7 +32,14 @@ void addOperation(const char* name, Result (*operation)()) {
 
 /// The facade's operations without arguments, for those who reach them by name.
 void addOperations() {
+    using Overrides = std::shared_ptr<KIVFlagsOverrides>;
     static const bool added = [] {
+        KIVClassRegistry::shared().addInstanceOperation(typeid(Overrides), "clearOverrides", [](const std::any& object) {
+            if (const auto& overrides = std::any_cast<const Overrides&>(object)) {
+                overrides->clearOverrides();
+            }
+            return std::any();
+        });
         addOperation("state", &KIVCore::state);
         addOperation("shutdown", &KIVCore::shutdown);
         addOperation("reset", &KIVCore::reset);
@@ -67,7 +74,7 @@ void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options, const std:
 unsigned KIVCore::state() { return instance().state(); }
 
 void KIVCore::switchToSDKKey(KIVNullableString key) {
-    if (!key.isNil()) {
+    if (!key.isNil() && KIVCoreInstance::exists()) {
         instance().switchToSDKKey(key.string());
     }
 }
@@ -146,6 +153,9 @@ void KIVCore::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context)
 }
 
 void KIVCore::setVariant(std::shared_ptr<KIVString> flag, const std::string& key) {
+    if (!flag) {
+        throw KIVException::invalidArgument("A flag to add cannot be nil");
+    }
     instance().currentFlagsRepository()->addFeature(std::move(flag), key);
 }
 

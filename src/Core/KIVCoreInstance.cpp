@@ -21,6 +21,8 @@ enum State : unsigned { idle = 0, settingUp = 1, setUp = 2, shuttingDown = 3, fa
 
 constexpr const char* supportAddress = "support@kiv.example";
 
+std::atomic<bool> created{false};
+
 void setupGlobalDebugLevels(const KIVOptions& options) {
     kivDebuggerVerbose.store(options.verbose == 1, std::memory_order_relaxed);
     setKivDebuggerDisableByFile(options.silentFiles);
@@ -40,7 +42,12 @@ KIVCoreInstance::KIVCoreInstance()
       errorInvoker_(std::make_shared<KIVUserspaceUnhandledErrorInvoker>()),
       classRegister_([this](auto flag, const std::string& name) { addFlag(std::move(flag), name); }),
       dynamicAPI_(std::make_shared<KIVDynamicAPI>(
-          flagsRepository_, [this](auto flag, const std::string& name) { addFlag(std::move(flag), name); })) {}
+          [this](std::string_view name) { return findFlag(name); },
+          [this](auto flag, const std::string& name) { addFlag(std::move(flag), name); })) {
+    created = true;
+}
+
+bool KIVCoreInstance::exists() { return created; }
 
 void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
     const std::string keyText(key);
@@ -88,32 +95,36 @@ void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) 
 
 void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& options) {
     state_ = setUp;
-    const auto flags = takeFlagsRepository(key);
+    const auto flags = takeFlagsRepository(key, true);
     const auto deviceProperties = takeDeviceProperties(key, options, flags);
     {
-        const std::lock_guard lock(fieldsLock_);
+        const kiv::WriterLock lock(fieldsLock_);
         deviceProperties_ = deviceProperties;
     }
     auto client = createClient(options);
     std::shared_ptr<KIVClient> replaced = client;
     {
-        const std::lock_guard lock(fieldsLock_);
+        const kiv::WriterLock lock(fieldsLock_);
         client_.swap(replaced);
+    }
+    if (replaced) {
+        replaced->stopObserving(); // at once: others may hold it for a while yet
     }
     replaced.reset();
     if (client) {
-        client->clientOptions().customSigningCertificate = options.customSigningCertificate;
-        client->clientOptions().disableSignatureVerification = options.disableSignatureVerification;
         client->setup();
     }
 }
 
-std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key) {
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key,
+                                                                                     bool makeCurrent) {
     std::shared_ptr<KIVFeatureFlagsRepository> flags;
     bool isNew = false;
     {
-        const std::lock_guard lock(fieldsLock_);
-        currentSDKKey_ = key;
+        const kiv::WriterLock lock(fieldsLock_);
+        if (makeCurrent) {
+            currentSDKKey_ = key;
+        }
         auto& repository = flagsRepositoriesPerSDKKey_[key];
         if (!repository) {
             repository = std::make_shared<KIVFeatureFlagsRepository>(*flagsRepository_);
@@ -121,7 +132,7 @@ std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(
         }
         flags = repository;
     }
-    if (!isNew) {
+    if (!isNew && makeCurrent) {
         KIV_DEBUG_LOG("KIVCore: Reusing existing flags repository for SDK key: %@", key);
     }
     return flags;
@@ -137,12 +148,12 @@ KIVCoreInstance::takeDeviceProperties(const std::string& key, const KIVOptions& 
     // Made outside the lock: it registers properties, and observers of those may call the facade.
     auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate, propertiesRepository_,
                                                       std::move(flags));
-    const std::lock_guard lock(fieldsLock_);
+    const kiv::WriterLock lock(fieldsLock_);
     return devicePropertiesPerSDKKey_.emplace(key, std::move(made)).first->second;
 }
 
 std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(std::string_view key) const {
-    const std::lock_guard lock(fieldsLock_);
+    const kiv::WriterLock lock(fieldsLock_);
     const auto found = devicePropertiesPerSDKKey_.find(key);
     return found == devicePropertiesPerSDKKey_.end() ? nullptr : found->second;
 }
@@ -155,12 +166,13 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
     auto clientOptions = std::make_shared<KIVClientOptions>();
     clientOptions->defaultConfigurationPath = options.defaultConfigurationPath;
     clientOptions->disableSignatureVerification = options.disableSignatureVerification;
+    clientOptions->customSigningCertificate = options.customSigningCertificate;
     const auto flags = currentFlagsRepository();
     flags->setFreezeLevel(options.defaultFreezeLevel);
     const auto dataPersistency = std::make_shared<const KIVDataPersistency>();
     std::shared_ptr<KIVDeviceProperties> deviceProperties;
     {
-        const std::lock_guard lock(fieldsLock_);
+        const kiv::WriterLock lock(fieldsLock_);
         deviceProperties = deviceProperties_;
     }
     return KIVClient::create({
@@ -180,18 +192,19 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .targetGroupRepository = targetGroupRepository_,
         .errorInvoker = errorInvoker_,
         .environment = std::make_shared<const KIVEnvironment>(options.networkConfigurations),
-        .flagsRepositoryForSDKKey = [this](const std::string& key) { return flagsRepositoryForSDKKey(key); },
+        .flagsRepositoryForSDKKey = [this](const std::string& key) { return takeFlagsRepository(key, false); },
         .devicePropertiesForSDKKey =
             [this, certificate = options.customSigningCertificate](const std::string& key) {
                 auto present = devicePropertiesForSDKKey(key);
                 return present ? present
                                : std::make_shared<KIVDeviceProperties>(key, certificate, propertiesRepository_,
-                                                                       flagsRepositoryForSDKKey(key));
+                                                                       takeFlagsRepository(key, false));
             },
     });
 }
 
 void KIVCoreInstance::reset() {
+    const std::lock_guard setupLock(setupLock_);
     state_ = shuttingDown;
     if (const auto present = client()) {
         present->shutdown();
@@ -205,7 +218,7 @@ void KIVCoreInstance::switchToSDKKey(const std::string& key) {
     }
     std::shared_ptr<KIVFeatureFlagsRepository> flags;
     {
-        const std::lock_guard lock(fieldsLock_);
+        const kiv::WriterLock lock(fieldsLock_);
         currentSDKKey_ = key;
         if (const auto found = devicePropertiesPerSDKKey_.find(key); found != devicePropertiesPerSDKKey_.end()) {
             deviceProperties_ = found->second;
@@ -220,12 +233,12 @@ void KIVCoreInstance::switchToSDKKey(const std::string& key) {
 }
 
 std::optional<std::string> KIVCoreInstance::currentSDKKey() const {
-    const std::lock_guard lock(fieldsLock_);
+    const kiv::WriterLock lock(fieldsLock_);
     return currentSDKKey_;
 }
 
 std::shared_ptr<KIVClient> KIVCoreInstance::client() const {
-    const std::lock_guard lock(fieldsLock_);
+    const kiv::WriterLock lock(fieldsLock_);
     return client_;
 }
 
@@ -236,21 +249,29 @@ std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::currentFlagsReposito
 
 std::shared_ptr<KIVFeatureFlagsRepository>
 KIVCoreInstance::flagsRepositoryForSDKKey(std::string_view key) const {
-    const std::lock_guard lock(fieldsLock_);
+    const kiv::WriterLock lock(fieldsLock_);
     const auto found = flagsRepositoriesPerSDKKey_.find(key);
     return found == flagsRepositoriesPerSDKKey_.end() ? flagsRepository_ : found->second;
+}
+
+std::shared_ptr<KIVString> KIVCoreInstance::findFlag(std::string_view name) const {
+    auto flag = currentFlagsRepository()->featureWithName(name);
+    return flag ? flag : flagsRepository_->featureWithName(name);
 }
 
 void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string& name) {
     {
         // One step with the making of a key's repository out of the shared one: no flag falls between the two.
-        const std::lock_guard lock(fieldsLock_);
+        const kiv::WriterLock lock(fieldsLock_);
         flagsRepository_->takeFeature(flag, name);
-        if (currentSDKKey_) {
-            if (const auto found = flagsRepositoriesPerSDKKey_.find(*currentSDKKey_);
-                found != flagsRepositoriesPerSDKKey_.end()) {
-                found->second->takeFeature(flag, name);
-            }
+        const auto current = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)
+                                            : flagsRepositoriesPerSDKKey_.end();
+        if (current != flagsRepositoriesPerSDKKey_.end()) {
+            current->second->takeFeature(flag, name);
+        }
+        // The client may work for another key, one that was made current at an earlier launch.
+        if (client_) {
+            client_->flagsRepository()->takeFeature(flag, name);
         }
     }
     kiv::NotificationCenter::defaultCenter().post(KIVFlagAddedNotification, flag);

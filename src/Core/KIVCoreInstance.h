@@ -25,6 +25,7 @@ class KIVClient;
 class KIVCoreInstance {
 public:
     static KIVCoreInstance& getInstance();
+    static bool exists();
 
     void setup(std::string_view key, KIVOptions options);
     void reset();
@@ -47,6 +48,9 @@ public:
     /// The key's flags; the shared ones when it has none.
     std::shared_ptr<KIVFeatureFlagsRepository> flagsRepositoryForSDKKey(std::string_view key) const;
 
+    /// The current key's flag of that name, else the shared one, else null.
+    std::shared_ptr<KIVString> findFlag(std::string_view name) const;
+
     /// Takes a flag into the shared flags and into the current key's, and announces it once.
     void addFlag(std::shared_ptr<KIVString> flag, const std::string& name);
 
@@ -55,7 +59,7 @@ private:
 
     void setupInternal(const std::string& key, KIVOptions options);
     void setupInstance(const std::string& key, const KIVOptions& options);
-    std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key);
+    std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key, bool makeCurrent);
     std::shared_ptr<KIVDeviceProperties> takeDeviceProperties(const std::string& key, const KIVOptions& options,
                                                               std::shared_ptr<KIVFeatureFlagsRepository> flags);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;

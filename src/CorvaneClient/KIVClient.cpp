@@ -38,7 +38,6 @@ std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
     std::shared_ptr<KIVClient> client(new KIVClient(forStoredKey(std::move(parts))), [](KIVClient* own) {
         own->stopObserving();
-        own->featureFlagSetter_->shutdown();
         kiv::retire(std::unique_ptr<KIVClient>(own));
     });
     client->start();
@@ -77,7 +76,7 @@ KIVClient::KIVClient(Parts parts)
 KIVClient::~KIVClient() = default;
 
 void KIVClient::observe(std::string_view name, kiv::NotificationCenter::Observer observer) {
-    const std::lock_guard lock(observersLock_);
+    const kiv::WriterLock lock(observersLock_);
     observers_.push_back(
         kiv::NotificationCenter::defaultCenter().addObserver(std::string(name), std::move(observer)));
 }
@@ -87,7 +86,8 @@ void KIVClient::start() {
 }
 
 void KIVClient::stopObserving() {
-    const std::lock_guard lock(observersLock_);
+    featureFlagSetter_->shutdown();
+    const kiv::WriterLock lock(observersLock_);
     for (const auto token : observers_) {
         kiv::NotificationCenter::defaultCenter().removeObserver(token);
     }
@@ -117,7 +117,9 @@ void KIVClient::setup() {
             [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
     observe(KIVFlagAddedNotification,
             [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedFlag(); });
-    setupWithFreezeLevel(1, std::nullopt);
+    featureFlagSetter_->unfreezeFlagsWithLevel(1);
+    fetchConfiguration(std::nullopt);
+    isSetUp_ = true;
 }
 
 void KIVClient::setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source) {
@@ -128,6 +130,12 @@ void KIVClient::setupWithFreezeLevel(unsigned level, const std::optional<std::st
 void KIVClient::applicationWillEnterForeground() { setupWithFreezeLevel(2, std::nullopt); }
 
 void KIVClient::fetchConfigurationFromURLExpanding(const std::optional<std::string>& source) {
+    if (isSetUp_) {
+        fetchConfiguration(source);
+    }
+}
+
+void KIVClient::fetchConfiguration(const std::optional<std::string>& source) {
     productionConfigurationFetcher_->fetchConfiguration(
         false, source, [this](const KIVConfigurationDataResult& result, KIVConfigurationSource from) {
             if (result.configuration) {
@@ -137,7 +145,7 @@ void KIVClient::fetchConfigurationFromURLExpanding(const std::optional<std::stri
         });
 }
 
-void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, bool) {
+void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache) {
     const auto* application = kiv::textMember(*json, "application");
     const std::string expected = parts_.deviceProperties->appKey();
     if (!application || *application != expected) {
@@ -146,18 +154,29 @@ void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, 
         return;
     }
     try {
-        postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json));
+        postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json), loadedFromCache);
     } catch (...) {
         KIV_DEBUG_LOG("Error: recognizeJson failed: %@", KIVException::current().what());
     }
 }
 
-void KIVClient::postRecognitionWithDataParser(const KIVClientDataParser& dataParser) {
-    parts_.targetGroupRepository->setTargetGroups(dataParser.targetGroups());
-    if (auto experiments = dataParser.experiments()) {
-        parts_.configuration->setConf(std::move(experiments));
-        setConfiguration();
+void KIVClient::postRecognitionWithDataParser(const KIVClientDataParser& dataParser, bool loadedFromCache) {
+    const bool applied = handleTweakBundleWithDataParser(dataParser);
+    if (applied && !loadedFromCache) {
+        onApplicationStart();
     }
+    KIV_didFinishLoadingConfiguration();
+}
+
+bool KIVClient::handleTweakBundleWithDataParser(const KIVClientDataParser& dataParser) {
+    parts_.targetGroupRepository->setTargetGroups(dataParser.targetGroups());
+    auto experiments = dataParser.experiments();
+    if (!experiments) {
+        return false;
+    }
+    parts_.configuration->setConf(std::move(experiments));
+    setConfiguration();
+    return true;
 }
 
 void KIVClient::setConfiguration() {
@@ -195,6 +214,5 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 
 void KIVClient::shutdown() {
     stopObserving();
-    featureFlagSetter_->shutdown();
     parts_.flagsRepository->clear();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -71,7 +72,11 @@ public:
     /// Stops observing and empties the flags repository.
     void shutdown();
 
-    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for.
+    /// Stops observing, also on the setter's part: the client hears of nothing and gives flags nothing any more.
+    void stopObserving();
+
+    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for. Does nothing before
+    /// the first fetch, which is setup's own.
     void fetchConfigurationFromURLExpanding(const std::optional<std::string>& source);
 
     /// Applies a configuration, unless it was made for another application.
@@ -84,7 +89,8 @@ public:
     /// Thaws the flags of level 2 and above and fetches.
     void applicationWillEnterForeground();
 
-    KIVClientOptions& clientOptions() const { return *parts_.clientOptions; }
+    const KIVClientOptions& clientOptions() const { return *parts_.clientOptions; }
+    const std::shared_ptr<KIVFeatureFlagsRepository>& flagsRepository() const { return parts_.flagsRepository; }
     const std::shared_ptr<KIVConfiguration>& configuration() const { return parts_.configuration; }
     const std::shared_ptr<KivxParser>& parser() const { return parser_; }
     const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }
@@ -92,11 +98,15 @@ public:
 private:
     explicit KIVClient(Parts parts);
     void start();
-    void stopObserving();
     void addInternalProperties();
     void observe(std::string_view name, kiv::NotificationCenter::Observer observer);
     void setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source);
-    void postRecognitionWithDataParser(const KIVClientDataParser& dataParser);
+    void fetchConfiguration(const std::optional<std::string>& source);
+    void postRecognitionWithDataParser(const KIVClientDataParser& dataParser, bool loadedFromCache);
+    bool handleTweakBundleWithDataParser(const KIVClientDataParser& dataParser);
+    /// Hooks that run after a configuration was applied; the first only for one from the network.
+    void onApplicationStart() {}
+    void KIV_didFinishLoadingConfiguration() {}
     void setConfiguration();
     void invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result);
 
@@ -105,6 +115,7 @@ private:
     std::shared_ptr<KivxParser> parser_;
     std::shared_ptr<KIVFeatureFlagsSetter> featureFlagSetter_;
     std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
+    std::atomic<bool> isSetUp_{false};
     std::mutex observersLock_;
     std::vector<kiv::NotificationCenter::Token> observers_;
 };

@@ -5,7 +5,6 @@
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVInt.h>
 
-#include "Flags/KIVFeatureFlagsRepository.h"
 #include "Platform/Text.h"
 
 namespace {
@@ -16,8 +15,8 @@ EvaluationContext evaluationWith(const KIVDynamicPropertyContext* context) {
 
 } // namespace
 
-KIVDynamicAPI::KIVDynamicAPI(std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository, AddFlag addFlag)
-    : flagsRepository_(std::move(flagsRepository)), addFlag_(std::move(addFlag)) {}
+KIVDynamicAPI::KIVDynamicAPI(FindFlag findFlag, AddFlag addFlag)
+    : findFlag_(std::move(findFlag)), addFlag_(std::move(addFlag)) {}
 
 void KIVDynamicAPI::checkFlagName(KIVNullableString name) {
     if (name.isNil()) {
@@ -28,7 +27,7 @@ void KIVDynamicAPI::checkFlagName(KIVNullableString name) {
 template <class Make>
 std::shared_ptr<KIVString> KIVDynamicAPI::flagNamed(KIVNullableString name, Make&& make) const {
     checkFlagName(name);
-    auto flag = flagsRepository_->featureWithName(name.view());
+    auto flag = findFlag_(name.view());
     if (!flag) {
         flag = make();
         addFlag_(flag, name.string());

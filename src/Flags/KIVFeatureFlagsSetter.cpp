@@ -31,7 +31,7 @@ void KIVFeatureFlagsSetter::start() {
     overrides_ = std::make_shared<KIVFlagsOverrides>(weak_from_this());
     auto& center = kiv::NotificationCenter::defaultCenter();
     {
-        const std::lock_guard lock(observersLock_);
+        const kiv::WriterLock lock(observersLock_);
         observers_.push_back(center.addObserver(std::string(KIVFlagAddedNotification), [this](const auto& added) {
             if (const auto* flag = added.template object<std::shared_ptr<KIVString>>()) {
                 receiveFlagAdded(*flag);
@@ -44,12 +44,16 @@ void KIVFeatureFlagsSetter::start() {
                 }
             }));
     }
-    const std::lock_guard lock(applyLock_);
+    const kiv::WriterLock lock(applyLock_);
     resetUninitializedFlags({});
 }
 
 void KIVFeatureFlagsSetter::shutdown() {
-    const std::lock_guard lock(observersLock_);
+    {
+        const kiv::WriterLock lock(applyLock_);
+        isStopped_ = true;
+    }
+    const kiv::WriterLock lock(observersLock_);
     for (const auto token : observers_) {
         kiv::NotificationCenter::defaultCenter().removeObserver(token);
     }
@@ -57,7 +61,10 @@ void KIVFeatureFlagsSetter::shutdown() {
 }
 
 void KIVFeatureFlagsSetter::setForExperiments(std::shared_ptr<const KIVExperiments> experiments) {
-    const std::lock_guard lock(applyLock_);
+    const kiv::WriterLock lock(applyLock_);
+    if (isStopped_) {
+        return;
+    }
     const auto analytics = experiments->find(analyticsFlag);
     applied_.publish(std::make_unique<const Applied>(
         Applied{experiments, analytics == experiments->end() ? nullptr : analytics->second.get()}));
@@ -122,8 +129,10 @@ std::optional<std::string> KIVFeatureFlagsSetter::experimentValueWithFlagName(st
 }
 
 void KIVFeatureFlagsSetter::receiveFlagAdded(const std::shared_ptr<KIVString>& flag) {
-    const std::lock_guard lock(applyLock_);
-    flag->setOverrides(overrides_, parts_.parser, experimentFor(flag->name().value_or("")));
+    const kiv::WriterLock lock(applyLock_);
+    if (!isStopped_) {
+        flag->setOverrides(overrides_, parts_.parser, experimentFor(flag->name().value_or("")));
+    }
 }
 
 void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impression) const {
@@ -159,7 +168,7 @@ void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
         parts_.analytics->track(
             "impression",
             kiv::json::object{
-                {"distinctId", experiment ? distinctIdFor(*experiment, impression) : parts_.distinctId()},
+                {"distinctId", distinctIdFor(experiment, impression)},
                 {"flag", impression.flagName},
                 {"time", std::chrono::duration<double>(sinceEpoch).count()},
                 {"type", "IMPRESSION"},
@@ -169,11 +178,12 @@ void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
     }
 }
 
-std::string KIVFeatureFlagsSetter::distinctIdFor(const KIVExperimentModel& experiment,
+std::string KIVFeatureFlagsSetter::distinctIdFor(const KIVExperimentModel* experiment,
                                                  const KIVFlagImpression& impression) const {
     const auto& repository = *parts_.propertiesRepository;
-    auto property = experiment.stickinessProperty() ? repository.customPropertyForName(*experiment.stickinessProperty())
-                                                    : nullptr;
+    auto property = experiment && experiment->stickinessProperty()
+                        ? repository.customPropertyForName(*experiment->stickinessProperty())
+                        : nullptr;
     if (!property) {
         property = repository.customPropertyForName(kiv::format("kiv.%@", "distinct_id"));
     }

@@ -67,7 +67,7 @@ public:
     std::shared_ptr<const KIVExperiments> experiments() const;
     const std::shared_ptr<KIVFlagsOverrides>& overrides() const { return overrides_; }
 
-    /// Stops observing.
+    /// Stops observing; no flag is given anything from then on.
     void shutdown();
 
 private:
@@ -83,11 +83,12 @@ private:
     void receiveFlagAdded(const std::shared_ptr<KIVString>& flag);
     void receiveFlagImpression(const KIVFlagImpression& impression) const;
     void sendEvent(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
-    std::string distinctIdFor(const KIVExperimentModel& experiment, const KIVFlagImpression& impression) const;
+    std::string distinctIdFor(const KIVExperimentModel* experiment, const KIVFlagImpression& impression) const;
 
     const Parts parts_;
     std::shared_ptr<KIVFlagsOverrides> overrides_;
     std::mutex applyLock_; ///< flags get the experiments of one configuration, not of two
+    bool isStopped_ = false;
     kiv::Published<Applied> applied_;
     std::mutex observersLock_;
     std::vector<kiv::NotificationCenter::Token> observers_;

@@ -4,7 +4,7 @@
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 
-KIVFlagValueSource::KIVFlagValueSource(std::shared_ptr<const KIVFeatureFlagsRepository> flagsRepository)
+KIVFlagValueSource::KIVFlagValueSource(std::weak_ptr<const KIVFeatureFlagsRepository> flagsRepository)
     : flagsRepository_(std::move(flagsRepository)) {}
 
 void KIVFlagValueSource::setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFlagsSetter> setter) {
@@ -14,7 +14,8 @@ void KIVFlagValueSource::setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFla
 
 std::optional<std::string> KIVFlagValueSource::valueOfFlag(std::string_view name,
                                                            const EvaluationContext& context) const {
-    if (const auto flag = flagsRepository_->featureWithName(name)) {
+    const auto repository = flagsRepository_.lock();
+    if (const auto flag = repository ? repository->featureWithName(name) : nullptr) {
         return flag->getStringValue(&context);
     }
     std::shared_ptr<const KIVFeatureFlagsSetter> setter;

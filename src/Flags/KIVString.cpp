@@ -1,6 +1,7 @@
 #include <kiv/KIVString.h>
 
 #include <algorithm>
+#include <thread>
 
 #include <kiv/KIVException.h>
 #include <kiv/KIVFlagsOverrides.h>
@@ -45,6 +46,7 @@ struct KIVString::State {
     unsigned freezeLevel = neverFrozen;
     bool isUsingDefaultFreezeLevel = false;
     bool isFreezed = false;
+    std::thread::id freezer; ///< who is evaluating the value that the flag froze with, nobody once it is there
     std::string value; ///< the last value, kept for flags that can be frozen: nobody asks the others for it
     std::optional<std::string> forcedValue;
     std::shared_ptr<KIVFlagsOverrides> overrides;
@@ -77,7 +79,7 @@ KIVString::~KIVString() { delete state_.load(std::memory_order_relaxed); }
 
 template <class Change>
 void KIVString::change(Change&& change) const {
-    const std::lock_guard lock(lock_);
+    const kiv::WriterLock lock(lock_);
     auto next = std::make_unique<State>(*state_.load(std::memory_order_relaxed));
     change(*next);
     kiv::retire(std::unique_ptr<const State>(state_.exchange(next.release(), std::memory_order_seq_cst)));
@@ -143,14 +145,28 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             return std::move(*override);
         }
     }
-    if (state.isFreezed && state.freezeLevel < neverFrozen) {
+    // While a flag freezes it has no frozen value yet: only the evaluation that freezes it sees the value before.
+    const bool freezesElsewhere =
+        state.freezer != std::thread::id() && state.freezer != std::this_thread::get_id();
+    if (state.isFreezed && state.freezeLevel != neverFrozen && !freezesElsewhere) {
         return state.value;
     }
-    if (context.shouldUseFreeze && state.freezeLevel < neverFrozen) {
-        change([](State& next) { next.isFreezed = true; });
+    const bool freezes = context.shouldUseFreeze && state.freezeLevel != neverFrozen && !state.isFreezed;
+    if (freezes) {
+        change([](State& next) {
+            next.isFreezed = true;
+            next.freezer = std::this_thread::get_id();
+        });
     }
     std::string result = evaluateValue(state, context, defaultValue, normalize);
-    keepValue(state, result);
+    if (freezes) {
+        change([&](State& next) {
+            next.value = result;
+            next.freezer = std::thread::id();
+        });
+    } else if (!freezesElsewhere) {
+        keepValue(state, result);
+    }
     if (context.shouldRaiseImpression) {
         flagImpressedWithValue(result, context);
     }
@@ -169,7 +185,7 @@ std::string KIVString::evaluateValue(const State& state, const EvaluationContext
 }
 
 void KIVString::keepValue(const State& state, const std::string& value) const {
-    if (state.freezeLevel < neverFrozen && state.value != value) {
+    if (state.freezeLevel != neverFrozen && state.value != value) {
         change([&](State& next) { next.value = value; });
     }
 }

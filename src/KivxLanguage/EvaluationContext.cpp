@@ -5,8 +5,8 @@
 EvaluationContext EvaluationContext::initMerged(const KivxParser* parser, const EvaluationContext* context) {
     EvaluationContext merged = context ? *context : EvaluationContext();
     if (parser) {
-        merged.dynamicPropertyContext = KIVDynamicPropertyContext::merged(merged.dynamicPropertyContext,
-                                                                          parser->globalDynamicPropertyContext());
+        merged.dynamicPropertyContext = KIVDynamicPropertyContext::merged(
+            merged.dynamicPropertyContext, parser->globalDynamicPropertyContext());
     }
     return merged;
 }

@@ -20,12 +20,12 @@ private:
     std::array<bool, 256> contains_{};
 };
 
-/// A cursor that cuts a text at delimiters. The text and the sets are borrowed; tokens are parts of the text and never
-/// empty.
+/// A cursor that cuts a text at delimiters. The text and the sets are borrowed; tokens are parts of the text
+/// and never empty.
 class KIVStringTokenizer {
 public:
-    /// Starts at the beginning of the text. Without a set (null) there are no tokens. `shouldReturnDelimiters` makes each
-    /// delimiter a token of its own; else they are skipped.
+    /// Starts at the beginning of the text. Without a set (null) there are no tokens.
+    /// `shouldReturnDelimiters` makes each delimiter a token of its own; else they are skipped.
     KIVStringTokenizer(std::string_view text, const KIVDelimiterSet* delimiters, bool shouldReturnDelimiters)
         : text_(text), delimiters_(delimiters), returnDelimiters_(shouldReturnDelimiters) {}
 

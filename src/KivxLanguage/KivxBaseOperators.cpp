@@ -129,7 +129,8 @@ void b64d(KivxStack& stack) {
         return;
     }
     if (!value.text()) {
-        throw KIVException::unrecognizedOperation("A value '" + value.description() + "' is no text to decode");
+        throw KIVException::unrecognizedOperation("A value '" + value.description() +
+                                                  "' is no text to decode");
     }
     stack.charge(value.text()->size());
     std::optional<std::string> text = kiv::decodeBase64(*value.text());

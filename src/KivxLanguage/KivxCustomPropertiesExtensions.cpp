@@ -69,25 +69,46 @@ KivxValue valueOf(const KIVCustomProperty& property, std::string_view flagName, 
     }
 }
 
+/// Only texts and numbers pass.
 KivxValue unregisteredValue(std::string_view name, const KIVDynamicPropertiesRule& rule,
                             const Context& context) {
-    if (!rule) {
-        return context.get(name);
-    }
+    KivxValue value;
     try {
-        return rule(name, context);
+        value = rule ? rule(name, context) : context.get(name);
     } catch (...) {
         throw KIVUserspaceHandlerException(KIVUserspaceSource::dynamicPropertiesRule,
                                            KIVException::current());
     }
+    return value.isString() || value.isNumber() ? std::move(value) : KivxValue::undefined();
 }
 
-void push(KivxStack& stack, std::string_view source, KivxValue value) {
+void push(KivxStack& stack, const char* source, KivxValue&& value) {
     if (KivxTrace* trace = KivxTrace::current()) {
-        trace->noted("source", KivxValue::borrowed(source));
+        trace->noted("source", source);
         trace->noted("property", value.isNone() ? KivxValue::undefined() : value);
     }
     stack.push(std::move(value));
+}
+
+void property(KivxStack& stack, const KIVCustomPropertiesRepository& repository,
+              const KIVDynamicPropertiesRule& rule, std::string_view flagName, const Context& context) {
+    const KivxValue argument = stack.pop();
+    const auto name = argument.text();
+    if (!name) {
+        // Names no property.
+        stack.push(KivxValue::undefined());
+        return;
+    }
+    const KIVCustomProperty* registered = repository.find(*name);
+    if (registered && registered->fixedText()) {
+        // Stays where it is, under the evaluation's guard.
+        push(stack, "registered", KivxValue::borrowed(*registered->fixedText()));
+        return;
+    }
+    KivxValue value =
+        registered ? valueOf(*registered, flagName, context) : unregisteredValue(*name, rule, context);
+    stack.charge(value.text().value_or("").size());
+    push(stack, registered ? "registered" : rule ? "rule" : "context", std::move(value));
 }
 
 } // namespace
@@ -101,24 +122,6 @@ void KivxCustomPropertiesExtensions::extend() {
     parser_.setOperator("property", [repository = repository_, rule = rule_](
                                         const KivxParser&, KivxStack& stack, std::string_view flagName,
                                         const EvaluationContext& context) {
-        const KivxValue argument = stack.pop();
-        // What is no text names no property.
-        const std::string_view name = argument.text().value_or("");
-        const KIVCustomProperty* property = argument.text() ? repository->find(name) : nullptr;
-        if (property && property->fixedText()) {
-            // Stays where it is, under the evaluation's guard.
-            return push(stack, "registered", KivxValue::borrowed(*property->fixedText()));
-        }
-        KivxValue value;
-        if (property) {
-            value = valueOf(*property, flagName, context.dynamicPropertyContext);
-        } else if (argument.text()) {
-            value = unregisteredValue(name, rule, context.dynamicPropertyContext);
-            if (!value.isString() && !value.isNumber()) {
-                value = KivxValue::undefined();
-            }
-        }
-        stack.charge(value.text().value_or("").size());
-        push(stack, property ? "registered" : rule ? "rule" : "context", std::move(value));
+        property(stack, *repository, rule, flagName, context.dynamicPropertyContext);
     });
 }

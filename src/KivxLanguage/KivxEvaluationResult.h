@@ -6,8 +6,8 @@
 
 #include <kiv/KivxValue.h>
 
-/// What an evaluation answered: a value of its own, or `none` for a failed or empty evaluation. The conversions are
-/// those of the value.
+/// What an evaluation answered: a value of its own, or `none` for a failed or empty evaluation. The
+/// conversions are those of the value.
 class KivxEvaluationResult {
 public:
     explicit KivxEvaluationResult(KivxValue value) : value_(std::move(value)) {}

@@ -23,10 +23,14 @@ void mergeSeed(KivxStack& stack) {
     const KivxValue first = stack.pop();
     const KivxValue second = stack.pop();
     std::string seed;
-    seed.reserve(first.text().value_or("").size() + 1 + second.text().value_or("").size());
-    first.describeTo(seed);
-    seed += '.';
-    second.describeTo(seed);
+    if (const auto a = first.text(), b = second.text(); a && b) {
+        seed.reserve(a->size() + 1 + b->size());
+        seed.append(*a).append(1, '.').append(*b);
+    } else {
+        first.describeTo(seed);
+        seed += '.';
+        second.describeTo(seed);
+    }
     stack.charge(seed.size());
     stack.push(std::move(seed));
 }
@@ -34,13 +38,16 @@ void mergeSeed(KivxStack& stack) {
 /// The bucket of the seed on top.
 double popBucket(KivxStack& stack) {
     const KivxValue seed = stack.pop();
-    if (!seed.text()) {
+    const auto text = seed.text();
+    if (!text) {
         throw KIVException::unrecognizedOperation("A seed is expected to be a text");
     }
-    stack.charge(seed.text()->size());
-    const double bucket = KivxExperimentsExtensions::bucketFrom(*seed.text());
-    note("seed", seed);
-    note("bucket", bucket);
+    stack.charge(text->size());
+    const double bucket = KivxExperimentsExtensions::bucketFrom(*text);
+    if (KivxTrace* trace = KivxTrace::current()) {
+        trace->noted("seed", seed);
+        trace->noted("bucket", bucket);
+    }
     return bucket;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include <kiv/KivxValue.h>
@@ -11,19 +12,25 @@ enum KivxNodeType { KivxNodeTypeOperand = 0, KivxNodeTypeOperator = 1, KivxNodeT
 
 /// One token of an expression.
 struct KivxNode {
-    KivxNode(KivxNodeType ownType, KivxValue&& ownValue, const KivxOperatorTable::Operator* ownOperator,
-             std::size_t ownPosition) noexcept
-        : type(ownType), value(std::move(ownValue)), op(ownOperator), position(ownPosition) {}
+    KivxNode(KivxValue&& operand, std::size_t ownPosition) noexcept
+        : type(KivxNodeTypeOperand), value(std::move(operand)), position(ownPosition) {}
 
-    /// A node that means nothing.
-    explicit KivxNode(std::size_t ownPosition) noexcept
-        : type(KivxNodeTypeUnknown), op(nullptr), position(ownPosition) {}
+    /// A text operand that is borrowed.
+    KivxNode(std::string_view text, std::size_t ownPosition) noexcept
+        : type(KivxNodeTypeOperand), value(KivxValue::borrowed(text)), position(ownPosition) {}
+
+    KivxNode(const KivxOperatorTable::Operator& ownOperator, std::size_t ownPosition) noexcept
+        : type(KivxNodeTypeOperator), value(KivxValue::borrowed(ownOperator.name)), op(&ownOperator),
+          position(ownPosition) {}
+
+    explicit KivxNode(std::size_t positionOfUnknown) noexcept
+        : type(KivxNodeTypeUnknown), position(positionOfUnknown) {}
 
     KivxNodeType type;
     /// The value of an operand, the name of an operator, `none` for an unknown word.
     KivxValue value;
     /// Null unless the node is an operator.
-    const KivxOperatorTable::Operator* op;
+    const KivxOperatorTable::Operator* op = nullptr;
     /// Byte offset in the expression of the first character, a literal's opening quote or bracket included.
     std::size_t position;
 };

@@ -7,7 +7,8 @@ namespace {
 
 constexpr unsigned freeSlot = ~0U;
 
-/// Of a constant number of characters, as names are short and few: those that agree in all of them share a probe.
+/// Of a constant number of characters, as names are short and few: those that agree in all of them share a
+/// probe.
 std::size_t hash(std::string_view name) {
     if (name.empty()) {
         return 0;

@@ -9,10 +9,10 @@ class KivxParser;
 class KivxStack;
 struct EvaluationContext;
 
-/// Pops an operator's arguments, first argument first, and pushes one result; fails by throwing. `flagName` is the flag
-/// whose expression is being evaluated.
-using KivxOperatorHandler = std::function<void(const KivxParser& parser, KivxStack& stack, std::string_view flagName,
-                                               const EvaluationContext& context)>;
+/// Pops an operator's arguments, first argument first, and pushes one result; fails by throwing. `flagName`
+/// is the flag whose expression is being evaluated.
+using KivxOperatorHandler = std::function<void(const KivxParser& parser, KivxStack& stack,
+                                               std::string_view flagName, const EvaluationContext& context)>;
 
 /// The operators by name. Look-ups are what every word of an expression costs, so they are cheap.
 class KivxOperatorTable {

@@ -125,11 +125,13 @@ KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& 
     return KivxValue();
 }
 
-/// The value on top after all tokens were walked from the last to the first; `none` for an unknown word on the way.
+/// The value on top after all tokens were walked from the last to the first; `none` for an unknown word on
+/// the way.
 KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& context) const {
     // The lines of one evaluation are cut short in all: each holds the whole stack.
     constexpr std::size_t mostLogged = std::size_t{1} << 20;
-    std::size_t leftToLog = kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
+    std::size_t leftToLog =
+        kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
     const KivxTokenizedExpression expression(running.expression, operators_);
     const auto tokens = expression.tokens();
     KivxStack stack;
@@ -143,8 +145,10 @@ KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& con
                 running.failed("Expected valid token");
                 return KivxValue();
             }
-            KIV_DEBUG_LOG("Kivx unknown word %@ at %@ of %@", running.step, node->position, running.expression);
-            throw KIVException::internalInconsistency("Expected valid token, got '" + node->value.description() + "'");
+            KIV_DEBUG_LOG("Kivx unknown word %@ at %@ of %@", running.step, node->position,
+                          running.expression);
+            throw KIVException::internalInconsistency("Expected valid token, got '" +
+                                                      node->value.description() + "'");
         } else if (!node->op->handler) {
             continue;
         } else if (running.trace) {
@@ -158,7 +162,11 @@ KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& con
             leftToLog -= std::min(leftToLog, line.size());
         }
     }
-    return stack.pop().owned();
+    KivxValue value = stack.pop();
+    if (value.isString()) {
+        value = std::move(value).owned();
+    }
+    return value;
 }
 
 void KivxParser::applyTraced(Evaluation& running, const KivxNode& node, KivxStack& stack,
@@ -169,7 +177,8 @@ void KivxParser::applyTraced(Evaluation& running, const KivxNode& node, KivxStac
     stack.record(&arguments);
     node.op->handler(*this, stack, running.flagName, context);
     stack.record(nullptr);
-    running.trace->applied(running.step, running.position, arguments, stack.peek() ? *stack.peek() : KivxValue());
+    running.trace->applied(running.step, running.position, arguments,
+                           stack.peek() ? *stack.peek() : KivxValue());
 }
 
 KIVDynamicPropertyContext KivxParser::globalDynamicPropertyContext() const {
@@ -179,8 +188,8 @@ KIVDynamicPropertyContext KivxParser::globalDynamicPropertyContext() const {
 }
 
 void KivxParser::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
-    auto next = context.isEmpty() ? nullptr
-                                  : std::make_unique<const KIVDynamicPropertyContext>(std::move(context));
-    const std::lock_guard lock(globalContextLock_);
+    auto next =
+        context.isEmpty() ? nullptr : std::make_unique<const KIVDynamicPropertyContext>(std::move(context));
+    const kiv::WriterLock lock(globalContextLock_);
     globalContext_.publish(std::move(next));
 }

@@ -19,9 +19,9 @@ struct KivxNode;
 
 /// Evaluates expressions.
 ///
-/// Operators are added while one thread alone knows the parser; from then on it is read only and any thread may
-/// evaluate. No evaluation throws. Evaluations may nest, as an operator or a callback may ask for another one; those
-/// that would come round to themselves, or go on without end, fail.
+/// Operators are added while one thread alone knows the parser; from then on it is read only and any thread
+/// may evaluate. No evaluation throws. Evaluations may nest, as an operator or a callback may ask for another
+/// one; those that would come round to themselves, or go on without end, fail.
 class KivxParser {
 public:
     /// The base operators, the comparisons and the regular expressions.
@@ -41,9 +41,10 @@ public:
     /// True for a number and for a text that parses as one; `number` is then that number, else 0.
     static bool isNumberOperand(const KivxValue& value, kiv::Number& number);
 
-    /// Nothing when the value is `undefined`; a result of `none` when the evaluation failed or nothing was left.
-    /// The expression and the name are only borrowed for the call.
-    std::optional<KivxEvaluationResult> evaluateExpression(std::string_view expression, std::string_view flagName,
+    /// Nothing when the value is `undefined`; a result of `none` when the evaluation failed or nothing was
+    /// left. The expression and the name are only borrowed for the call.
+    std::optional<KivxEvaluationResult> evaluateExpression(std::string_view expression,
+                                                           std::string_view flagName,
                                                            const EvaluationContext& context) const;
 
     /// Makes the log say which word stopped an evaluation. May be set at any time.

@@ -35,7 +35,8 @@ void match(KivxStack& stack) {
     }
     stack.charge(chargeOfSearch + text.text()->size() + pattern.text()->size());
     std::string error;
-    switch (kiv::searchRegularExpression(*text.text(), *pattern.text(), optionsOf(flags.text().value_or("")), error)) {
+    switch (kiv::searchRegularExpression(*text.text(), *pattern.text(), optionsOf(flags.text().value_or("")),
+                                         error)) {
     case kiv::RegularExpressionOutcome::match:
         stack.push(1);
         return;
@@ -52,7 +53,6 @@ void match(KivxStack& stack) {
 } // namespace
 
 void KivxRegularExpressionExtensions::extend() {
-    parser_.setOperator("match", [](const KivxParser&, KivxStack& stack, std::string_view, const EvaluationContext&) {
-        match(stack);
-    });
+    parser_.setOperator("match", [](const KivxParser&, KivxStack& stack, std::string_view,
+                                    const EvaluationContext&) { match(stack); });
 }

@@ -11,10 +11,24 @@ constexpr std::size_t largestCharge = std::size_t{64} << 20;
 } // namespace
 
 void KivxStack::push(KivxValue&& value) {
-    values_.push_back(std::move(value));
-    if (values_.back().isNone()) {
-        values_.back() = KivxValue::undefined();
+    if (value.isNone()) {
+        value = KivxValue::undefined();
     }
+    values_.push_back(std::move(value));
+}
+
+void KivxStack::push(const KivxValue& value) {
+    if (value.isNone()) {
+        values_.push_back(KivxValue::undefined());
+    } else {
+        values_.push_back(value);
+    }
+}
+
+KivxValue KivxStack::popRecorded() {
+    KivxValue value = take();
+    recorded_->push_back(value);
+    return value;
 }
 
 void KivxStack::charge(std::size_t bytes) {

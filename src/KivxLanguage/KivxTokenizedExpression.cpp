@@ -21,8 +21,10 @@ constexpr std::size_t placeholderGrowth = KivxEscapedQuotePlaceholder.size() - K
 
 } // namespace
 
-KivxTokenizedExpression::KivxTokenizedExpression(std::string_view expression, const KivxOperatorTable& operatorSet)
-    : expression_(expression), operators_(operatorSet), hasBackslash_(expression.find('\\') != expression.npos) {
+KivxTokenizedExpression::KivxTokenizedExpression(std::string_view expression,
+                                                 const KivxOperatorTable& operatorSet)
+    : expression_(expression), operators_(operatorSet),
+      hasBackslash_(expression.find('\\') != expression.npos) {
     tokenize(textWithoutEscapedQuotes());
 }
 
@@ -59,44 +61,31 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
     bool afterQuote = false;
     while (tokenizer.hasMoreTokens()) {
         const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
-        const std::size_t position = positionInExpression(static_cast<std::size_t>(token.data() - text.data()));
+        const std::size_t position =
+            positionInExpression(static_cast<std::size_t>(token.data() - text.data()));
         const bool quote = token.front() == KivxStringDelimiter.front();
         if (quote) {
             if (afterQuote) {
-                pushNode(KivxNodeTypeOperand, KivxValue::borrowed(""), position - 1);
+                pushString("", position - 1);
             }
             inside = !inside;
         } else if (inside) {
-            pushNode(KivxNodeTypeOperand, stringFromToken(token), position - 1);
+            pushString(token, position - 1);
         } else if (outsideString.contains(token.front())) {
             separate(token.front(), position);
         } else {
-            typeNodeFromToken(token, position);
+            pushWord(token, position);
         }
         afterQuote = quote;
     }
 }
 
-void KivxTokenizedExpression::typeNodeFromToken(std::string_view token, std::size_t position) {
-    if (const auto* op = operators_.find(token)) {
-        pushNode(KivxNodeTypeOperator, KivxValue::borrowed(op->name), position, op);
-    } else if (token == KivxTrue || token == KivxFalse) {
-        pushNode(KivxNodeTypeOperand, token == KivxTrue, position);
-    } else if (token == KivxUndefined) {
-        pushNode(KivxNodeTypeOperand, KivxValue::undefined(), position);
-    } else if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
-        KivxValue value = std::visit([](auto parsed) { return KivxValue(parsed); }, *number);
-        pushNode(KivxNodeTypeOperand, std::move(value), position);
-    } else {
-        nodes_.emplace_back(position);
-    }
-}
-
-/// Puts the escaped quotes of a string back, backslash and all.
-KivxValue KivxTokenizedExpression::stringFromToken(std::string_view token) const {
+/// Escaped quotes are put back, backslash and all.
+void KivxTokenizedExpression::pushString(std::string_view token, std::size_t position) {
     std::size_t found = hasBackslash_ ? token.find(KivxEscapedQuotePlaceholder) : token.npos;
-    if (found == token.npos) {
-        return KivxValue::borrowed(token);
+    if (found == token.npos && !insideLiteral()) {
+        nodes_.emplace_back(token, position);
+        return;
     }
     std::string text;
     std::size_t copied = 0;
@@ -104,43 +93,37 @@ KivxValue KivxTokenizedExpression::stringFromToken(std::string_view token) const
         text.append(token, copied, found - copied).append(KivxEscapedQuote);
         copied = found + KivxEscapedQuotePlaceholder.size();
     }
-    return text.append(token, copied);
+    pushNode(std::move(text.append(token, copied)), position);
 }
 
-/// Opens or closes a literal; other delimiters only separate.
-void KivxTokenizedExpression::separate(char delimiter, std::size_t position) {
-    if (delimiter == KivxArrayStartDelimiter.front()) {
-        arrayAccumulator_ = {position};
-    } else if (delimiter == KivxDictStartDelimiter.front()) {
-        dictionaryAccumulator_ = {position};
-    } else if (delimiter == KivxArrayEndDelimiter.front()) {
-        close(arrayAccumulator_, position);
-    } else if (delimiter == KivxDictEndDelimiter.front()) {
-        close(dictionaryAccumulator_, position);
-    }
-}
-
-template <class Values>
-void KivxTokenizedExpression::close(std::optional<Literal<Values>>& literal, std::size_t position) {
-    if (!literal) {
-        nodes_.emplace_back(position);
-        return;
-    }
-    Literal<Values> closed = *std::exchange(literal, std::nullopt);
-    pushNode(KivxNodeTypeOperand, KivxValue(std::move(closed.values)), closed.position, nullptr, closed.depth);
-}
-
-void KivxTokenizedExpression::pushNode(KivxNodeType type, KivxValue&& value, std::size_t position,
-                                       const KivxOperatorTable::Operator* op, unsigned depth) {
-    if (!dictionaryAccumulator_ && !arrayAccumulator_) {
-        nodes_.emplace_back(type, std::move(value), op, position);
+void KivxTokenizedExpression::pushWord(std::string_view token, std::size_t position) {
+    if (const auto* op = operators_.find(token)) {
+        if (insideLiteral()) {
+            pushIntoLiteral(op->name, 0);
+        } else {
+            nodes_.emplace_back(*op, position);
+        }
+    } else if (token == KivxTrue || token == KivxFalse) {
+        pushNode(token == KivxTrue, position);
+    } else if (token == KivxUndefined) {
+        pushNode(KivxValue::undefined(), position);
+    } else if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
+        pushNode(std::visit([](auto value) { return KivxValue(value); }, *number), position);
     } else {
-        // A literal may be the result of the expression, and outlive it.
-        pushIntoLiteral(std::move(value).owned(), depth);
+        nodes_.emplace_back(position);
     }
 }
 
-void KivxTokenizedExpression::pushIntoLiteral(KivxValue value, unsigned depth) {
+/// Values that go into a literal own their text: it may be the result of the expression, and outlive it.
+void KivxTokenizedExpression::pushNode(KivxValue&& operand, std::size_t position, unsigned depth) {
+    if (insideLiteral()) {
+        pushIntoLiteral(std::move(operand), depth);
+    } else {
+        nodes_.emplace_back(std::move(operand), position);
+    }
+}
+
+void KivxTokenizedExpression::pushIntoLiteral(KivxValue&& value, unsigned depth) {
     // Values are compared, described and destroyed by recursion.
     if (depth == deepestLiteral) {
         throw KIVException::internalInconsistency("Literals nest too deeply");
@@ -156,4 +139,27 @@ void KivxTokenizedExpression::pushIntoLiteral(KivxValue value, unsigned depth) {
         dictionaryAccumulator_->depth = std::max(dictionaryAccumulator_->depth, deepest + 1);
         dictKey_.reset();
     }
+}
+
+/// Opens or closes a literal; other delimiters only separate.
+void KivxTokenizedExpression::separate(char delimiter, std::size_t position) {
+    if (delimiter == KivxArrayStartDelimiter.front()) {
+        arrayAccumulator_.emplace(position);
+    } else if (delimiter == KivxDictStartDelimiter.front()) {
+        dictionaryAccumulator_.emplace(position);
+    } else if (delimiter == KivxArrayEndDelimiter.front()) {
+        close(arrayAccumulator_, position);
+    } else if (delimiter == KivxDictEndDelimiter.front()) {
+        close(dictionaryAccumulator_, position);
+    }
+}
+
+template <class Values>
+void KivxTokenizedExpression::close(std::optional<Literal<Values>>& literal, std::size_t position) {
+    if (!literal) {
+        nodes_.emplace_back(position);
+        return;
+    }
+    Literal<Values> closed = *std::exchange(literal, std::nullopt);
+    pushNode(std::move(closed.values), closed.position, closed.depth);
 }

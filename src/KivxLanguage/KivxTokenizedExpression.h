@@ -13,9 +13,10 @@
 
 /// An expression cut into nodes.
 ///
-/// It borrows the expression and the operators, and its nodes borrow from them and from itself. Literals do not nest: a
-/// bracket that opens while another of its kind is open starts afresh. A bracket that closes nothing is an unknown
-/// node, and so is a word inside a literal that means nothing; both stand among the tokens.
+/// It borrows the expression and the operators, and its nodes borrow from them and from itself. Literals do
+/// not nest: a bracket that opens while another of its kind is open starts afresh. A bracket that closes
+/// nothing is an unknown node, and so is a word inside a literal that means nothing; both stand among the
+/// tokens.
 class KivxTokenizedExpression {
 public:
     /// Throws for arrays and dictionaries closed into one another more than 64 times; for nothing else.
@@ -35,8 +36,10 @@ private:
     /// An array or dictionary that has not been closed yet.
     template <class Values>
     struct Literal {
+        explicit Literal(std::size_t where) : position(where) {}
+
         std::size_t position;
-        Values values{};
+        Values values;
         unsigned depth = 1; ///< literals inside one another, this one included
     };
     struct Key {
@@ -46,14 +49,14 @@ private:
 
     std::string_view textWithoutEscapedQuotes();
     void tokenize(std::string_view text);
-    void typeNodeFromToken(std::string_view token, std::size_t position);
-    KivxValue stringFromToken(std::string_view token) const;
+    void pushString(std::string_view token, std::size_t position);
+    void pushWord(std::string_view token, std::size_t position);
+    void pushNode(KivxValue&& operand, std::size_t position, unsigned depth = 0);
+    void pushIntoLiteral(KivxValue&& value, unsigned depth);
+    bool insideLiteral() const { return arrayAccumulator_ || dictionaryAccumulator_; }
     void separate(char delimiter, std::size_t position);
     template <class Values>
     void close(std::optional<Literal<Values>>& literal, std::size_t position);
-    void pushNode(KivxNodeType type, KivxValue&& value, std::size_t position,
-                  const KivxOperatorTable::Operator* op = nullptr, unsigned depth = 0);
-    void pushIntoLiteral(KivxValue value, unsigned depth);
     std::size_t positionInExpression(std::size_t position);
 
     std::string_view expression_;

@@ -17,7 +17,8 @@ public:
     /// An operator has run. `position` is its byte offset in the expression.
     virtual void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
                          const KivxValue& result) = 0;
-    /// A step has failed, and with it the evaluation: an operator, or a word that is none (then `name` is the word).
+    /// A step has failed, and with it the evaluation: an operator, or a word that is none (then `name` is the
+    /// word).
     virtual void failed(std::string_view name, std::size_t position, std::string_view reason) = 0;
     /// A detail of the operator that is running, such as the bucket of a percentage test.
     virtual void noted(std::string_view what, const KivxValue& value) = 0;

@@ -56,16 +56,11 @@ void KivxValueCompareExtensions::extend() {
         std::span<const int> trueResultFor;
         bool asSemVer;
     } operators[] = {
-        {"lt", firstIsLess, false},
-        {"lte", firstIsLessOrEqual, false},
-        {"gt", firstIsGreater, false},
-        {"gte", firstIsGreaterOrEqual, false},
-        {"semverEq", equal, true},
-        {"semverNe", different, true},
-        {"semverLt", firstIsLess, true},
-        {"semverLte", firstIsLessOrEqual, true},
-        {"semverGt", firstIsGreater, true},
-        {"semverGte", firstIsGreaterOrEqual, true},
+        {"lt", firstIsLess, false},         {"lte", firstIsLessOrEqual, false},
+        {"gt", firstIsGreater, false},      {"gte", firstIsGreaterOrEqual, false},
+        {"semverEq", equal, true},          {"semverNe", different, true},
+        {"semverLt", firstIsLess, true},    {"semverLte", firstIsLessOrEqual, true},
+        {"semverGt", firstIsGreater, true}, {"semverGte", firstIsGreaterOrEqual, true},
     };
     for (const auto& each : operators) {
         parser_.setOperator(each.name, [each](const KivxParser&, KivxStack& stack, std::string_view,
@@ -75,8 +70,8 @@ void KivxValueCompareExtensions::extend() {
     }
 }
 
-void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor, bool asSemVer,
-                                                 bool asNumber) {
+void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor,
+                                                 bool asSemVer, bool asNumber) {
     const KivxValue first = stack.pop();
     const KivxValue second = stack.pop();
     const bool missing = first.isNone() || second.isNone();

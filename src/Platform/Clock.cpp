@@ -18,7 +18,8 @@ public:
 };
 
 std::atomic<const Clock*>& installed() {
-    static std::atomic<const Clock*> clock(new SystemClock);
+    static const Clock& system = *new SystemClock;
+    static std::atomic<const Clock*> clock(&system);
     return clock;
 }
 

@@ -41,13 +41,13 @@ public:
 
     /// Adds the value or puts it in place of the present one.
     void set(std::string_view key, std::shared_ptr<V> value) {
-        const std::lock_guard lock(lock_);
+        const WriterLock lock(lock_);
         put(key, std::move(value));
     }
 
     /// Adds the value unless the key has one. True when it was added.
     bool setIfAbsent(std::string_view key, std::shared_ptr<V> value) {
-        const std::lock_guard lock(lock_);
+        const WriterLock lock(lock_);
         const Entry* present = table_.load()->slot(key, std::hash<std::string_view>()(key)).load();
         if (present && present->value) {
             return false;
@@ -57,7 +57,7 @@ public:
     }
 
     void remove(std::string_view key) {
-        const std::lock_guard lock(lock_);
+        const WriterLock lock(lock_);
         const Entry* present = table_.load()->slot(key, std::hash<std::string_view>()(key)).load();
         if (present && present->value) {
             put(key, nullptr);
@@ -65,7 +65,7 @@ public:
     }
 
     void clear() {
-        const std::lock_guard lock(lock_);
+        const WriterLock lock(lock_);
         size_.store(0, std::memory_order_seq_cst);
         used_ = 0;
         table_.publish(std::make_unique<const Table>(minimumSlots));

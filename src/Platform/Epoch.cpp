@@ -1,6 +1,7 @@
 #include "Platform/Epoch.h"
 
 #include <algorithm>
+#include <deque>
 #include <limits>
 #include <mutex>
 #include <vector>
@@ -26,7 +27,7 @@ struct Registry {
     std::atomic<std::uint64_t> epoch{1};
     std::atomic<Slot*> slots{nullptr};
     std::mutex lock;
-    std::vector<Retired> retired;
+    std::deque<Retired> retired; ///< in the order of their epochs
 };
 
 // Never destroyed: guards open and close until the process is gone.
@@ -52,6 +53,7 @@ Slot* takeSlot() {
 
 thread_local Slot* threadSlot = nullptr;
 thread_local bool threadEnded = false;
+thread_local unsigned heldWriterLocks = 0;
 
 struct SlotReturner {
     ~SlotReturner() {
@@ -89,10 +91,11 @@ std::uint64_t oldestOpenEpoch(const Registry& all) {
 /// Moves out what no open guard can see. Call it with the lock held.
 std::vector<Retired> takeUnseen(Registry& all) {
     const std::uint64_t oldest = oldestOpenEpoch(all);
-    const auto seen = std::partition(all.retired.begin(), all.retired.end(),
-                                     [oldest](const Retired& item) { return item.epoch < oldest; });
-    std::vector<Retired> unseen(std::make_move_iterator(all.retired.begin()), std::make_move_iterator(seen));
-    all.retired.erase(all.retired.begin(), seen);
+    std::vector<Retired> unseen;
+    while (!all.retired.empty() && all.retired.front().epoch < oldest) {
+        unseen.push_back(std::move(all.retired.front()));
+        all.retired.pop_front();
+    }
     return unseen;
 }
 
@@ -121,13 +124,25 @@ ReadGuard::~ReadGuard() {
 
 void retire(std::function<void()> destroy) {
     Registry& all = registry();
-    std::vector<Retired> unseen;
     {
         const std::lock_guard lock(all.lock);
         all.retired.push_back({all.epoch.fetch_add(1, std::memory_order_seq_cst), std::move(destroy)});
-        unseen = takeUnseen(all);
     }
-    destroyAll(unseen);
+    if (heldWriterLocks == 0) {
+        collectRetired();
+    }
+}
+
+WriterLock::WriterLock(std::mutex& mutex) : mutex_(mutex) {
+    mutex_.lock();
+    ++heldWriterLocks;
+}
+
+WriterLock::~WriterLock() {
+    mutex_.unlock();
+    if (--heldWriterLocks == 0) {
+        collectRetired();
+    }
 }
 
 void collectRetired() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 /// Snapshots that many threads read without a lock and without writing to shared memory.
 ///
@@ -26,8 +27,8 @@ private:
     Slot* slot_;
 };
 
-/// Runs `destroy` once every guard that is open now has closed: on this thread at once, or on a later caller of
-/// `retire` or `collectRetired`. It must not throw.
+/// Runs `destroy` once every guard that is open now has closed: on this thread, at once or when its outermost
+/// `WriterLock` opens, or on a later caller. It must not throw.
 void retire(std::function<void()> destroy);
 
 template <class T>
@@ -46,6 +47,19 @@ void retire(std::shared_ptr<T> object) {
 
 /// Destroys what has been retired and can no longer be seen.
 void collectRetired();
+
+/// Holds a mutex while something is replaced. What is retired meanwhile is destroyed after the thread's outermost lock
+/// of this kind has been given back: it may be an object of the application's, whose destructor may call the library.
+class WriterLock {
+public:
+    explicit WriterLock(std::mutex& mutex);
+    ~WriterLock();
+    WriterLock(const WriterLock&) = delete;
+    WriterLock& operator=(const WriterLock&) = delete;
+
+private:
+    std::mutex& mutex_;
+};
 
 /// A pointer to an immutable object that one writer at a time replaces and any number of threads read.
 template <class T>

@@ -1,7 +1,10 @@
 #include "Platform/LinuxHost.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 
 #include <pwd.h>
 #include <sys/utsname.h>
@@ -13,7 +16,6 @@
 #include "Platform/Uuid.h"
 
 namespace kiv {
-
 namespace {
 
 using Text = std::optional<std::string>;
@@ -38,15 +40,32 @@ fs::path executable() {
     return fs::read_symlink("/proc/self/exe", error);
 }
 
+/// A folder without the slashes at its end; missing when its path is not absolute.
+Text folder(Text path) {
+    if (!path || !path->starts_with('/')) {
+        return std::nullopt;
+    }
+    path->erase(path->find_last_not_of('/') + 1);
+    return path;
+}
+
 Text homeDirectory() {
-    if (auto home = environment("HOME")) {
+    if (auto home = folder(environment("HOME"))) {
         return home;
     }
     struct passwd record {};
     struct passwd* found = nullptr;
-    char buffer[4096];
-    getpwuid_r(getuid(), &record, buffer, sizeof buffer, &found);
-    return found && found->pw_dir ? Text(found->pw_dir) : std::nullopt;
+    std::array<char, 16384> buffer;
+    getpwuid_r(getuid(), &record, buffer.data(), buffer.size(), &found);
+    return found && found->pw_dir ? folder(found->pw_dir) : std::nullopt;
+}
+
+Text libraryDirectory(const Text& home, const std::string& name) {
+    Text data = folder(environment("XDG_DATA_HOME"));
+    if (!data && home) {
+        data = *home + "/.local/share";
+    }
+    return data ? Text(*data + "/" + name + "/Library") : std::nullopt;
 }
 
 /// One value of an os-release file, its quotes removed.
@@ -58,7 +77,8 @@ Text releaseValue(const std::string& content, const std::string& name) {
     }
     const std::size_t start = at + name.size() + 2;
     std::string value = lines.substr(start, lines.find('\n', start) - start);
-    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front()) {
+    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+        value.back() == value.front()) {
         value = value.substr(1, value.size() - 2);
     }
     return value.empty() ? std::nullopt : Text(value);
@@ -75,8 +95,9 @@ Text locale() {
 }
 
 Text vendorIdentifier() {
-    const auto machine = firstLine("/etc/machine-id");
-    if (!machine) {
+    // The file holds another text while the system is being set up.
+    const Text machine = firstLine("/etc/machine-id");
+    if (!machine || machine->size() != 32) {
         return std::nullopt;
     }
     const auto digest = sha256("kiv.vendor" + *machine);
@@ -85,50 +106,60 @@ Text vendorIdentifier() {
     return uuidText(bytes);
 }
 
-void readInformationFile(const fs::path& program, KIVHost& host) {
-    const auto content = readFile(program.string() + ".info.json", 1U << 20);
+void complete(Text& field, Text found) {
+    if (!field) {
+        field = std::move(found);
+    }
+}
+
+void completeFromInformationFile(const fs::path& program, KIVHost& host) {
+    const Text content = readFile(program.string() + ".info.json", 1U << 20);
     const auto information = content ? parseJson(*content) : std::nullopt;
     if (!information) {
         return;
     }
     const auto text = [&](const char* name) {
         const json::string* value = textMember(*information, name);
-        return value ? Text(*value) : std::nullopt;
+        return value && !value->empty() ? Text(*value) : std::nullopt;
     };
-    host.bundleIdentifier = text("bundleIdentifier");
-    host.shortVersion = text("shortVersion");
-    host.version = text("version");
-    if (const auto resources = text("resources")) {
-        host.resourceDirectory = (program.parent_path() / *resources).lexically_normal().string();
+    complete(host.bundleIdentifier, text("bundleIdentifier"));
+    complete(host.shortVersion, text("shortVersion"));
+    complete(host.version, text("version"));
+    if (const Text resources = text("resources")) {
+        complete(host.resourceDirectory,
+                 folder((program.parent_path() / *resources).lexically_normal().string()));
     }
+}
+
+void completeFromSystem(KIVHost& host) {
+    struct utsname kernel {};
+    uname(&kernel);
+    complete(host.deviceName, kernel.nodename);
+    const std::string release = readFile("/etc/os-release", 64U << 10).value_or("");
+    complete(host.systemName, releaseValue(release, "NAME").value_or(kernel.sysname));
+    complete(host.systemVersion, releaseValue(release, "VERSION_ID").value_or(kernel.release));
+    complete(host.model, firstLine("/sys/devices/virtual/dmi/id/product_name"));
+    complete(host.model, firstLine("/proc/device-tree/model"));
+    complete(host.model, kernel.machine);
+    complete(host.vendorIdentifier, vendorIdentifier());
 }
 
 } // namespace
 
-KIVHost detectHost() {
-    KIVHost host;
+KIVHost completeHost(KIVHost host) {
+    // Empty where /proc is missing.
     const fs::path program = executable();
-    readInformationFile(program, host);
-    if (!host.resourceDirectory) {
-        host.resourceDirectory = program.parent_path().string();
+    if (!program.empty()) {
+        completeFromInformationFile(program, host);
+        complete(host.resourceDirectory, folder(program.parent_path().string()));
     }
-    host.homeDirectory = homeDirectory();
-    const Text data = environment("XDG_DATA_HOME");
-    host.libraryDirectory = data.value_or(host.homeDirectory.value_or("") + "/.local/share") + "/" +
-                            host.bundleIdentifier.value_or(program.filename().string()) + "/Library";
-    struct utsname kernel {};
-    uname(&kernel);
-    host.deviceName = kernel.nodename;
-    const std::string release = readFile("/etc/os-release", 64U << 10).value_or("");
-    host.systemName = releaseValue(release, "NAME").value_or(kernel.sysname);
-    host.systemVersion = releaseValue(release, "VERSION_ID").value_or(kernel.release);
-    host.model = firstLine("/sys/devices/virtual/dmi/id/product_name");
-    if (!host.model) {
-        host.model = firstLine("/proc/device-tree/model").value_or(kernel.machine);
-    }
-    host.vendorIdentifier = vendorIdentifier();
-    host.locale = locale();
-    host.idiom = "unspecified";
+    const std::string name = program.empty() ? "kiv" : program.filename().string();
+    complete(host.homeDirectory, homeDirectory());
+    complete(host.libraryDirectory,
+             libraryDirectory(host.homeDirectory, host.bundleIdentifier.value_or(name)));
+    completeFromSystem(host);
+    complete(host.locale, locale());
+    complete(host.idiom, "unspecified");
     return host;
 }
 

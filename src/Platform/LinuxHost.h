@@ -4,24 +4,26 @@
 
 namespace kiv {
 
-/// What a program can find out by itself on Linux:
+/// Completes what the application told with what a program can find out by itself on Linux:
 ///
 /// | field | from |
 /// |---|---|
-/// | bundleIdentifier, shortVersion, version, resourceDirectory | the application's information file |
-/// | resourceDirectory, when the file names none | the executable's folder |
+/// | bundleIdentifier, shortVersion, version | the application's information file, else missing |
+/// | resourceDirectory | the information file, else the executable's folder |
 /// | homeDirectory | HOME, else the user's record |
 /// | libraryDirectory | XDG_DATA_HOME, else .local/share in the home folder; then "<identifier>/Library" |
-/// | deviceName | the host's name |
-/// | systemName, systemVersion | /etc/os-release, else the kernel's |
-/// | model | the firmware's product name, else the kind of machine |
-/// | vendorIdentifier | made from /etc/machine-id, which itself is never told |
-/// | locale | LC_ALL, LC_MESSAGES, LANG |
+/// | deviceName | the machine's name in the network |
+/// | systemName, systemVersion | NAME and VERSION_ID of /etc/os-release, else the kernel's |
+/// | model | the firmware's product name, else the device tree's, else the kind of processor |
+/// | vendorIdentifier | a digest of /etc/machine-id, which itself is never told |
+/// | locale | the first that is set of LC_ALL, LC_MESSAGES and LANG, without encoding and modifier |
 /// | idiom | "unspecified" |
 ///
-/// The information file stands beside the executable and is called "<executable>.info.json": an object with
-/// "bundleIdentifier", "shortVersion", "version" and "resources", a folder seen from the file. Without an identifier the
-/// executable's name takes its place in the Library folder.
-KIVHost detectHost();
+/// Screen, CA file, proxy, log sink and main queue come from the application alone. The information file
+/// stands beside the executable and is called "<executable>.info.json": an object with "bundleIdentifier",
+/// "shortVersion", "version" and "resources", a folder seen from the file. Without an identifier the
+/// executable's name takes its place in the Library folder. Folders that the environment names relatively are
+/// passed over, as nobody knows from where.
+KIVHost completeHost(KIVHost host);
 
 } // namespace kiv

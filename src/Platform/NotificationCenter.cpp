@@ -38,7 +38,7 @@ NotificationCenter& NotificationCenter::defaultCenter() {
 
 NotificationCenter::Token NotificationCenter::addObserver(std::string name, Observer observer) {
     Implementation& own = *implementation_;
-    const std::lock_guard lock(own.lock);
+    const WriterLock lock(own.lock);
     auto entry = std::make_shared<Entry>();
     entry->token = ++own.lastToken;
     entry->name = std::move(name);
@@ -51,7 +51,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, Obse
 
 void NotificationCenter::removeObserver(Token token) {
     Implementation& own = *implementation_;
-    const std::lock_guard lock(own.lock);
+    const WriterLock lock(own.lock);
     auto next = std::make_unique<Entries>(*own.entries.load());
     const auto found = std::find_if(next->begin(), next->end(), [&](const auto& e) { return e->token == token; });
     if (found == next->end()) {

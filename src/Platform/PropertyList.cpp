@@ -1,227 +1,279 @@
 #include "Platform/PropertyList.h"
 
-#include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <memory>
+#include <utility>
 
+#include <locale.h>
 #include <plist/plist.h>
 #include <zlib.h>
 
-#include "Platform/BinaryPropertyListGuard.h"
 #include "Platform/Files.h"
+#include "Platform/PropertyListGuard.h"
 #include "Platform/Text.h"
 
 namespace kiv {
-
 namespace {
-
-constexpr unsigned maxDepth = 500;
-constexpr std::size_t trailerSize = 32;
-constexpr std::size_t sealSize = 5; ///< a mark and a checksum, in bytes of the trailer that are otherwise zero
-constexpr char sealMark = 1;
 
 struct NodeFreer {
     void operator()(void* node) const { plist_free(node); }
 };
 using Node = std::unique_ptr<void, NodeFreer>;
 
-// ---- writing
+struct MemoryFreer {
+    void operator()(void* memory) const { std::free(memory); }
+};
+template <class T>
+using Allocated = std::unique_ptr<T, MemoryFreer>;
 
-Node nodeOf(const json::value& value) {
+// The trailer of a binary list begins with five bytes that have no meaning. The seal is a mark and the
+// CRC-32, most significant byte first, of the whole list with these five bytes zero.
+constexpr std::size_t trailerSize = 32;
+constexpr std::size_t sealSize = 5;
+constexpr char sealMark = 1;
+constexpr std::string_view noSeal("\0\0\0\0\0", sealSize);
+
+std::string sealOf(std::string_view list) {
+    const std::size_t at = list.size() - trailerSize;
+    uLong sum = crc32(0, nullptr, 0);
+    for (const std::string_view part : {list.substr(0, at), noSeal, list.substr(at + sealSize)}) {
+        sum = crc32_z(sum, reinterpret_cast<const Bytef*>(part.data()), part.size());
+    }
+    std::string seal(1, sealMark);
+    for (unsigned shift = 32; shift > 0;) {
+        shift -= 8;
+        seal += static_cast<char>(sum >> shift & 0xFFU);
+    }
+    return seal;
+}
+
+bool isUndamaged(std::string_view list) {
+    const std::string_view seal = list.substr(list.size() - trailerSize, sealSize);
+    return seal == noSeal || seal == sealOf(list);
+}
+
+Node parseXml(const std::string& xml) {
+    plist_t node = nullptr;
+    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &node);
+    return Node(node);
+}
+
+/// An integer beyond the signed range needs the 16-byte form, which libplist makes only when it reads one.
+Node unsignedNode(std::uint64_t value) {
+    return parseXml("<plist><integer>" + std::to_string(value) + "</integer></plist>");
+}
+
+/// Whether an integer above the signed range has the 16-byte form, which is unsigned, rather than the 8-byte
+/// form, which is negative. Only a comparison tells.
+bool isUnsigned(plist_t node, std::uint64_t value) {
+    const Node negative(plist_new_uint(value));
+    return plist_compare_node_value(node, negative.get()) == 0;
+}
+
+Node textNode(std::string_view text) { return Node(plist_new_string(repairUtf8(text).c_str())); }
+
+/// Nulls have no form, and a text would end at its first zero byte and be another one.
+bool hasForm(const json::value& value) {
+    const json::string* text = value.if_string();
+    return !value.is_null() && (!text || text->find('\0') == json::string::npos);
+}
+
+/// Null when the value nests too deep.
+Node nodeOf(const json::value& value, std::size_t depth);
+
+Node nodeOf(const json::array& array, std::size_t depth) {
+    Node result(plist_new_array());
+    for (const json::value& element : array) {
+        if (hasForm(element)) {
+            Node node = nodeOf(element, depth);
+            if (!node) {
+                return nullptr;
+            }
+            plist_array_append_item(result.get(), node.release());
+        }
+    }
+    return result;
+}
+
+Node nodeOf(const json::object& object, std::size_t depth) {
+    Node result(plist_new_dict());
+    for (const json::key_value_pair& pair : object) {
+        if (hasForm(pair.value()) && pair.key().find('\0') == json::string_view::npos) {
+            Node node = nodeOf(pair.value(), depth);
+            if (!node) {
+                return nullptr;
+            }
+            plist_dict_set_item(result.get(), repairUtf8(pair.key()).c_str(), node.release());
+        }
+    }
+    return result;
+}
+
+Node nodeOf(const json::value& value, std::size_t depth) {
     switch (value.kind()) {
-    case json::kind::null:
-        return nullptr;
     case json::kind::bool_:
-        return Node(plist_new_bool(value.get_bool()));
+        return Node(plist_new_bool(value.get_bool() ? 1 : 0));
     case json::kind::int64:
         return Node(plist_new_uint(static_cast<std::uint64_t>(value.get_int64())));
     case json::kind::uint64:
-        return Node(plist_new_uint(value.get_uint64()));
+        return value.get_uint64() > INT64_MAX ? unsignedNode(value.get_uint64())
+                                              : Node(plist_new_uint(value.get_uint64()));
     case json::kind::double_:
         return Node(plist_new_real(value.get_double()));
     case json::kind::string:
-        return Node(plist_new_string(repairUtf8(value.get_string()).c_str()));
-    case json::kind::array: {
-        Node array(plist_new_array());
-        for (const json::value& element : value.get_array()) {
-            if (Node node = nodeOf(element)) {
-                plist_array_append_item(array.get(), node.release());
-            }
-        }
-        return array;
-    }
-    case json::kind::object: {
-        Node dictionary(plist_new_dict());
-        for (const auto& member : value.get_object()) {
-            if (Node node = nodeOf(member.value())) {
-                plist_dict_set_item(dictionary.get(), repairUtf8(member.key()).c_str(), node.release());
-            }
-        }
-        return dictionary;
-    }
+        return textNode(value.get_string());
+    case json::kind::array:
+        return depth < propertyListDepth ? nodeOf(value.get_array(), depth + 1) : nullptr;
+    case json::kind::object:
+        return depth < propertyListDepth ? nodeOf(value.get_object(), depth + 1) : nullptr;
+    case json::kind::null:
+        break;
     }
     return nullptr;
 }
 
-/// The checksum of a list, as if it had no seal.
-std::array<char, sealSize> sealOf(std::string_view bytes) {
-    const auto update = [](uLong sum, std::string_view part) {
-        return crc32_z(sum, reinterpret_cast<const Bytef*>(part.data()), part.size());
-    };
-    const std::size_t trailer = bytes.size() - trailerSize;
-    uLong sum = update(crc32_z(0, nullptr, 0), bytes.substr(0, trailer));
-    sum = update(sum, std::string_view("\0\0\0\0\0", sealSize));
-    sum = update(sum, bytes.substr(trailer + sealSize));
-    return {sealMark, static_cast<char>(sum >> 24), static_cast<char>(sum >> 16), static_cast<char>(sum >> 8),
-            static_cast<char>(sum)};
+std::string textOf(plist_t node) {
+    std::uint64_t length = 0;
+    const char* const text = plist_get_string_ptr(node, &length);
+    return text ? repairUtf8({text, static_cast<std::size_t>(length)}) : std::string();
 }
 
-// ---- reading
-
-bool isDamaged(std::string_view bytes) {
-    const std::string_view seal = bytes.substr(bytes.size() - trailerSize, sealSize);
-    if (seal == std::string_view("\0\0\0\0\0", sealSize)) {
-        return false; // written by another tool
+json::value integerOf(plist_t node) {
+    std::uint64_t value = 0;
+    plist_get_uint_val(node, &value);
+    if (value > INT64_MAX && isUnsigned(node, value)) {
+        return value;
     }
-    const auto expected = sealOf(bytes);
-    return seal != std::string_view(expected.data(), expected.size());
+    return static_cast<std::int64_t>(value);
 }
 
-/// Counts what opens and closes; entities of the document's own are refused as they multiply.
-bool isSafeXml(std::string_view text) {
-    if (text.find("<!ENTITY") != std::string_view::npos) {
-        return false;
-    }
-    unsigned depth = 0;
-    for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
-        const std::string_view tag = text.substr(at + 1);
-        if (tag.starts_with("dict") || tag.starts_with("array")) {
-            if (++depth > maxDepth) {
-                return false;
-            }
-        } else if (depth > 0 && (tag.starts_with("/dict") || tag.starts_with("/array"))) {
-            --depth;
+/// Nothing for a kind that JSON lacks.
+std::optional<json::value> valueOf(plist_t node);
+
+json::array arrayOf(plist_t node) {
+    json::array array;
+    plist_array_iter made = nullptr;
+    plist_array_new_iter(node, &made);
+    const Allocated<void> iterator(made);
+    plist_t element = nullptr;
+    for (plist_array_next_item(node, iterator.get(), &element); element;
+         plist_array_next_item(node, iterator.get(), &element)) {
+        if (auto value = valueOf(element)) {
+            array.push_back(std::move(*value));
         }
     }
-    return true;
+    return array;
 }
 
-json::value valueOf(plist_t node);
-
-json::value numberOf(plist_t node) {
-    std::uint64_t bits = 0;
-    plist_get_uint_val(node, &bits);
-    // The kind of integer is not told: those beyond 63 bits are told apart by how the list writes them.
-    char* xml = nullptr;
-    std::uint32_t length = 0;
-    if (bits > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-        plist_to_xml(node, &xml, &length);
-        const std::string_view text = xml ? std::string_view(xml, length) : std::string_view();
-        const bool negative = text.find("<integer>-") != std::string_view::npos;
-        plist_to_xml_free(xml);
-        return negative ? json::value(static_cast<std::int64_t>(bits)) : json::value(bits);
-    }
-    return json::value(static_cast<std::int64_t>(bits));
-}
-
-json::value dictionaryOf(plist_t node) {
-    json::object members;
-    plist_dict_iter iterator = nullptr;
-    plist_dict_new_iter(node, &iterator);
-    char* key = nullptr;
-    plist_t item = nullptr;
-    for (plist_dict_next_item(node, iterator, &key, &item); item; plist_dict_next_item(node, iterator, &key, &item)) {
-        if (json::value value = valueOf(item); !value.is_null()) {
-            members[key ? key : ""] = std::move(value);
+json::object objectOf(plist_t node) {
+    json::object object;
+    plist_dict_iter made = nullptr;
+    plist_dict_new_iter(node, &made);
+    const Allocated<void> iterator(made);
+    for (;;) {
+        char* text = nullptr;
+        plist_t member = nullptr;
+        plist_dict_next_item(node, iterator.get(), &text, &member);
+        const Allocated<char> key(text);
+        if (!member || !key) {
+            return object;
         }
-        std::free(key);
-        key = nullptr;
-    }
-    std::free(iterator);
-    return members;
-}
-
-json::value arrayOf(plist_t node) {
-    json::array elements;
-    plist_array_iter iterator = nullptr;
-    plist_array_new_iter(node, &iterator);
-    plist_t item = nullptr;
-    for (plist_array_next_item(node, iterator, &item); item; plist_array_next_item(node, iterator, &item)) {
-        if (json::value value = valueOf(item); !value.is_null()) {
-            elements.push_back(std::move(value));
+        if (auto value = valueOf(member)) {
+            object.insert_or_assign(repairUtf8(key.get()), std::move(*value));
         }
     }
-    std::free(iterator);
-    return elements;
 }
 
-/// Null for kinds that JSON does not have.
-json::value valueOf(plist_t node) {
+std::optional<json::value> valueOf(plist_t node) {
     switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
         std::uint8_t value = 0;
         plist_get_bool_val(node, &value);
-        return value != 0;
+        return json::value(value != 0);
     }
     case PLIST_UINT:
-        return numberOf(node);
+        return integerOf(node);
     case PLIST_REAL: {
         double value = 0;
         plist_get_real_val(node, &value);
-        return value;
+        return json::value(value);
     }
-    case PLIST_STRING: {
-        std::uint64_t length = 0;
-        const char* text = plist_get_string_ptr(node, &length);
-        return json::value(repairUtf8(std::string_view(text, length)));
-    }
+    case PLIST_STRING:
+        return json::value(textOf(node));
     case PLIST_ARRAY:
-        return arrayOf(node);
+        return json::value(arrayOf(node));
     case PLIST_DICT:
-        return dictionaryOf(node);
+        return json::value(objectOf(node));
     default:
-        return nullptr;
+        return std::nullopt;
     }
+}
+
+/// libplist reads the doubles of an XML list by the locale of its thread.
+class PlainLocale {
+public:
+    PlainLocale()
+        : plain_(newlocale(LC_ALL_MASK, "C", nullptr)), previous_(plain_ ? uselocale(plain_) : nullptr) {}
+    ~PlainLocale() {
+        if (plain_) {
+            uselocale(previous_);
+            freelocale(plain_);
+        }
+    }
+    PlainLocale(const PlainLocale&) = delete;
+    PlainLocale& operator=(const PlainLocale&) = delete;
+
+private:
+    locale_t plain_;
+    locale_t previous_;
+};
+
+Node parse(std::string_view bytes) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    plist_t node = nullptr;
+    if (bytes.starts_with("bplist")) {
+        if (isSafeBinaryPropertyList(bytes) && isUndamaged(bytes)) {
+            plist_from_bin(bytes.data(), size, &node);
+        }
+    } else if (isSafeXmlPropertyList(bytes)) {
+        const PlainLocale plain;
+        plist_from_xml(bytes.data(), size, &node);
+    }
+    return Node(node);
 }
 
 } // namespace
 
 std::string encodePropertyList(const json::object& dictionary) {
-    const Node node = nodeOf(json::value(dictionary));
-    char* encoded = nullptr;
-    std::uint32_t length = 0;
-    plist_to_bin(node.get(), &encoded, &length);
-    std::string bytes(encoded ? std::string_view(encoded, length) : std::string_view());
-    plist_to_bin_free(encoded);
-    if (bytes.size() > trailerSize) {
-        const auto seal = sealOf(bytes);
-        bytes.replace(bytes.size() - trailerSize, sealSize, seal.data(), seal.size());
+    const Node node = nodeOf(dictionary, 1);
+    char* made = nullptr;
+    std::uint32_t size = 0;
+    if (node) {
+        plist_to_bin(node.get(), &made, &size);
     }
-    return bytes;
+    const Allocated<char> bytes(made);
+    std::string list(bytes.get() ? bytes.get() : "", size);
+    if (!isSafeBinaryPropertyList(list)) {
+        return {};
+    }
+    return list.replace(list.size() - trailerSize, sealSize, sealOf(list));
 }
 
 std::optional<json::object> decodePropertyList(std::string_view bytes) {
-    const bool binary = bytes.starts_with("bplist");
-    if (bytes.size() > std::numeric_limits<std::uint32_t>::max() ||
-        (binary ? !isSafeBinaryPropertyList(bytes, maxDepth) || isDamaged(bytes) : !isSafeXml(bytes))) {
+    if (bytes.size() > propertyListMemory) {
         return std::nullopt;
     }
-    plist_t parsed = nullptr;
-    if (binary) {
-        plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
-    } else if (!bytes.empty()) {
-        plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
-    }
-    const Node node(parsed);
+    const Node node = parse(bytes);
     if (!node || plist_get_node_type(node.get()) != PLIST_DICT) {
         return std::nullopt;
     }
-    return std::move(dictionaryOf(node.get()).as_object());
+    return objectOf(node.get());
 }
 
 std::optional<json::object> readPropertyList(const std::string& path) {
-    const auto bytes = readFile(path, 128U << 20);
+    const std::optional<std::string> bytes = readFile(path, propertyListMemory);
     return bytes ? decodePropertyList(*bytes) : std::nullopt;
 }
 

@@ -175,7 +175,7 @@ private:
 
     bool enter(std::size_t index, bool asKey) {
         const std::optional<Object> object = readObject(index);
-        if (!object || (asKey && !object->isText) || path_.size() == propertyListDepth) {
+        if (!object || (asKey && !object->isText) || path_.size() > propertyListDepth) {
             return false;
         }
         // All distinct objects together take no more than the whole with its repetitions does; and each has
@@ -193,7 +193,7 @@ private:
     static bool add(Step& step, const Finding& member) {
         step.finding.memory += member.memory;
         step.finding.height = std::max(step.finding.height, member.height + 1);
-        return step.finding.memory <= propertyListMemory && step.finding.height <= propertyListDepth;
+        return step.finding.memory <= propertyListMemory && step.finding.height <= propertyListDepth + 1;
     }
 
     void leave() {
@@ -221,8 +221,10 @@ bool skipPast(std::string_view& text, std::string_view mark) {
 
 bool isContainer(std::string_view name) { return name == "dict" || name == "array"; }
 
-std::string_view trimmedEnd(std::string_view text) {
-    return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view space = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(space), text.size()));
+    return text.substr(0, text.find_last_not_of(space) + 1);
 }
 
 /// Follows the tags without looking at what is between them.
@@ -261,14 +263,14 @@ private:
 
     bool follow(std::string_view tag) {
         if (tag.starts_with('/')) {
-            depth_ -= isContainer(trimmedEnd(tag.substr(1))) && depth_ > 0 ? 1 : 0;
+            depth_ -= isContainer(trimmed(tag.substr(1))) && depth_ > 0 ? 1 : 0;
             return true;
         }
-        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
-        if (!isContainer(name) || trimmedEnd(tag) == "dict/" || trimmedEnd(tag) == "array/") {
+        const std::size_t end = std::min(tag.find_first_of(" \t\r\n/"), tag.size());
+        if (!isContainer(tag.substr(0, end)) || trimmed(tag.substr(end)) == "/") {
             return true;
         }
-        return ++depth_ < propertyListDepth;
+        return ++depth_ <= propertyListDepth;
     }
 
     std::string_view rest_;

@@ -8,8 +8,9 @@
 /// recurse nor allocate in proportion to what a list claims to hold.
 namespace kiv {
 
-/// A list may nest this deep, the list itself included. What libplist needs for that fits a stack of 256 KiB.
-constexpr std::size_t propertyListDepth = 1000;
+/// Arrays and dictionaries may nest this deep. What reading and writing need for that fits a stack of 256
+/// KiB.
+constexpr std::size_t propertyListDepth = 500;
 
 /// What the values of a list may take in memory: a flat sum for each, and the bytes of texts and data.
 constexpr std::size_t propertyListMemory = 128U << 20;

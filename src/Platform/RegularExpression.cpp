@@ -2,29 +2,27 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <list>
 #include <memory>
+#include <utility>
 
 #include <unicode/uregex.h>
 #include <unicode/ustring.h>
 
 namespace kiv {
-
 namespace {
 
 constexpr std::size_t keptPatterns = 16;
-constexpr std::int32_t timeLimit = 50;         ///< in ICU's steps, about a millisecond each
+
+/// In steps of 10,000 saved states, so that it stops the same searches on every machine: after some 10 ms.
+constexpr std::int32_t timeLimit = 50;
 constexpr std::int32_t stackLimit = 8'000'000; ///< bytes
 
 struct RegexCloser {
     void operator()(URegularExpression* regex) const { uregex_close(regex); }
 };
-
-struct Compiled {
-    std::string pattern;
-    std::uint32_t flags;
-    std::unique_ptr<URegularExpression, RegexCloser> regex;
-};
+using Regex = std::unique_ptr<URegularExpression, RegexCloser>;
 
 /// UTF-8 as UTF-16, malformed sequences replaced; short texts stay off the heap.
 class Utf16 {
@@ -35,8 +33,8 @@ public:
         }
         UErrorCode status = U_ZERO_ERROR;
         u_strFromUTF8WithSub(large_ ? large_.get() : small_.data(),
-                             static_cast<std::int32_t>(large_ ? text.size() : small_.size()), &length_, text.data(),
-                             static_cast<std::int32_t>(text.size()), 0xFFFD, nullptr, &status);
+                             static_cast<std::int32_t>(large_ ? text.size() : small_.size()), &length_,
+                             text.data(), static_cast<std::int32_t>(text.size()), 0xFFFD, nullptr, &status);
     }
 
     const UChar* data() const { return large_ ? large_.get() : small_.data(); }
@@ -59,13 +57,11 @@ std::uint32_t flagsOf(const RegularExpressionOptions& options) {
     return flags;
 }
 
-std::unique_ptr<URegularExpression, RegexCloser> compile(std::string_view pattern, std::uint32_t flags,
-                                                         std::string& error) {
+Regex compile(std::string_view pattern, std::uint32_t flags, std::string& error) {
     const Utf16 text(pattern);
     UErrorCode status = U_ZERO_ERROR;
     UParseError where{};
-    std::unique_ptr<URegularExpression, RegexCloser> regex(
-        uregex_open(text.data(), text.length(), flags, &where, &status));
+    Regex regex(uregex_open(text.data(), text.length(), flags, &where, &status));
     if (U_FAILURE(status)) {
         error = std::string(u_errorName(status)) + " at " + std::to_string(where.offset);
         return nullptr;
@@ -76,46 +72,84 @@ std::unique_ptr<URegularExpression, RegexCloser> compile(std::string_view patter
     return regex;
 }
 
-/// The compiled pattern, from those that this thread used last; null when it does not compile.
-URegularExpression* compiled(std::string_view pattern, std::uint32_t flags, std::string& error) {
-    thread_local std::list<Compiled> kept;
-    for (auto each = kept.begin(); each != kept.end(); ++each) {
-        if (each->flags == flags && each->pattern == pattern) {
-            kept.splice(kept.begin(), kept, each);
-            return each->regex.get();
+/// Whether this thread's cache has gone with the thread's other objects. It has no destructor, so it can be
+/// asked until the thread ends.
+thread_local bool cacheIsGone = false;
+
+/// The patterns that a thread used last, the latest first.
+class PatternCache {
+public:
+    PatternCache() = default;
+    ~PatternCache() { cacheIsGone = true; }
+    PatternCache(const PatternCache&) = delete;
+    PatternCache& operator=(const PatternCache&) = delete;
+
+    static PatternCache& ofThread() {
+        thread_local PatternCache cache;
+        return cache;
+    }
+
+    /// Compiled now unless kept; null when it does not compile.
+    URegularExpression* find(std::string_view pattern, std::uint32_t flags, std::string& error) {
+        for (auto each = kept_.begin(); each != kept_.end(); ++each) {
+            if (each->flags == flags && each->pattern == pattern) {
+                kept_.splice(kept_.begin(), kept_, each);
+                return each->regex.get();
+            }
         }
+        Regex regex = compile(pattern, flags, error);
+        if (!regex) {
+            return nullptr;
+        }
+        kept_.push_front({std::string(pattern), flags, std::move(regex)});
+        if (kept_.size() > keptPatterns) {
+            kept_.pop_back();
+        }
+        return kept_.front().regex.get();
     }
-    auto regex = compile(pattern, flags, error);
-    if (!regex) {
-        return nullptr;
-    }
-    kept.push_front({std::string(pattern), flags, std::move(regex)});
-    if (kept.size() > keptPatterns) {
-        kept.pop_back();
-    }
-    return kept.front().regex.get();
-}
 
-} // namespace
+private:
+    struct Entry {
+        std::string pattern;
+        std::uint32_t flags;
+        Regex regex;
+    };
 
-RegularExpressionOutcome searchRegularExpression(std::string_view text, std::string_view pattern,
-                                                 const RegularExpressionOptions& options, std::string& error) {
-    URegularExpression* regex = compiled(pattern, flagsOf(options), error);
-    if (!regex) {
-        return RegularExpressionOutcome::badPattern;
-    }
+    std::list<Entry> kept_;
+};
+
+RegularExpressionOutcome search(URegularExpression* regex, std::string_view text, std::string& error) {
     const Utf16 searched(text);
     UErrorCode status = U_ZERO_ERROR;
+    // The text goes away before the pattern does, which does not look at it again.
     uregex_setText(regex, searched.data(), searched.length(), &status);
     const bool found = uregex_find(regex, 0, &status);
-    // The text goes out of scope, the pattern stays.
-    UErrorCode released = U_ZERO_ERROR;
-    uregex_setText(regex, u"", 0, &released);
     if (U_FAILURE(status)) {
         error = u_errorName(status);
         return RegularExpressionOutcome::exhausted;
     }
     return found ? RegularExpressionOutcome::match : RegularExpressionOutcome::noMatch;
+}
+
+} // namespace
+
+RegularExpressionOutcome searchRegularExpression(std::string_view text, std::string_view pattern,
+                                                 const RegularExpressionOptions& options,
+                                                 std::string& error) {
+    constexpr auto longest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
+    if (text.size() > longest || pattern.size() > longest) {
+        error = "too long";
+        return text.size() > longest ? RegularExpressionOutcome::exhausted
+                                     : RegularExpressionOutcome::badPattern;
+    }
+    const std::uint32_t flags = flagsOf(options);
+    Regex lone;
+    if (cacheIsGone) {
+        lone = compile(pattern, flags, error);
+    }
+    URegularExpression* const regex =
+        cacheIsGone ? lone.get() : PatternCache::ofThread().find(pattern, flags, error);
+    return regex ? search(regex, text, error) : RegularExpressionOutcome::badPattern;
 }
 
 } // namespace kiv

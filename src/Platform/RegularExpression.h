@@ -16,9 +16,9 @@ struct RegularExpressionOptions {
 
 enum class RegularExpressionOutcome { match, noMatch, badPattern, exhausted };
 
-/// Searches the whole text for the pattern (ICU syntax; both UTF-8). A pattern that does not compile is `badPattern`
-/// and `error` names what is wrong; a search that runs into its limit of time or stack is `exhausted`. Compiled
-/// patterns are kept for each thread, a few at a time. Does not throw.
+/// Searches the whole text for the pattern (ICU syntax; both UTF-8). A pattern that does not compile is
+/// `badPattern` and `error` names what is wrong; a search that runs into its limit of time or stack is
+/// `exhausted`. Compiled patterns are kept for each thread, a few at a time. Does not throw.
 RegularExpressionOutcome searchRegularExpression(std::string_view text, std::string_view pattern,
                                                  const RegularExpressionOptions& options, std::string& error);
 

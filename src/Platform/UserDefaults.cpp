@@ -9,7 +9,6 @@
 #include "Platform/PropertyList.h"
 
 namespace kiv {
-
 namespace {
 
 /// What tells one version of a file from another; empty when there is no file.
@@ -30,8 +29,10 @@ UserDefaults& UserDefaults::standard() {
     static auto& lock = *new std::mutex;
     static auto& all = *new std::map<std::string, std::unique_ptr<UserDefaults>>;
     const auto host = KIVHost::current();
-    const std::string path = host->libraryDirectory.value_or("") + "/Preferences/" +
-                             host->bundleIdentifier.value_or("kiv") + ".plist";
+    // Without a Library folder the values hold in memory only.
+    const std::string path = host->libraryDirectory ? *host->libraryDirectory + "/Preferences/" +
+                                                          host->bundleIdentifier.value_or("kiv") + ".plist"
+                                                    : "";
     const std::lock_guard guard(lock);
     auto& defaults = all[path];
     if (!defaults) {
@@ -76,8 +77,9 @@ void UserDefaults::refresh() {
 }
 
 bool UserDefaults::save() {
+    // Another process may have written since: what is read next is the file, not what was meant to be in it.
     const bool written = writePropertyList(path_, values_);
-    stamp_ = stampOf(path_);
+    stamp_ = written ? std::string() : stampOf(path_);
     return written;
 }
 

@@ -9,9 +9,9 @@
 
 namespace kiv {
 
-/// Named values that outlive the process: one property-list file, "Preferences/<bundle identifier>.plist" below the
-/// Library folder ("Preferences/kiv.plist" without an identifier). Callable from any thread. Each read sees what
-/// another process wrote: the file is read again when it has changed.
+/// Named values that outlive the process: one property-list file, "Preferences/<bundle identifier>.plist"
+/// below the Library folder ("Preferences/kiv.plist" without an identifier). Callable from any thread. Each
+/// read sees what another process wrote: the file is read again when it has changed.
 class UserDefaults {
 public:
     explicit UserDefaults(std::string path);
@@ -24,8 +24,8 @@ public:
     /// Any value, null when absent.
     json::value object(std::string_view key);
 
-    /// Stores the value and writes the file before it returns. False when the file could not be written: the value
-    /// then holds in memory only.
+    /// Stores the value and writes the file before it returns. False when the file could not be written: the
+    /// value then holds in memory only.
     bool set(std::string_view key, json::value value);
     bool remove(std::string_view key);
 

@@ -21,13 +21,24 @@ kiv::Published<Units>& kivDebuggerDisableByFile() {
 
 std::string_view unitName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
+/// A sink that calls the library may make it log again: those lines are left out. What it throws ends here.
 void writeLine(const std::string& line) {
-    const auto host = KIVHost::current();
-    if (host->logSink) {
-        host->logSink(line);
-    } else {
-        std::fprintf(stderr, "%s\n", line.c_str());
+    thread_local bool writing = false;
+    if (writing) {
+        return;
     }
+    const auto host = KIVHost::current();
+    if (!host->logSink) {
+        std::fprintf(stderr, "%s\n", line.c_str());
+        return;
+    }
+    writing = true;
+    try {
+        host->logSink(line);
+    } catch (...) {
+        std::fprintf(stderr, "the log sink threw an exception on: %s\n", line.c_str());
+    }
+    writing = false;
 }
 
 } // namespace

@@ -1,21 +1,33 @@
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
 using kiv::json::value;
 
+/// All at once, as taking members out one by one moves those behind them each time.
+void dropNullMembers(kiv::json::object& object) {
+    if (std::none_of(object.begin(), object.end(), [](const auto& member) { return member.value().is_null(); })) {
+        return;
+    }
+    kiv::json::object kept(object.storage());
+    kept.reserve(object.size());
+    for (auto& member : object) {
+        if (!member.value().is_null()) {
+            kept.emplace(member.key(), std::move(member.value()));
+        }
+    }
+    object = std::move(kept);
+}
+
 // As deep as the parser's own limit lets a document nest.
 void removeNulls(value& node, bool ignoreArrays) {
     if (auto* object = node.if_object()) {
-        for (auto member = object->begin(); member != object->end();) {
-            if (member->value().is_null()) {
-                member = object->stable_erase(member);
-            } else {
-                removeNulls(member->value(), ignoreArrays);
-                ++member;
-            }
+        dropNullMembers(*object);
+        for (auto& member : *object) {
+            removeNulls(member.value(), ignoreArrays);
         }
     } else if (auto* array = node.if_array(); array && !ignoreArrays) {
         const auto kept = std::remove_if(array->begin(), array->end(), [](const value& v) { return v.is_null(); });

@@ -38,19 +38,6 @@ TEST(ExperimentDataParser, ReadsEveryMember) {
     EXPECT_EQ(model->valueWithParser(KivxParser(), "shop.express", EvaluationContext::initDefault()), "on");
 }
 
-TEST(ExperimentDataParser, LeavesOutWhatIsMissing) {
-    const auto experiments = parse("[{" + deployed + R"(,"featureFlags":[{"name":"f"}]}])");
-    const auto model = experimentOf(*experiments, "f");
-    ASSERT_TRUE(model);
-    EXPECT_EQ(model->identifier(), std::nullopt);
-    EXPECT_EQ(model->name(), std::nullopt);
-    EXPECT_FALSE(model->archived());
-    EXPECT_FALSE(model->sticky());
-    EXPECT_TRUE(model->labels().empty());
-    EXPECT_EQ(model->stickinessProperty(), std::nullopt);
-    EXPECT_TRUE(KIVExperimentDataParser().parseExperimentsWithConfiguration(nullptr)->empty());
-}
-
 TEST(ExperimentDataParser, TheLaterExperimentHasTheFlag) {
     const auto experiments = parse(R"([{"_id":"1",)" + deployed +
                                    R"(,"featureFlags":[{"name":"a"},{"name":"b"}]},
@@ -63,7 +50,7 @@ TEST(ExperimentDataParser, TheLaterExperimentHasTheFlag) {
     EXPECT_FALSE(experimentOf(*experiments, "B"));
 }
 
-TEST(ExperimentDataParser, MembersOfTheWrongKindAreAbsent) {
+TEST(ExperimentDataParser, LeavesOutWhatIsMissingOrOfTheWrongKind) {
     const std::string flags = R"("featureFlags":[{"name":"f"}])";
     const std::string skipped[] = {
         R"({"experiments":1})",
@@ -78,21 +65,22 @@ TEST(ExperimentDataParser, MembersOfTheWrongKindAreAbsent) {
     for (const std::string& array : skipped) {
         EXPECT_TRUE(parse(array)->empty()) << array;
     }
-    const auto experiments =
-        parse("[{" + flags + "," + deployed + R"(,"_id":1,"name":[],"archived":{},"sticky":[1],
-        "labels":"a","stickinessProperty":false}])");
-    const auto model = experimentOf(*experiments, "f");
-    ASSERT_TRUE(model);
-    EXPECT_EQ(model->identifier(), std::nullopt);
-    EXPECT_EQ(model->name(), std::nullopt);
-    EXPECT_FALSE(model->archived());
-    EXPECT_FALSE(model->sticky());
-    EXPECT_TRUE(model->labels().empty());
-    EXPECT_EQ(model->stickinessProperty(), std::nullopt);
+    EXPECT_TRUE(KIVExperimentDataParser().parseExperimentsWithConfiguration(nullptr)->empty());
+    const std::string wrong =
+        R"(,"_id":1,"name":[],"archived":{},"sticky":[1],"labels":"a","stickinessProperty":false)";
+    for (const std::string& others : {std::string(), wrong}) {
+        const auto model = experimentOf(*parse("[{" + flags + "," + deployed + others + "}]"), "f");
+        ASSERT_TRUE(model) << others;
+        EXPECT_EQ(model->identifier(), std::nullopt);
+        EXPECT_EQ(model->name(), std::nullopt);
+        EXPECT_FALSE(model->archived() || model->sticky());
+        EXPECT_TRUE(model->labels().empty());
+        EXPECT_EQ(model->stickinessProperty(), std::nullopt);
+    }
 }
 
 TEST(ExperimentDataParser, ReadsBooleansOfAllKinds) {
-    const std::pair<const char*, bool> cases[] = {
+    const std::pair<std::string, bool> cases[] = {
         {"true", true},
         {"false", false},
         {"1", true},

@@ -1,0 +1,42 @@
+#include "FuzzWorld.h"
+
+#include "CorvaneClient/KIVClientDataParser.h"
+#include "Network/KIVNetwork.h"
+
+namespace {
+
+/// Reads a payload as a client does, and gives each of its flags a value.
+void apply(const KIVConfigurationDataResult::Document& payload) {
+    const KIVClientDataParser parser("distinct", {{"platform", "linux"}}, payload);
+    parser.versionId();
+    parser.tweakBundle();
+    const auto experiments = parser.experiments();
+    const FuzzWorld world(parser.targetGroups(), experiments);
+    const auto context = EvaluationContext::initDefault();
+    for (const auto& [flag, experiment] : *experiments) {
+        experiment->valueWithParser(world.parser(), flag.name, context);
+    }
+}
+
+} // namespace
+
+/// Takes the bytes for an envelope, and for the payload of one: the way of a document without its network.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto options = std::make_shared<KIVClientOptions>();
+    const KIVNetwork strict(options);
+    options->disableSignatureVerification = true;
+    const KIVNetwork lenient(options);
+
+    const auto envelope = kiv::parseJson(textOf(data, size));
+    if (envelope) {
+        strict.extractInnerJson(*envelope, "envelope", nullptr);
+        if (const auto payload = lenient.extractInnerJson(*envelope, "envelope", nullptr)) {
+            apply(payload);
+        }
+    }
+    const kiv::json::value wrapping = {{"data", textOf(data, size)}};
+    if (const auto payload = lenient.extractInnerJson(wrapping, "wrapping", nullptr)) {
+        apply(payload);
+    }
+    return 0;
+}

@@ -1,0 +1,24 @@
+#include <kiv/KIVException.h>
+
+#include "FuzzWorld.h"
+
+/// Evaluates the bytes as an expression, and asks for all that the result can tell. None of it throws but a
+/// conversion that the result's kind does not have.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const FuzzWorld& world = *new FuzzWorld;
+    const auto context = EvaluationContext::initDefaultWithContext(KIVDynamicPropertyContext(
+        KIVDynamicPropertyContext::Values{{"city", "Lyon"}, {"age", 41}, {"ratio", 0.25}, {"beta", true}}));
+    const auto result = world.parser().evaluateExpression(textOf(data, size), "store.flag", context);
+    if (result) {
+        result->stringValue();
+        result->value().description();
+        try {
+            result->boolValue();
+            result->integerValue();
+            result->doubleValue();
+        } catch (const KIVException&) {
+            // an array, say, has no number
+        }
+    }
+    return 0;
+}

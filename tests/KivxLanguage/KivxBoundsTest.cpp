@@ -1,0 +1,176 @@
+#include <chrono>
+
+#include <gtest/gtest.h>
+
+#include "KivxLanguage/KivxStack.h"
+#include "KivxLanguage/KivxTrace.h"
+#include "KivxLanguage/Outcome.h"
+#include "Support/CapturedLog.h"
+
+namespace {
+
+std::string times(std::size_t count, std::string_view text) {
+    std::string all;
+    all.reserve(count * text.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+TEST(Bounds, HugeExpressionsEnd) {
+    const KivxParser parser;
+    constexpr std::size_t million = 1'000'000;
+    const std::string text = times(million, "x");
+    const struct {
+        const char* name;
+        std::string expression;
+        std::string outcome;
+    } cases[] = {
+        {"a long string", '"' + text + '"', "string " + text},
+        {"a long unknown word", text, "empty"},
+        {"a long number", times(million, "9"), "real"},
+        {"opening brackets", times(million, "["), "empty"},
+        {"closing brackets", times(million, "]"), "empty"},
+        {"brackets", times(million, "[{") + times(million, "]}"), "empty"},
+        {"literals closed into one another", "[" + times(million / 4, "{][}"), "empty"},
+        {"quotes", times(million, "\""), "string "},
+        {"escaped quotes", '"' + times(million, "\\\"") + '"', "string " + times(million, "\\\"")},
+        {"parentheses", times(million, "("), "empty"},
+        {"operators without arguments", times(million / 4, "not("), "boolean 0"},
+        {"many operands", times(million / 2, "1 "), "integer 1"},
+        {"growing text", times(million / 20, "concat(") + '"' + text + '"' + times(million / 20, ",\"a\")"),
+         "empty"},
+        {"invalid text", "concat(\"" + times(million, "\xFF") + "\", \"\xC3\")",
+         "string " + times(million, "\xFF") + "\xC3"},
+        {"a search without end", R"(match("aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa!", "^(a+)+$", ""))",
+         "empty"},
+    };
+    for (const auto& [name, expression, expected] : cases) {
+        const auto start = std::chrono::steady_clock::now();
+        const std::string actual = outcome(parser, expression);
+        EXPECT_TRUE(expected == "real" ? actual.starts_with(expected) : actual == expected)
+            << name << ": " << actual.substr(0, 80);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)) << name;
+    }
+}
+
+TEST(Bounds, LogOfAHugeExpressionEnds) {
+    CapturedLog log;
+    const KivxParser parser;
+    EXPECT_EQ(outcome(parser, times(200'000, "1 ")), "integer 1");
+    EXPECT_TRUE(log.has({"Kivx Stack: (1, 1, 1)"}));
+}
+
+/// An operator that evaluates texts by their index, as flags and target groups do that refer to one another.
+class Nested : public testing::Test {
+protected:
+    Nested() {
+        parser.setOperator("ask", [this](const KivxParser& own, KivxStack& stack, std::string_view flagName,
+                                         const EvaluationContext& context) {
+            const auto index = static_cast<std::size_t>(stack.pop().integerValue());
+            ++asked;
+            const auto result = own.evaluateExpression(expressions[index], flagName, context);
+            stack.push(result && !result->value().isNone() ? result->value() : KivxValue("failed"));
+        });
+    }
+
+    KivxParser parser;
+    std::vector<std::string> expressions;
+    int asked = 0;
+};
+
+TEST_F(Nested, CirclesFailWhereTheyClose) {
+    CapturedLog log;
+    expressions = {R"(concat("a", ask(1)))", R"(concat("b", ask(2)))", R"(concat("c", ask(0)))"};
+    EXPECT_EQ(outcome(parser, expressions[0]), "string abcfailed");
+    EXPECT_TRUE(log.has({"Kivx exception The expression depends on itself"}));
+    EXPECT_EQ(outcome(parser, expressions[0]), "string abcfailed") << "nothing is left behind";
+
+    expressions = {"concat(ask(1), ask(1))", R"("x")"};
+    EXPECT_EQ(outcome(parser, expressions[0]), "string xx") << "twice is no circle";
+}
+
+TEST_F(Nested, DepthAndNumberAreBounded) {
+    for (int i = 1; i <= 80; ++i) {
+        expressions.push_back("ask(" + std::to_string(i) + ")");
+    }
+    expressions.push_back(R"("end")");
+    EXPECT_EQ(outcome(parser, expressions[20]), "string end");
+    EXPECT_EQ(outcome(parser, expressions[0]), "string failed");
+
+    // Each asks the next one twice.
+    asked = 0;
+    for (std::size_t i = 0; i < 40; ++i) {
+        const std::string next = std::to_string(i + 1);
+        expressions[i] = "concat(ask(" + next + "), ask(" + next + "))";
+    }
+    expressions[40] = R"("")";
+    EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string "));
+    EXPECT_LT(asked, 20'100);
+}
+
+class Recorder : public KivxTrace {
+public:
+    void entered(std::string_view expression, std::string_view flagName) override {
+        add("entered " + std::string(expression) + " for " + std::string(flagName));
+    }
+    void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
+                 const KivxValue& result) override {
+        add(std::string(name) + "@" + std::to_string(position) + KivxValue(arguments).description() + " = " +
+            result.description());
+    }
+    void failed(std::string_view name, std::size_t position, std::string_view reason) override {
+        add("failed " + std::string(name) + "@" + std::to_string(position) + ": " + std::string(reason));
+    }
+    void noted(std::string_view what, const KivxValue& value) override {
+        add(std::string(what) + " " + value.description());
+    }
+    void left(const KivxValue& result) override { add("left " + result.description()); }
+
+    std::vector<std::string> steps;
+
+private:
+    void add(const std::string& step) { steps.push_back(step); }
+};
+
+TEST_F(Nested, TracesEachStep) {
+    expressions = {R"(concat("b", 2))"};
+    Recorder recorder;
+    {
+        const KivxTrace::Scope scope(recorder);
+        outcome(parser, R"(eq(undefined, "x\"y", ask(0)))", "f");
+        outcome(parser, "or(true, not(undefined, [1]))");
+        outcome(parser, "not(1, foo)");
+        outcome(parser, "not([1])");
+        outcome(parser, "eq(7)");
+        EXPECT_EQ(KivxTrace::current(), &recorder);
+    }
+    EXPECT_EQ(KivxTrace::current(), nullptr);
+    outcome(parser, "not(true)");
+    const std::vector<std::string> expected = {
+        R"(entered eq(undefined, "x\"y", ask(0)) for f)",
+        R"(entered concat("b", 2) for f)",
+        "concat@0[b, 2] = b2",
+        "left b2",
+        "ask@22[0] = b2",
+        R"(eq@0[<null>, x\"y] = 0)",
+        "left 0",
+        "entered or(true, not(undefined, [1])) for flag",
+        "not@9[<null>] = 1",
+        "or@0[1, 1] = 1",
+        "left 1",
+        "entered not(1, foo) for flag",
+        "failed foo@7: Expected valid token",
+        "left (null)",
+        "entered not([1]) for flag",
+        "failed not@0: A value '[1]' has no boolean value",
+        "left (null)",
+        "entered eq(7) for flag",
+        "eq@0[7, (null)] = 0",
+        "left 0",
+    };
+    EXPECT_EQ(recorder.steps, expected);
+}
+
+} // namespace

@@ -1,0 +1,124 @@
+#include "Platform/Files.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Platform/UserDefaults.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Files : public testing::Test {
+protected:
+    void TearDown() override { fs::remove_all(folder_); }
+
+    std::string path(const std::string& name) const { return (folder_ / name).string(); }
+
+    static mode_t mode(const std::string& path) {
+        struct stat status = {};
+        stat(path.c_str(), &status);
+        return status.st_mode & 0777U;
+    }
+
+    static long entries(const std::string& path) {
+        return std::distance(fs::directory_iterator(path), fs::directory_iterator());
+    }
+
+private:
+    std::string template_ = (fs::temp_directory_path() / "kiv-XXXXXX").string();
+    const fs::path folder_ = mkdtemp(template_.data());
+};
+
+TEST_F(Files, AreWrittenWholeForTheUserAlone) {
+    const std::string file = path("a/b/" + std::string(255, 'n'));
+    const std::string bytes = std::string("\0\xFF", 2) + std::string(100'000, 'x');
+    ASSERT_TRUE(kiv::writeFile(file, "old"));
+    ASSERT_TRUE(kiv::writeFile(file, bytes));
+    EXPECT_EQ(kiv::readFile(file), bytes);
+    EXPECT_EQ(mode(file), 0600U);
+    EXPECT_EQ(mode(path("a")), 0700U);
+    EXPECT_EQ(mode(path("a/b")), 0700U);
+    EXPECT_EQ(entries(path("a/b")), 1) << "a temporary is left";
+    EXPECT_FALSE(kiv::readFile(file, bytes.size() - 1));
+    EXPECT_TRUE(kiv::readFile(file, bytes.size()));
+    EXPECT_TRUE(kiv::removeFile(file));
+    EXPECT_FALSE(kiv::fileExists(file));
+    EXPECT_TRUE(kiv::removeFile(file));
+}
+
+TEST_F(Files, FailWithoutHarm) {
+    ASSERT_TRUE(kiv::writeFile(path("file"), ""));
+    EXPECT_EQ(kiv::readFile(path("file")), "");
+    EXPECT_FALSE(kiv::writeFile(path("file/below"), "x"));
+    ASSERT_TRUE(kiv::makeDirectories(path("folder/with/content")));
+    EXPECT_FALSE(kiv::writeFile(path("folder"), "x"));
+    EXPECT_FALSE(kiv::removeFile(path("folder")));
+    EXPECT_FALSE(kiv::fileExists(path("folder")));
+    EXPECT_FALSE(kiv::readFile(path("folder")));
+    EXPECT_FALSE(kiv::readFile(path("none")));
+    EXPECT_FALSE(kiv::writeFile("", "x"));
+    EXPECT_EQ(entries(path("")), 2) << "a temporary is left";
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(kiv::readFile(path("pipe"))) << "and does not wait for a writer";
+    EXPECT_GT(kiv::readFile("/proc/self/status").value().size(), 100U) << "a file that reports no size";
+}
+
+TEST_F(Files, HoldOneWritersBytesWhenManyWrite) {
+    std::atomic<bool> done = false;
+    std::vector<std::thread> writers;
+    ASSERT_TRUE(kiv::writeFile(path("shared/file"), std::string(5000, 'a')));
+    for (const char letter : {'a', 'b', 'c'}) {
+        writers.emplace_back([&, letter] {
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_TRUE(kiv::writeFile(path("shared/file"), std::string(5000, letter)));
+            }
+            done = true;
+        });
+    }
+    while (!done) {
+        const std::string bytes = kiv::readFile(path("shared/file")).value();
+        ASSERT_EQ(bytes, std::string(5000, bytes.at(0)));
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    EXPECT_EQ(entries(path("shared")), 1);
+}
+
+TEST_F(Files, KeepUserDefaults) {
+    const std::string file = path("Preferences/app.plist");
+    kiv::UserDefaults defaults(file);
+    kiv::UserDefaults another(file);
+    EXPECT_FALSE(defaults.string("key"));
+    EXPECT_TRUE(defaults.set("key", "one"));
+    EXPECT_EQ(another.string("key"), "one");
+    EXPECT_TRUE(another.set("other", kiv::json::array{1, true}));
+    EXPECT_EQ(another.string("other"), std::nullopt);
+    EXPECT_TRUE(defaults.set("key", "two"));
+    EXPECT_EQ(another.string("key"), "two");
+    EXPECT_EQ(defaults.object("other"), kiv::json::value({1, true})) << "one writer undid the other";
+    EXPECT_TRUE(another.remove("key"));
+    EXPECT_FALSE(defaults.string("key"));
+
+    ASSERT_TRUE(kiv::writeFile(file, "damaged"));
+    EXPECT_TRUE(defaults.object("other").is_null());
+    EXPECT_TRUE(defaults.set("key", "again"));
+    EXPECT_EQ(another.string("key"), "again");
+}
+
+TEST_F(Files, UserDefaultsHoldInMemoryWhenTheyCannotBeWritten) {
+    ASSERT_TRUE(kiv::writeFile(path("Preferences"), "in the way of the folder"));
+    for (const std::string& file : {path("Preferences/app.plist"), std::string()}) {
+        kiv::UserDefaults defaults(file);
+        EXPECT_FALSE(defaults.set("key", "value"));
+        EXPECT_EQ(defaults.string("key"), "value");
+    }
+}
+
+} // namespace

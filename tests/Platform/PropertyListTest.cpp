@@ -1,0 +1,185 @@
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Platform/Files.h"
+#include "Platform/PropertyList.h"
+
+namespace {
+
+using kiv::decodePropertyList;
+using kiv::encodePropertyList;
+namespace json = kiv::json;
+
+json::object objectOf(std::string_view text) { return kiv::parseJson(text).value().as_object(); }
+
+/// A binary list of the given objects, with one-byte offsets and references, the first object being the top.
+std::string listOf(const std::vector<std::string>& objects) {
+    std::string bytes = "bplist00";
+    std::string table;
+    for (const std::string& object : objects) {
+        table += static_cast<char>(bytes.size());
+        bytes += object;
+    }
+    const std::size_t at = bytes.size();
+    bytes += table + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + static_cast<char>(objects.size());
+    return bytes + std::string(15, '\0') + static_cast<char>(at);
+}
+
+std::string nested(const std::string& open, const std::string& inner, const std::string& close, int depth) {
+    std::string text;
+    for (int i = 0; i < depth; ++i) {
+        text += open;
+    }
+    text += inner;
+    for (int i = 0; i < depth; ++i) {
+        text += close;
+    }
+    return text;
+}
+
+TEST(PropertyLists, CarryEveryKindThereAndBack) {
+    const json::object object = objectOf(R"({
+        "": "empty key", "text": "Grüße 👋 \"x\"", "empty": "", "true": true, "false": false, "zero": 0, "one": 1,
+        "byte": 255, "negative": -1, "least": -9223372036854775808, "greatest": 9223372036854775807,
+        "over": 9223372036854775808, "unsigned": 18446744073709551615, "real": 0.1, "large": 1.5e300, "whole": 2.5,
+        "array": [1, [], {}, "text", true, -1, 18446744073709551615], "dictionary": {"a": {"b": ["c"]}}})");
+    const auto decoded = decodePropertyList(encodePropertyList(object));
+    ASSERT_TRUE(decoded);
+    // Unlike equalJson this also tells the kinds apart.
+    EXPECT_EQ(json::value(*decoded), json::value(object));
+}
+
+TEST(PropertyLists, RepairTextsAndDropNulls) {
+    json::object object = objectOf(R"({"gone": null, "list": [1, null, 2]})");
+    object["bad\xFF"] = "a\xF0\x9F"
+                        "b";
+    const auto decoded = decodePropertyList(encodePropertyList(object));
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(kiv::compactJson(*decoded), "{\"list\":[1,2],\"bad\uFFFD\":\"a\uFFFDb\"}");
+}
+
+TEST(PropertyLists, FindEveryChangedByte) {
+    const std::string bytes = encodePropertyList(objectOf(R"({"name": "value", "count": 300, "on": true})"));
+    ASSERT_TRUE(decodePropertyList(bytes));
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        for (const int change : {1, 0x40, 0xFF}) {
+            std::string changed = bytes;
+            changed[i] = static_cast<char>(changed[i] ^ change);
+            EXPECT_FALSE(decodePropertyList(changed)) << "byte " << i << " of " << bytes.size();
+        }
+        EXPECT_FALSE(decodePropertyList(bytes.substr(0, i)));
+    }
+}
+
+TEST(PropertyLists, AreReadFromOtherTools) {
+    const std::string xml = R"(<?xml version="1.0" encoding="UTF-8"?>
+        <!DOCTYPE plist PUBLIC "-//Maker//DTD PLIST 1.0//EN" "plist.dtd">
+        <plist version="1.0"><dict><key>real</key><real>1.5</real><!-- </dict> --><key>date</key>
+        <date>2024-01-01T00:00:00Z</date><key>big</key><integer>18446744073709551615</integer><key>list</key>
+        <array><string>&lt;a&gt;</string><dict/><false/><integer>-3</integer></array></dict></plist>)";
+    const auto decoded = decodePropertyList(xml);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(kiv::compactJson(*decoded),
+              R"({"real":1.5,"big":18446744073709551615,"list":["<a>",{},false,-3]})");
+
+    const auto binary = decodePropertyList(listOf({"\xD2\1\2\3\4", "\x51k", "\x61\x20\xAC",
+                                                   "\x33"
+                                                   "12345678",
+                                                   "\x10\x07"}));
+    ASSERT_TRUE(binary);
+    EXPECT_EQ(kiv::compactJson(*binary), "{\"\u20AC\":7}");
+}
+
+TEST(PropertyLists, AreReadByOtherToolsThoughSealed) {
+    if (std::system("python3 -c 'import plistlib' 2>/dev/null") != 0) {
+        GTEST_SKIP() << "no python3";
+    }
+    const std::string path =
+        std::filesystem::temp_directory_path() / ("kiv-list-" + std::to_string(::getpid()));
+    ASSERT_TRUE(kiv::writePropertyList(
+        path, objectOf(R"({"a": [-1, 18446744073709551615, true, 0.5, "é👋"], "b": {"": {}}})")));
+    const std::string command = "python3 -c 'import json, plistlib, sys; print(json.dumps(plistlib.load(open("
+                                "sys.argv[1], \"rb\"))))' " +
+                                path;
+    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
+    ASSERT_TRUE(output);
+    std::string line(512, '\0');
+    line.resize(std::fread(line.data(), 1, line.size(), output.get()));
+    kiv::removeFile(path);
+    const auto read = kiv::parseJson(line);
+    ASSERT_TRUE(read) << line;
+    EXPECT_EQ(kiv::compactJson(*read), R"({"a":[-1,18446744073709551615,true,0.5,"é👋"],"b":{"":{}}})");
+}
+
+TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
+    const std::string circle = listOf({"\xD1\1\2", "\x51k", "\xA1\2"});
+    const std::string outOfRange = listOf({"\xD1\1\x05", "\x51k"});
+    const std::string numberAsKey = listOf({"\xD1\1\1", "\x10\1"});
+    const std::string longText = listOf({"\xD1\1\2", "\x51k",
+                                         "\x5F\x10\x7F"
+                                         "abc"});
+    const std::string arrayOnTop = listOf({"\xA1\1", "\x51k"});
+    const std::string hugeCount = listOf({"\xD1\1\2", "\x51k", "\xAF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"});
+    // Each level refers twice to the next: 2^30 values in a few bytes.
+    std::vector<std::string> doubling{"\xD1\1\2", "\x51k"};
+    for (int i = 0; i < 30; ++i) {
+        doubling.push_back(std::string("\xA2") + static_cast<char>(i + 3) + static_cast<char>(i + 3));
+    }
+    doubling.push_back("\x10\1");
+    ASSERT_TRUE(decodePropertyList(listOf({"\xD1\1\2", "\x51k", "\xA2\3\3", "\x10\1"})));
+    for (const std::string& bytes :
+         {circle, outOfRange, numberAsKey, longText, arrayOnTop, hugeCount, listOf(doubling), std::string(),
+          std::string("bplist00"), std::string(40, '\0'), std::string("{\"a\":1}"),
+          std::string("<!DOCTYPE p [<!ENTITY a \"b\">]><plist><dict><key>&a;</key><true/></dict></plist>")}) {
+        EXPECT_FALSE(decodePropertyList(bytes)) << bytes;
+    }
+}
+
+TEST(PropertyLists, NestToTheirLimit) {
+    const std::string deep = nested(R"({"a":)", "1", "}", 500);
+    const std::string list = encodePropertyList(objectOf(deep));
+    const auto decoded = decodePropertyList(list);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(kiv::compactJson(*decoded), deep);
+
+    json::object deeper;
+    deeper["a"] = *decoded;
+    EXPECT_EQ(encodePropertyList(deeper), "");
+    const auto xml = [](int depth) {
+        return "<plist><dict><key>a</key>" + nested("<array>", "<true/>", "</array>", depth) +
+               "</dict></plist>";
+    };
+    EXPECT_TRUE(decodePropertyList(xml(499)));
+    EXPECT_FALSE(decodePropertyList(xml(500)));
+    EXPECT_FALSE(decodePropertyList(xml(100'000)));
+}
+
+TEST(PropertyLists, WithoutASealSurviveAnyDamage) {
+    std::string bytes = encodePropertyList(
+        objectOf(R"({"a": [1, 70000, -1, 0.5, "text", "größer", true], "b": {"c": {"d": ["e", {}]}}})"));
+    bytes.replace(bytes.size() - 32, 5, 5, '\0');
+    ASSERT_TRUE(decodePropertyList(bytes));
+    std::mt19937 random(7);
+    int accepted = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        std::string changed = bytes;
+        for (std::size_t n = random() % 3 + 1; n > 0; --n) {
+            changed[random() % changed.size()] = static_cast<char>(random());
+        }
+        accepted += decodePropertyList(changed) ? 1 : 0;
+    }
+    // Many changes hit a text or a number and leave a well-formed list: the parser was reached.
+    EXPECT_GT(accepted, 1000);
+    EXPECT_LT(accepted, 19'000);
+}
+
+} // namespace

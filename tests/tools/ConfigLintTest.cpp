@@ -1,0 +1,254 @@
+#include "KivCommand.h"
+
+#include <set>
+
+#include "../../tools/kiv/OperatorSignatures.h"
+#include "KivxLanguage/KivxCustomPropertiesExtensions.h"
+#include "KivxLanguage/KivxExperimentsExtensions.h"
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxTrace.h"
+#include "Properties/KIVCustomPropertiesRepository.h"
+
+namespace {
+
+class ConfigLint : public KivCommand {
+protected:
+    static kiv::json::object experiment(const std::string& name, const std::string& condition) {
+        return {{"name", name},
+                {"deploymentConfiguration", kiv::json::object{{"condition", condition}}},
+                {"featureFlags", kiv::json::array{kiv::json::object{{"name", "flag." + name}}}}};
+    }
+
+    /// A payload with these conditions and the target group "vip", linted.
+    static kiv::json::value lint(const std::vector<std::string>& conditions) {
+        kiv::json::array experiments;
+        for (const std::string& condition : conditions) {
+            experiments.push_back(experiment(std::to_string(experiments.size()), condition));
+        }
+        const kiv::json::array groups{kiv::json::object{{"_id", "vip"}, {"condition", "true"}}};
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{
+                  {"application", "k"}, {"experiments", experiments}, {"targetGroups", groups}}));
+        return parsed(kiv({"config", "lint", "--json", "payload.json"}).out);
+    }
+
+    /// The findings about one experiment, each as "severity column: message".
+    static std::vector<std::string> findings(const kiv::json::value& report, std::size_t experimentIndex) {
+        std::vector<std::string> result;
+        for (const kiv::json::value& finding : report.at("findings").as_array()) {
+            const kiv::json::value* place = kiv::member(finding, "experiment");
+            if (place && place->at("index").as_int64() == static_cast<std::int64_t>(experimentIndex + 1)) {
+                const kiv::json::value* column = kiv::member(finding, "column");
+                result.push_back(std::string(finding.at("severity").as_string()) + " " +
+                                 (column ? std::to_string(column->as_int64()) : "-") + ": " +
+                                 std::string(finding.at("message").as_string()));
+            }
+        }
+        return result;
+    }
+};
+
+TEST_F(ConfigLint, SaysNothingAboutGoodExpressions) {
+    const kiv::json::value report = lint({
+        R"(ifThen(and(eq(property("country"), "FR"), not(isUndefined(property("age")))), "a", "b"))",
+        R"(isInPercentage(0.25, mergeSeed("seed", property("userId"))))",
+        R"(isInPercentageRange("0", 0.5, property("id")))",
+        R"(inArray(property("x"), [1, "x", true, undefined, {"k": 5}]))",
+        "ifThen(\n\tisInTargetGroup(\"vip\"),\r\n\tnow ( ), -1.5)",
+        R"~(match(property("mail"), "^\"?[a-z]+\"?@", "ix"))~",
+        R"(gte(tsToNum(property("since")), "1e9"))",
+        R"~(concat(concat("(", ","), "]"))~",
+        R"(semverNe(undefined, "1"))",
+        R"("")",
+    });
+    EXPECT_EQ(report.at("findings"), kiv::json::value(kiv::json::array())) << kiv::prettyJson(report);
+}
+
+TEST_F(ConfigLint, FindsMistakesInExpressions) {
+    const struct {
+        std::string condition;
+        std::vector<std::string> found;
+    } cases[] = {
+        {R"(and(equls("a", "b"), foo))",
+         {"error 5: unknown word \"equls\"", "error 22: unknown word \"foo\""}},
+        {R"(not(eq("a")))", {"error 5: eq takes 2 arguments and has 1"}},
+        {R"(eq("ä", "b", "c"))", {"error 14: eq takes 2 arguments, and this is one more"}},
+        {R"(now(1))", {"error 5: now takes no arguments"}},
+        {R"(eq("a", "b)", {"error 9: the quote that opens here is never closed"}},
+        {R"(eq(\"a\", 1))", {"error 4: unknown word"}},
+        {R"(eq("a""b", "c"))", {"error 6: there is no comma between these two texts"}},
+        {R"(and(eq(1, 2, true))", {"error 4: the \"(\" of and is never closed", "error 14: eq takes 2"}},
+        {R"(eq(1, 2)))", {"error 9: \")\" closes nothing"}},
+        {R"(eq(1, 2]))", {"error 8: \"]\" closes nothing"}},
+        {R"(inArray(1, [1, 2))", {"error 12: \"[\" is not closed before the \")\" of column 17"}},
+        {R"(inArray(1, [[1], 2]))", {"error 13: an array cannot stand inside an array"}},
+        {R"(inArray(1, [concat("a", "b")]))",
+         {"error 13: the operator \"concat\" does nothing inside an array"}},
+        {R"(isUndefined({"k": 1, "l"}))", {"error 13: the last key of this dictionary has no value"}},
+        {R"(not true)",
+         {"error 1: the operator \"not\" has no arguments", "error 5: the expression ends before this"}},
+        {"1 2", {"error 3: the expression ends before this"}},
+        {"", {"error 1: the expression is empty"}},
+        {"()", {"warning 1: there is no operator", "error 1: there is nothing in these"}},
+        {"eq(1,, 2)", {"warning 6: there is nothing before this comma"}},
+        {"eq(1 2)", {"warning 6: there is no comma before this"}},
+        {"[1]", {"warning 1: the value is an array or a dictionary"}},
+        {R"(eq(property("a"), "b\"c"))", {"warning 19: the backslash before the quote stays"}},
+        {R"(semverGt(property("v"), 1.2))", {"error 25: semverGt takes a text here, which 1.2 is not"}},
+        {R"(lt(property("v"), "abc"))", {"error 19: lt takes a number here, which \"abc\" is not"}},
+        {R"(or(undefined, true))", {"error 4: or takes a condition here, which undefined is not"}},
+        {R"(inArray("a", "a,b"))", {"error 14: inArray takes an array here"}},
+        {R"(isInPercentage(50, undefined))",
+         {"warning 16: a share is a number from 0 to 1", "error 20: isInPercentage takes a text"}},
+        {R"(isInPercentageRange(0.5, 0.5, "s"))", {"warning 26: the range of shares is empty"}},
+        {R"(match("a", "[", "g"))",
+         {"error 12: match takes a regular expression", "warning 17: the flags \"g\""}},
+        {R"(isInTargetGroup("VIP"))", {"error 17: there is no target group \"VIP\""}},
+    };
+    std::vector<std::string> conditions;
+    for (const auto& each : cases) {
+        conditions.push_back(each.condition);
+    }
+    const kiv::json::value report = lint(conditions);
+    for (std::size_t index = 0; index < conditions.size(); ++index) {
+        const std::vector<std::string> told = findings(report, index);
+        ASSERT_EQ(told.size(), cases[index].found.size())
+            << conditions[index] << ": " << ::testing::PrintToString(told);
+        for (std::size_t each = 0; each < told.size(); ++each) {
+            EXPECT_TRUE(told[each].starts_with(cases[index].found[each]))
+                << conditions[index] << ": " << told[each];
+        }
+    }
+}
+
+TEST_F(ConfigLint, ReadsAMegabyteOfAnything) {
+    constexpr std::size_t size = std::size_t{1} << 20;
+    const auto repeated = [](std::string_view part) {
+        std::string text;
+        while (text.size() < size) {
+            text += part;
+        }
+        return text;
+    };
+    std::vector<std::string> conditions;
+    for (const std::string_view part :
+         {"(", "[", "not(", "foo ", "\"a\" ", "\"", ",", "x", "\\", "\"\\\"", "([", ")"}) {
+        conditions.push_back(repeated(part));
+    }
+    const kiv::json::value report = lint(conditions);
+    for (std::size_t index = 0; index < conditions.size(); ++index) {
+        const std::vector<std::string> told = findings(report, index);
+        EXPECT_TRUE(std::ranges::any_of(told, [](const auto& each) { return each.starts_with("error"); }))
+            << conditions[index].substr(0, 10) << ::testing::PrintToString(told);
+        EXPECT_LE(told.size(), 21U);
+    }
+}
+
+TEST_F(ConfigLint, FindsMistakesInDocuments) {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {R"({"aplication": "k"})", {"there is no \"application\"", "Did you mean \"application\"?"}},
+        {R"({"application": "k", "experiments": {}, "targetGroups": 5})",
+         {"\"experiments\" must be an array", "\"targetGroups\" must be an array"}},
+        {R"({"application": "k", "experiments": [5, {"name": ""}, {"name": "c", "deploymentConfiguration": {}}]})",
+         {"experiment 1: error: is no JSON object", "experiment 2: warning: has no name",
+          "experiment 2: error: has no \"deploymentConfiguration\"",
+          "experiment 3 \"c\": error: has no \"condition\""}},
+        {R"({"application": "k", "experiments": [{"name": "e", "labels": [1], "sticky": "yes",
+             "deploymentConfiguration": {"condition": "true"}, "featureFlags": [{"name": ""}, {"nam": "x"}, 5]}]})",
+         {"a label is no text", "\"sticky\" must be true or false", "a flag has no name",
+          "Did you mean \"name\"?", "\"featureFlags\" is no JSON object"}},
+        {R"({"application": "k", "targetGroups": [{"_id": "a", "condition": "fo"}, {"_id": "a", "condition": "true"},
+             {"condition": null}]})",
+         {"target group 1 \"a\", column 1: error: unknown word \"fo\"", "\"_id\" of an earlier target group",
+          "target group 3: error: has no \"_id\"", "target group 3: error: has no \"condition\""}},
+        {R"({"signature_v0": "x"})", {"the envelope has no \"data\""}},
+        {R"({"data": "{\"application\" 1}"})", {"column 16: error: \"data\": no JSON"}},
+    };
+    for (const auto& [document, told] : cases) {
+        write("document.json", document);
+        const Outcome outcome = kiv({"config", "lint", "document.json"});
+        EXPECT_EQ(outcome.exitCode, 1) << document;
+        for (const std::string& part : told) {
+            EXPECT_CONTAINS(outcome.out, part);
+        }
+    }
+}
+
+TEST_F(ConfigLint, KnowsWhoDecidesAFlag) {
+    kiv::json::object first = experiment("a", "true");
+    kiv::json::object skipped = experiment("a", "true");
+    skipped.erase("deploymentConfiguration");
+    const auto report = [&](const kiv::json::array& experiments) {
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{{"application", "k"}, {"experiments", experiments}}));
+        return parsed(kiv({"config", "lint", "--json", "payload.json"}).out);
+    };
+    const kiv::json::value twice = report({first, experiment("a", "false")});
+    EXPECT_EQ(findings(twice, 0), std::vector<std::string>{"error -: never decides the flag \"flag.a\""});
+    EXPECT_TRUE(findings(twice, 1).empty());
+    const kiv::json::value once = report({first, skipped});
+    EXPECT_TRUE(findings(once, 0).empty());
+    EXPECT_EQ(findings(once, 1).size(), 1U); // no condition, and nothing about the flag
+}
+
+TEST_F(ConfigLint, WarningsFailOnlyWhenStrict) {
+    write("warning.json",
+          R"~({"application": "k", "experiments": [{"name": "e", "featureFlags": [{"name": "f"}],
+        "deploymentConfiguration": {"condition": "eq(1 2)"}}]})~");
+    write("good.json", R"({"application": "k"})");
+    const Outcome lenient = kiv({"config", "lint", "warning.json", "good.json"});
+    EXPECT_EQ(lenient.exitCode, 0);
+    EXPECT_EQ(lenient.out,
+              "warning.json: experiment 1 \"e\", column 6: warning: there is no comma before this\n"
+              "0 errors, 1 warning in 2 files.\n");
+    EXPECT_EQ(kiv({"config", "lint", "--strict", "warning.json"}).exitCode, 1);
+    EXPECT_EQ(kiv({"config", "lint", "--strict", "good.json"}).exitCode, 0);
+}
+
+/// Counts what each operator takes from the stack.
+class ArgumentCounter : public KivxTrace {
+public:
+    void entered(std::string_view, std::string_view) override {}
+    void applied(std::string_view name, std::size_t, const std::vector<KivxValue>& arguments,
+                 const KivxValue&) override {
+        counted[std::string(name)] = arguments.size();
+    }
+    void failed(std::string_view, std::size_t, std::string_view) override {}
+    void noted(std::string_view, const KivxValue&) override {}
+    void left(const KivxValue&) override {}
+
+    std::map<std::string, std::size_t> counted;
+};
+
+struct NoGroups : KivxTargetGroupSource {
+    bool isInTargetGroup(std::string_view, const KivxParser&, std::string_view) const override {
+        return false;
+    }
+    bool isTargetGroupPaired(std::string_view) const override { return false; }
+};
+struct NoFlags : KivxFlagValueSource {
+    std::optional<std::string> valueOfFlag(std::string_view, const EvaluationContext&) const override {
+        return {};
+    }
+};
+
+TEST(OperatorSignatures, AreThoseOfTheParser) {
+    KivxParser parser;
+    KivxExperimentsExtensions(parser, std::make_shared<NoGroups>(), std::make_shared<NoFlags>()).extend();
+    KivxCustomPropertiesExtensions(parser, std::make_shared<KIVCustomPropertiesRepository>()).extend();
+    ArgumentCounter counter;
+    const KivxTrace::Scope scope(counter);
+    for (const std::string& name : parser.operators().names()) {
+        // Each operator can make something of one of these.
+        for (const std::string_view arguments : {R"(("1", "1", "1", "1"))", R"(("1", ["1"]))"}) {
+            parser.evaluateExpression(name + std::string(arguments), "", EvaluationContext());
+        }
+    }
+    std::map<std::string, std::size_t> expected;
+    for (const auto& signature : kiv::tool::operatorSignatures) {
+        expected[std::string(signature.name)] = signature.arity();
+    }
+    EXPECT_EQ(counter.counted, expected);
+}
+
+} // namespace

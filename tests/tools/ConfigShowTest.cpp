@@ -1,0 +1,112 @@
+#include "KivCommand.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include <pty.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* payload = R"~({"application": "5e0b", "experiments": [
+    {"_id": "1", "name": "Express", "sticky": true, "labels": ["beta", "eu"], "stickinessProperty": "userId",
+     "deploymentConfiguration": {"condition": "ifThen(isInTargetGroup(\"vip\"), true, false)"},
+     "featureFlags": [{"name": "checkout.express"}, {"name": "checkout.colour"}]},
+    {"name": "Colour 日本語 \u001b[31m", "archived": true,
+     "deploymentConfiguration": {"condition": "\"a very very very very very very very very long text\""},
+     "featureFlags": [{"name": "checkout.colour"}]},
+    {"name": "Unfinished", "featureFlags": [{"name": "checkout.other"}]}],
+    "targetGroups": [{"_id": "vip", "condition": "numeq(property(\"level\"), 3)"}]})~";
+
+class ConfigShow : public KivCommand {
+protected:
+    ConfigShow() { write("payload.json", payload); }
+
+    /// What the command writes to a terminal of 60 columns.
+    static std::string onTerminal(const std::string& environment, const std::vector<std::string>& arguments) {
+        winsize size{24, 60, 0, 0};
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+        if (child == 0) {
+            const std::string command =
+                "unset NO_COLOR; TERM=xterm " + environment + " " + commandLine(arguments);
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        std::string output;
+        char buffer[4096];
+        for (ssize_t length = 0; (length = ::read(terminal, buffer, sizeof buffer)) > 0;) {
+            output.append(buffer, static_cast<std::size_t>(length));
+        }
+        ::close(terminal);
+        waitpid(child, nullptr, 0);
+        std::erase(output, '\r');
+        return output;
+    }
+};
+
+TEST_F(ConfigShow, ListsWhatADocumentHolds) {
+    const Outcome outcome = kiv({"config", "show", "payload.json"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    for (const std::string part :
+         {"  application 5e0b\n", "3 experiments\n", "     labels      beta, eu\n",
+          "     keyed by    userId\n",
+          "     flags       checkout.express, checkout.colour (decided by experiment 2)\n",
+          "     condition   none, so the experiment is skipped\n", "Colour 日本語 \\u001b[31m\n", "2 flags\n",
+          "  checkout.express  1 Express                   ifThen(isInTargetGroup(\"vip\"), true, false)\n",
+          "  vip  numeq(property(\"level\"), 3)\n"}) {
+        EXPECT_CONTAINS(outcome.out, part);
+    }
+    EXPECT_EQ(outcome.out.find('\x1b'), std::string::npos);
+}
+
+TEST_F(ConfigShow, TellsTheSameAsJson) {
+    const kiv::json::value shown = parsed(kiv({"config", "show", "payload.json", "--json"}).out);
+    const kiv::json::value flags = parsed(R"~([
+        {"name": "checkout.colour", "experiment": 2,
+         "condition": "\"a very very very very very very very very long text\""},
+        {"name": "checkout.express", "experiment": 1, "condition": "ifThen(isInTargetGroup(\"vip\"), true, false)"}])~");
+    const kiv::json::value second = parsed(R"({"index": 2, "id": null, "name": "Colour 日本語 \u001b[31m",
+        "archived": true, "sticky": false, "labels": [], "stickinessProperty": null, "flags": ["checkout.colour"],
+        "condition": "\"a very very very very very very very very long text\""})");
+    EXPECT_EQ(shown.at("application"), "5e0b");
+    EXPECT_EQ(shown.at("flags"), flags);
+    EXPECT_EQ(shown.at("experiments").at(1), second);
+    EXPECT_TRUE(shown.at("experiments").at(2).at("condition").is_null());
+    EXPECT_EQ(shown.at("targetGroups").at(0).at("id"), "vip");
+}
+
+TEST_F(ConfigShow, WrapsToTheTerminalAndColoursUnlessAskedNotTo) {
+    const std::string plain = onTerminal("NO_COLOR=", {"config", "show", "payload.json"});
+    EXPECT_CONTAINS(plain, "3 experiments");
+    EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+    std::istringstream lines(plain);
+    for (std::string line; std::getline(lines, line);) {
+        const auto characters = std::ranges::count_if(line, [](char c) { return (c & 0xC0) != 0x80; });
+        EXPECT_LE(characters, 60) << line;
+    }
+    const std::string coloured = onTerminal("", {"config", "show", "payload.json"});
+    EXPECT_CONTAINS(coloured, "\x1b[1m3 experiments\x1b[0m");
+    EXPECT_EQ(onTerminal("TERM=dumb", {"config", "show", "payload.json"}), plain);
+}
+
+TEST_F(ConfigShow, LintMarksThePlaceOnATerminal) {
+    const std::string dots(200, '.');
+    write("bad.json", R"({"application": "k", "experiments": [{"name": "E", "featureFlags": [{"name": "f"}],
+        "deploymentConfiguration": {"condition": "eq(\"日本\", \n   concat(\"日本)" +
+                          dots + R"(\", fooo, \")" + dots + R"~(\"))"}}]})~");
+    const std::string shown = onTerminal("NO_COLOR=1", {"config", "lint", "bad.json"});
+    EXPECT_CONTAINS(
+        shown, "bad.json\n  experiment 1 \"E\"\n    error: unknown word \"fooo\" — line 2, column 217\n");
+    std::istringstream lines(shown.substr(shown.find("column 217")));
+    std::string line;
+    std::string mark;
+    std::getline(lines, line);
+    std::getline(lines, line);
+    std::getline(lines, mark);
+    // The ellipsis before the cut is one column and three bytes.
+    EXPECT_EQ(line.find("fooo"), mark.find("^~~~") + 2) << line << '\n' << mark;
+    EXPECT_TRUE(line.starts_with("      …..")) << line;
+}
+
+} // namespace

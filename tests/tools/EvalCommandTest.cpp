@@ -1,0 +1,143 @@
+#include "KivCommand.h"
+
+namespace {
+
+using EvalCommand = KivCommand;
+
+TEST_F(EvalCommand, PrintsTheValue) {
+    const std::pair<std::string, std::string> cases[] = {
+        {R"(ifThen(semverGte("1.10", "1.9"), "new", "old"))", "new"},
+        {"numeq(\"1.0\", 1)", "true"},
+        {"undefined", "undefined"},
+        {"1e20", "100000000000000000000"},
+        {"-5", "-5"},
+        {R"([1, "x", true, undefined, {"a": 0.5}])", R"([1,"x",true,null,{"a":0.5}])"},
+        {R"("it's")", "it's"},
+    };
+    for (const auto& [expression, value] : cases) {
+        const Outcome outcome = kiv({"eval", "--", expression});
+        EXPECT_EQ(outcome.exitCode, 0) << expression;
+        EXPECT_EQ(outcome.out, value + "\n");
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST_F(EvalCommand, TellsWhichStepFailedAndWhy) {
+    const struct {
+        std::string expression;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"eq(equls(1, 2), 1)",
+         {"unknown word \"equls\" — column 4\n", "\n     ^~~~~\n", "Did you mean eq(first, second)?"}},
+        {R"(and(true, semverGt(1.2, "1")))",
+         {"\"semverGt\" fails: ", " — column 11\n", "At column 20: ", "Put it in double quotes: \"1.2\"."}},
+        {"[[1]]", {"an array cannot stand inside an array — column 2\n"}},
+        {"eq(1,\n   fo\x1b)", {"unknown word \"fo\\u001b\" — line 2, column 4\n"}},
+        {"", {"holds no value"}},
+    };
+    for (const auto& each : cases) {
+        const Outcome outcome = kiv({"eval", each.expression});
+        EXPECT_EQ(outcome.exitCode, 1) << each.expression;
+        EXPECT_EQ(outcome.out, "");
+        for (const std::string& part : each.told) {
+            EXPECT_CONTAINS(outcome.err, part);
+        }
+    }
+}
+
+TEST_F(EvalCommand, AnswersABatchLineByLine) {
+    const std::pair<std::string, std::string> lines[] = {
+        {R"~({"expression": "numeq(\"1.0\", 1)"})~",
+         R"({"outcome":"value","type":"bool","value":true,"stringValue":"true"})"},
+        {R"~({"expression": "match(\"a\", \"A\", \"i\")", "flagName": "a.b"})~",
+         R"({"outcome":"value","type":"int","value":1,"stringValue":"1"})"},
+        {R"({"expression": "\"é\""})",
+         R"({"outcome":"value","type":"string","value":"é","stringValue":"é"})"},
+        {R"({"expression": "0.5"})",
+         R"({"outcome":"value","type":"double","value":0.5,"stringValue":"0.5"})"},
+        {R"({"expression": "[undefined]"})",
+         R"({"outcome":"value","type":"array","value":[null],"stringValue":null})"},
+        {R"({"expression": "{\"a\": 1}"})",
+         R"({"outcome":"value","type":"dictionary","value":{"a":1},"stringValue":null})"},
+        {R"({"expression": "undefined"})", R"({"outcome":"undefined"})"},
+        {R"~({"expression": "eq(foo, 1)"})~", R"({"outcome":"empty"})"},
+        {R"({"expression": "1", "properties": {"n": 5000000000, "v": {"type": "semver", "value": "1.2"},
+            "d": {"type": "datetime", "value": "2026-01-31T12:00:00.000Z"}}, "context": {"c": null},
+            "targetGroups": {"vip": "true"}})",
+         R"({"outcome":"value","type":"int","value":1,"stringValue":"1"})"},
+    };
+    std::string input = "\n \t\r\n";
+    std::string expected;
+    for (const auto& [line, answer] : lines) {
+        std::string oneLine = line;
+        std::erase(oneLine, '\n');
+        input += oneLine + "\n\n";
+        expected += answer + "\n";
+    }
+    const Outcome outcome = kiv({"eval", "--batch"}, input);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.out, expected);
+}
+
+TEST_F(EvalCommand, AnswersBadLinesAndGoesOn) {
+    const std::pair<std::string, std::string> lines[] = {
+        {"nonsense", "no JSON"},
+        {"[1]", "a JSON object"},
+        {R"({"flagName": "a"})", "\"expression\": is missing"},
+        {R"({"expression": 1})", "\"expression\": must be a text"},
+        {R"({"expression": "1", "flagName": 1})", "\"flagName\": must be a text"},
+        {R"({"expression": "1", "properties": []})", "\"properties\": must be an object"},
+        {R"({"expression": "1", "properties": {"p": [1]}})", "\"properties\": \"p\": must be a text"},
+        {R"({"expression": "1", "properties": {"p": {"type": "int", "value": 5000000000}}})",
+         "does not fit the type"},
+        {R"({"expression": "1", "properties": {"p": {"type": "float", "value": 1}}})",
+         "is none of string, semver"},
+        {R"({"expression": "1", "properties": {"p": {"type": "datetime", "value": "today"}}})",
+         "2026-01-31T12:00"},
+        {R"({"expression": "1", "context": {"c": {}}})", "\"context\": \"c\": must be a text"},
+        {R"({"expression": "1", "targetGroups": {"vip": 1}})", "the condition must be a text"},
+    };
+    std::string input;
+    for (const auto& [line, reason] : lines) {
+        input += line + "\n{\"expression\": \"undefined\"}\n";
+    }
+    const Outcome outcome = kiv({"eval", "--batch"}, input);
+    EXPECT_EQ(outcome.exitCode, 1);
+    std::istringstream answers(outcome.out);
+    std::string answer;
+    for (const auto& [line, reason] : lines) {
+        std::getline(answers, answer);
+        const kiv::json::value document = parsed(answer);
+        EXPECT_EQ(*kiv::textMember(document, "outcome"), "error") << line;
+        EXPECT_CONTAINS(std::string(*kiv::textMember(document, "reason")), reason);
+        std::getline(answers, answer);
+        EXPECT_EQ(answer, R"({"outcome":"undefined"})");
+    }
+}
+
+TEST_F(EvalCommand, WrongUsageIsToldApartFromBadInput) {
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        std::string told;
+    } cases[] = {
+        {{"--version"}, 0, "5.0.16\n"},
+        {{"--help"}, 0, "Examples:"},
+        {{"config", "lint", "--help"}, 0, "--strict"},
+        {{}, 2, "which subcommand?"},
+        {{"config", "lnt"}, 2, "Did you mean lint?"},
+        {{"eval"}, 2, "'kiv eval --help'"},
+        {{"eval", "1", "--batch"}, 2, "either an expression or --batch"},
+        {{"config", "lint"}, 2, "FILE is required"},
+        {{"config", "keygen", "--out", "x", "--days", "0"}, 2, "--days"},
+        {{"config", "show", "no-such-file"}, 1, "no-such-file: cannot be read"},
+    };
+    for (const auto& each : cases) {
+        const Outcome outcome = kiv(each.arguments);
+        EXPECT_EQ(outcome.exitCode, each.exitCode) << each.told;
+        EXPECT_CONTAINS(each.exitCode == 0 ? outcome.out : outcome.err, each.told);
+        EXPECT_EQ(each.exitCode == 0 ? outcome.err : outcome.out, "");
+    }
+}
+
+} // namespace

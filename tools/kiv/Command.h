@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+/// The `kiv` command. Each subcommand has a file of its own, which adds it to its parent.
+namespace kiv::tool {
+
+enum ExitCode : int { exitFine = 0, exitBadInput = 1, exitWrongUsage = 2 };
+
+/// A part of a text that a message is about, to be shown with a mark under it.
+struct Spot {
+    std::string text;
+    std::size_t position = 0;
+    std::size_t length = 1;
+};
+
+/// The input is bad: `what` says so to a person (but not where the spot is), `advice` (may be empty) says
+/// what to do.
+class BadInput : public std::runtime_error {
+public:
+    explicit BadInput(const std::string& message, std::optional<Spot> place = {}, std::string whatToDo = {})
+        : std::runtime_error(message), spot(std::move(place)), advice(std::move(whatToDo)) {}
+
+    std::optional<Spot> spot;
+    std::string advice;
+};
+
+/// The command was called in a way that makes no sense.
+class WrongUsage : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Each adds its subcommand to `parent`. When the command line is parsed the subcommand runs and sets
+/// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
+void addEvalCommand(CLI::App& parent, int& exitCode);
+void addConfigCommand(CLI::App& parent, int& exitCode);
+void addKeygenCommand(CLI::App& parent, int& exitCode);
+void addSignCommand(CLI::App& parent, int& exitCode);
+void addVerifyCommand(CLI::App& parent, int& exitCode);
+void addShowCommand(CLI::App& parent, int& exitCode);
+void addLintCommand(CLI::App& parent, int& exitCode);
+
+} // namespace kiv::tool

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "Command.h"
+
+namespace kiv::tool {
+
+/// The text with every character that a terminal would act on written as an escape, and malformed UTF-8
+/// replaced.
+std::string printable(std::string_view text);
+
+/// The text in double quotes, printable and cut when it is long.
+std::string inQuotes(std::string_view text);
+
+/// "1 error", "2 errors".
+std::string counted(std::size_t count, std::string_view noun);
+
+/// Columns that a printable text takes.
+std::size_t displayWidth(std::string_view text);
+
+/// The text and as many spaces as it takes to be `width` columns wide.
+std::string padded(std::string_view text, std::size_t width);
+
+/// Line and column of a byte of a text, counted from 1; columns are characters.
+struct LineColumn {
+    std::size_t line;
+    std::size_t column;
+};
+LineColumn lineColumn(std::string_view text, std::size_t position);
+
+/// Where the spot is, for a message: "column 5", or "line 2, column 5" further down.
+std::string positionText(const Spot& spot);
+
+/// Where the output goes: a person's terminal, with a width and perhaps colours, or a file or pipe.
+class Terminal {
+public:
+    enum class Style { heading, quiet, good, warning, error };
+
+    static Terminal ofOutput();
+    static Terminal ofErrors();
+
+    bool isTerminal() const { return isTerminal_; }
+
+    /// Columns of a line; without a terminal there is no end to a line.
+    std::size_t width() const { return width_; }
+
+    std::string styled(Style style, std::string_view text) const;
+
+    /// The text broken at spaces, each line behind `indent` spaces. The first line starts at column `first`
+    /// when that is given, and is not indented. No line break at the end.
+    std::string wrapped(std::string_view text, std::size_t indent,
+                        std::size_t first = std::string::npos) const;
+
+    /// The line of the spot and a mark under it, cut to the width: two lines, each ended.
+    std::string excerpt(const Spot& spot, std::size_t indent, Style style) const;
+
+private:
+    explicit Terminal(int descriptor);
+
+    bool isTerminal_;
+    bool colours_ = false;
+    std::size_t width_;
+};
+
+} // namespace kiv::tool
