@@ -11,8 +11,9 @@ thread_local std::uint64_t count = 0;
 
 void* allocate(std::size_t size, std::size_t alignment) {
     ++count;
-    void* memory = alignment > alignof(std::max_align_t) ? std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment)
-                                                         : std::malloc(size);
+    void* memory = alignment > alignof(std::max_align_t)
+                       ? std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment)
+                       : std::malloc(size);
     if (!memory) {
         throw std::bad_alloc();
     }

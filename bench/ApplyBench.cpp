@@ -1,10 +1,10 @@
 #include "BenchWorld.h"
 
+#include "CorvaneClient/KIVClientDataParser.h"
+#include "CorvaneClient/KIVClientDataParserFactory.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "KivxLanguage/KivxParser.h"
-#include "CorvaneClient/KIVClientDataParser.h"
-#include "CorvaneClient/KIVClientDataParserFactory.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Network/KIVNetwork.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"

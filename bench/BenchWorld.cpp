@@ -22,8 +22,8 @@ const std::string& folder() {
 
 std::string experiment(const std::string& number, const std::string& flag, const std::string& condition) {
     return R"({"_id":"id-)" + number + R"(","name":"Experiment )" + number +
-           R"(","deploymentConfiguration":{"condition":")" + condition + R"("},"featureFlags":[{"name":")" + flag +
-           R"("}]})";
+           R"(","deploymentConfiguration":{"condition":")" + condition + R"("},"featureFlags":[{"name":")" +
+           flag + R"("}]})";
 }
 
 } // namespace
@@ -43,13 +43,14 @@ std::string payloadOf(std::size_t experiments) {
 }
 
 BenchFlags& benchFlags() {
-    static BenchFlags& flags = [] () -> BenchFlags& {
+    static BenchFlags& flags = []() -> BenchFlags& {
         KIVHost host;
         host.libraryDirectory = folder();
         KIVHost::configure(host);
         const std::string document = folder() + "/document.json";
-        kiv::writeFile(document, benchSigner().sign(R"({"application":")" + benchKey + R"(","experiments":[)" +
-                                                    experiment("1", "bench.rule", R"(eq(\"FR\", \"FR\"))") + "]}"));
+        kiv::writeFile(document,
+                       benchSigner().sign(R"({"application":")" + benchKey + R"(","experiments":[)" +
+                                          experiment("1", "bench.rule", R"(eq(\"FR\", \"FR\"))") + "]}"));
         const auto container = std::make_shared<BenchFlags>();
         KIVCore::register_("bench", container);
         KIVCore::setupWithKey(benchKey, {.customSigningCertificate = benchSigner().certificateBase64,

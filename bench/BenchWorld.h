@@ -31,7 +31,8 @@ const Signer& benchSigner();
 /// Counts the allocations of this thread while it lives and reports them per iteration.
 class AllocationsPerIteration {
 public:
-    explicit AllocationsPerIteration(benchmark::State& state) : state_(state), before_(allocationsOfThread()) {}
+    explicit AllocationsPerIteration(benchmark::State& state)
+        : state_(state), before_(allocationsOfThread()) {}
     ~AllocationsPerIteration() {
         state_.counters["allocations"] =
             benchmark::Counter(static_cast<double>(allocationsOfThread() - before_),

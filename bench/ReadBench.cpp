@@ -11,7 +11,8 @@ void unit(benchmark::State& state) {
     const std::string text(40, 'x');
     unsigned char digest[MD5_DIGEST_LENGTH];
     for (auto _ : state) {
-        benchmark::DoNotOptimize(MD5(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest));
+        benchmark::DoNotOptimize(
+            MD5(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest));
         benchmark::ClobberMemory();
     }
 }

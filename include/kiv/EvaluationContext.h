@@ -23,7 +23,7 @@ struct KIV_API EvaluationContext {
         return {true, true, true, std::move(context)};
     }
 
-    /// The given context (null: all switches on, no values) with the parser's global dynamic context beside its own;
-    /// the parser (may be null) is asked first.
+    /// The given context (null: all switches on, no values) with the parser's global dynamic context beside
+    /// its own; the parser (may be null) is asked first.
     static EvaluationContext initMerged(const KivxParser* parser, const EvaluationContext* context);
 };

@@ -63,16 +63,17 @@ public:
 };
 
 /// Names the flag members of a container class, in a public or private part of it:
-/// `KIV_CONTAINER(CheckoutFlags, expressCheckout, buttonColor)`. A member is a flag, or a `std::shared_ptr` to one;
-/// members of other types are passed over. What a base class declares is not registered with a derived class.
-#define KIV_CONTAINER(Class, ...)                                                                                      \
-public:                                                                                                                \
-    KIVContainerTable kivContainerTable() override {                                                                   \
-        KIVContainerTable kivTable(typeid(Class));                                                                     \
-        std::string_view kivNames = #__VA_ARGS__;                                                                      \
-        [&](auto&... kivMember) {                                                                                      \
-            (kivTable.add(KIVContainerTable::nextName(kivNames), kivMember), ...);                                     \
-        }(__VA_ARGS__);                                                                                                \
-        return kivTable;                                                                                               \
-    }                                                                                                                  \
+/// `KIV_CONTAINER(CheckoutFlags, expressCheckout, buttonColor)`. A member is a flag, or a `std::shared_ptr`
+/// to one; members of other types are passed over. What a base class declares is not registered with a
+/// derived class.
+#define KIV_CONTAINER(Class, ...)                                                                            \
+public:                                                                                                      \
+    KIVContainerTable kivContainerTable() override {                                                         \
+        KIVContainerTable kivTable(typeid(Class));                                                           \
+        std::string_view kivNames = #__VA_ARGS__;                                                            \
+        [&](auto&... kivMember) {                                                                            \
+            (kivTable.add(KIVContainerTable::nextName(kivNames), kivMember), ...);                           \
+        }(__VA_ARGS__);                                                                                      \
+        return kivTable;                                                                                     \
+    }                                                                                                        \
     static_assert(true, "a semicolon follows")

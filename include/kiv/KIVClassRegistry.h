@@ -9,9 +9,9 @@
 
 #include <kiv/KIVExport.h>
 
-/// Classes and their operations without arguments, by name: how a wrapper in another language reaches what it knows by
-/// name only. An operation answers an object, or an empty `std::any` when it has nothing to answer. Callable from any
-/// thread.
+/// Classes and their operations without arguments, by name: how a wrapper in another language reaches what it
+/// knows by name only. An operation answers an object, or an empty `std::any` when it has nothing to answer.
+/// Callable from any thread.
 class KIV_API KIVClassRegistry {
 public:
     using ClassOperation = std::function<std::any()>;
@@ -22,7 +22,8 @@ public:
     void addClassOperation(const std::string& className, const std::string& operation, ClassOperation body);
 
     /// For objects that arrive as this type (`typeid(std::shared_ptr<Foo>)`, for example).
-    void addInstanceOperation(const std::type_info& type, const std::string& operation, InstanceOperation body);
+    void addInstanceOperation(const std::type_info& type, const std::string& operation,
+                              InstanceOperation body);
 
     /// Empty when there is no such class or operation. Throws what the operation throws.
     std::any callClassOperation(const std::string& className, const std::string& operation) const;

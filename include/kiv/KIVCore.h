@@ -27,17 +27,18 @@ class KIVUserspaceUnhandledErrorInvoker;
 
 /// The one object through which an application uses the library.
 ///
-/// Register containers and properties, then set up with a key; registering later works too. Everything here is callable
-/// from any thread and from inside the library's callbacks. Nothing waits for the network.
+/// Register containers and properties, then set up with a key; registering later works too. Everything here
+/// is callable from any thread and from inside the library's callbacks. Nothing waits for the network.
 class KIV_API KIVCore {
 public:
     KIVCore() = delete;
 
     /// Sets the library up for a key: 24 hexadecimal digits, or the 8-4-4-4-12 UUID form.
     ///
-    /// A stored or embedded configuration is applied, and `onConfigurationFetched` called for it, before this returns.
-    /// A key is set up once per process; doing so again changes nothing. Setting up another key replaces the client of
-    /// the present one. Throws "wrong apiKey format" for a key of another form, and leaves the state 4.
+    /// A stored or embedded configuration is applied, and `onConfigurationFetched` called for it, before this
+    /// returns. A key is set up once per process; doing so again changes nothing. Setting up another key
+    /// replaces the client of the present one. Throws "wrong apiKey format" for a key of another form, and
+    /// leaves the state 4.
     static void setupWithKey(KIVNullableString key);
     static void setupWithKey(KIVNullableString key, KIVOptions options);
     /// The versions of a wrapper's platform and language are accepted and change nothing.
@@ -47,26 +48,29 @@ public:
     /// 0: idle; 1: setting up; 2: set up; 3: shutting down; 4: the last setup failed.
     static unsigned state();
 
-    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is ignored, and so is
-    /// any key before the first use of the library.
+    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is
+    /// ignored, and so is any key before the first use of the library.
     static void switchToSDKKey(KIVNullableString key);
 
-    /// Stops the library when it is set up or has failed to: no more configurations are applied, and every flag of the
-    /// key loses its name, so that it makes no more impressions and has no overrides. Properties and namespaces stay.
+    /// Stops the library when it is set up or has failed to: no more configurations are applied, and every
+    /// flag of the key loses its name, so that it makes no more impressions and has no overrides. Properties
+    /// and namespaces stay.
     static void shutdown();
 
     /// Does what `shutdown` does, whatever the state.
     static void reset();
 
-    /// Registers the flags of a container, under a namespace or without one. Each namespace is taken once per process,
-    /// also the empty one. Throws "InvalidNamespace" when it is nil or in use. The container lives on with the library.
+    /// Registers the flags of a container, under a namespace or without one. Each namespace is taken once per
+    /// process, also the empty one. Throws "InvalidNamespace" when it is nil or in use. The container lives
+    /// on with the library.
     static void register_(std::shared_ptr<KIVBaseContainer> container);
     static void register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseContainer> container);
 
     /// Takes a namespace without registering anything. Throws as `register_` does.
     static void handleNamespace(KIVNullableString nameSpace);
 
-    /// Properties for expressions: a value, or a callback asked at each evaluation. One of the same name is replaced.
+    /// Properties for expressions: a value, or a callback asked at each evaluation. One of the same name is
+    /// replaced.
     static void setCustomStringProperty(std::string value, std::string key);
     static void setCustomComputedStringProperty(KIVStringBlock block, std::string key);
     static void setCustomBooleanProperty(bool value, std::string key);
@@ -80,7 +84,8 @@ public:
     static void setCustomDateTimeProperty(KIVDate value, std::string key);
     static void setCustomComputedDateTimeProperty(KIVDateBlock block, std::string key);
 
-    /// Values that every read of the current key sees before those it was given. A context set before setup is dropped.
+    /// Values that every read of the current key sees before those it was given. A context set before setup
+    /// is dropped.
     static void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
     /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones. Throws
@@ -106,10 +111,10 @@ public:
     static std::shared_ptr<KIVFlagsOverrides> overrides();
 
     /// Receives what the application's own callbacks threw: the source (0 dynamic-properties rule, 1
-    /// configuration-fetched handler, 2 impression handler, 3 computed property) and the exception, on the thread on
-    /// which it happened. An empty handler takes the present one away.
-    static void
-    setUserspaceUnhandledErrorHandler(std::function<void(unsigned source, const KIVException& exception)> handler);
+    /// configuration-fetched handler, 2 impression handler, 3 computed property) and the exception, on the
+    /// thread on which it happened. An empty handler takes the present one away.
+    static void setUserspaceUnhandledErrorHandler(
+        std::function<void(unsigned source, const KIVException& exception)> handler);
 
     static std::optional<std::string> currentSDKKey();
 
@@ -118,8 +123,9 @@ public:
     /// This build has been switched off for this application; setup then does nothing.
     static bool isVersionSwitchedOff();
 
-    /// For wrappers in other languages, over the names of `KIVClassRegistry`; empty when a name is unknown. The first
-    /// calls an operation of the object, the second one of the class, the third an operation of what that answered.
+    /// For wrappers in other languages, over the names of `KIVClassRegistry`; empty when a name is unknown.
+    /// The first calls an operation of the object, the second one of the class, the third an operation of
+    /// what that answered.
     static std::any run(const std::string& method, const std::any& instance);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction,

@@ -9,19 +9,22 @@
 #include <kiv/KIVDate.h>
 #include <kiv/KIVDynamicPropertyContext.h>
 
-/// Callbacks that compute a property each time an expression asks for it. They take the name of the flag that is being
-/// evaluated and the values that the read was given, and run on the thread that reads the flag. What they throw goes to
-/// the unhandled-error handler with the source 3, and the flag serves its default. An empty answer is `undefined`.
-using KIVStringBlock =
-    std::function<std::optional<std::string>(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
+/// Callbacks that compute a property each time an expression asks for it. They take the name of the flag that
+/// is being evaluated and the values that the read was given, and run on the thread that reads the flag. What
+/// they throw goes to the unhandled-error handler with the source 3, and the flag serves its default. An
+/// empty answer is `undefined`.
+using KIVStringBlock = std::function<std::optional<std::string>(std::string_view flagName,
+                                                                const KIVDynamicPropertyContext& context)>;
 using KIVBoolBlock = std::function<bool(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
-using KIVIntBlock = std::function<std::int32_t(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
-using KIVDoubleBlock = std::function<double(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
-using KIVDateBlock =
-    std::function<std::optional<KIVDate>(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
+using KIVIntBlock =
+    std::function<std::int32_t(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
+using KIVDoubleBlock =
+    std::function<double(std::string_view flagName, const KIVDynamicPropertyContext& context)>;
+using KIVDateBlock = std::function<std::optional<KIVDate>(std::string_view flagName,
+                                                          const KIVDynamicPropertyContext& context)>;
 
-/// Answers for properties that nobody registered. Takes the property's name and the values that the read was given;
-/// a text, a number or a boolean reaches the expression, everything else is `undefined` there. Runs on the thread that
-/// reads the flag; what it throws goes to the unhandled-error handler with the source 0.
+/// Answers for properties that nobody registered. Takes the property's name and the values that the read was
+/// given; a text, a number or a boolean reaches the expression, everything else is `undefined` there. Runs on
+/// the thread that reads the flag; what it throws goes to the unhandled-error handler with the source 0.
 using KIVDynamicPropertiesRule =
     std::function<KivxValue(std::string_view propertyName, const KIVDynamicPropertyContext& context)>;

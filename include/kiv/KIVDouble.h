@@ -2,7 +2,8 @@
 
 #include <kiv/KIVString.h>
 
-/// A flag with a number as its value. A configured value that is no plain decimal number counts as the default.
+/// A flag with a number as its value. A configured value that is no plain decimal number counts as the
+/// default.
 class KIV_API KIVDouble : public KIVString {
 public:
     KIVDouble() = delete;

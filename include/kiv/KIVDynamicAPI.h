@@ -15,10 +15,11 @@ class KIVString;
 
 /// Flags by name, without a container.
 ///
-/// The first read of a name makes a flag of the type of the call, with its default and variations; every later read
-/// finds that flag, whatever its type, and uses the default of its own call. A name that a container registered is
-/// served by the container's flag. A null context stands for no values. Callable from any thread. Each read throws
-/// "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"), or a variation of a flag that it makes
+/// The first read of a name makes a flag of the type of the call, with its default and variations; every
+/// later read finds that flag, whatever its type, and uses the default of its own call. A name that a
+/// container registered is served by the container's flag. A null context stands for no values. Callable from
+/// any thread. Each read throws "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"),
+/// or a variation of a flag that it makes
 /// ("Feature flag variation cannot be nil").
 class KIV_API KIVDynamicAPI {
 public:

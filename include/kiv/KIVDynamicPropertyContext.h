@@ -17,7 +17,8 @@ public:
 
     KIVDynamicPropertyContext() = delete;
 
-    /// Property names and their values: texts, numbers and booleans reach expressions, all else is `undefined` there.
+    /// Property names and their values: texts, numbers and booleans reach expressions, all else is
+    /// `undefined` there.
     explicit KIVDynamicPropertyContext(Values values);
 
     /// Asks `localContext` first and `globalContext` for what that one does not know.

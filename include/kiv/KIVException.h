@@ -32,8 +32,8 @@ public:
     /// "UnrecognizedOperation" with the reason.
     static KIVException unrecognizedOperation(std::string reason);
 
-    /// The exception being handled, as a `KIVException`: itself if it is one, else one named "std::exception" or
-    /// "unknown" with what the exception tells about itself. Call it only inside a `catch`.
+    /// The exception being handled, as a `KIVException`: itself if it is one, else one named "std::exception"
+    /// or "unknown" with what the exception tells about itself. Call it only inside a `catch`.
     static KIVException current();
 
 private:

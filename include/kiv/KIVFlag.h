@@ -11,7 +11,8 @@ public:
     using Action = std::function<void()>;
 
     KIVFlag() : KIVFlag(false) {}
-    explicit KIVFlag(std::same_as<bool> auto defaultValue) : KIVString(text(defaultValue), {"true", "false"}) {}
+    explicit KIVFlag(std::same_as<bool> auto defaultValue)
+        : KIVString(text(defaultValue), {"true", "false"}) {}
     KIVFlag(std::same_as<bool> auto defaultValue, unsigned freeze)
         : KIVString(text(defaultValue), {"true", "false"}, freeze) {}
 
@@ -19,14 +20,15 @@ public:
     bool isEnabled() const { return getBoolValue(); }
     bool isEnabled(const KIVDynamicPropertyContext& context) const;
 
-    /// Reads the flag and calls the action on this thread when it is enabled (`disabled`: when it is not) and not empty.
+    /// Reads the flag and calls the action on this thread when it is enabled (`disabled`: when it is not) and
+    /// not empty.
     void enabled(const Action& action) const;
     void enabled(const Action& action, const KIVDynamicPropertyContext& context) const;
     void disabled(const Action& action) const;
     void disabled(const Action& action, const KIVDynamicPropertyContext& context) const;
 
-    /// Reads the flag; unless it is enabled and the first action ran, reads it again for the second. So a disabled flag
-    /// makes two impressions.
+    /// Reads the flag; unless it is enabled and the first action ran, reads it again for the second. So a
+    /// disabled flag makes two impressions.
     void enabled(const Action& whenEnabled, const Action& whenDisabled) const;
     void enabled(const Action& whenEnabled, const Action& whenDisabled,
                  const KIVDynamicPropertyContext& context) const;

@@ -14,9 +14,9 @@ class KIVString;
 
 /// Values that a developer puts in place of flags' own, by full flag name. They outlive the process.
 ///
-/// Changing one rewrites its file before the call returns; when the file cannot be written the change holds in memory
-/// and one line is logged. Those of a client that another key's setup has replaced are to be let go of: they would
-/// write their own table over the file. Callable from any thread.
+/// Changing one rewrites its file before the call returns; when the file cannot be written the change holds
+/// in memory and one line is logged. Those of a client that another key's setup has replaced are to be let go
+/// of: they would write their own table over the file. Callable from any thread.
 class KIV_API KIVFlagsOverrides {
 public:
     /// For the library. Loads what is stored; makes the folder when it is missing.

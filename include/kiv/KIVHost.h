@@ -9,9 +9,9 @@
 
 /// What the library takes from the device and from the application it runs in.
 ///
-/// An application may fill in any field and hand the whole to `configure` before its first call of `KIVCore`; what
-/// it leaves empty is detected, and what cannot be detected is missing. All folders are absolute paths without a
-/// trailing slash.
+/// An application may fill in any field and hand the whole to `configure` before its first call of `KIVCore`;
+/// what it leaves empty is detected, and what cannot be detected is missing. All folders are absolute paths
+/// without a trailing slash.
 struct KIV_API KIVHost {
     struct Screen {
         int width = 0;  ///< points
@@ -47,23 +47,24 @@ struct KIV_API KIVHost {
     /// Proxy for all requests, in place of the environment's.
     std::optional<std::string> proxy;
 
-    /// Receives every line that the library logs, without a line break. Called on the thread that logs, from several
-    /// threads at once. It may call the library; what the library logs meanwhile is left out. Lines go to standard
-    /// error when it is empty.
+    /// Receives every line that the library logs, without a line break. Called on the thread that logs, from
+    /// several threads at once. It may call the library; what the library logs meanwhile is left out. Lines
+    /// go to standard error when it is empty.
     std::function<void(const std::string& line)> logSink;
 
-    /// The application's main queue: runs the given task later, in order, on the application's main thread. A thread
-    /// of the library takes its place when it is empty.
+    /// The application's main queue: runs the given task later, in order, on the application's main thread. A
+    /// thread of the library takes its place when it is empty.
     std::function<void(std::function<void()> task)> mainQueue;
 
-    /// Replaces what the application told before. Call it before the first call of `KIVCore`: objects that exist
-    /// already keep what they have read. Callable from any thread.
+    /// Replaces what the application told before. Call it before the first call of `KIVCore`: objects that
+    /// exist already keep what they have read. Callable from any thread.
     static void configure(KIVHost host);
 
     /// What the application told, completed with what was detected. Never null. Callable from any thread.
     static std::shared_ptr<const KIVHost> current();
 
-    /// The application says that it has returned to the foreground. The library thaws flags of level 2 and above and
-    /// fetches; this happens on the calling thread, which does not wait for the network. Callable from any thread.
+    /// The application says that it has returned to the foreground. The library thaws flags of level 2 and
+    /// above and fetches; this happens on the calling thread, which does not wait for the network. Callable
+    /// from any thread.
     static void applicationWillEnterForeground();
 };

@@ -16,8 +16,8 @@ struct KIVOptions {
     bool disableSyncLoadingFallback = false;
     /// Accept configuration documents without a valid signature. Always the case for keys of the UUID form.
     bool disableSignatureVerification = false;
-    /// Called after each fetch with its result, on the thread that fetched; for a stored or embedded document on the
-    /// thread of setup, before setup returns.
+    /// Called after each fetch with its result, on the thread that fetched; for a stored or embedded document
+    /// on the thread of setup, before setup returns.
     std::function<void(const KIVFetcherResult& result)> onConfigurationFetched = {};
     /// Called for each flag that was read and evaluated, on the thread that read it.
     std::function<void(const KIVReportingValue& value)> impressionHandler = {};

@@ -19,20 +19,20 @@ class KivxParser;
 
 /// A text flag, and the base of every flag.
 ///
-/// Its value is computed on each read: a forced value wins, then a local override, then a frozen value, then the
-/// expression that the configuration assigned to it; the default when nothing applies. Reading is safe from any
-/// thread, never blocks on the network and never throws. Reads may run callbacks of the application on the reading
-/// thread: computed properties, the dynamic-properties rule and the impression handler.
+/// Its value is computed on each read: a forced value wins, then a local override, then a frozen value, then
+/// the expression that the configuration assigned to it; the default when nothing applies. Reading is safe
+/// from any thread, never blocks on the network and never throws. Reads may run callbacks of the application
+/// on the reading thread: computed properties, the dynamic-properties rule and the impression handler.
 ///
-/// Freeze levels say when a value that was read once is kept: 0, for good; 1, until `unfreeze` or the next setup;
-/// 2, also until the application returns to the foreground; 3, never (the default).
+/// Freeze levels say when a value that was read once is kept: 0, for good; 1, until `unfreeze` or the next
+/// setup; 2, also until the application returns to the foreground; 3, never (the default).
 class KIV_API KIVString {
 public:
     /// A flag without variations but its default. The freeze level is the library's default.
     explicit KIVString(std::string defaultValue);
 
-    /// The default is appended to the variations when it is not among them. The freeze level is the library's default.
-    /// Throws "InvalidArgument" ("Feature flag variation cannot be nil") when a variation is nil.
+    /// The default is appended to the variations when it is not among them. The freeze level is the library's
+    /// default. Throws "InvalidArgument" ("Feature flag variation cannot be nil") when a variation is nil.
     KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations);
 
     /// The same with a freeze level of its own, 0 to 3, which the library's default does not change.
@@ -49,8 +49,8 @@ public:
     std::string value() const { return getStringValue(); }
     std::string value(const KIVDynamicPropertyContext& context) const;
 
-    /// Readings as the type named; without a default of their own they fall back to the flag's. A null context stands
-    /// for all switches on and no values.
+    /// Readings as the type named; without a default of their own they fall back to the flag's. A null
+    /// context stands for all switches on and no values.
     std::string getStringValue(const EvaluationContext* context = nullptr) const;
     std::string getStringValue(const EvaluationContext* context, std::string_view defaultValue) const;
     bool getBoolValue(const EvaluationContext* context = nullptr) const;
@@ -88,15 +88,16 @@ public:
     void setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides, std::shared_ptr<const KivxParser> parser,
                       std::shared_ptr<const KIVExperimentModel> experiment);
 
-    /// Announces that a value was read, when the flag has a name: posts "KIVFlagImpressionNotification" with a
-    /// `KIVFlagImpression`.
+    /// Announces that a value was read, when the flag has a name: posts "KIVFlagImpressionNotification" with
+    /// a `KIVFlagImpression`.
     void flagImpressedWithValue(std::string_view value, const EvaluationContext& context) const;
 
     /// Class, name and current value, for a person to read.
     std::string description() const;
 
 protected:
-    /// For flags that write their variations as texts of their own. The level is the library's default when empty.
+    /// For flags that write their variations as texts of their own. The level is the library's default when
+    /// empty.
     KIVString(std::string defaultValue, std::vector<std::string> variations, std::optional<unsigned> freeze);
 
     /// The name of the flag's class, for `description`.
@@ -111,8 +112,8 @@ private:
 
     std::string internalValue(const EvaluationContext* context, std::string_view defaultValue,
                               Normalizer normalize) const;
-    std::string evaluateValue(const State& state, const EvaluationContext& context, std::string_view defaultValue,
-                              Normalizer normalize) const;
+    std::string evaluateValue(const State& state, const EvaluationContext& context,
+                              std::string_view defaultValue, Normalizer normalize) const;
     void keepValue(const State& state, const std::string& value) const;
     void clearName();
     void setNameIfNone(const std::string& name);

@@ -16,8 +16,8 @@
 /// A value of the expression language, and what the application gives for properties.
 ///
 /// `none` is the absence of a value (what an empty stack pops, what a callback answers for "I do not know");
-/// `undefined` is a value of the language. Conversions follow one rule: `none` gives false, 0 or nothing; `undefined`
-/// and values of a kind that cannot be converted throw a `KIVException`.
+/// `undefined` is a value of the language. Conversions follow one rule: `none` gives false, 0 or nothing;
+/// `undefined` and values of a kind that cannot be converted throw a `KIVException`.
 class KIV_API KivxValue {
 public:
     enum class Kind { none, undefined, boolean, integer, real, string, date, array, dictionary };
@@ -33,8 +33,8 @@ public:
     KivxValue(std::nullopt_t) noexcept {}
     KivxValue(std::same_as<bool> auto value) noexcept : value_(value) {}
     template <std::integral Integer>
-        requires(!std::same_as<Integer, bool>)
-    KivxValue(Integer value) noexcept : value_(static_cast<std::int64_t>(value)) {}
+    requires(!std::same_as<Integer, bool>) KivxValue(Integer value)
+    noexcept : value_(static_cast<std::int64_t>(value)) {}
     KivxValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     KivxValue(std::string text) noexcept : value_(std::move(text)) {}
     KivxValue(std::string_view text) : value_(std::string(text)) {}
@@ -86,8 +86,8 @@ public:
     /// A value that owns its text.
     KivxValue owned() &&;
 
-    /// Numbers by value whatever their kind (true equals 1 equals 1.0), texts by content, `undefined` only itself,
-    /// `none` nothing at all.
+    /// Numbers by value whatever their kind (true equals 1 equals 1.0), texts by content, `undefined` only
+    /// itself, `none` nothing at all.
     friend KIV_API bool operator==(const KivxValue& a, const KivxValue& b);
 
 private:

@@ -34,8 +34,8 @@ private:
 
 /// Tells whoever asked about an event, on the thread on which it happens, before `post` returns.
 ///
-/// No lock is held while observers run: they may post, add and remove observers, and call any other part of the
-/// library. What an observer throws ends with it. Callable from any thread.
+/// No lock is held while observers run: they may post, add and remove observers, and call any other part of
+/// the library. What an observer throws ends with it. Callable from any thread.
 class KIV_API NotificationCenter {
 public:
     using Observer = std::function<void(const Notification&)>;
@@ -52,8 +52,8 @@ public:
     /// Calls the observer for every notification of that name from now on, until the token is removed.
     [[nodiscard]] Token addObserver(std::string name, Observer observer);
 
-    /// The observer is not called for notifications posted later; a call under way on another thread may still be
-    /// at work when this returns.
+    /// The observer is not called for notifications posted later; a call under way on another thread may
+    /// still be at work when this returns.
     void removeObserver(Token token);
 
     void post(const Notification& notification) const;

@@ -34,12 +34,13 @@ void addOperation(const char* name, Result (*operation)()) {
 void addOperations() {
     using Overrides = std::shared_ptr<KIVFlagsOverrides>;
     static const bool added = [] {
-        KIVClassRegistry::shared().addInstanceOperation(typeid(Overrides), "clearOverrides", [](const std::any& object) {
-            if (const auto& overrides = std::any_cast<const Overrides&>(object)) {
-                overrides->clearOverrides();
-            }
-            return std::any();
-        });
+        KIVClassRegistry::shared().addInstanceOperation(
+            typeid(Overrides), "clearOverrides", [](const std::any& object) {
+                if (const auto& overrides = std::any_cast<const Overrides&>(object)) {
+                    overrides->clearOverrides();
+                }
+                return std::any();
+            });
         addOperation("state", &KIVCore::state);
         addOperation("shutdown", &KIVCore::shutdown);
         addOperation("reset", &KIVCore::reset);
@@ -67,7 +68,8 @@ void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options) {
     setupWithKey(key, std::move(options), "Objective-C", "Objective-C");
 }
 
-void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options, const std::string&, const std::string&) {
+void KIVCore::setupWithKey(KIVNullableString key, KIVOptions options, const std::string&,
+                           const std::string&) {
     instance().setup(key.view(), std::move(options));
 }
 
@@ -96,7 +98,9 @@ void KIVCore::register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseCont
     instance().classRegister().handleContainer(container, nameSpace);
 }
 
-void KIVCore::handleNamespace(KIVNullableString nameSpace) { instance().classRegister().handleNamespace(nameSpace); }
+void KIVCore::handleNamespace(KIVNullableString nameSpace) {
+    instance().classRegister().handleNamespace(nameSpace);
+}
 
 void KIVCore::setCustomStringProperty(std::string value, std::string key) {
     addProperty(KIVCustomProperty::withStringValue(std::move(key), std::move(value)));
@@ -239,4 +243,6 @@ std::shared_ptr<KIVTargetGroupRepository> KIVCore::targetGroupRepository() {
     return instance().targetGroupRepository();
 }
 
-std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> KIVCore::errorInvoker() { return instance().errorInvoker(); }
+std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> KIVCore::errorInvoker() {
+    return instance().errorInvoker();
+}

@@ -66,7 +66,8 @@ void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
         setupInternal(keyText, std::move(options));
     } catch (...) {
         state_ = failed;
-        KIV_DEBUG_LOG("Error: setupWithKey failed for SDK key %@: %@", keyText, KIVException::current().what());
+        KIV_DEBUG_LOG("Error: setupWithKey failed for SDK key %@: %@", keyText,
+                      KIVException::current().what());
         throw;
     }
     state_ = setUp;
@@ -78,9 +79,10 @@ void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) 
         throw KIVException("wrong apiKey format", "Please enter a valid apiKey");
     }
     if (KIVCore::isVersionSwitchedOff()) {
-        kiv::plainLog(kiv::format("Current KIV SDK version (%@) was switched off for this app, please contact ",
-                                  KIVC_buildNumber) +
-                      supportAddress);
+        kiv::plainLog(
+            kiv::format("Current KIV SDK version (%@) was switched off for this app, please contact ",
+                        KIVC_buildNumber) +
+            supportAddress);
         return;
     }
     setupGlobalDebugLevels(options);
@@ -117,7 +119,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
 }
 
 std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key,
-                                                                                     bool makeCurrent) {
+                                                                                bool makeCurrent) {
     std::shared_ptr<KIVFeatureFlagsRepository> flags;
     bool isNew = false;
     {
@@ -142,12 +144,13 @@ std::shared_ptr<KIVDeviceProperties>
 KIVCoreInstance::takeDeviceProperties(const std::string& key, const KIVOptions& options,
                                       std::shared_ptr<KIVFeatureFlagsRepository> flags) {
     if (auto present = devicePropertiesForSDKKey(key)) {
-        KIV_DEBUG_LOG("KIVCore: Reusing existing device properties for SDK key: %@, BUID: %@", key, present->buid());
+        KIV_DEBUG_LOG("KIVCore: Reusing existing device properties for SDK key: %@, BUID: %@", key,
+                      present->buid());
         return present;
     }
     // Made outside the lock: it registers properties, and observers of those may call the facade.
-    auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate, propertiesRepository_,
-                                                      std::move(flags));
+    auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate,
+                                                      propertiesRepository_, std::move(flags));
     const kiv::WriterLock lock(fieldsLock_);
     return devicePropertiesPerSDKKey_.emplace(key, std::move(made)).first->second;
 }
@@ -182,7 +185,7 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .deviceProperties = deviceProperties,
         .dataPersistency = dataPersistency,
         .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),
-                                                                         deviceProperties->getPropsCopy()),
+                                                                          deviceProperties->getPropsCopy()),
         .appVersionMonitor = std::make_shared<const KIVAppVersionMonitor>(*dataPersistency),
         .configurationFetchedHandler = options.onConfigurationFetched,
         .impressionHandler = options.impressionHandler,
@@ -192,13 +195,15 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .targetGroupRepository = targetGroupRepository_,
         .errorInvoker = errorInvoker_,
         .environment = std::make_shared<const KIVEnvironment>(options.networkConfigurations),
-        .flagsRepositoryForSDKKey = [this](const std::string& key) { return takeFlagsRepository(key, false); },
+        .flagsRepositoryForSDKKey =
+            [this](const std::string& key) { return takeFlagsRepository(key, false); },
         .devicePropertiesForSDKKey =
             [this, certificate = options.customSigningCertificate](const std::string& key) {
                 auto present = devicePropertiesForSDKKey(key);
-                return present ? present
-                               : std::make_shared<KIVDeviceProperties>(key, certificate, propertiesRepository_,
-                                                                       takeFlagsRepository(key, false));
+                return present
+                           ? present
+                           : std::make_shared<KIVDeviceProperties>(key, certificate, propertiesRepository_,
+                                                                   takeFlagsRepository(key, false));
             },
     });
 }
@@ -220,10 +225,12 @@ void KIVCoreInstance::switchToSDKKey(const std::string& key) {
     {
         const kiv::WriterLock lock(fieldsLock_);
         currentSDKKey_ = key;
-        if (const auto found = devicePropertiesPerSDKKey_.find(key); found != devicePropertiesPerSDKKey_.end()) {
+        if (const auto found = devicePropertiesPerSDKKey_.find(key);
+            found != devicePropertiesPerSDKKey_.end()) {
             deviceProperties_ = found->second;
         }
-        if (const auto found = flagsRepositoriesPerSDKKey_.find(key); found != flagsRepositoriesPerSDKKey_.end()) {
+        if (const auto found = flagsRepositoriesPerSDKKey_.find(key);
+            found != flagsRepositoriesPerSDKKey_.end()) {
             flags = found->second;
         }
     }
@@ -261,7 +268,8 @@ std::shared_ptr<KIVString> KIVCoreInstance::findFlag(std::string_view name) cons
 
 void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string& name) {
     {
-        // One step with the making of a key's repository out of the shared one: no flag falls between the two.
+        // One step with the making of a key's repository out of the shared one: no flag falls between the
+        // two.
         const kiv::WriterLock lock(fieldsLock_);
         flagsRepository_->takeFeature(flag, name);
         const auto current = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)

@@ -20,8 +20,8 @@
 
 class KIVClient;
 
-/// The one object behind the facade: it owns what all keys share, what each key has, and the current client. Made at
-/// the first use and never destroyed, so that nothing depends on the order in which a process ends.
+/// The one object behind the facade: it owns what all keys share, what each key has, and the current client.
+/// Made at the first use and never destroyed, so that nothing depends on the order in which a process ends.
 class KIVCoreInstance {
 public:
     static KIVCoreInstance& getInstance();
@@ -34,8 +34,12 @@ public:
     unsigned state() const { return state_.load(std::memory_order_seq_cst); }
 
     const std::shared_ptr<KIVFeatureFlagsRepository>& flagsRepository() const { return flagsRepository_; }
-    const std::shared_ptr<KIVCustomPropertiesRepository>& propertiesRepository() const { return propertiesRepository_; }
-    const std::shared_ptr<KIVTargetGroupRepository>& targetGroupRepository() const { return targetGroupRepository_; }
+    const std::shared_ptr<KIVCustomPropertiesRepository>& propertiesRepository() const {
+        return propertiesRepository_;
+    }
+    const std::shared_ptr<KIVTargetGroupRepository>& targetGroupRepository() const {
+        return targetGroupRepository_;
+    }
     const std::shared_ptr<KIVUserspaceUnhandledErrorInvoker>& errorInvoker() const { return errorInvoker_; }
     const std::shared_ptr<KIVDynamicAPI>& dynamicAPI() const { return dynamicAPI_; }
     KIVClassRegister& classRegister() { return classRegister_; }
@@ -60,8 +64,9 @@ private:
     void setupInternal(const std::string& key, KIVOptions options);
     void setupInstance(const std::string& key, const KIVOptions& options);
     std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key, bool makeCurrent);
-    std::shared_ptr<KIVDeviceProperties> takeDeviceProperties(const std::string& key, const KIVOptions& options,
-                                                              std::shared_ptr<KIVFeatureFlagsRepository> flags);
+    std::shared_ptr<KIVDeviceProperties>
+    takeDeviceProperties(const std::string& key, const KIVOptions& options,
+                         std::shared_ptr<KIVFeatureFlagsRepository> flags);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     std::shared_ptr<KIVClient> createClient(const KIVOptions& options);
 
@@ -80,6 +85,7 @@ private:
     std::shared_ptr<KIVDeviceProperties> deviceProperties_;
     std::shared_ptr<KIVClient> client_;
     std::map<std::string, std::shared_ptr<KIVDeviceProperties>, std::less<>> devicePropertiesPerSDKKey_;
-    std::map<std::string, std::shared_ptr<KIVFeatureFlagsRepository>, std::less<>> flagsRepositoriesPerSDKKey_;
+    std::map<std::string, std::shared_ptr<KIVFeatureFlagsRepository>, std::less<>>
+        flagsRepositoriesPerSDKKey_;
     std::optional<std::string> currentSDKKey_;
 };

@@ -54,7 +54,8 @@ KIVClient::KIVClient(Parts parts)
     const auto targetGroups =
         std::make_shared<const KIVTargetGroupSource>(parts_.targetGroupRepository, targetGroupLinkArchiver_);
     KivxExperimentsExtensions(*parser_, targetGroups, flagValues).extend();
-    KivxCustomPropertiesExtensions(*parser_, parts_.propertiesRepository, parts_.dynamicPropertiesRule).extend();
+    KivxCustomPropertiesExtensions(*parser_, parts_.propertiesRepository, parts_.dynamicPropertiesRule)
+        .extend();
     featureFlagSetter_ = KIVFeatureFlagsSetter::create({
         .distinctId = [deviceProperties = parts_.deviceProperties] { return deviceProperties->distinctId(); },
         .parser = parser_,
@@ -82,7 +83,8 @@ void KIVClient::observe(std::string_view name, kiv::NotificationCenter::Observer
 }
 
 void KIVClient::start() {
-    observe("KIVApplicationWillEnterForegroundNotification", [this](const auto&) { applicationWillEnterForeground(); });
+    observe("KIVApplicationWillEnterForegroundNotification",
+            [this](const auto&) { applicationWillEnterForeground(); });
 }
 
 void KIVClient::stopObserving() {
@@ -98,7 +100,8 @@ void KIVClient::addInternalProperties() {
     const KIVDeviceProperties& device = *parts_.deviceProperties;
     KIVCustomPropertiesRepository& repository = *parts_.propertiesRepository;
     repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.appKey", device.appKey()));
-    repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.realPlatform", device.platform()));
+    repository.addCustomProperty(
+        KIVCustomProperty::withStringValue("kiv.internal.realPlatform", device.platform()));
     repository.addCustomProperty(
         KIVCustomProperty::withStringValue("kiv.internal.customPlatform", device.platform()));
     repository.addCustomProperty(
@@ -198,7 +201,8 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
             .hasChanges = result.hasChanges,
         });
     } catch (...) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler, KIVException::current());
+        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler,
+                                     KIVException::current());
     }
 }
 

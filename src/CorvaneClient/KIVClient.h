@@ -33,7 +33,8 @@ class KIVTargetGroupRepository;
 class KIVUserspaceUnhandledErrorInvoker;
 class KivxParser;
 
-/// The working object of the current key: it owns the evaluator and the setter, and fetches and applies configurations.
+/// The working object of the current key: it owns the evaluator and the setter, and fetches and applies
+/// configurations.
 ///
 /// Made by the facade's setup for one key. Callable from any thread.
 class KIVClient {
@@ -54,8 +55,10 @@ public:
         std::shared_ptr<KIVTargetGroupRepository> targetGroupRepository;
         std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker;
         std::shared_ptr<const KIVEnvironment> environment;
-        /// The facade's flags and device properties of another key: the one that was made current for this launch.
-        std::function<std::shared_ptr<KIVFeatureFlagsRepository>(const std::string& key)> flagsRepositoryForSDKKey;
+        /// The facade's flags and device properties of another key: the one that was made current for this
+        /// launch.
+        std::function<std::shared_ptr<KIVFeatureFlagsRepository>(const std::string& key)>
+            flagsRepositoryForSDKKey;
         std::function<std::shared_ptr<KIVDeviceProperties>(const std::string& key)> devicePropertiesForSDKKey;
     };
 
@@ -65,18 +68,19 @@ public:
     KIVClient(const KIVClient&) = delete;
     KIVClient& operator=(const KIVClient&) = delete;
 
-    /// Thaws the flags of level 1 and above and fetches for the first time: a stored or embedded configuration is
-    /// applied, and the configuration-fetched handler called for it, before this returns.
+    /// Thaws the flags of level 1 and above and fetches for the first time: a stored or embedded
+    /// configuration is applied, and the configuration-fetched handler called for it, before this returns.
     void setup();
 
     /// Stops observing and empties the flags repository.
     void shutdown();
 
-    /// Stops observing, also on the setter's part: the client hears of nothing and gives flags nothing any more.
+    /// Stops observing, also on the setter's part: the client hears of nothing and gives flags nothing any
+    /// more.
     void stopObserving();
 
-    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for. Does nothing before
-    /// the first fetch, which is setup's own.
+    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for. Does
+    /// nothing before the first fetch, which is setup's own.
     void fetchConfigurationFromURLExpanding(const std::optional<std::string>& source);
 
     /// Applies a configuration, unless it was made for another application.
@@ -90,7 +94,9 @@ public:
     void applicationWillEnterForeground();
 
     const KIVClientOptions& clientOptions() const { return *parts_.clientOptions; }
-    const std::shared_ptr<KIVFeatureFlagsRepository>& flagsRepository() const { return parts_.flagsRepository; }
+    const std::shared_ptr<KIVFeatureFlagsRepository>& flagsRepository() const {
+        return parts_.flagsRepository;
+    }
     const std::shared_ptr<KIVConfiguration>& configuration() const { return parts_.configuration; }
     const std::shared_ptr<KivxParser>& parser() const { return parser_; }
     const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }

@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
-/// How flags read numbers out of configured texts. Texts that are no number of the asked form give the default.
+/// How flags read numbers out of configured texts. Texts that are no number of the asked form give the
+/// default.
 
 /// "7" and "7.0" give 7; "7.5", "abc" and "0.0" give the default's integer reading.
 std::int64_t parseInt(std::string_view text, std::string_view defaultValue);

@@ -23,7 +23,8 @@ void KIVClassRegister::handleNamespace(KIVNullableString nameSpace) {
     if (!namespaceStore_.insert(nameSpace.string()).second) {
         throw KIVException(
             invalidNamespace,
-            kiv::format("A container with the given namesapce ('%@') has already been registered.", nameSpace.view()));
+            kiv::format("A container with the given namesapce ('%@') has already been registered.",
+                        nameSpace.view()));
     }
 }
 

@@ -9,7 +9,8 @@
 #include <kiv/KIVBaseContainer.h>
 #include <kiv/KIVNullableString.h>
 
-/// Registers containers and keeps the namespaces in use, which are never given back. Callable from any thread.
+/// Registers containers and keeps the namespaces in use, which are never given back. Callable from any
+/// thread.
 class KIVClassRegister {
 public:
     using AddFlag = std::function<void(std::shared_ptr<KIVString> flag, const std::string& name)>;

@@ -50,14 +50,16 @@ std::string KIVDynamicAPI::getValue(KIVNullableString name, const std::string& d
     return flag->getStringValue(&evaluation, defaultValue);
 }
 
-std::int64_t KIVDynamicAPI::getInt(KIVNullableString name, int defaultValue, const std::vector<int>& variations,
+std::int64_t KIVDynamicAPI::getInt(KIVNullableString name, int defaultValue,
+                                   const std::vector<int>& variations,
                                    const KIVDynamicPropertyContext* context) const {
     const auto flag = flagNamed(name, [&] { return std::make_shared<KIVInt>(defaultValue, variations); });
     const auto evaluation = evaluationWith(context);
     return flag->getIntValue(&evaluation, kiv::integerText(defaultValue));
 }
 
-double KIVDynamicAPI::getDouble(KIVNullableString name, double defaultValue, const std::vector<double>& variations,
+double KIVDynamicAPI::getDouble(KIVNullableString name, double defaultValue,
+                                const std::vector<double>& variations,
                                 const KIVDynamicPropertyContext* context) const {
     const auto flag = flagNamed(name, [&] { return std::make_shared<KIVDouble>(defaultValue, variations); });
     const auto evaluation = evaluationWith(context);

@@ -1,6 +1,7 @@
 #include "Flags/KIVFeatureFlagsParser.h"
 
-std::vector<KIVFeatureFlagId> KIVFeatureFlagsParser::parseWithConfiguration(const kiv::json::value& configuration) {
+std::vector<KIVFeatureFlagId>
+KIVFeatureFlagsParser::parseWithConfiguration(const kiv::json::value& configuration) {
     std::vector<KIVFeatureFlagId> flags;
     if (const auto* objects = configuration.if_array()) {
         for (const kiv::json::value& object : *objects) {

@@ -23,8 +23,8 @@ public:
     /// Takes over all that the other repository holds, without announcing it.
     explicit KIVFeatureFlagsRepository(const KIVFeatureFlagsRepository& other);
 
-    /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default one, puts it in
-    /// place of any flag of that name, and announces it.
+    /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default one,
+    /// puts it in place of any flag of that name, and announces it.
     void addFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
     /// The same without the announcement.
@@ -44,7 +44,8 @@ public:
     /// Also passes the level to every flag that uses the default one.
     void setFreezeLevel(unsigned level);
 
-    /// Takes every flag's name away and empties the repository. The flags themselves live on with their containers.
+    /// Takes every flag's name away and empties the repository. The flags themselves live on with their
+    /// containers.
     void clear();
 
     /// Writes the flags to the debug log, under the caption.

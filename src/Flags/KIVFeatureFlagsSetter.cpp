@@ -14,11 +14,11 @@ constexpr std::string_view analyticsFlag = "kiv.internal.analytics";
 
 std::shared_ptr<KIVFeatureFlagsSetter> KIVFeatureFlagsSetter::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
-    std::shared_ptr<KIVFeatureFlagsSetter> setter(new KIVFeatureFlagsSetter(std::move(parts)),
-                                                  [](KIVFeatureFlagsSetter* own) {
-                                                      own->shutdown();
-                                                      kiv::retire(std::unique_ptr<KIVFeatureFlagsSetter>(own));
-                                                  });
+    std::shared_ptr<KIVFeatureFlagsSetter> setter(
+        new KIVFeatureFlagsSetter(std::move(parts)), [](KIVFeatureFlagsSetter* own) {
+            own->shutdown();
+            kiv::retire(std::unique_ptr<KIVFeatureFlagsSetter>(own));
+        });
     setter->start();
     return setter;
 }
@@ -32,11 +32,12 @@ void KIVFeatureFlagsSetter::start() {
     auto& center = kiv::NotificationCenter::defaultCenter();
     {
         const kiv::WriterLock lock(observersLock_);
-        observers_.push_back(center.addObserver(std::string(KIVFlagAddedNotification), [this](const auto& added) {
-            if (const auto* flag = added.template object<std::shared_ptr<KIVString>>()) {
-                receiveFlagAdded(*flag);
-            }
-        }));
+        observers_.push_back(
+            center.addObserver(std::string(KIVFlagAddedNotification), [this](const auto& added) {
+                if (const auto* flag = added.template object<std::shared_ptr<KIVString>>()) {
+                    receiveFlagAdded(*flag);
+                }
+            }));
         observers_.push_back(
             center.addObserver(std::string(KIVFlagImpressionNotification), [this](const auto& impressed) {
                 if (const auto* impression = impressed.template object<KIVFlagImpression>()) {
@@ -142,7 +143,8 @@ void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impre
         return;
     }
     const auto found = applied.experiments->find(impression.flagName);
-    const KIVExperimentModel* experiment = found == applied.experiments->end() ? nullptr : found->second.get();
+    const KIVExperimentModel* experiment =
+        found == applied.experiments->end() ? nullptr : found->second.get();
     if (applied.analytics && experimentValueWithFlagName(analyticsFlag) == "true") {
         sendEvent(impression, experiment);
     }
@@ -150,8 +152,8 @@ void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impre
         return;
     }
     try {
-        parts_.impressionHandler(KIVReportingValue(std::string(impression.flagName), std::string(impression.value),
-                                                   experiment != nullptr,
+        parts_.impressionHandler(KIVReportingValue(std::string(impression.flagName),
+                                                   std::string(impression.value), experiment != nullptr,
                                                    impression.context.dynamicPropertyContext));
     } catch (...) {
         parts_.errorInvoker->trigger(KIVUserspaceSource::impressionHandler, KIVException::current());
@@ -165,14 +167,12 @@ void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
     }
     try {
         const auto sinceEpoch = kiv::Clock::current().now().time_since_epoch();
-        parts_.analytics->track(
-            "impression",
-            kiv::json::object{
-                {"distinctId", distinctIdFor(experiment, impression)},
-                {"flag", impression.flagName},
-                {"time", std::chrono::duration<double>(sinceEpoch).count()},
-                {"type", "IMPRESSION"},
-                {"value", impression.value}});
+        parts_.analytics->track("impression",
+                                kiv::json::object{{"distinctId", distinctIdFor(experiment, impression)},
+                                                  {"flag", impression.flagName},
+                                                  {"time", std::chrono::duration<double>(sinceEpoch).count()},
+                                                  {"type", "IMPRESSION"},
+                                                  {"value", impression.value}});
     } catch (...) {
         KIV_DEBUG_LOG("Error: sending analytics failed: %@", KIVException::current().what());
     }

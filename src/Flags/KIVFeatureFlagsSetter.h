@@ -42,7 +42,8 @@ public:
         std::shared_ptr<KIVImpressionEvents> analytics;
     };
 
-    /// Gives every flag of the repository the overrides and the parser, and observes additions and impressions.
+    /// Gives every flag of the repository the overrides and the parser, and observes additions and
+    /// impressions.
     static std::shared_ptr<KIVFeatureFlagsSetter> create(Parts parts);
     ~KIVFeatureFlagsSetter() = default;
     KIVFeatureFlagsSetter(const KIVFeatureFlagsSetter&) = delete;
@@ -61,7 +62,8 @@ public:
     void unfreezeFlagsWithLevel(unsigned level, std::string_view nameSpace);
     void unfreezeFlagWithName(std::string_view name);
 
-    /// What the configuration gives for a flag, registered or not; nothing when it has no experiment or no value.
+    /// What the configuration gives for a flag, registered or not; nothing when it has no experiment or no
+    /// value.
     std::optional<std::string> experimentValueWithFlagName(std::string_view name) const;
 
     std::shared_ptr<const KIVExperiments> experiments() const;
@@ -83,7 +85,8 @@ private:
     void receiveFlagAdded(const std::shared_ptr<KIVString>& flag);
     void receiveFlagImpression(const KIVFlagImpression& impression) const;
     void sendEvent(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
-    std::string distinctIdFor(const KIVExperimentModel* experiment, const KIVFlagImpression& impression) const;
+    std::string distinctIdFor(const KIVExperimentModel* experiment,
+                              const KIVFlagImpression& impression) const;
 
     const Parts parts_;
     std::shared_ptr<KIVFlagsOverrides> overrides_;

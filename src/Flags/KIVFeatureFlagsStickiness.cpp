@@ -9,8 +9,8 @@
 
 KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(
     std::function<std::shared_ptr<const KIVExperiments>()> experiments)
-    : experiments_(std::move(experiments)),
-      path_(KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/io.corvane/stickiness") {
+    : experiments_(std::move(experiments)), path_(KIVHost::current()->libraryDirectory.value_or("") +
+                                                  "/Application Support/io.corvane/stickiness") {
     const auto stored = kiv::readPropertyList(path_);
     if (!stored) {
         return;
@@ -38,7 +38,8 @@ void KIVFeatureFlagsStickiness::addStickyFlagWithName(const std::string& name, c
     }
 }
 
-std::optional<std::string> KIVFeatureFlagsStickiness::stickyValueForFlagWithName(const std::string& name) const {
+std::optional<std::string>
+KIVFeatureFlagsStickiness::stickyValueForFlagWithName(const std::string& name) const {
     const std::lock_guard lock(lock_);
     const auto found = stickyFlags_.find(name);
     return found == stickyFlags_.end() ? std::nullopt : std::optional<std::string>(found->second);

@@ -22,7 +22,8 @@ public:
     std::optional<std::string> stickyValueForFlagWithName(const std::string& name) const;
     void clearStickiness();
 
-    /// Keeps the value of a flag that froze, when its experiment is sticky and the flag has no value here yet.
+    /// Keeps the value of a flag that froze, when its experiment is sticky and the flag has no value here
+    /// yet.
     void receiveFlagFreezed(const KIVString& flag);
 
 private:

@@ -67,7 +67,9 @@ void KIVFlagsOverrides::clearOverrides() {
     kiv::removeFile(pathForOverridesFile());
 }
 
-std::string KIVFlagsOverrides::originalValueForFeature(const KIVString& flag) const { return flag.originalValue(); }
+std::string KIVFlagsOverrides::originalValueForFeature(const KIVString& flag) const {
+    return flag.originalValue();
+}
 
 std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
     std::map<std::string, std::string> all;

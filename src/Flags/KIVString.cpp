@@ -17,7 +17,9 @@ namespace {
 
 constexpr unsigned neverFrozen = 3;
 
-std::string normalizedBoolean(std::string_view value, std::string_view) { return value == "true" ? "true" : "false"; }
+std::string normalizedBoolean(std::string_view value, std::string_view) {
+    return value == "true" ? "true" : "false";
+}
 
 std::string normalizedInteger(std::string_view value, std::string_view defaultValue) {
     return kiv::integerText(parseInt(value, defaultValue));
@@ -46,7 +48,8 @@ struct KIVString::State {
     unsigned freezeLevel = neverFrozen;
     bool isUsingDefaultFreezeLevel = false;
     bool isFreezed = false;
-    std::thread::id freezer; ///< who is evaluating the value that the flag froze with, nobody once it is there
+    std::thread::id
+        freezer;       ///< who is evaluating the value that the flag froze with, nobody once it is there
     std::string value; ///< the last value, kept for flags that can be frozen: nobody asks the others for it
     std::optional<std::string> forcedValue;
     std::shared_ptr<KIVFlagsOverrides> overrides;
@@ -60,10 +63,12 @@ KIVString::KIVString(std::string defaultValue)
 KIVString::KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations)
     : KIVString(std::move(defaultValue), checkedTexts(variations), std::nullopt) {}
 
-KIVString::KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations, unsigned freeze)
+KIVString::KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations,
+                     unsigned freeze)
     : KIVString(std::move(defaultValue), checkedTexts(variations), std::optional<unsigned>(freeze)) {}
 
-KIVString::KIVString(std::string defaultValue, std::vector<std::string> variations, std::optional<unsigned> freeze)
+KIVString::KIVString(std::string defaultValue, std::vector<std::string> variations,
+                     std::optional<unsigned> freeze)
     : defaultValue_(std::move(defaultValue)), variations_(std::move(variations)), state_(nullptr) {
     if (std::find(variations_.begin(), variations_.end(), defaultValue_) == variations_.end()) {
         variations_.push_back(defaultValue_);
@@ -98,7 +103,9 @@ std::string KIVString::getStringValue(const EvaluationContext* context, std::str
     return internalValue(context, defaultValue, nullptr);
 }
 
-bool KIVString::getBoolValue(const EvaluationContext* context) const { return getBoolValue(context, defaultValue_); }
+bool KIVString::getBoolValue(const EvaluationContext* context) const {
+    return getBoolValue(context, defaultValue_);
+}
 
 bool KIVString::getBoolValue(const EvaluationContext* context, std::string_view defaultValue) const {
     return internalValue(context, defaultValue, normalizedBoolean) == "true";
@@ -145,7 +152,8 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             return std::move(*override);
         }
     }
-    // While a flag freezes it has no frozen value yet: only the evaluation that freezes it sees the value before.
+    // While a flag freezes it has no frozen value yet: only the evaluation that freezes it sees the value
+    // before.
     const bool freezesElsewhere =
         state.freezer != std::thread::id() && state.freezer != std::this_thread::get_id();
     if (state.isFreezed && state.freezeLevel != neverFrozen && !freezesElsewhere) {
@@ -230,7 +238,8 @@ void KIVString::unfreezeWithLevel(unsigned level) {
     });
 }
 
-void KIVString::setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides, std::shared_ptr<const KivxParser> parser,
+void KIVString::setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides,
+                             std::shared_ptr<const KivxParser> parser,
                              std::shared_ptr<const KIVExperimentModel> experiment) {
     change([&](State& next) {
         next.overrides = std::move(overrides);

@@ -6,8 +6,8 @@
 
 namespace kiv {
 
-/// Standard alphabet with padding. White space, line breaks, other characters, missing or misplaced padding give
-/// nothing. The empty text is empty data.
+/// Standard alphabet with padding. White space, line breaks, other characters, missing or misplaced padding
+/// give nothing. The empty text is empty data.
 std::optional<std::string> decodeBase64(std::string_view text);
 
 /// Standard alphabet with padding, on one line.

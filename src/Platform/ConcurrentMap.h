@@ -14,7 +14,8 @@ namespace kiv {
 
 /// A map from text that any number of threads read without a lock while others change it.
 ///
-/// Reading takes a `ReadGuard`, or copies the shared pointer. Adding costs the same however many entries there are.
+/// Reading takes a `ReadGuard`, or copies the shared pointer. Adding costs the same however many entries
+/// there are.
 template <class V>
 class ConcurrentMap {
 public:
@@ -90,7 +91,8 @@ public:
 private:
     static constexpr std::size_t minimumSlots = 16;
 
-    /// A removed key keeps its entry, without a value, until the table grows: a reader that probes must not stop early.
+    /// A removed key keeps its entry, without a value, until the table grows: a reader that probes must not
+    /// stop early.
     struct Entry {
         std::string key;
         std::size_t hash;

@@ -69,7 +69,8 @@ struct SlotReturner {
 Slot* slotOfThread() {
     if (!threadSlot) {
         threadSlot = takeSlot();
-        // A guard opened by a later destructor of an ending thread keeps its slot: nothing would hand it back.
+        // A guard opened by a later destructor of an ending thread keeps its slot: nothing would hand it
+        // back.
         if (!threadEnded) {
             thread_local SlotReturner returner;
         }
@@ -107,9 +108,9 @@ void destroyAll(std::vector<Retired>& unseen) {
 
 } // namespace
 
-// The announcement must be visible before anything is loaded under the guard, and a publisher scans the announcements
-// after it has replaced the object: with both sides sequentially consistent, a guard that the scan misses loads the
-// new object.
+// The announcement must be visible before anything is loaded under the guard, and a publisher scans the
+// announcements after it has replaced the object: with both sides sequentially consistent, a guard that the
+// scan misses loads the new object.
 ReadGuard::ReadGuard() noexcept : slot_(slotOfThread()) {
     if (slot_->depth++ == 0) {
         slot_->epoch.store(registry().epoch.load(std::memory_order_seq_cst), std::memory_order_seq_cst);

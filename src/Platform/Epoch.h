@@ -8,10 +8,10 @@
 
 /// Snapshots that many threads read without a lock and without writing to shared memory.
 ///
-/// A reader opens a `ReadGuard` and loads what `Published` holds; what it has loaded stays valid until the guard closes.
-/// A writer publishes a new object; the old one is destroyed once no guard that could have seen it is open. A guard is
-/// no lock: nobody waits for it, so callbacks of any length may run under it. All they hold up is the release of
-/// memory.
+/// A reader opens a `ReadGuard` and loads what `Published` holds; what it has loaded stays valid until the
+/// guard closes. A writer publishes a new object; the old one is destroyed once no guard that could have seen
+/// it is open. A guard is no lock: nobody waits for it, so callbacks of any length may run under it. All they
+/// hold up is the release of memory.
 namespace kiv {
 
 struct Slot;
@@ -48,8 +48,9 @@ void retire(std::shared_ptr<T> object) {
 /// Destroys what has been retired and can no longer be seen.
 void collectRetired();
 
-/// Holds a mutex while something is replaced. What is retired meanwhile is destroyed after the thread's outermost lock
-/// of this kind has been given back: it may be an object of the application's, whose destructor may call the library.
+/// Holds a mutex while something is replaced. What is retired meanwhile is destroyed after the thread's
+/// outermost lock of this kind has been given back: it may be an object of the application's, whose
+/// destructor may call the library.
 class WriterLock {
 public:
     explicit WriterLock(std::mutex& mutex);

@@ -8,12 +8,14 @@
 /// Small files, read and written whole. Nothing here throws; a failure is an empty result or false.
 namespace kiv {
 
-/// The content of a regular file of at most `maxBytes`; nothing when there is none, it is larger, or it cannot be read.
+/// The content of a regular file of at most `maxBytes`; nothing when there is none, it is larger, or it
+/// cannot be read.
 std::optional<std::string> readFile(const std::string& path, std::size_t maxBytes = 64U << 20);
 
-/// Writes the bytes to a new temporary beside the file, syncs it, renames it over the file and syncs the folder. The
-/// file has mode 0600 and its folder is made (0700) when it is missing. On failure the old file stays as it was and
-/// no temporary is left behind. Several threads and processes may write one file: the last rename wins.
+/// Writes the bytes to a new temporary beside the file, syncs it, renames it over the file and syncs the
+/// folder. The file has mode 0600 and its folder is made (0700) when it is missing. On failure the old file
+/// stays as it was and no temporary is left behind. Several threads and processes may write one file: the
+/// last rename wins.
 bool writeFile(const std::string& path, std::string_view bytes);
 
 /// Makes the folder and all above it that are missing, mode 0700. True when it is there afterwards.

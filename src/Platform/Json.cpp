@@ -300,7 +300,9 @@ const json::value* member(const json::value& object, std::string_view name) {
     return members ? member(*members, name) : nullptr;
 }
 
-const json::value* member(const json::object& object, std::string_view name) { return object.if_contains(name); }
+const json::value* member(const json::object& object, std::string_view name) {
+    return object.if_contains(name);
+}
 
 const json::string* textMember(const json::value& object, std::string_view name) {
     const json::object* members = object.if_object();

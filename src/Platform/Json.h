@@ -20,9 +20,9 @@ struct JsonLimits {
     std::size_t maxDepth = 1000;
 };
 
-/// Parses a whole document, on the given storage. The top level must be an object or an array; trailing text, "01",
-/// "5.", raw control characters, lone surrogates, malformed UTF-8 and exceeded limits are errors. On an error the
-/// result is empty and `error`, when given, says what is wrong and at which byte.
+/// Parses a whole document, on the given storage. The top level must be an object or an array; trailing text,
+/// "01", "5.", raw control characters, lone surrogates, malformed UTF-8 and exceeded limits are errors. On an
+/// error the result is empty and `error`, when given, says what is wrong and at which byte.
 std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
                                      json::storage_ptr storage = {}, const JsonLimits& limits = {});
 
@@ -32,8 +32,8 @@ std::string prettyJson(const json::value& document);
 /// On one line, without spaces.
 std::string compactJson(const json::value& document);
 
-/// Equality of documents: 1, 1.0 and true are equal numbers, compared exactly; objects regardless of the order of
-/// their members. Safe for any nesting that parseJson accepts.
+/// Equality of documents: 1, 1.0 and true are equal numbers, compared exactly; objects regardless of the
+/// order of their members. Safe for any nesting that parseJson accepts.
 bool equalJson(const json::value& a, const json::value& b);
 
 /// The member, or null when there is none or `object` is no object.

@@ -53,7 +53,8 @@ void NotificationCenter::removeObserver(Token token) {
     Implementation& own = *implementation_;
     const WriterLock lock(own.lock);
     auto next = std::make_unique<Entries>(*own.entries.load());
-    const auto found = std::find_if(next->begin(), next->end(), [&](const auto& e) { return e->token == token; });
+    const auto found =
+        std::find_if(next->begin(), next->end(), [&](const auto& e) { return e->token == token; });
     if (found == next->end()) {
         return;
     }

@@ -6,12 +6,14 @@
 #include <string_view>
 #include <variant>
 
-/// The library's one reading of texts as numbers, and of numbers as texts. Locale plays no part anywhere here.
+/// The library's one reading of texts as numbers, and of numbers as texts. Locale plays no part anywhere
+/// here.
 namespace kiv {
 
 using Number = std::variant<std::int64_t, double>;
 
-/// Boolean reading: after white space, an optional sign and zeros, true when the next character is one of tTyY1-9.
+/// Boolean reading: after white space, an optional sign and zeros, true when the next character is one of
+/// tTyY1-9.
 bool readBoolean(std::string_view text);
 
 /// Lenient integer reading: white space, optional sign, digits, the rest ignored; 0 when there are no digits.
@@ -19,11 +21,12 @@ bool readBoolean(std::string_view text);
 std::int64_t readInteger(std::string_view text);
 std::int32_t readInteger32(std::string_view text);
 
-/// Lenient double reading: white space, then the longest decimal prefix with optional fraction and exponent; else 0.
+/// Lenient double reading: white space, then the longest decimal prefix with optional fraction and exponent;
+/// else 0.
 double readDouble(std::string_view text);
 
-/// Strict number parse: the whole text is an optional minus, digits with an optional point and fraction, and an
-/// optional exponent. Whole numbers that fit 64 bits and have neither point nor exponent come as integers.
+/// Strict number parse: the whole text is an optional minus, digits with an optional point and fraction, and
+/// an optional exponent. Whole numbers that fit 64 bits and have neither point nor exponent come as integers.
 std::optional<Number> parseNumber(std::string_view text);
 
 std::string integerText(std::int64_t value);
@@ -31,7 +34,8 @@ std::string integerText(std::int64_t value);
 /// Shortest decimal text that reads back to the same double, without an exponent and without trailing zeros.
 std::string doubleText(double value);
 
-/// Numeric text comparison: runs of ASCII digits by value, all else by code point. -1, 0 or 1 for a < b, a == b, a > b.
+/// Numeric text comparison: runs of ASCII digits by value, all else by code point. -1, 0 or 1 for a < b, a ==
+/// b, a > b.
 int compareNumerically(std::string_view a, std::string_view b);
 
 bool isValidUtf8(std::string_view text);

@@ -7,8 +7,8 @@
 #include "Platform/ConcurrentMap.h"
 #include "Properties/KIVCustomProperty.h"
 
-/// Posted with the property (a `std::shared_ptr<const KIVCustomProperty>`) as its object. Observers match the name as
-/// it is spelled.
+/// Posted with the property (a `std::shared_ptr<const KIVCustomProperty>`) as its object. Observers match the
+/// name as it is spelled.
 inline constexpr std::string_view KIVC_customPropertyAddedNotification = "KIVCustonPropertyAddedNotification";
 
 /// The properties by name. Callable from any thread; looking up takes no lock.

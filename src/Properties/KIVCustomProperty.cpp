@@ -26,7 +26,8 @@ auto ask(const Block& block, const char* expected, const std::string& actual, st
 KIVCustomProperty::KIVCustomProperty(std::string name, const char* type, const char* externalType)
     : name_(std::move(name)), type_(type), externalType_(externalType) {}
 
-KIVCustomProperty::KIVCustomProperty(std::string name, const KIVCustomProperty& other) : KIVCustomProperty(other) {
+KIVCustomProperty::KIVCustomProperty(std::string name, const KIVCustomProperty& other)
+    : KIVCustomProperty(other) {
     name_ = std::move(name);
 }
 
@@ -48,7 +49,8 @@ std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withStringValue(std::strin
     return property;
 }
 
-std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withStringBlock(std::string name, KIVStringBlock block) {
+std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withStringBlock(std::string name,
+                                                                      KIVStringBlock block) {
     return make(std::move(name), KIVC_customPropertyTypeString, KIVC_customPropertyExternalTypeString,
                 &KIVCustomProperty::stringBlock_, std::move(block));
 }
@@ -59,7 +61,8 @@ std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withSemverValue(std::strin
     return property;
 }
 
-std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withSemverBlock(std::string name, KIVStringBlock block) {
+std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withSemverBlock(std::string name,
+                                                                      KIVStringBlock block) {
     return make(std::move(name), KIVC_customPropertyTypeSemver, KIVC_customPropertyExternalTypeSemver,
                 &KIVCustomProperty::stringBlock_, std::move(block));
 }
@@ -68,7 +71,8 @@ std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDateTimeValue(std::str
     return withDateTimeBlock(std::move(name), fixed(std::optional<KIVDate>(value)));
 }
 
-std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDateTimeBlock(std::string name, KIVDateBlock block) {
+std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDateTimeBlock(std::string name,
+                                                                        KIVDateBlock block) {
     return make(std::move(name), KIVC_customPropertyTypeDateTime, KIVC_customPropertyExternalTypeDateTime,
                 &KIVCustomProperty::dateBlock_, std::move(block));
 }
@@ -95,7 +99,8 @@ std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDoubleValue(std::strin
     return withDoubleBlock(std::move(name), fixed(value));
 }
 
-std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDoubleBlock(std::string name, KIVDoubleBlock block) {
+std::shared_ptr<KIVCustomProperty> KIVCustomProperty::withDoubleBlock(std::string name,
+                                                                      KIVDoubleBlock block) {
     return make(std::move(name), KIVC_customPropertyTypeDouble, KIVC_customPropertyExternalTypeNumber,
                 &KIVCustomProperty::doubleBlock_, std::move(block));
 }
@@ -109,11 +114,13 @@ bool KIVCustomProperty::boolValue(std::string_view flagName, const KIVDynamicPro
     return ask(boolBlock_, "bool", type_, flagName, context);
 }
 
-std::int32_t KIVCustomProperty::intValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const {
+std::int32_t KIVCustomProperty::intValue(std::string_view flagName,
+                                         const KIVDynamicPropertyContext& context) const {
     return ask(intBlock_, "int", type_, flagName, context);
 }
 
-double KIVCustomProperty::doubleValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const {
+double KIVCustomProperty::doubleValue(std::string_view flagName,
+                                      const KIVDynamicPropertyContext& context) const {
     return ask(doubleBlock_, "double", type_, flagName, context);
 }
 

@@ -55,13 +55,15 @@ public:
     /// True for those of the library itself.
     virtual bool isKivProperty() const { return false; }
 
-    /// Ask the callback on this thread. They throw what it throws, and "InternalInconsistency" when the property is of
-    /// another type. `flagName` names the flag that is being evaluated.
-    std::optional<std::string> stringValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    /// Ask the callback on this thread. They throw what it throws, and "InternalInconsistency" when the
+    /// property is of another type. `flagName` names the flag that is being evaluated.
+    std::optional<std::string> stringValue(std::string_view flagName,
+                                           const KIVDynamicPropertyContext& context) const;
     bool boolValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
     std::int32_t intValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
     double doubleValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
-    std::optional<KIVDate> dateValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
+    std::optional<KIVDate> dateValue(std::string_view flagName,
+                                     const KIVDynamicPropertyContext& context) const;
 
     /// The text of a property made with a fixed text, null for every other: it can be read without a copy.
     const std::string* fixedText() const { return fixedText_ ? &*fixedText_ : nullptr; }
@@ -72,8 +74,9 @@ protected:
 
 private:
     template <class Block>
-    static std::shared_ptr<KIVCustomProperty> make(std::string name, const char* type, const char* externalType,
-                                                   Block KIVCustomProperty::*field, Block block);
+    static std::shared_ptr<KIVCustomProperty> make(std::string name, const char* type,
+                                                   const char* externalType, Block KIVCustomProperty::*field,
+                                                   Block block);
 
     std::string name_;
     std::string type_;

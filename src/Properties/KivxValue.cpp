@@ -14,7 +14,8 @@
 namespace {
 
 [[noreturn]] void refuse(const KivxValue& value, std::string_view wanted) {
-    throw KIVException::unrecognizedOperation("A value '" + value.description() + "' has no " + std::string(wanted));
+    throw KIVException::unrecognizedOperation("A value '" + value.description() + "' has no " +
+                                              std::string(wanted));
 }
 
 int rank(const KivxValue& value) { return value.isNumber() ? 0 : 1 + static_cast<int>(value.kind()); }
@@ -86,8 +87,8 @@ std::partial_ordering compareNumbers(const Number& a, const Number& b) {
     if (!leftInteger) {
         return 0 <=> compareNumbers(b, a);
     }
-    // An integer against a double, exactly: 2^63 and beyond are larger than any integer; below that the whole part
-    // is an integer itself and the fraction decides.
+    // An integer against a double, exactly: 2^63 and beyond are larger than any integer; below that the whole
+    // part is an integer itself and the fraction decides.
     const double real = std::get<double>(b);
     if (std::isnan(real)) {
         return std::partial_ordering::unordered;

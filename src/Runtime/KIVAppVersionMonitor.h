@@ -5,7 +5,8 @@
 
 #include "Runtime/KIVDataPersistency.h"
 
-inline constexpr const char* KIVDataPersistency_fileName_KIVAppVersionMonitorData = "KIVAppVersionMonitorData";
+inline constexpr const char* KIVDataPersistency_fileName_KIVAppVersionMonitorData =
+    "KIVAppVersionMonitorData";
 
 /// The record of the application's version at its last launch.
 class KIVAppVersionMonitorData : public KIVPersistedObject {
@@ -24,7 +25,8 @@ private:
     std::optional<std::string> bundleShortVersion_;
 };
 
-/// Tells whether the application's version has changed since the previous launch, and records the present one.
+/// Tells whether the application's version has changed since the previous launch, and records the present
+/// one.
 class KIVAppVersionMonitor {
 public:
     explicit KIVAppVersionMonitor(const KIVDataPersistency& dataPersistency);

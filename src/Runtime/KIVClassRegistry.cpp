@@ -24,12 +24,14 @@ typename Operations::mapped_type KIVClassRegistry::find(const Operations& operat
     return found == operations.end() ? nullptr : found->second;
 }
 
-std::any KIVClassRegistry::callClassOperation(const std::string& className, const std::string& operation) const {
+std::any KIVClassRegistry::callClassOperation(const std::string& className,
+                                              const std::string& operation) const {
     const auto body = find(classOperations_, std::pair(className, operation));
     return body ? body() : std::any();
 }
 
-std::any KIVClassRegistry::callInstanceOperation(const std::any& instance, const std::string& operation) const {
+std::any KIVClassRegistry::callInstanceOperation(const std::any& instance,
+                                                 const std::string& operation) const {
     const auto body = find(instanceOperations_, std::pair(std::type_index(instance.type()), operation));
     return body ? body(instance) : std::any();
 }

@@ -44,7 +44,8 @@ std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName
 }
 
 std::unique_ptr<KIVPersistedObject>
-KIVDataPersistency::loadObjectFromFile(const std::string& fileName, const KIVPersistedObjectFactory& factory) const {
+KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
+                                       const KIVPersistedObjectFactory& factory) const {
     const auto archive = kiv::readPropertyList(filePathFromFileName(fileName));
     auto stored = archive ? factory.decode(*archive) : nullptr;
     if (!stored) {

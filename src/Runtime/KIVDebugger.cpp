@@ -55,7 +55,8 @@ std::string formatted(std::string_view pattern, const std::vector<std::string>& 
     for (std::size_t i = 0; i < pattern.size(); ++i) {
         const std::string_view rest = pattern.substr(i);
         std::size_t length = 0;
-        if (rest.starts_with("%@") || rest.starts_with("%s") || rest.starts_with("%d") || rest.starts_with("%u")) {
+        if (rest.starts_with("%@") || rest.starts_with("%s") || rest.starts_with("%d") ||
+            rest.starts_with("%u")) {
             length = 2;
         } else if (rest.starts_with("%ld")) {
             length = 3;
@@ -80,7 +81,8 @@ bool debugLogEnabled(std::string_view path) {
 }
 
 void writeDebugLog(std::string_view path, std::string_view method, int line, const std::string& message) {
-    writeLine(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) + message);
+    writeLine(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) +
+              message);
 }
 
 void plainLog(const std::string& message) { writeLine(message); }

@@ -26,10 +26,7 @@ inline std::string logText(const std::string& text) { return text; }
 inline std::string logText(bool value) { return value ? "1" : "0"; }
 inline std::string logText(double value) { return doubleText(value); }
 template <class T>
-    requires std::is_integral_v<T>
-std::string logText(T value) {
-    return std::to_string(value);
-}
+requires std::is_integral_v<T> std::string logText(T value) { return std::to_string(value); }
 
 /// The pattern with each placeholder ("%@", "%s", "%d", "%u", "%ld") replaced by the next argument.
 std::string formatted(std::string_view pattern, const std::vector<std::string>& arguments);
@@ -50,10 +47,11 @@ void plainLog(const std::string& message);
 
 } // namespace kiv
 
-/// A debug line: a pattern with placeholders, then its arguments, which are evaluated only when the line is written.
-#define KIV_DEBUG_LOG(...)                                                                                             \
-    do {                                                                                                               \
-        if (kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__)) {                    \
-            kiv::writeDebugLog(__FILE__, __func__, __LINE__, kiv::format(__VA_ARGS__));                                \
-        }                                                                                                              \
+/// A debug line: a pattern with placeholders, then its arguments, which are evaluated only when the line is
+/// written.
+#define KIV_DEBUG_LOG(...)                                                                                   \
+    do {                                                                                                     \
+        if (kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__)) {          \
+            kiv::writeDebugLog(__FILE__, __func__, __LINE__, kiv::format(__VA_ARGS__));                      \
+        }                                                                                                    \
     } while (false)

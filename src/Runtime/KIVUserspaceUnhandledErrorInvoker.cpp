@@ -13,15 +13,17 @@ KIVUserspaceUnhandledErrorInvoker::Handler KIVUserspaceUnhandledErrorInvoker::ha
     return handler_ ? *handler_ : Handler();
 }
 
-void KIVUserspaceUnhandledErrorInvoker::trigger(KIVUserspaceSource source, const KIVException& exception) const {
+void KIVUserspaceUnhandledErrorInvoker::trigger(KIVUserspaceSource source,
+                                                const KIVException& exception) const {
     std::shared_ptr<const Handler> handler;
     {
         const std::lock_guard lock(lock_);
         handler = handler_;
     }
     if (!handler) {
-        kiv::plainLog(kiv::format("User Unhandled Error Occured, no fallback handler was set, exception ignored: %@",
-                                  exception.what()));
+        kiv::plainLog(
+            kiv::format("User Unhandled Error Occured, no fallback handler was set, exception ignored: %@",
+                        exception.what()));
         return;
     }
     try {

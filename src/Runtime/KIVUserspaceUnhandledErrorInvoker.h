@@ -6,7 +6,8 @@
 
 #include "Runtime/KIVUserspaceHandlerException.h"
 
-/// Passes what the application's callbacks threw to the application's own error handler. Callable from any thread.
+/// Passes what the application's callbacks threw to the application's own error handler. Callable from any
+/// thread.
 class KIVUserspaceUnhandledErrorInvoker {
 public:
     /// Takes the source (the numbers of `KIVUserspaceSource`) and the exception.
@@ -16,7 +17,8 @@ public:
     void setHandler(Handler handler);
     Handler handler() const;
 
-    /// Calls the handler on this thread, or logs a line when there is none or it throws itself. Does not throw.
+    /// Calls the handler on this thread, or logs a line when there is none or it throws itself. Does not
+    /// throw.
     void trigger(KIVUserspaceSource source, const KIVException& exception) const;
 
 private:

@@ -9,7 +9,8 @@ using kiv::json::value;
 
 /// All at once, as taking members out one by one moves those behind them each time.
 void dropNullMembers(kiv::json::object& object) {
-    if (std::none_of(object.begin(), object.end(), [](const auto& member) { return member.value().is_null(); })) {
+    if (std::none_of(object.begin(), object.end(),
+                     [](const auto& member) { return member.value().is_null(); })) {
         return;
     }
     kiv::json::object kept(object.storage());
@@ -30,7 +31,8 @@ void removeNulls(value& node, bool ignoreArrays) {
             removeNulls(member.value(), ignoreArrays);
         }
     } else if (auto* array = node.if_array(); array && !ignoreArrays) {
-        const auto kept = std::remove_if(array->begin(), array->end(), [](const value& v) { return v.is_null(); });
+        const auto kept =
+            std::remove_if(array->begin(), array->end(), [](const value& v) { return v.is_null(); });
         array->erase(kept, array->end());
         for (value& element : *array) {
             removeNulls(element, ignoreArrays);
@@ -40,10 +42,10 @@ void removeNulls(value& node, bool ignoreArrays) {
 
 } // namespace
 
-std::optional<value> KIVVendorJSONSerializationNullRemover::JSONObjectWithData(std::string_view data,
-                                                                               std::string* error,
-                                                                               bool removingNulls, bool ignoreArrays,
-                                                                               kiv::json::storage_ptr storage) {
+std::optional<value>
+KIVVendorJSONSerializationNullRemover::JSONObjectWithData(std::string_view data, std::string* error,
+                                                          bool removingNulls, bool ignoreArrays,
+                                                          kiv::json::storage_ptr storage) {
     auto document = kiv::parseJson(data, error, std::move(storage));
     if (document && removingNulls) {
         removeNulls(*document, ignoreArrays);

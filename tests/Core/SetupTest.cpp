@@ -259,20 +259,23 @@ TEST_F(Setup, KeepsSilentFilesOutOfTheLog) {
 
 TEST_F(Setup, ReportsAThrowingHandler) {
     std::pair<unsigned, std::string> error;
-    KIVCore::setUserspaceUnhandledErrorHandler(
-        [&](unsigned source, const KIVException& exception) { error = {source, exception.reason()}; });
+    KIVCore::setUserspaceUnhandledErrorHandler([&](unsigned source, const KIVException& exception) {
+        error = {source, exception.reason()};
+    });
     KIVOptions all = options(signer.sign(payload(key)));
     all.onConfigurationFetched = [](const KIVFetcherResult&) { throw 7; };
     KIVCore::setupWithKey(key, all);
     EXPECT_EQ(error, std::pair(1U, std::string("an exception of another type")));
-    KIVCore::setUserspaceUnhandledErrorHandler([](unsigned, const KIVException&) { throw std::runtime_error("again"); });
+    KIVCore::setUserspaceUnhandledErrorHandler(
+        [](unsigned, const KIVException&) { throw std::runtime_error("again"); });
     KIVCore::setupWithKey(otherKey, [&] {
         KIVOptions other = options(signer.sign(payload(otherKey)));
         other.onConfigurationFetched = [](const KIVFetcherResult&) { throw std::runtime_error("first"); };
         return other;
     }());
-    EXPECT_TRUE(logged("User Unhandled Error Handler itself threw an exception: std::exception: again. original "
-                       "exception: std::exception: first"));
+    EXPECT_TRUE(
+        logged("User Unhandled Error Handler itself threw an exception: std::exception: again. original "
+               "exception: std::exception: first"));
 }
 
 TEST_F(Setup, ReachesOperationsByName) {

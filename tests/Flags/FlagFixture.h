@@ -32,7 +32,8 @@ protected:
     }
 
     static std::shared_ptr<const KIVExperimentModel> experiment(const std::string& condition) {
-        return std::make_shared<KIVExperimentModel>("id", "name", false, KIVDeploymentConfiguration(condition), false,
+        return std::make_shared<KIVExperimentModel>("id", "name", false,
+                                                    KIVDeploymentConfiguration(condition), false,
                                                     std::set<std::string>(), "userId");
     }
 
@@ -53,7 +54,8 @@ protected:
 
     std::shared_ptr<KivxParser> parser = std::make_shared<KivxParser>();
     std::shared_ptr<KIVFeatureFlagsRepository> flags = std::make_shared<KIVFeatureFlagsRepository>();
-    std::shared_ptr<KIVCustomPropertiesRepository> properties = std::make_shared<KIVCustomPropertiesRepository>();
+    std::shared_ptr<KIVCustomPropertiesRepository> properties =
+        std::make_shared<KIVCustomPropertiesRepository>();
     std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> invoker =
         std::make_shared<KIVUserspaceUnhandledErrorInvoker>();
     std::shared_ptr<KIVImpressionEvents> events;

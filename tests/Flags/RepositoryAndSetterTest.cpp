@@ -58,7 +58,8 @@ TEST_F(Setter, SelectsByNamespace) {
 
 TEST_F(Setter, ReportsAThrowingImpressionHandlerAndLetsTheReadReturn) {
     std::vector<std::pair<unsigned, std::string>> errors;
-    invoker->setHandler([&](unsigned source, const KIVException& e) { errors.emplace_back(source, e.reason()); });
+    invoker->setHandler(
+        [&](unsigned source, const KIVException& e) { errors.emplace_back(source, e.reason()); });
     start([](const KIVReportingValue&) { throw std::runtime_error("handler"); });
     const auto flag = add<KIVFlag>("flag", true);
     EXPECT_TRUE(flag->isEnabled());
@@ -132,8 +133,8 @@ TEST_F(Setter, KeepsStickyValues) {
     EXPECT_FALSE(KIVFeatureFlagsStickiness([&] { return experiments; }).isFlagSticky("sticky"));
 }
 
-// Readers on several threads while configurations, overrides, freezing and registrations go on: every value read is one
-// that some state of the flag gives.
+// Readers on several threads while configurations, overrides, freezing and registrations go on: every value
+// read is one that some state of the flag gives.
 TEST_F(Setter, LetsReadsGoOnWhileEverythingChanges) {
     std::atomic<int> impressions{0};
     start([&](const KIVReportingValue&) { ++impressions; });

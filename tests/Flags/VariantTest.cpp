@@ -58,7 +58,9 @@ TEST_F(Variants, OfEachTypeReadWhatTheConfigurationGives) {
     const auto text = add<KIVString>("string", "default");
     for (const Case& one : cases) {
         SCOPED_TRACE(one.expression);
-        apply({{"int", one.expression}, {"double", one.expression}, {"flag", one.expression},
+        apply({{"int", one.expression},
+               {"double", one.expression},
+               {"flag", one.expression},
                {"string", one.expression}});
         EXPECT_EQ(integer->value(), one.integer);
         EXPECT_EQ(real->value(), one.real);

@@ -36,8 +36,9 @@ private:
 };
 
 TEST_F(Files, AreWrittenWholeForTheUserAlone) {
-    const std::string file = path("a/b/" + std::string(255, 'n'));
-    const std::string bytes = std::string("\0\xFF", 2) + std::string(100'000, 'x');
+    const std::string file = path(std::string("a/b/").append(255, 'n'));
+    std::string bytes("\0\xFF", 2);
+    bytes.append(100'000, 'x');
     ASSERT_TRUE(kiv::writeFile(file, "old"));
     ASSERT_TRUE(kiv::writeFile(file, bytes));
     EXPECT_EQ(kiv::readFile(file), bytes);

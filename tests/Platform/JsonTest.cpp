@@ -29,7 +29,7 @@ TEST(Json, RefusesWhatIsNoDocument) {
         {"[\"\\ud800\"]", "at byte 8"},
         {"[\"\\udc00\"]", "at byte 8"},
         {"[\"\xFF\"]", "at byte 2"},
-        {"[\"\xED\xA0\x80\"]", "at byte 3"},
+        {"[\"\xED\xA0\x80\"]", "at byte 2"},
         {"[1,]", "at byte 3"},
         {"[NaN]", "at byte 1"},
         {"[1] // note", "at byte 4"},

@@ -58,7 +58,7 @@ TEST(RegularExpression, SearchesTheWholeText) {
         }
     }
     const std::string longText = std::string(100'000, 'a') + "b";
-    EXPECT_EQ(search(longText, "a{1000}b$"), Outcome::match);
+    EXPECT_EQ(search(longText, "a+b$"), Outcome::match);
 }
 
 TEST(RegularExpression, NamesWhatIsWrongWithAPattern) {

@@ -33,7 +33,8 @@ TEST(VersionMonitor, TellsAChangedVersionOnce) {
 
 /// A record of version 1.1 that notes how it came about.
 struct Record : KIVPersistedObject {
-    explicit Record(std::string text, KIVFormatVersion its = {1, 1}) : origin(std::move(text)), version(its) {}
+    explicit Record(std::string text, KIVFormatVersion its = {1, 1})
+        : origin(std::move(text)), version(its) {}
     KIVFormatVersion formatVersion() const override { return version; }
     std::unique_ptr<KIVPersistedObject> copyWithUpgradeToCurrentFormatOnMinorNumberChange() const override {
         return std::make_unique<Record>("upgraded");
@@ -63,11 +64,16 @@ TEST(Persistency, TakesRecordsByTheirVersion) {
     const struct {
         KIVFormatVersion version;
         const char* origin;
-    } cases[] = {{{1, 1}, "stored"}, {{0, 9}, "default"}, {{1, 0}, "upgraded"}, {{2, 1}, "stored"}, {{1, 7}, "stored"}};
+    } cases[] = {{{1, 1}, "stored"},
+                 {{0, 9}, "default"},
+                 {{1, 0}, "upgraded"},
+                 {{2, 1}, "stored"},
+                 {{1, 7}, "stored"}};
     for (const auto& each : cases) {
         ASSERT_TRUE(persistency.saveObject(Record("", each.version), "record"));
         const auto loaded = persistency.loadObjectFromFile("record", Factory());
-        EXPECT_EQ(static_cast<Record&>(*loaded).origin, each.origin) << each.version.major << '.' << each.version.minor;
+        EXPECT_EQ(static_cast<Record&>(*loaded).origin, each.origin)
+            << each.version.major << '.' << each.version.minor;
     }
     ASSERT_TRUE(kiv::writePropertyList(persistency.filePathFromFileName("record"), {{"something", "else"}}));
     EXPECT_EQ(static_cast<Record&>(*persistency.loadObjectFromFile("record", Factory())).origin, "default");
