@@ -6,6 +6,7 @@
 #include <kiv/KIVBaseContainer.h>
 #include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVCore.h>
+#include <kiv/KIVCustomProperty.h>
 #include <kiv/KIVDate.h>
 #include <kiv/KIVDouble.h>
 #include <kiv/KIVDynamicAPI.h>
@@ -18,6 +19,7 @@
 #include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
 #include <kiv/KIVNetworkConfigurationsOptions.h>
+#include <kiv/KIVNotifications.h>
 #include <kiv/KIVOptions.h>
 #include <kiv/KIVReportingValue.h>
 #include <kiv/KIVString.h>

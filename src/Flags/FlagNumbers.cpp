@@ -2,21 +2,23 @@
 
 #include "Platform/Text.h"
 
+namespace kiv {
+
 std::int64_t parseInt(std::string_view text, std::string_view defaultValue) {
     if (text == "0") {
         return 0;
     }
-    const std::int64_t integer = kiv::readInteger(text);
-    const bool whole = integer != 0 && static_cast<double>(integer) == kiv::readDouble(text);
-    return whole ? integer : kiv::readInteger(defaultValue);
+    const std::int64_t integer = readInteger(text);
+    const bool whole = integer != 0 && static_cast<double>(integer) == readDouble(text);
+    return whole ? integer : readInteger(defaultValue);
 }
 
 double parseDouble(std::string_view text, std::string_view defaultValue) {
     if (text == "0") {
         return 0;
     }
-    const double value = checkDoubleFormat(text) ? kiv::readDouble(text) : 0;
-    return value == 0 ? kiv::readDouble(defaultValue) : value;
+    const double value = checkDoubleFormat(text) ? readDouble(text) : 0;
+    return value == 0 ? readDouble(defaultValue) : value;
 }
 
 bool checkDoubleFormat(std::string_view text) {
@@ -41,3 +43,5 @@ bool checkDoubleFormat(std::string_view text) {
     // The end of a text is also before its last line break.
     return text.empty() || text == "\n" || text == "\r" || text == "\r\n";
 }
+
+} // namespace kiv

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace kiv {
+
 /// How flags read numbers out of configured texts. Texts that are no number of the asked form give the
 /// default.
 
@@ -14,3 +16,5 @@ double parseDouble(std::string_view text, std::string_view defaultValue);
 
 /// An optional minus, digits and an optional fraction: no exponent, no plus sign, no space around.
 bool checkDoubleFormat(std::string_view text);
+
+} // namespace kiv

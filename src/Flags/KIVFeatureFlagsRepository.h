@@ -6,12 +6,10 @@
 #include <string>
 #include <string_view>
 
+#include <kiv/KIVNotifications.h>
 #include <kiv/KIVString.h>
 
 #include "Platform/ConcurrentMap.h"
-
-/// Posted with the flag (a `std::shared_ptr<KIVString>`) as its object.
-inline constexpr std::string_view KIVFlagAddedNotification = "KIVFlagAddedNotification";
 
 /// The registered flags by full name. Callable from any thread.
 class KIVFeatureFlagsRepository {

@@ -22,11 +22,11 @@ std::string normalizedBoolean(std::string_view value, std::string_view) {
 }
 
 std::string normalizedInteger(std::string_view value, std::string_view defaultValue) {
-    return kiv::integerText(parseInt(value, defaultValue));
+    return kiv::integerText(kiv::parseInt(value, defaultValue));
 }
 
 std::string normalizedDouble(std::string_view value, std::string_view defaultValue) {
-    return kiv::doubleText(parseDouble(value, defaultValue));
+    return kiv::doubleText(kiv::parseDouble(value, defaultValue));
 }
 
 std::vector<std::string> checkedTexts(const std::vector<KIVNullableString>& variations) {
@@ -116,7 +116,7 @@ std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
 }
 
 std::int64_t KIVString::getIntValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return parseInt(internalValue(context, defaultValue, normalizedInteger), "0");
+    return kiv::parseInt(internalValue(context, defaultValue, normalizedInteger), "0");
 }
 
 double KIVString::getDoubleValue(const EvaluationContext* context) const {
@@ -124,7 +124,7 @@ double KIVString::getDoubleValue(const EvaluationContext* context) const {
 }
 
 double KIVString::getDoubleValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return parseDouble(internalValue(context, defaultValue, normalizedDouble), "0");
+    return kiv::parseDouble(internalValue(context, defaultValue, normalizedDouble), "0");
 }
 
 std::string KIVString::peek() const {

@@ -4,12 +4,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/ConcurrentMap.h"
-#include "Properties/KIVCustomProperty.h"
+#include <kiv/KIVCustomProperty.h>
+#include <kiv/KIVNotifications.h>
 
-/// Posted with the property (a `std::shared_ptr<const KIVCustomProperty>`) as its object. Observers match the
-/// name as it is spelled.
-inline constexpr std::string_view KIVC_customPropertyAddedNotification = "KIVCustonPropertyAddedNotification";
+#include "Platform/ConcurrentMap.h"
 
 /// The properties by name. Callable from any thread; looking up takes no lock.
 class KIVCustomPropertiesRepository {

@@ -1,4 +1,4 @@
-#include "Properties/KIVCustomProperty.h"
+#include <kiv/KIVCustomProperty.h>
 
 #include <kiv/KIVException.h>
 

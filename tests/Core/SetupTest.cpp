@@ -9,6 +9,7 @@
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Platform/Files.h"
 #include "Platform/UserDefaults.h"
+#include "Properties/KIVCustomPropertiesRepository.h"
 #include "Support/Signing.h"
 
 namespace {
@@ -287,6 +288,65 @@ TEST_F(Setup, ReachesOperationsByName) {
     });
     EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state", "twice")), 1U);
     EXPECT_FALSE(KIVCore::run("thrice", 1U).has_value());
+}
+
+/// Calls the library when it goes.
+struct CallsOnDestruction {
+    ~CallsOnDestruction() {
+        KIVCore::setCustomBooleanProperty(true, "of.the.destructor");
+        KIVCore::currentSDKKey();
+        KIVCore::setVariant(std::make_shared<KIVFlag>(true), "of.the.destructor");
+    }
+};
+
+TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
+    const auto computed = [held = std::make_shared<CallsOnDestruction>()](auto, const auto&) {
+        return held != nullptr;
+    };
+    KIVCore::setCustomComputedBooleanProperty(computed, "computed");
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.impressionHandler = [this,
+                             held = std::make_shared<CallsOnDestruction>()](const KIVReportingValue& value) {
+        if (value.name() == "store.open") {
+            KIVCore::setupWithKey(otherKey); // under the guard of this read: the client goes later
+        }
+    };
+    KIVCore::setupWithKey(key, all);
+    all = {};
+    EXPECT_TRUE(flags->open.isEnabled());
+    EXPECT_EQ(KIVCore::currentSDKKey(), otherKey);
+    KIVCore::setCustomBooleanProperty(true, "computed");
+    struct Late : KIVBaseContainer {
+        KIVFlag flag{false};
+        KIV_CONTAINER(Late, flag);
+    };
+    KIVCore::register_("late", std::make_shared<Late>());
+    EXPECT_TRUE(KIVCore::propertiesRepository()->customPropertyForName("of.the.destructor"));
+    EXPECT_THROW(KIVCore::setVariant(nullptr, "x"), KIVException);
+}
+
+TEST_F(Setup, OfAnotherKeyThanTheStoredOneServesTheStoredOne) {
+    kiv::UserDefaults::standard().set("KIV_CURRENT_SDK_KEY", kiv::json::value(key));
+    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(key))));
+    EXPECT_TRUE(flags->open.isEnabled())
+        << "the client works for the key that an earlier launch made current";
+    EXPECT_EQ(KIVCore::dynamicAPI()->getValue("late.color", "blue"), "green");
+    KIVCore::shutdown();
+    EXPECT_EQ(KIVCore::flags().size(), 5U) << "the shared flags are nobody's to clear";
+}
+
+TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
+    KIVHost host;
+    int lines = 0;
+    host.logSink = [&](const std::string&) {
+        ++lines;
+        flags->open.isEnabled();
+        throw 1;
+    };
+    KIVHost::configure(host);
+    KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
+    EXPECT_TRUE(flags->open.isEnabled());
+    EXPECT_GT(lines, 0);
 }
 
 // Setting up, registering, reading and shutting down from several threads at once.

@@ -4,7 +4,9 @@
 #include <kiv/KIVHost.h>
 
 #include "Flags/FlagFixture.h"
+#include "Flags/KIVFeatureFlagsParser.h"
 #include "Flags/KIVFeatureFlagsStickiness.h"
+#include "Flags/KIVStringSetterParameters.h"
 #include "Platform/Files.h"
 
 namespace {
@@ -115,6 +117,17 @@ TEST_F(Setter, KeepsOverridesInTheirFile) {
     ASSERT_TRUE(kiv::makeDirectories(path + "/x"));
     setter->overrides()->setOverride("in memory", *flag);
     EXPECT_EQ(flag->value(), "in memory");
+}
+
+TEST_F(Setter, ReadsTheFlagsThatAnExperimentNames) {
+    const auto named =
+        KIVFeatureFlagsParser::parseWithConfiguration(*kiv::parseJson(R"([{"name":"a.b"},{},{"name":1}])"));
+    ASSERT_EQ(named.size(), 3U);
+    EXPECT_EQ(named[0], (KIVFeatureFlagId{"a.b", "any value"}));
+    EXPECT_EQ(named[1].name + named[2].name, "");
+    EXPECT_TRUE(KIVFeatureFlagsParser::parseWithConfiguration("no array").empty());
+    const KIVStringSetterParameters parameters(true, "v");
+    EXPECT_TRUE(parameters.experimenting() && parameters.value() == "v");
 }
 
 TEST_F(Setter, KeepsStickyValues) {

@@ -141,10 +141,10 @@ TEST_F(Variants, TakeTheDefaultFreezeLevelUnlessTheyHaveTheirOwn) {
 
 TEST_F(Variants, CheckTheFormOfADouble) {
     for (const char* good : {"0", "-3", "12.50", "007", "1\n"}) {
-        EXPECT_TRUE(checkDoubleFormat(good)) << good;
+        EXPECT_TRUE(kiv::checkDoubleFormat(good)) << good;
     }
     for (const char* bad : {"", "-", ".5", "5.", "+5", " 5", "5 ", "1e3", "1.2.3", "--1", "1\n\n"}) {
-        EXPECT_FALSE(checkDoubleFormat(bad)) << bad;
+        EXPECT_FALSE(kiv::checkDoubleFormat(bad)) << bad;
     }
 }
 

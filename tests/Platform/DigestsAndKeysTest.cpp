@@ -16,10 +16,8 @@ TEST(Base64, IsStrict) {
     const struct {
         std::string bytes;
         std::string text;
-    } cases[] = {
-        {"", ""},        {"f", "Zg=="},        {"fo", "Zm8="},
-        {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {std::string("\0\xFF\xFE>?", 5), "AP/+Pj8="},
-    };
+    } cases[] = {{"", ""},        {"f", "Zg=="},        {"fo", "Zm8="},
+                 {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {std::string("\0\xFF\xFE>?", 5), "AP/+Pj8="}};
     for (const auto& [bytes, text] : cases) {
         EXPECT_EQ(kiv::encodeBase64(bytes), text);
         EXPECT_EQ(kiv::decodeBase64(text), bytes) << text;

@@ -67,14 +67,12 @@ TEST_F(Host, ReadsTheLocaleAsTextAlone) {
         const char* messages;
         const char* lang;
         std::optional<std::string> locale;
-    } cases[] = {
-        {"en_GB.UTF-8", "fr_FR", "it_IT", "en_GB"},
-        {"", "fr_FR", "it_IT", "fr_FR"},
-        {"", "", "C.UTF-8", std::nullopt},
-        {"POSIX", "fr_FR", "it_IT", std::nullopt},
-        {"", "", "", std::nullopt},
-        {"", "", "pt", "pt"},
-    };
+    } cases[] = {{"en_GB.UTF-8", "fr_FR", "it_IT", "en_GB"},
+                 {"", "fr_FR", "it_IT", "fr_FR"},
+                 {"", "", "C.UTF-8", std::nullopt},
+                 {"POSIX", "fr_FR", "it_IT", std::nullopt},
+                 {"", "", "", std::nullopt},
+                 {"", "", "pt", "pt"}};
     for (const auto& each : cases) {
         setenv("LC_ALL", each.all, 1);
         setenv("LC_MESSAGES", each.messages, 1);

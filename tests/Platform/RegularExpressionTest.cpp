@@ -30,26 +30,24 @@ TEST(RegularExpression, SearchesTheWholeText) {
         std::string_view pattern;
         RegularExpressionOptions options;
         bool matches;
-    } cases[] = {
-        {"user@ab.io", "@ab\\.", {}, true},
-        {"abc", "^b", {}, false},
-        {"abc", "^abc$", {}, true},
-        {"", "^$", {}, true},
-        {"", "x*", {}, true},
-        {"ÄRGER", "ärger", {}, false},
-        {"ÄRGER", "ärger", i, true},
-        {"ab", "a b # note", {}, false},
-        {"ab", "a b # note", x, true},
-        {"a\nb", "a.b", {}, false},
-        {"a\nb", "a.b", s, true},
-        {"a\nb", "^b", {}, false},
-        {"a\nb", "^b", m, true},
-        {"don't", "don\\b", {}, true},
-        {"don't", "don\\b", w, false},
-        {"👋", "^.$", {}, true},
-        {"a\xFF", "^a\uFFFD$", {}, true},
-        {std::string_view("a\0b", 3), "^a.b$", {}, true},
-    };
+    } cases[] = {{"user@ab.io", "@ab\\.", {}, true},
+                 {"abc", "^b", {}, false},
+                 {"abc", "^abc$", {}, true},
+                 {"", "^$", {}, true},
+                 {"", "x*", {}, true},
+                 {"ÄRGER", "ärger", {}, false},
+                 {"ÄRGER", "ärger", i, true},
+                 {"ab", "a b # note", {}, false},
+                 {"ab", "a b # note", x, true},
+                 {"a\nb", "a.b", {}, false},
+                 {"a\nb", "a.b", s, true},
+                 {"a\nb", "^b", {}, false},
+                 {"a\nb", "^b", m, true},
+                 {"don't", "don\\b", {}, true},
+                 {"don't", "don\\b", w, false},
+                 {"👋", "^.$", {}, true},
+                 {"a\xFF", "^a\uFFFD$", {}, true},
+                 {std::string_view("a\0b", 3), "^a.b$", {}, true}};
     for (int round = 0; round < 2; ++round) { // compiled now, and from the cache
         for (const auto& each : cases) {
             EXPECT_EQ(search(each.text, each.pattern, each.options),

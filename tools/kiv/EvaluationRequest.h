@@ -8,7 +8,7 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 
 #include "Platform/Json.h"
-#include "Properties/KIVCustomProperty.h"
+#include <kiv/KIVCustomProperty.h>
 
 namespace kiv::tool {
 

@@ -9,6 +9,7 @@
 
 #include <kiv/KIVCustomPropertyBlocks.h>
 #include <kiv/KIVDynamicPropertyContext.h>
+#include <kiv/KIVExport.h>
 #include <kiv/KivxValue.h>
 
 inline constexpr const char* KIVC_customPropertyTypeString = "string";
@@ -29,7 +30,7 @@ inline constexpr const char* KIVC_customPropertyCustom = "custom";
 inline constexpr const char* KIVC_customPropertyKIV = "kiv";
 
 /// A named fact about the user or the device: a fixed value or a callback that computes it. Immutable.
-class KIVCustomProperty {
+class KIV_API KIVCustomProperty {
 public:
     KIVCustomProperty() = delete;
     virtual ~KIVCustomProperty() = default;
@@ -90,7 +91,7 @@ private:
 };
 
 /// A property of the library itself: its name stands after "kiv.".
-class KIVDeviceProperty : public KIVCustomProperty {
+class KIV_API KIVDeviceProperty : public KIVCustomProperty {
 public:
     /// With the value, type and callback of the given property.
     explicit KIVDeviceProperty(const KIVCustomProperty& inner);
