@@ -305,8 +305,7 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
     };
     KIVCore::setCustomComputedBooleanProperty(computed, "computed");
     KIVOptions all = options(signer.sign(payload(key)));
-    all.impressionHandler = [this,
-                             held = std::make_shared<CallsOnDestruction>()](const KIVReportingValue& value) {
+    all.impressionHandler = [held = std::make_shared<CallsOnDestruction>()](const KIVReportingValue& value) {
         if (value.name() == "store.open") {
             KIVCore::setupWithKey(otherKey); // under the guard of this read: the client goes later
         }
