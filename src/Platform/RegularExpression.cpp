@@ -57,7 +57,18 @@ std::uint32_t flagsOf(const RegularExpressionOptions& options) {
     return flags;
 }
 
+/// ICU makes what all its patterns share with the first one, and others only read it: one thread goes first.
+void prepareLibrary() {
+    static const bool prepared = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        const Regex first(uregex_open(u"x", 1, 0, nullptr, &status));
+        return U_SUCCESS(status);
+    }();
+    static_cast<void>(prepared);
+}
+
 Regex compile(std::string_view pattern, std::uint32_t flags, std::string& error) {
+    prepareLibrary();
     const Utf16 text(pattern);
     UErrorCode status = U_ZERO_ERROR;
     UParseError where{};
