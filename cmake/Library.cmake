@@ -44,6 +44,11 @@ target_include_directories(kiv PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/in
 target_link_libraries(kiv PRIVATE ICU::i18n ICU::uc OpenSSL::Crypto PkgConfig::KIV_PLIST Threads::Threads ZLIB::ZLIB)
 set_target_properties(kiv PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION}
                                      SOVERSION ${PROJECT_VERSION_MAJOR})
+if(BUILD_SHARED_LIBS)
+    set(exports ${CMAKE_CURRENT_LIST_DIR}/exports.map)
+    target_link_options(kiv PRIVATE -Wl,--version-script=${exports} -Wl,--no-undefined)
+    set_target_properties(kiv PROPERTIES LINK_DEPENDS ${exports})
+endif()
 
 add_library(kiv_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:kiv_objects>)
 target_include_directories(kiv_internal PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
