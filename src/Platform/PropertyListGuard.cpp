@@ -26,8 +26,8 @@ private:
         std::size_t memory = 0; ///< of itself without its members
         std::size_t refs = 0;   ///< where the references to its members are
         std::size_t refCount = 0;
-        std::size_t keyCount = 0; ///< the first references, which must be to texts
-        bool isText = false;
+        std::size_t keyCount = 0; ///< the first references, which must be to texts without a zero unit
+        bool canBeKey = false;
     };
 
     /// What is known of an object whose members have all been walked.
@@ -98,10 +98,11 @@ private:
         }
         switch (kind) {
         case 0x4:
+            return plain(at, *count);
         case 0x5:
-            return plain(at, *count, kind == 0x5);
+            return text(at, *count, 1);
         case 0x6:
-            return plain(at, 2 * *count, true);
+            return text(at, *count, 2);
         case 0xA:
             return container(at, *count, 0);
         case 0xD:
@@ -128,11 +129,23 @@ private:
         return count <= table_ - at ? std::optional(count) : std::nullopt;
     }
 
-    std::optional<Object> plain(std::size_t at, std::size_t size, bool isText = false) const {
+    std::optional<Object> plain(std::size_t at, std::size_t size) const {
         if (size > table_ - at) {
             return std::nullopt;
         }
-        return Object{.memory = valueMemory + 2 * size, .isText = isText};
+        return Object{.memory = valueMemory + 2 * size};
+    }
+
+    /// libplist ends the process over a key with a zero unit.
+    std::optional<Object> text(std::size_t at, std::size_t count, std::size_t unitSize) const {
+        std::optional<Object> object = plain(at, count * unitSize);
+        if (object) {
+            object->canBeKey = true;
+            for (std::size_t unit = 0; unit < count && object->canBeKey; ++unit) {
+                object->canBeKey = number(at + unit * unitSize, unitSize) != 0;
+            }
+        }
+        return object;
     }
 
     std::optional<Object> container(std::size_t at, std::size_t refCount, std::size_t keyCount) const {
@@ -165,7 +178,7 @@ private:
                 }
                 continue;
             }
-            if (!add(step, findings_[index]) || (isKey && !readObject(index)->isText)) {
+            if (!add(step, findings_[index]) || (isKey && !readObject(index)->canBeKey)) {
                 return false;
             }
             ++step.next;
@@ -175,7 +188,7 @@ private:
 
     bool enter(std::size_t index, bool asKey) {
         const std::optional<Object> object = readObject(index);
-        if (!object || (asKey && !object->isText) || path_.size() > propertyListDepth) {
+        if (!object || (asKey && !object->canBeKey) || path_.size() > propertyListDepth) {
             return false;
         }
         // All distinct objects together take no more than the whole with its repetitions does; and each has

@@ -124,6 +124,8 @@ TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
     const std::string circle = listOf({"\xD1\1\2", "\x51k", "\xA1\2"});
     const std::string outOfRange = listOf({"\xD1\1\x05", "\x51k"});
     const std::string numberAsKey = listOf({"\xD1\1\1", "\x10\1"});
+    const std::string zeroInKey = listOf({"\xD1\1\2", std::string("\x52k\0", 3), "\x10\1"});
+    const std::string zeroInWideKey = listOf({"\xD1\1\2", std::string("\x62\0\xE9\0\0", 5), "\x10\1"});
     const std::string longText = listOf({"\xD1\1\2", "\x51k",
                                          "\x5F\x10\x7F"
                                          "abc"});
@@ -137,8 +139,9 @@ TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
     doubling.push_back("\x10\1");
     ASSERT_TRUE(decodePropertyList(listOf({"\xD1\1\2", "\x51k", "\xA2\3\3", "\x10\1"})));
     for (const std::string& bytes :
-         {circle, outOfRange, numberAsKey, longText, arrayOnTop, hugeCount, listOf(doubling), std::string(),
-          std::string("bplist00"), std::string(40, '\0'), std::string("{\"a\":1}"),
+         {circle, outOfRange, numberAsKey, zeroInKey, zeroInWideKey, longText, arrayOnTop, hugeCount,
+          listOf(doubling), std::string(), std::string("bplist00"), std::string(40, '\0'),
+          std::string("{\"a\":1}"),
           std::string("<!DOCTYPE p [<!ENTITY a \"b\">]><plist><dict><key>&a;</key><true/></dict></plist>")}) {
         EXPECT_FALSE(decodePropertyList(bytes)) << bytes;
     }
