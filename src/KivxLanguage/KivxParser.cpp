@@ -132,12 +132,12 @@ KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& con
     constexpr std::size_t mostLogged = std::size_t{1} << 20;
     std::size_t leftToLog =
         kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
-    const KivxTokenizedExpression expression(running.expression, operators_);
+    KivxTokenizedExpression expression(running.expression, operators_);
     const auto tokens = expression.tokens();
     KivxStack stack;
     for (auto node = tokens.rbegin(); node != tokens.rend(); ++node) {
         if (node->type == KivxNodeTypeOperand) {
-            stack.push(node->value);
+            stack.push(std::move(node->value));
         } else if (node->type == KivxNodeTypeUnknown) {
             running.step = expression.wordAt(node->position);
             running.position = node->position;

@@ -10,21 +10,6 @@ constexpr std::size_t largestCharge = std::size_t{64} << 20;
 
 } // namespace
 
-void KivxStack::push(KivxValue&& value) {
-    if (value.isNone()) {
-        value = KivxValue::undefined();
-    }
-    values_.push_back(std::move(value));
-}
-
-void KivxStack::push(const KivxValue& value) {
-    if (value.isNone()) {
-        values_.push_back(KivxValue::undefined());
-    } else {
-        values_.push_back(value);
-    }
-}
-
 KivxValue KivxStack::popRecorded() {
     KivxValue value = take();
     recorded_->push_back(value);

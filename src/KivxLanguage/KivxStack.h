@@ -15,8 +15,10 @@
 class KivxStack {
 public:
     /// `none` is pushed as `undefined`.
-    void push(KivxValue&& value);
-    void push(const KivxValue& value);
+    void push(KivxValue&& value) {
+        values_.push_back(value.isNone() ? KivxValue::undefined() : std::move(value));
+    }
+    void push(const KivxValue& value) { push(KivxValue(value)); }
     void push(std::same_as<bool> auto value) { values_.emplace_back(value); }
 
     /// Removes and returns the last value; `none` when there is none.
