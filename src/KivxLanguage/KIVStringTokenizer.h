@@ -55,6 +55,15 @@ public:
         return nextToken();
     }
 
+    /// Passes over characters of a set; whether there were any.
+    bool skip(const KIVDelimiterSet& characters) {
+        const std::size_t start = position_;
+        while (position_ < text_.size() && characters.contains(text_[position_])) {
+            ++position_;
+        }
+        return position_ != start;
+    }
+
     /// The number of tokens that are left.
     std::size_t countTokens() const;
 

@@ -64,12 +64,14 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
     KIVStringTokenizer tokenizer(text, &outsideString, true);
     bool inside = false;
     bool afterQuote = false;
-    while (tokenizer.hasMoreTokens()) {
-        const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
-        if (!inside && separators.contains(token.front())) {
+    for (;;) {
+        if (!inside && tokenizer.skip(separators)) {
             afterQuote = false;
-            continue;
         }
+        if (!tokenizer.hasMoreTokens()) {
+            return;
+        }
+        const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
         const std::size_t position =
             positionInExpression(static_cast<std::size_t>(token.data() - text.data()));
         const bool quote = token.front() == KivxStringDelimiter.front();
