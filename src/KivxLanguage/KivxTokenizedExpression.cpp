@@ -18,6 +18,9 @@ constexpr KIVDelimiterSet separators(KivxSeparators);
 
 constexpr unsigned deepestLiteral = 64;
 
+/// Each takes some forty times the memory of the shortest word.
+constexpr std::size_t mostWords = std::size_t{1} << 20;
+
 /// What replacing an escaped quote adds to the text.
 constexpr std::size_t placeholderGrowth = KivxEscapedQuotePlaceholder.size() - KivxEscapedQuote.size();
 
@@ -64,12 +67,15 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
     KIVStringTokenizer tokenizer(text, &outsideString, true);
     bool inside = false;
     bool afterQuote = false;
-    for (;;) {
+    for (std::size_t words = 0;; ++words) {
         if (!inside && tokenizer.skip(separators)) {
             afterQuote = false;
         }
         if (!tokenizer.hasMoreTokens()) {
             return;
+        }
+        if (words == mostWords) {
+            throw KIVException::internalInconsistency("The expression has too many words");
         }
         const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
         const std::size_t position =

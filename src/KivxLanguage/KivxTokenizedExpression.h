@@ -19,7 +19,8 @@
 /// tokens.
 class KivxTokenizedExpression {
 public:
-    /// Throws for arrays and dictionaries closed into one another more than 64 times; for nothing else.
+    /// Throws for arrays and dictionaries closed into one another more than 64 times, and for more than a
+    /// million words; for nothing else.
     KivxTokenizedExpression(std::string_view expression, const KivxOperatorTable& operatorSet);
 
     KivxTokenizedExpression(const KivxTokenizedExpression&) = delete;
