@@ -1,17 +1,15 @@
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
+#include "EvaluationOptions.h"
+#include "EvaluationRecord.h"
 #include "EvaluationWorld.h"
-#include "ExpressionReader.h"
-#include "KivxLanguage/KivxTrace.h"
-#include "OperatorSignatures.h"
+#include "FailureText.h"
 #include "Terminal.h"
 #include "ValueText.h"
 
@@ -20,6 +18,9 @@ namespace {
 
 constexpr const char* examples = R"TEXT(Examples:
   kiv eval 'ifThen(semverGte("1.10", "1.9"), "new", "old")'
+  kiv eval 'gte(property("orders"), 10)' --property orders=12
+  kiv eval 'isInTargetGroup("new")' --property appVersion:semver=2.10 \
+      --target-group 'new=semverGte(property("appVersion"), "2.9")'
   kiv eval -- -5
   echo '{"expression": "numeq(\"1.0\", 1)"}' | kiv eval --batch
 
@@ -35,78 +36,13 @@ Each line is answered by one, in the same order:
   {"outcome":"error","reason":TEXT}    the line is no request (then the exit code is 1)
 Empty lines are skipped.)TEXT";
 
-/// Remembers the step that made an evaluation fail.
-class FailureTrace : public KivxTrace {
-public:
-    struct Step {
-        std::string name;
-        std::size_t position;
-        std::string reason;
-        std::string expression;
-    };
-
-    void entered(std::string_view expression, std::string_view) override {
-        running_.emplace_back(expression);
-    }
-    void applied(std::string_view, std::size_t, const std::vector<KivxValue>&, const KivxValue&) override {}
-    void failed(std::string_view name, std::size_t position, std::string_view reason) override {
-        if (!step_) {
-            step_ = Step{std::string(name), position, std::string(reason), running_.back()};
-        }
-    }
-    void noted(std::string_view, const KivxValue&) override {}
-    void left(const KivxValue&) override { running_.pop_back(); }
-
-    const std::optional<Step>& step() const { return step_; }
-
-private:
-    std::vector<std::string> running_;
-    std::optional<Step> step_;
-};
-
-/// Says where and why an evaluation failed, and what reading the expression as its author meant it tells
-/// about that.
-[[noreturn]] void refuseEmpty(const FailureTrace& trace, const KivxParser& parser) {
-    if (!trace.step()) {
-        throw BadInput("the expression holds no value");
-    }
-    const auto& [name, position, reason, expression] = *trace.step();
-    std::vector<ExpressionFinding> findings = ExpressionReader(expression, nullptr).read();
-    std::erase_if(findings, [](const ExpressionFinding& finding) { return !finding.isError; });
-    if (name.empty()) {
-        throw BadInput("the expression fails: " + reason);
-    }
-    if (parser.operators().find(name)) {
-        std::string advice;
-        if (!findings.empty()) {
-            const ExpressionFinding& first = findings.front();
-            advice = "At " + positionText({expression, first.position}) + ": " + first.message + ". " +
-                     first.advice;
-        }
-        throw BadInput("the operator " + inQuotes(name) + " fails: " + reason,
-                       Spot{expression, position, name.size()}, advice);
-    }
-    if (operatorSignature(name)) {
-        throw BadInput("the operator " + inQuotes(name) + " is not available here",
-                       Spot{expression, position, name.size()});
-    }
-    // The reader stops early, and what closes nothing was often opened once too often.
-    findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
-    auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
-    if (found + 1 == findings.end()) {
-        found = findings.begin();
-    }
-    throw BadInput(found->message, Spot{expression, found->position, found->length}, found->advice);
-}
-
-int evaluateOne(const std::string& expression) {
-    const EvaluationRequest request{expression};
+int evaluateOne(const EvaluationRequest& request) {
     const EvaluationWorld world(request);
-    FailureTrace trace;
-    const KivxTrace::Scope scope(trace);
+    EvaluationRecorder recorder(world.parser().operators());
+    const KivxTrace::Scope scope(recorder);
     const auto result = world.evaluate(request.expression, request.flagName);
     if (result && result->value().isNone()) {
-        refuseEmpty(trace, world.parser());
+        throw failureOf(recorder.evaluation(), world.parser().operators());
     }
     std::cout << (result ? toText(result->value()) : "undefined") << '\n';
     return exitFine;
@@ -160,20 +96,34 @@ int evaluateBatch() {
 void addEvalCommand(CLI::App& parent, int& exitCode) {
     struct Options {
         std::string expression;
+        std::string flagName;
+        EvaluationOptions world;
         bool batch = false;
     };
     auto options = std::make_shared<Options>();
     CLI::App* command = parent.add_subcommand("eval", "Evaluate an expression and print its value");
     CLI::Option* expression =
         command->add_option("EXPRESSION", options->expression, "The expression to evaluate")->type_name("");
-    CLI::Option* batch = command->add_flag("--batch", options->batch,
-                                           "Read requests from standard input, one JSON object a line");
-    command->footer(examples);
-    command->callback([options, expression, batch, &exitCode] {
-        if (expression->empty() == batch->empty()) {
+    command->add_option("--flag-name", options->flagName, "The flag that the expression is evaluated for")
+        ->type_name("NAME");
+    options->world.addTo(*command);
+    command->add_flag("--batch", options->batch, "Read requests from standard input, one JSON object a line");
+    command->footer(std::string(examples) + EvaluationOptions::typesHelp);
+    command->callback([options, expression, &exitCode] {
+        if (expression->empty() != options->batch) {
             throw WrongUsage("eval takes either an expression or --batch");
         }
-        exitCode = options->batch ? evaluateBatch() : evaluateOne(options->expression);
+        if (options->batch && (options->world.given() || !options->flagName.empty())) {
+            throw WrongUsage("with --batch, properties and the rest stand in the requests");
+        }
+        if (options->batch) {
+            exitCode = evaluateBatch();
+            return;
+        }
+        EvaluationRequest request = options->world.request();
+        request.expression = options->expression;
+        request.flagName = options->flagName;
+        exitCode = evaluateOne(request);
     });
 }
 
