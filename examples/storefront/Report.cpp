@@ -1,7 +1,6 @@
 #include "Report.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -10,11 +9,9 @@
 
 namespace {
 
-using Cells = std::array<std::string, 5>;
+using Cells = std::vector<std::string>;
 
-Cells cellsOf(const Row& row) { return {row.flag, row.type, row.defaultValue, row.value, row.origin}; }
-
-std::string aligned(const Cells& cells, const std::array<std::size_t, 5>& widths) {
+std::string aligned(const Cells& cells, const std::vector<std::size_t>& widths) {
     std::string line;
     for (std::size_t i = 0; i < cells.size(); ++i) {
         line += cells[i];
@@ -32,6 +29,8 @@ std::string bold(const std::string& text) { return usesColour() ? "\033[1m" + te
 } // namespace
 
 void Report::heading(const std::string& text) const { std::printf("\n%s\n\n", bold(text).c_str()); }
+
+void Report::space() const { std::puts(""); }
 
 void Report::line(const std::string& text) const { std::printf("  %s\n", text.c_str()); }
 
@@ -51,17 +50,24 @@ void Report::paragraph(const std::string& text) const {
 }
 
 void Report::table(const std::vector<Row>& rows) const {
-    const Cells titles{"FLAG", "TYPE", "DEFAULT", "VALUE", "CAME FROM"};
-    std::array<std::size_t, 5> widths{};
-    for (std::size_t i = 0; i < widths.size(); ++i) {
-        widths[i] = titles[i].size();
-        for (const Row& row : rows) {
-            widths[i] = std::max(widths[i], cellsOf(row)[i].size());
+    std::vector<Cells> cells;
+    for (const Row& row : rows) {
+        cells.push_back({row.flag, row.type, row.defaultValue, row.value, row.origin});
+    }
+    table({"FLAG", "TYPE", "DEFAULT", "VALUE", "CAME FROM"}, cells);
+}
+
+void Report::table(const Cells& titles, const std::vector<Cells>& rows) const {
+    std::vector<std::size_t> widths;
+    for (std::size_t i = 0; i < titles.size(); ++i) {
+        widths.push_back(titles[i].size());
+        for (const Cells& row : rows) {
+            widths[i] = std::max(widths[i], row[i].size());
         }
     }
     line(bold(aligned(titles, widths)));
-    for (const Row& row : rows) {
-        line(aligned(cellsOf(row), widths));
+    for (const Cells& row : rows) {
+        line(aligned(row, widths));
     }
 }
 

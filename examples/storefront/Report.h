@@ -16,10 +16,14 @@ struct Row {
 class Report {
 public:
     void heading(const std::string& text) const;
+    void space() const;
     void line(const std::string& text) const;
     /// Breaks the text into lines between its words.
     void paragraph(const std::string& text) const;
     void table(const std::vector<Row>& rows) const;
+    /// As many cells in each row as there are titles.
+    void table(const std::vector<std::string>& titles,
+               const std::vector<std::vector<std::string>>& rows) const;
 
     /// Prints what is wrong unless the condition holds.
     void check(bool holds, const std::string& whatIsWrong);

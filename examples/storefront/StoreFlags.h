@@ -34,3 +34,15 @@ struct GiftFlags : KIVBaseContainer {
 
     KIV_CONTAINER(GiftFlags, wrapping, card, ribbon);
 };
+
+/// The flags that depend on the customer. Registered under "store" too.
+struct CustomerFlags : KIVBaseContainer {
+    KIVString thanks{"none"};
+    KIVString upsell{"nothing"};
+    KIVString layout{"list", {"list", "grid", "mixed"}};
+    KIVString currency{"USD", {"USD", "EUR", "GBP", "JPY"}, 1};
+    KIVFlag recommendations{false};
+    KIVString ticker{"slow", {"slow", "fast"}};
+
+    KIV_CONTAINER(CustomerFlags, thanks, upsell, layout, currency, recommendations, ticker);
+};

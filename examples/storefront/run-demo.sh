@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes a signing key, signs the shop's flags with it, and shows what the shop reads from the signed document and from a
-# tampered copy. All files it makes are in a temporary folder, which it removes. The commands are taken from the
+# tampered copy, and what it may know and do about its customers. All files it makes are in a temporary folder, which it removes. The commands are taken from the
 # folder KIV_BIN, or from the project's build.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -41,4 +41,6 @@ fi
 printf '\nexamples/storefront/storefront.flags.json was checked and signed with a key made for this run.\n'
 "$bin/storefront" genuine "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
 "$bin/storefront" tampered "$work/tampered.json" "$work/signing.certificate.txt" "$work/library-of-tampered"
+"$bin/storefront" customers "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
+"$bin/storefront" next-start "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
 printf '\nAll as it should be.\n'

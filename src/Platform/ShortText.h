@@ -21,7 +21,8 @@ struct TextEnds {
             tail = bytesAt<std::uint32_t>(begin + size - 4);
         } else if (size > 0) {
             head = static_cast<std::uint8_t>(begin[0]);
-            tail = bytesAt<std::uint8_t>(begin + size / 2) | bytesAt<std::uint8_t>(begin + size - 1) << 8U;
+            tail = bytesAt<std::uint8_t>(begin + size / 2) |
+                   std::uint64_t{bytesAt<std::uint8_t>(begin + size - 1)} << 8U;
         }
     }
 
