@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
+#include "EvaluationOptions.h"
 #include "EvaluationWorld.h"
 #include "ExpressionReader.h"
 #include "KivxLanguage/KivxTrace.h"
@@ -20,8 +21,15 @@ namespace {
 
 constexpr const char* examples = R"TEXT(Examples:
   kiv eval 'ifThen(semverGte("1.10", "1.9"), "new", "old")'
+  kiv eval 'gte(property("orders"), 10)' --property orders=12
+  kiv eval 'isInTargetGroup("new")' --property appVersion:semver=2.10 \
+      --target-group 'new=semverGte(property("appVersion"), "2.9")'
   kiv eval -- -5
   echo '{"expression": "numeq(\"1.0\", 1)"}' | kiv eval --batch
+
+The type of a property is one of string, semver, datetime, bool, int and double;
+of a value of the context, string, bool, int or double. Without a type, what is
+written like a boolean or a number is one (true, 12, 0.5), and all else a text.
 
 A batch has one JSON object a line:
   {"expression": TEXT, "flagName": TEXT, "properties": {NAME: VALUE},
@@ -86,10 +94,6 @@ private:
         throw BadInput("the operator " + inQuotes(name) + " fails: " + reason,
                        Spot{expression, position, name.size()}, advice);
     }
-    if (operatorSignature(name)) {
-        throw BadInput("the operator " + inQuotes(name) + " is not available here",
-                       Spot{expression, position, name.size()});
-    }
     // The reader stops early, and what closes nothing was often opened once too often.
     findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
     auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
@@ -99,8 +103,7 @@ private:
     throw BadInput(found->message, Spot{expression, found->position, found->length}, found->advice);
 }
 
-int evaluateOne(const std::string& expression) {
-    const EvaluationRequest request{expression};
+int evaluateOne(const EvaluationRequest& request) {
     const EvaluationWorld world(request);
     FailureTrace trace;
     const KivxTrace::Scope scope(trace);
@@ -160,20 +163,34 @@ int evaluateBatch() {
 void addEvalCommand(CLI::App& parent, int& exitCode) {
     struct Options {
         std::string expression;
+        std::string flagName;
+        EvaluationOptions world;
         bool batch = false;
     };
     auto options = std::make_shared<Options>();
     CLI::App* command = parent.add_subcommand("eval", "Evaluate an expression and print its value");
     CLI::Option* expression =
         command->add_option("EXPRESSION", options->expression, "The expression to evaluate")->type_name("");
-    CLI::Option* batch = command->add_flag("--batch", options->batch,
-                                           "Read requests from standard input, one JSON object a line");
+    command->add_option("--flag-name", options->flagName, "The flag that the expression is evaluated for")
+        ->type_name("NAME");
+    options->world.addTo(*command);
+    command->add_flag("--batch", options->batch, "Read requests from standard input, one JSON object a line");
     command->footer(examples);
-    command->callback([options, expression, batch, &exitCode] {
-        if (expression->empty() == batch->empty()) {
+    command->callback([options, expression, &exitCode] {
+        if (expression->empty() != options->batch) {
             throw WrongUsage("eval takes either an expression or --batch");
         }
-        exitCode = options->batch ? evaluateBatch() : evaluateOne(options->expression);
+        if (options->batch && (options->world.given() || !options->flagName.empty())) {
+            throw WrongUsage("with --batch, properties and the rest stand in the requests");
+        }
+        if (options->batch) {
+            exitCode = evaluateBatch();
+            return;
+        }
+        EvaluationRequest request = options->world.request();
+        request.expression = options->expression;
+        request.flagName = options->flagName;
+        exitCode = evaluateOne(request);
     });
 }
 

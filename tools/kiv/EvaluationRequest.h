@@ -1,14 +1,13 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <kiv/KIVDynamicPropertyContext.h>
 
+#include "InputValue.h"
 #include "Platform/Json.h"
-#include <kiv/KIVCustomProperty.h>
 
 namespace kiv::tool {
 
@@ -16,7 +15,7 @@ namespace kiv::tool {
 struct EvaluationRequest {
     std::string expression;
     std::string flagName = {};
-    std::vector<std::shared_ptr<const KIVCustomProperty>> properties = {};
+    std::vector<Property> properties = {};
     KIVDynamicPropertyContext::Values context = {};
     std::vector<std::pair<std::string, std::string>> targetGroups = {}; ///< identifier and condition
 };

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <kiv/KIVCustomProperty.h>
+#include <kiv/KivxValue.h>
+
+#include "Platform/Json.h"
+
+/// Values that a person gives to an evaluation. All throw `BadInput` that says what is wrong with the value,
+/// but not where it stands.
+namespace kiv::tool {
+
+using Property = std::shared_ptr<const KIVCustomProperty>;
+
+/// A property from JSON: a text, a number, a boolean, or {"type", "value"}.
+Property propertyFromJson(const std::string& name, const json::value& value);
+
+/// A value of the context from JSON: a text, a number, a boolean or null.
+KivxValue contextValueFromJson(const json::value& value);
+
+/// A name and a value as they are given on the command line: NAME=VALUE or NAME:TYPE=VALUE.
+struct NamedText {
+    std::string name;
+    std::string type; ///< empty when none is given
+    std::string value;
+};
+
+/// Throws `WrongUsage` when there is no equals sign or nothing before it.
+NamedText namedText(std::string_view text);
+
+/// Without a type, a boolean or a number for what is written like one, and a text for everything else: also
+/// for 2.10 and 007, as a number would not keep how they are written.
+Property propertyFromText(const NamedText& text);
+KivxValue contextValueFromText(const NamedText& text);
+
+} // namespace kiv::tool
