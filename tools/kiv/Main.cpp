@@ -81,6 +81,7 @@ void prepare(CLI::App& app, int& exitCode) {
     app.footer(examples);
     app.require_subcommand(1);
     addEvalCommand(app, exitCode);
+    addDeviceCommand(app, exitCode);
     addConfigCommand(app, exitCode);
 }
 
