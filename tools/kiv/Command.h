@@ -41,12 +41,13 @@ public:
 /// Each adds its subcommand to `parent`. When the command line is parsed the subcommand runs and sets
 /// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
 void addEvalCommand(CLI::App& parent, int& exitCode);
-void addDeviceCommand(CLI::App& parent, int& exitCode);
+void addExplainCommand(CLI::App& parent, int& exitCode);
 void addConfigCommand(CLI::App& parent, int& exitCode);
 void addKeygenCommand(CLI::App& parent, int& exitCode);
 void addSignCommand(CLI::App& parent, int& exitCode);
 void addVerifyCommand(CLI::App& parent, int& exitCode);
 void addShowCommand(CLI::App& parent, int& exitCode);
 void addLintCommand(CLI::App& parent, int& exitCode);
+void addDeviceCommand(CLI::App& parent, int& exitCode);
 
 } // namespace kiv::tool

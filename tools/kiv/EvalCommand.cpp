@@ -1,18 +1,15 @@
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
 #include "EvaluationOptions.h"
+#include "EvaluationRecord.h"
 #include "EvaluationWorld.h"
-#include "ExpressionReader.h"
-#include "KivxLanguage/KivxTrace.h"
-#include "OperatorSignatures.h"
+#include "FailureText.h"
 #include "Terminal.h"
 #include "ValueText.h"
 
@@ -43,73 +40,13 @@ Each line is answered by one, in the same order:
   {"outcome":"error","reason":TEXT}    the line is no request (then the exit code is 1)
 Empty lines are skipped.)TEXT";
 
-/// Remembers the step that made an evaluation fail.
-class FailureTrace : public KivxTrace {
-public:
-    struct Step {
-        std::string name;
-        std::size_t position;
-        std::string reason;
-        std::string expression;
-    };
-
-    void entered(std::string_view expression, std::string_view) override {
-        running_.emplace_back(expression);
-    }
-    void applied(std::string_view, std::size_t, const std::vector<KivxValue>&, const KivxValue&) override {}
-    void failed(std::string_view name, std::size_t position, std::string_view reason) override {
-        if (!step_) {
-            step_ = Step{std::string(name), position, std::string(reason), running_.back()};
-        }
-    }
-    void noted(std::string_view, const KivxValue&) override {}
-    void left(const KivxValue&) override { running_.pop_back(); }
-
-    const std::optional<Step>& step() const { return step_; }
-
-private:
-    std::vector<std::string> running_;
-    std::optional<Step> step_;
-};
-
-/// Says where and why an evaluation failed, and what reading the expression as its author meant it tells
-/// about that.
-[[noreturn]] void refuseEmpty(const FailureTrace& trace, const KivxParser& parser) {
-    if (!trace.step()) {
-        throw BadInput("the expression holds no value");
-    }
-    const auto& [name, position, reason, expression] = *trace.step();
-    std::vector<ExpressionFinding> findings = ExpressionReader(expression, nullptr).read();
-    std::erase_if(findings, [](const ExpressionFinding& finding) { return !finding.isError; });
-    if (name.empty()) {
-        throw BadInput("the expression fails: " + reason);
-    }
-    if (parser.operators().find(name)) {
-        std::string advice;
-        if (!findings.empty()) {
-            const ExpressionFinding& first = findings.front();
-            advice = "At " + positionText({expression, first.position}) + ": " + first.message + ". " +
-                     first.advice;
-        }
-        throw BadInput("the operator " + inQuotes(name) + " fails: " + reason,
-                       Spot{expression, position, name.size()}, advice);
-    }
-    // The reader stops early, and what closes nothing was often opened once too often.
-    findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
-    auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
-    if (found + 1 == findings.end()) {
-        found = findings.begin();
-    }
-    throw BadInput(found->message, Spot{expression, found->position, found->length}, found->advice);
-}
-
 int evaluateOne(const EvaluationRequest& request) {
     const EvaluationWorld world(request);
-    FailureTrace trace;
-    const KivxTrace::Scope scope(trace);
+    EvaluationRecorder recorder(world.parser().operators());
+    const KivxTrace::Scope scope(recorder);
     const auto result = world.evaluate(request.expression, request.flagName);
     if (result && result->value().isNone()) {
-        refuseEmpty(trace, world.parser());
+        throw failureOf(recorder.evaluation(), world.parser().operators());
     }
     std::cout << (result ? toText(result->value()) : "undefined") << '\n';
     return exitFine;

@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* examples = R"(Examples:
   kiv eval 'semverGte("1.10", "1.9")'
+  kiv explain --config configuration.json --flag store.greeting --property language=fr
   kiv config keygen --out signing
   kiv config lint payload.json
   kiv config sign payload.json --key signing.key.pem --out configuration.json
@@ -81,8 +82,9 @@ void prepare(CLI::App& app, int& exitCode) {
     app.footer(examples);
     app.require_subcommand(1);
     addEvalCommand(app, exitCode);
-    addDeviceCommand(app, exitCode);
+    addExplainCommand(app, exitCode);
     addConfigCommand(app, exitCode);
+    addDeviceCommand(app, exitCode);
 }
 
 int run(int argc, char** argv) {
