@@ -22,6 +22,30 @@ TEST_F(EvalCommand, PrintsTheValue) {
     }
 }
 
+TEST_F(EvalCommand, SeesWhatItIsGiven) {
+    const std::vector<std::string> world{"--property",     "country=FR",
+                                         "--property",     "appVersion:semver=2.10",
+                                         "--context",      "screen=cart",
+                                         "--target-group", R"(french=eq(property("country"), "FR"))",
+                                         "--target-group", R"(at-the-cart=eq(property("screen"), "cart"))",
+                                         "--flag-name",    "shop.page"};
+    const std::pair<std::string, std::string> cases[] = {
+        {R"(and(semverGte(property("appVersion"), "2.9"), isInTargetGroup("french")))", "true"},
+        {R"(property("screen"))", "cart"},
+        {R"(isInTargetGroup("at-the-cart"))", "false"},
+        {R"(isInTargetGroup("nowhere"))", "false"},
+        {R"(isTargetGroupPaired("french"))", "false"},
+        {R"(flagValue("shop.page"))", "false"},
+        {R"(isInPercentage(0.85, ""))", "true"},
+    };
+    for (const auto& [expression, value] : cases) {
+        std::vector<std::string> arguments{"eval", expression};
+        arguments.insert(arguments.end(), world.begin(), world.end());
+        const Outcome outcome = kiv(arguments);
+        EXPECT_EQ(outcome.out, value + "\n") << expression << outcome.err;
+    }
+}
+
 TEST_F(EvalCommand, TellsWhichStepFailedAndWhy) {
     const struct {
         std::string expression;
@@ -61,10 +85,14 @@ TEST_F(EvalCommand, AnswersABatchLineByLine) {
          R"({"outcome":"value","type":"dictionary","value":{"a":1},"stringValue":null})"},
         {R"({"expression": "undefined"})", R"({"outcome":"undefined"})"},
         {R"~({"expression": "eq(foo, 1)"})~", R"({"outcome":"empty"})"},
-        {R"({"expression": "1", "properties": {"n": 5000000000, "v": {"type": "semver", "value": "1.2"},
+        {R"~({"expression": "and(and(gt(property(\"n\"), 4e9), semverGt(property(\"v\"), \"1.1\")),
+            and(isInTargetGroup(\"vip\"), isUndefined(property(\"c\"))))", "properties": {"n": 5000000000, "v": {"type": "semver", "value": "1.2"},
             "d": {"type": "datetime", "value": "2026-01-31T12:00:00.000Z"}}, "context": {"c": null},
-            "targetGroups": {"vip": "true"}})",
-         R"({"outcome":"value","type":"int","value":1,"stringValue":"1"})"},
+            "targetGroups": {"vip": "eq(tsToNum(property(\"d\")), 1769860800)"}})~",
+         R"({"outcome":"value","type":"bool","value":true,"stringValue":"true"})"},
+        {R"~({"expression": "property(\"c\")", "context": {"c": "x"}})~",
+         R"({"outcome":"value","type":"string","value":"x","stringValue":"x"})"},
+        {R"~({"expression": "property(\"c\")"})~", R"({"outcome":"undefined"})"},
     };
     std::string input = "\n \t\r\n";
     std::string expected;
@@ -128,6 +156,7 @@ TEST_F(EvalCommand, WrongUsageIsToldApartFromBadInput) {
         {{"config", "lnt"}, 2, "Did you mean lint?"},
         {{"eval"}, 2, "'kiv eval --help'"},
         {{"eval", "1", "--batch"}, 2, "either an expression or --batch"},
+        {{"eval", "--batch", "--property", "a=1"}, 2, "stand in the requests"},
         {{"config", "lint"}, 2, "FILE is required"},
         {{"config", "keygen", "--out", "x", "--days", "0"}, 2, "--days"},
         {{"config", "show", "no-such-file"}, 1, "no-such-file: cannot be read"},

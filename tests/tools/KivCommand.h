@@ -1,13 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -57,6 +62,37 @@ protected:
             line += " '" + argument + "'";
         }
         return line;
+    }
+
+    /// What the command writes to a terminal of 60 columns.
+    static std::string onTerminal(const std::string& environment, const std::vector<std::string>& arguments) {
+        winsize size{24, 60, 0, 0};
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+        if (child == 0) {
+            const std::string command =
+                "unset NO_COLOR; TERM=xterm " + environment + " " + commandLine(arguments);
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        std::string output;
+        char buffer[4096];
+        for (ssize_t length = 0; (length = ::read(terminal, buffer, sizeof buffer)) > 0;) {
+            output.append(buffer, static_cast<std::size_t>(length));
+        }
+        ::close(terminal);
+        waitpid(child, nullptr, 0);
+        std::erase(output, '\r');
+        return output;
+    }
+
+    /// No line is wider than that terminal.
+    static void expectNarrow(const std::string& text) {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            const auto characters = std::ranges::count_if(line, [](char c) { return (c & 0xC0) != 0x80; });
+            EXPECT_LE(characters, 60) << line;
+        }
     }
 
     static kiv::json::value parsed(const std::string& text) {

@@ -24,10 +24,6 @@ constexpr const char* examples = R"TEXT(Examples:
   kiv eval -- -5
   echo '{"expression": "numeq(\"1.0\", 1)"}' | kiv eval --batch
 
-The type of a property is one of string, semver, datetime, bool, int and double;
-of a value of the context, string, bool, int or double. Without a type, what is
-written like a boolean or a number is one (true, 12, 0.5), and all else a text.
-
 A batch has one JSON object a line:
   {"expression": TEXT, "flagName": TEXT, "properties": {NAME: VALUE},
    "context": {NAME: VALUE}, "targetGroups": {IDENTIFIER: CONDITION}}
@@ -112,7 +108,7 @@ void addEvalCommand(CLI::App& parent, int& exitCode) {
         ->type_name("NAME");
     options->world.addTo(*command);
     command->add_flag("--batch", options->batch, "Read requests from standard input, one JSON object a line");
-    command->footer(examples);
+    command->footer(std::string(examples) + EvaluationOptions::typesHelp);
     command->callback([options, expression, &exitCode] {
         if (expression->empty() != options->batch) {
             throw WrongUsage("eval takes either an expression or --batch");

@@ -14,6 +14,13 @@ namespace kiv::tool {
 /// The options that say in which world an expression is evaluated.
 class EvaluationOptions {
 public:
+    /// Tells of types, for the end of a command's help.
+    static constexpr const char* typesHelp = R"(
+
+The type of a property is one of string, semver, datetime, bool, int and double;
+of a value of the context, string, bool, int or double. Without a type, what is
+written like a boolean or a number is one (true, 12, 0.5), and all else a text.)";
+
     /// This object must outlive the parsing of the command line.
     void addTo(CLI::App& command);
 

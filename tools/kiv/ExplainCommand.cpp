@@ -28,10 +28,6 @@ constexpr const char* examples = R"TEXT(Examples:
 With --config, the target groups and the flags of the document can be asked for.
 The document's signature is not checked; 'kiv config verify' does that.
 
-The type of a property is one of string, semver, datetime, bool, int and double;
-of a value of the context, string, bool, int or double. Without a type, what is
-written like a boolean or a number is one (true, 12, 0.5), and all else a text.
-
 The exit code is 1 when the evaluation fails.)TEXT";
 
 struct Options {
@@ -109,7 +105,7 @@ void addExplainCommand(CLI::App& parent, int& exitCode) {
         ->type_name("NAME");
     options->world.addTo(*command);
     command->add_flag("--json", options->asJson, "Print JSON");
-    command->footer(examples);
+    command->footer(std::string(examples) + EvaluationOptions::typesHelp);
     command->callback([options, expression, &exitCode] {
         refuseWrongUsage(*options, !expression->empty());
         exitCode = explain(*options);

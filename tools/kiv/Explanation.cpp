@@ -121,12 +121,6 @@ json::object flagJson(const ExplainedFlag& flag) {
 
 } // namespace
 
-std::vector<ExpressionFinding> Explanation::mistakes() const {
-    std::vector<ExpressionFinding> findings = ExpressionReader(evaluation.expression, nullptr).read();
-    std::erase_if(findings, [](const ExpressionFinding& finding) { return !finding.isError; });
-    return findings;
-}
-
 json::object explanationJson(const Explanation& explanation) {
     json::object object;
     if (explanation.flag) {

@@ -7,7 +7,6 @@
 
 #include "EvaluationRecord.h"
 #include "EvaluationWorld.h"
-#include "ExpressionReader.h"
 #include "Platform/Json.h"
 
 namespace kiv::tool {
@@ -30,8 +29,6 @@ struct Explanation {
     const std::optional<ExplainedFlag>& flag;
 
     bool failed() const { return result && result->value().isNone(); }
-    /// Mistakes in an expression that gives a value all the same.
-    std::vector<ExpressionFinding> mistakes() const;
 };
 
 /// Prints the explanation for a person.

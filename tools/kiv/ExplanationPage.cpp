@@ -127,18 +127,19 @@ private:
             return;
         }
         heading("Why");
-        for (const Reason& reason : reasons.facts) {
-            const std::string indent(margin * (reason.depth + 1), ' ');
-            std::cout << indent << "• "
-                      << terminal_.wrapped(reason.text, indent.size() + 2, indent.size() + 2) << '\n';
-        }
-        if (reasons.cut) {
-            std::cout << "  … and more, see the steps\n";
+        for (std::size_t index = 0; index < reasons.facts.size(); ++index) {
+            if (index == Reasons::mostOfEnd && reasons.skipped > 0) {
+                std::cout << "  … " << reasons.skipped << " more, see the steps …\n";
+            }
+            const auto& [depth, text] = reasons.facts[index];
+            const std::string indent(margin * (depth + 1), ' ');
+            std::cout << indent << "• " << terminal_.wrapped(text, indent.size() + 2, indent.size() + 2)
+                      << '\n';
         }
     }
 
     void mistakes() const {
-        const auto found = explanation_.mistakes();
+        const auto found = errorsIn(evaluation_.expression);
         if (found.empty()) {
             return;
         }
@@ -205,7 +206,7 @@ private:
         std::size_t left = arguments.size() + own.evaluations.size();
         line(branch, pieces(evaluation, own, branch.taken, extra), left > 0);
         if (branch.depth == deepest() && left > 0) {
-            line(branch.below(true, false), {{"… more steps inside; --json has them", Style::quiet}});
+            line(branch.below(true, false), {{"… more, see --json", Style::quiet}});
             return;
         }
         for (const RecordedStep* argument : arguments) {

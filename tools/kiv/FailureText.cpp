@@ -1,9 +1,7 @@
 #include "FailureText.h"
 
 #include <algorithm>
-#include <vector>
 
-#include "ExpressionReader.h"
 #include "OperatorSignatures.h"
 #include "StepText.h"
 #include "Terminal.h"
@@ -50,8 +48,7 @@ BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable
     }
     const auto& [name, position, reason] = *evaluation.failure;
     const std::string& expression = evaluation.expression;
-    std::vector<ExpressionFinding> findings = ExpressionReader(expression, nullptr).read();
-    std::erase_if(findings, [](const ExpressionFinding& finding) { return !finding.isError; });
+    std::vector<ExpressionFinding> findings = errorsIn(expression);
     if (name.empty()) {
         return BadInput("the expression fails: " + reason);
     }
@@ -72,6 +69,12 @@ BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable
         found = findings.begin();
     }
     return BadInput(found->message, Spot{expression, found->position, found->length}, found->advice);
+}
+
+std::vector<ExpressionFinding> errorsIn(std::string_view expression) {
+    std::vector<ExpressionFinding> findings = ExpressionReader(expression, nullptr).read();
+    std::erase_if(findings, [](const ExpressionFinding& finding) { return !finding.isError; });
+    return findings;
 }
 
 } // namespace kiv::tool

@@ -9,13 +9,14 @@ namespace kiv::tool {
 namespace {
 
 constexpr unsigned deepest = 100;
+constexpr std::size_t most = 1000;
 
 bool truth(const RecordedStep& step) { return !step.value.isUndefined() && step.value.boolValue(); }
 
 /// Collects the facts of one evaluation and of those inside it.
 class Collector {
 public:
-    Collector(const EvaluationWorld& world, Reasons& reasons) : world_(world), reasons_(reasons) {}
+    Collector(const EvaluationWorld& world, std::vector<Reason>& facts) : world_(world), facts_(facts) {}
 
     void evaluation(const RecordedEvaluation& evaluation, std::size_t depth) {
         if (evaluation.failure) {
@@ -32,7 +33,7 @@ private:
     };
 
     void step(const Where& where, const RecordedStep& own, unsigned level) {
-        if (own.kind != RecordedStep::Kind::call || level == deepest || reasons_.cut) {
+        if (own.kind != RecordedStep::Kind::call || level == deepest || facts_.size() == most) {
             return;
         }
         if (std::ranges::count(own.arguments, RecordedStep::missing) > 0) {
@@ -85,13 +86,7 @@ private:
         }
     }
 
-    void add(const Where& where, std::string text) {
-        if (reasons_.facts.size() == Reasons::most) {
-            reasons_.cut = true;
-        } else {
-            reasons_.facts.push_back({where.depth, std::move(text)});
-        }
-    }
+    void add(const Where& where, std::string text) { facts_.push_back({where.depth, std::move(text)}); }
 
     std::string factText(const RecordedEvaluation& evaluation, const RecordedStep& own) const {
         std::string details;
@@ -145,14 +140,19 @@ private:
     static constexpr unsigned mostDetails = 6;
 
     const EvaluationWorld& world_;
-    Reasons& reasons_;
+    std::vector<Reason>& facts_;
 };
 
 } // namespace
 
 Reasons reasonsFor(const RecordedEvaluation& evaluation, const EvaluationWorld& world) {
     Reasons reasons;
-    Collector(world, reasons).evaluation(evaluation, 0);
+    Collector(world, reasons.facts).evaluation(evaluation, 0);
+    if (reasons.facts.size() > 2 * Reasons::mostOfEnd) {
+        reasons.skipped = reasons.facts.size() - 2 * Reasons::mostOfEnd;
+        const auto gap = reasons.facts.begin() + Reasons::mostOfEnd;
+        reasons.facts.erase(gap, gap + static_cast<std::ptrdiff_t>(reasons.skipped));
+    }
     return reasons;
 }
 

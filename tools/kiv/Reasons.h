@@ -15,10 +15,11 @@ struct Reason {
 };
 
 struct Reasons {
-    static constexpr std::size_t most = 12;
+    /// So many of the first facts and of the last are kept.
+    static constexpr std::size_t mostOfEnd = 6;
 
     std::vector<Reason> facts;
-    bool cut = false; ///< there would be more than `most`
+    std::size_t skipped = 0; ///< those between
 };
 
 /// Why an evaluation that did not fail has its value, in a few facts: of a choice the condition that was met

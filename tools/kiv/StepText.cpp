@@ -83,6 +83,9 @@ std::string sourceOf(std::string_view name, const KivxValue& value, const Evalua
         return given.find(name)->second.isUndefined() ? "undefined in the context"
                                                       : "in the context, which target groups do not see";
     }
+    if (name.starts_with("kiv.")) {
+        return "not given; an application has it from the library";
+    }
     std::vector<std::string> names;
     for (const auto& each : world.properties().availableCustomProperties()) {
         names.push_back(each->name());
@@ -112,6 +115,26 @@ std::string flagRemark(const KivxValue* name, const RecordedStep& step, const Ev
     const bool hasValue =
         !step.evaluations.empty() && step.evaluations.front()->value.stringValue().has_value();
     return hasValue ? "" : "it gets no value: \"false\" here, and the flag's default in an application";
+}
+
+/// What the operator makes of an argument that is undefined, when it makes something of it.
+std::string remarkOnUndefined(const RecordedEvaluation& evaluation, const RecordedStep& step) {
+    const bool hasUndefined = std::ranges::any_of(step.arguments, [&](std::size_t argument) {
+        return argument != RecordedStep::missing && evaluation.steps[argument].value.isUndefined();
+    });
+    if (!hasUndefined) {
+        return "";
+    }
+    if (step.isCallOf("mergeSeed")) {
+        return "all users for whom this is undefined share a bucket";
+    }
+    if (step.isCallOf("eq") || step.isCallOf("ne")) {
+        return "undefined counts as false";
+    }
+    constexpr std::string_view comparisons[] = {"lt", "lte", "gt", "gte", "match"};
+    const bool isComparison =
+        step.name.starts_with("semver") || std::ranges::find(comparisons, step.name) != std::end(comparisons);
+    return isComparison ? "false whenever something is undefined" : "";
 }
 
 template <class Visit>
@@ -171,11 +194,8 @@ std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& ste
     if (step.note("bucket")) {
         return "bucket " + bucketText(evaluation, step) + " of the seed " + literalText(*step.note("seed"));
     }
-    if (step.isCallOf("mergeSeed")) {
-        const bool hasUndefined = std::ranges::any_of(step.arguments, [&](std::size_t argument) {
-            return argument != RecordedStep::missing && evaluation.steps[argument].value.isUndefined();
-        });
-        return hasUndefined ? "all users for whom this is undefined share a bucket" : "";
+    if (const std::string text = remarkOnUndefined(evaluation, step); !text.empty()) {
+        return text;
     }
     const KivxValue* name = onlyText(evaluation, step);
     if (step.isCallOf("property")) {

@@ -1,0 +1,273 @@
+#include "KivCommand.h"
+
+#include "KivxLanguage/KivxExperimentsExtensions.h"
+
+namespace {
+
+constexpr std::string_view documentText = R"~({
+  "application": "5e0bd1f2c3a4b5d6e7f80912",
+  "targetGroups": [
+    {"_id": "loyal", "condition": "gte(property(\"orders\"), 10)"},
+    {"_id": "at-the-cart", "condition": "eq(property(\"screen\"), \"cart\")"},
+    {"_id": "empty"}
+  ],
+  "experiments": [
+    {"_id": "e1", "name": "First", "featureFlags": [{"name": "shop.discount"}],
+     "deploymentConfiguration": {"condition": "0.5"}},
+    {"_id": "e2", "name": "For the loyal", "featureFlags": [{"name": "shop.discount"}],
+     "deploymentConfiguration": {"condition": "ifThen(isInTargetGroup(\"loyal\"), 0.15, undefined)"}},
+    {"_id": "e3", "featureFlags": [{"name": "shop.colour"}],
+     "deploymentConfiguration": {"condition":
+       "ifThen(isInPercentageRange(0, 0.5, mergeSeed(\"c\", property(\"userId\"))), \"green\", \"red\")"}},
+    {"_id": "e4", "featureFlags": [{"name": "shop.page"}],
+     "deploymentConfiguration": {"condition":
+       "ifThen(eq(flagValue(\"shop.discount\"), \"0.15\"), \"short\", concat(\"lo\", \"ng\"))"}},
+    {"_id": "e5", "featureFlags": [{"name": "shop.circle"}],
+     "deploymentConfiguration": {"condition": "concat(\"<\", flagValue(\"shop.circle\"))"}},
+    {"_id": "e6", "featureFlags": [{"name": "shop.skipped"}]}
+  ]
+})~";
+
+class ExplainCommand : public KivCommand {
+protected:
+    ExplainCommand() { write("payload.json", documentText); }
+
+    static Outcome explain(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "explain");
+        return kiv(arguments);
+    }
+
+    static Outcome explainFlag(const std::string& flag, std::vector<std::string> more = {}) {
+        more.insert(more.begin(), {"--config", "payload.json", "--flag", flag});
+        return explain(more);
+    }
+
+    /// The step at the end of a path of argument numbers; "evaluation" steps into what an operator asked for.
+    static const kiv::json::value& step(const kiv::json::value& document, const std::string& pointer) {
+        return document.at_pointer("/evaluation/steps/0" + pointer);
+    }
+};
+
+TEST_F(ExplainCommand, ShowsEachStepOfATree) {
+    const Outcome outcome =
+        explain({R"(ifThen(gt(property("orders"), 10), concat("a", property("kind")), md5("b")))",
+                 "--property", "orders=12", "--context", "kind=x"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, R"(The value is "ax"
+
+Why
+  • gt(property("orders"), 10) is true: orders is 12
+  • concat("a", property("kind")) is "ax": kind is "x"
+
+Properties read
+  kind    "x"  from the context
+  orders  12   int
+
+Steps
+  ifThen(true, "ax", "92eb5ffee6ae2fec3ad71c777531578f") → "ax"
+  ├─ gt(12, 10) → true
+  │  └─ property("orders") → 12  int
+  ├─ concat("a", "x") → "ax"
+  │  └─ property("kind") → "x"  from the context
+  └─ md5("b") → "92eb5ffee6ae2fec3ad71c777531578f"  not taken
+)");
+}
+
+TEST_F(ExplainCommand, TellsWhereTheValueOfAFlagComesFrom) {
+    const Outcome outcome = explainFlag("shop.page", {"--property", "orders=3"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    for (const std::string part : {
+             "shop.page is \"long\"\n",
+             "experiment  4\n",
+             "document    payload.json\n",
+             "condition   ifThen(eq(flagValue(\"shop.discount\"), \"0.15\"), \"short\", ",
+             "  • eq(flagValue(\"shop.discount\"), \"0.15\") is false\n"
+             "    • not in the target group \"loyal\"\n"
+             "      • gte(property(\"orders\"), 10) is false: orders is 3\n",
+             "flagValue(\"shop.discount\") → \"false\"  it gets no value: \"false\" here",
+             "condition of the flag \"shop.discount\"\n",
+             "condition of the target group \"loyal\"\n",
+         }) {
+        EXPECT_CONTAINS(outcome.out, part);
+    }
+    const Outcome overruling = explainFlag("shop.discount", {"--property", "orders=10"});
+    EXPECT_CONTAINS(overruling.out, "shop.discount is 0.15\n");
+    EXPECT_CONTAINS(overruling.out, "experiment  2 \"For the loyal\"\n");
+    EXPECT_CONTAINS(overruling.out, "Experiment 1 names this flag too, but experiment 2 counts");
+    const Outcome undefined = explainFlag("shop.discount", {"--target-group", "loyal=false"});
+    EXPECT_EQ(undefined.exitCode, 0);
+    EXPECT_CONTAINS(undefined.out, "so it has the application's default: its condition is undefined.");
+}
+
+TEST_F(ExplainCommand, GivesJson) {
+    const Outcome outcome = explainFlag("shop.colour", {"--property", "userId=ada", "--json"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    const kiv::json::value document = parsed(outcome.out);
+    const double bucket = KivxExperimentsExtensions::bucketFrom("c.ada");
+    EXPECT_EQ(document.at("outcome"), "value");
+    EXPECT_EQ(document.at("value"), bucket < 0.5 ? "green" : "red");
+    EXPECT_EQ(document.at_pointer("/flag/experiment/id"), "e3");
+    EXPECT_EQ(document.at_pointer("/flag/experiment/name"), nullptr);
+    EXPECT_EQ(document.at_pointer("/flag/experiment/index"), 3);
+    EXPECT_EQ(document.at_pointer("/properties/0/name"), "userId");
+    EXPECT_EQ(document.at_pointer("/properties/0/value"), "ada");
+    const kiv::json::value& range = step(document, "/arguments/0");
+    EXPECT_EQ(range.at("operator"), "isInPercentageRange");
+    EXPECT_EQ(range.at("position"), 7);
+    EXPECT_EQ(range.at("order"), 3);
+    EXPECT_EQ(range.at("seed"), "c.ada");
+    EXPECT_EQ(range.at("bucket"), bucket);
+    EXPECT_EQ(range.at_pointer("/arguments/1/value"), 0.5);
+    EXPECT_EQ(range.at_pointer("/arguments/2/arguments/1/operator"), "property");
+}
+
+TEST_F(ExplainCommand, ShowsNestedEvaluationsAsJson) {
+    const Outcome outcome = explain({R"(or(isInTargetGroup("at-the-cart"), isInTargetGroup("empty")))",
+                                     "--config", "payload.json", "--context", "screen=cart", "--json"});
+    const kiv::json::value document = parsed(outcome.out);
+    EXPECT_EQ(document.at("value"), false);
+    const kiv::json::value& nested = step(document, "/arguments/0").at("evaluation");
+    EXPECT_EQ(nested.at("targetGroup"), "at-the-cart");
+    EXPECT_EQ(nested.at("value"), false);
+    EXPECT_EQ(nested.at_pointer("/steps/0/arguments/0/remark"),
+              "in the context, which target groups do not see");
+    EXPECT_EQ(step(document, "/arguments/1").at("remark"), "it has no condition");
+}
+
+TEST_F(ExplainCommand, TellsWhichStepFailedAndWhatWasNotReached) {
+    const std::string expression = R"(ifThen(semverGte(property("version"), "2"), not(true), "b"))";
+    const Outcome outcome = explain({expression, "--property", "version=2.5"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err, "");
+    for (const std::string part : {
+             "The evaluation fails.\n",
+             "✗ the operator \"semverGte\" fails: A version is expected to be a text — column 8\n",
+             "           ^~~~~~~~~\n",
+             "called as semverGte(2.5, \"2\"). To give the property as a text: version:semver=2.5.",
+             "  ifThen(…, false, \"b\")  not reached\n"
+             "  ├─ semverGte(2.5, \"2\")  ✗ fails\n"
+             "  │  └─ property(\"version\") → 2.5  double\n"
+             "  └─ not(true) → false\n",
+         }) {
+        EXPECT_CONTAINS(outcome.out, part);
+    }
+    EXPECT_EQ(explain({expression, "--property", "version=2.50"}).exitCode, 0);
+    const kiv::json::value document = parsed(explain({expression, "--json"}).out);
+    EXPECT_EQ(document.at("outcome"), "value"); // undefined is no version, and no failure
+    const kiv::json::value unknown = parsed(explain({"eq(1, equls(2, 3))", "--json"}).out);
+    EXPECT_EQ(unknown.at("outcome"), "empty");
+    EXPECT_EQ(unknown.at_pointer("/failure/word"), "equls");
+    EXPECT_EQ(unknown.at_pointer("/failure/position"), 6);
+    EXPECT_EQ(unknown.at_pointer("/failure/advice"), "Did you mean eq(first, second)?");
+    EXPECT_EQ(step(unknown, "").at("outcome"), "notReached");
+}
+
+TEST_F(ExplainCommand, FitsTheTerminal) {
+    const std::vector<std::string> arguments{"explain", "--config", "payload.json", "--flag", "shop.colour"};
+    const std::string plain = onTerminal("NO_COLOR=", arguments);
+    expectNarrow(plain);
+    EXPECT_CONTAINS(plain, "     │    bucket ");
+    EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+    const std::string coloured = onTerminal("", arguments);
+    EXPECT_CONTAINS(coloured, "\x1b[1mSteps\x1b[0m");
+    EXPECT_CONTAINS(coloured, "\x1b[33mnot given\x1b[0m");
+    std::string chain = "0";
+    for (int i = 1; i <= 40; ++i) {
+        chain = "ifThen(eq(property(\"p\"), " + std::to_string(i) + "), 1, " + chain + ")";
+    }
+    const std::string deep = onTerminal("NO_COLOR=", {"explain", chain});
+    expectNarrow(deep);
+    EXPECT_CONTAINS(deep, "… more, see --json");
+    EXPECT_CONTAINS(deep, "  … 28 more, see the steps …\n");
+    EXPECT_CONTAINS(deep, "eq(property(\"p\"), 1) is false");
+}
+
+TEST_F(ExplainCommand, StandsOddExpressions) {
+    std::string deep;
+    for (int i = 0; i < 20'000; ++i) {
+        deep += "not ";
+    }
+    const std::pair<std::string, std::string> cases[] = {
+        {deep + "true", "The value is true"},
+        {"eq(1", "eq(1, (missing)) → false"},
+        {"isInTargetGroup()", "is false: there is no such target group"},
+        {"1 2", "left over: the first counts"},
+        {"property(5)", "the name is no text"},
+        {"ifThen(not", "→ undefined"},
+        {"\"a\x1b[31m\"", "The value is \"a\\u001b[31m\""},
+        {R"([1, {"k": 5}])", R"(The value is [1, {"k": 5}])"},
+        {"", "holds no value"},
+    };
+    for (const auto& [expression, told] : cases) {
+        const Outcome outcome = explain({expression});
+        EXPECT_EQ(outcome.exitCode, expression.empty() ? 1 : 0) << told;
+        EXPECT_CONTAINS(outcome.out, told);
+        parsed(explain({expression, "--json"}).out);
+    }
+    const Outcome circle = explainFlag("shop.circle");
+    EXPECT_EQ(circle.exitCode, 0);
+    EXPECT_CONTAINS(circle.out, "shop.circle is \"<false\"");
+    EXPECT_CONTAINS(circle.out, "✗ fails: The expression depends on itself");
+}
+
+TEST_F(ExplainCommand, TakesTypesAndGuessesThem) {
+    const struct {
+        std::string property;
+        kiv::json::value type;
+        kiv::json::value value;
+    } cases[] = {
+        {"p=12", "int", 12},
+        {"p=-0.5", "double", -0.5},
+        {"p=true", "bool", true},
+        {"p=2.10", "string", "2.10"},
+        {"p=007", "string", "007"},
+        {"p=", "string", ""},
+        {"p=a=b", "string", "a=b"},
+        {"p:string=12", "string", "12"},
+        {"p:semver=2.10", "string", "2.10"},
+        {"p:double=3", "double", 3.0},
+        {"p:datetime=2026-01-31T12:00:00.000Z", "date", "2026-01-31T12:00:00.000Z"},
+    };
+    for (const auto& [property, type, value] : cases) {
+        const kiv::json::value document =
+            parsed(explain({"property(\"p\")", "--property", property, "--json"}).out);
+        EXPECT_EQ(document.at("type"), type) << property;
+        EXPECT_TRUE(kiv::equalJson(document.at("value"), value)) << property;
+    }
+}
+
+TEST_F(ExplainCommand, RefusesBadInput) {
+    write("broken.json", "{\"experiments\": [");
+    write("other.json", "{}");
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        std::vector<std::string> told;
+    } cases[] = {
+        {{"--config", "none.json", "--flag", "a"}, 1, {"none.json: cannot be read"}},
+        {{"--config", "broken.json", "--flag", "a"}, 1, {"broken.json: no JSON"}},
+        {{"--config", "other.json", "--flag", "a"}, 1, {"does not name the flag \"a\"", "no flag at all"}},
+        {{"--config", "payload.json", "--flag", "shop.color"},
+         1,
+         {"payload.json: the document does not name the flag \"shop.color\"", "Did you mean shop.colour?"}},
+        {{"--config", "payload.json", "--flag", "shop.skipped"}, 1, {"experiment 6", "has no condition"}},
+        {{"1", "--property", "v:sting=2"}, 1, {"\"v:sting=2\": the type \"sting\"", "Did you mean string?"}},
+        {{"1", "--property", "v:int=2.5"}, 1, {"does not fit the type \"int\""}},
+        {{"1", "--context", "v:semver=2"}, 1, {"string, bool, int and double only"}},
+        {{"1", "--property", "v"}, 2, {"--property: there is no NAME=VALUE in \"v\""}},
+        {{"1", "--target-group", "=true"}, 2, {"no ID=CONDITION"}},
+        {{}, 2, {"either an expression, or --config and --flag"}},
+        {{"1", "--config", "payload.json", "--flag", "shop.page"}, 2, {"either an expression"}},
+        {{"--flag", "shop.page"}, 2, {"--flag needs --config"}},
+    };
+    for (const auto& each : cases) {
+        const Outcome outcome = explain(each.arguments);
+        EXPECT_EQ(outcome.exitCode, each.exitCode) << each.told.front();
+        EXPECT_EQ(outcome.out, "");
+        for (const std::string& part : each.told) {
+            EXPECT_CONTAINS(outcome.err, part);
+        }
+    }
+}
+
+} // namespace
