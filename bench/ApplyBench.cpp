@@ -69,26 +69,6 @@ void apply(benchmark::State& state) {
     }
 }
 
-void registerFlags(benchmark::State& state) {
-    benchFlags();
-    const auto count = static_cast<std::size_t>(state.range(0));
-    for (auto _ : state) {
-        state.PauseTiming();
-        ApplyWorld world(0);
-        std::vector<std::shared_ptr<KIVFlag>> flags;
-        std::vector<std::string> names;
-        for (std::size_t i = 0; i < count; ++i) {
-            flags.push_back(std::make_shared<KIVFlag>(false));
-            names.push_back("bench.flag" + std::to_string(i));
-        }
-        state.ResumeTiming();
-        for (std::size_t i = 0; i < count; ++i) {
-            world.flags->addFeature(flags[i], names[i]);
-        }
-    }
-}
-
 BENCHMARK(apply)->Name("apply")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
-BENCHMARK(registerFlags)->Name("register")->Arg(10000)->Unit(benchmark::kMillisecond);
 
 } // namespace

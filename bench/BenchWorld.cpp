@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "Platform/Files.h"
+#include "Platform/Json.h"
 
 namespace {
 
@@ -22,8 +23,33 @@ const std::string& folder() {
 
 std::string experiment(const std::string& number, const std::string& flag, const std::string& condition) {
     return R"({"_id":"id-)" + number + R"(","name":"Experiment )" + number +
-           R"(","deploymentConfiguration":{"condition":")" + condition + R"("},"featureFlags":[{"name":")" +
-           flag + R"("}]})";
+           R"(","deploymentConfiguration":{"condition":)" + kiv::compactJson(kiv::json::string(condition)) +
+           R"(},"featureFlags":[{"name":")" + flag + R"("}]})";
+}
+
+std::string payload(const std::string& key, const std::string& experiments) {
+    return R"({"application":")" + key + R"(","experiments":[)" + experiments + R"(],"targetGroups":[]})";
+}
+
+/// Serves the flags with a document of this key's.
+void setUp(const std::string& key, std::function<void(const KIVReportingValue&)> handler) {
+    const std::string half = R"(isInPercentage(0.5, mergeSeed("seed", property("userId"))))";
+    const std::string country = R"(eq(property("country"), "FR"))";
+    const std::string document = folder() + "/" + key + ".json";
+    kiv::writeFile(
+        document,
+        benchSigner().sign(payload(
+            key, experiment("1", "bench.rule", country) + "," + experiment("2", "bench.rollout", half) + "," +
+                     experiment("3", "bench.compound",
+                                "and(" + country + R"(, and(semverGte(property("version"), "2.3.1"), )" +
+                                    half + "))") +
+                     "," + experiment("4", "bench.regex", R"(match(property("tag"), "^blue-[0-9]+", ""))") +
+                     "," + experiment("5", "bench.frozen", country) + "," +
+                     experiment("6", "bench.overridden", "false"))));
+    KIVCore::setupWithKey(key, {.impressionHandler = std::move(handler),
+                                .customSigningCertificate = benchSigner().certificateBase64,
+                                .defaultConfigurationPath = document});
+    KIVCore::overrides()->setOverride("true", "bench.overridden");
 }
 
 } // namespace
@@ -34,12 +60,12 @@ const Signer& benchSigner() {
 }
 
 std::string payloadOf(std::size_t experiments) {
-    std::string text = R"({"application":")" + benchKey + R"(","experiments":[)";
+    std::string text;
     for (std::size_t i = 0; i < experiments; ++i) {
         const std::string number = std::to_string(i);
-        text += (i ? "," : "") + experiment(number, "bench.flag" + number, R"(eq(\"FR\", \"FR\"))");
+        text += (i ? "," : "") + experiment(number, "bench.flag" + number, R"(eq("FR", "FR"))");
     }
-    return text + R"(],"targetGroups":[]})";
+    return payload(benchKey, text);
 }
 
 BenchFlags& benchFlags() {
@@ -47,15 +73,24 @@ BenchFlags& benchFlags() {
         KIVHost host;
         host.libraryDirectory = folder();
         KIVHost::configure(host);
-        const std::string document = folder() + "/document.json";
-        kiv::writeFile(document,
-                       benchSigner().sign(R"({"application":")" + benchKey + R"(","experiments":[)" +
-                                          experiment("1", "bench.rule", R"(eq(\"FR\", \"FR\"))") + "]}"));
         const auto container = std::make_shared<BenchFlags>();
         KIVCore::register_("bench", container);
-        KIVCore::setupWithKey(benchKey, {.customSigningCertificate = benchSigner().certificateBase64,
-                                         .defaultConfigurationPath = document});
+        KIVCore::setCustomStringProperty("FR", "country");
+        KIVCore::setCustomStringProperty("user-1", "userId");
+        KIVCore::setCustomSemverProperty("2.4.0", "version");
+        KIVCore::setCustomStringProperty("blue-42-xy", "tag");
+        setUp(benchKey, {});
         return *container; // lives on with the library
+    }();
+    return flags;
+}
+
+BenchFlags& benchFlagsWithHandler() {
+    static BenchFlags& flags = []() -> BenchFlags& {
+        BenchFlags& served = benchFlags();
+        setUp("5e0bd1f2c3a4b5d6e7f80913",
+              [](const KIVReportingValue& value) { benchmark::DoNotOptimize(&value); });
+        return served;
     }();
     return flags;
 }

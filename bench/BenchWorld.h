@@ -16,11 +16,20 @@ inline const std::string benchKey = "5e0bd1f2c3a4b5d6e7f80912";
 struct BenchFlags : KIVBaseContainer {
     KIVFlag plain{false};
     KIVFlag rule{false};
-    KIV_CONTAINER(BenchFlags, plain, rule);
+    KIVFlag rollout{false};
+    KIVFlag compound{false};
+    KIVString regex{"0"};
+    KIVFlag frozen{false, 1};
+    KIVFlag overridden{false};
+    KIV_CONTAINER(BenchFlags, plain, rule, rollout, compound, regex, frozen, overridden);
 };
 
 /// Sets the library up once for the process, in a folder of its own.
 BenchFlags& benchFlags();
+
+/// The same flags after a setup with another key and an impression handler, which stays: benchmarks that
+/// call this come after those that do not.
+BenchFlags& benchFlagsWithHandler();
 
 /// A payload with one flag and one rule an experiment.
 std::string payloadOf(std::size_t experiments);

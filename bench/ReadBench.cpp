@@ -17,23 +17,45 @@ void unit(benchmark::State& state) {
     }
 }
 
-/// Reads a flag as an application does; a value that is not the expected one stops the run.
-void read(benchmark::State& state, const KIVFlag& flag, bool expected) {
-    if (flag.isEnabled() != expected) {
+/// The value of a flag, read as an application reads it.
+bool valueOf(const KIVFlag& flag) { return flag.isEnabled(); }
+bool valueOf(const KIVString& flag) { return flag.getStringValue() == "1"; }
+
+/// A value that is not the expected one stops the run.
+template <class Flag>
+void read(benchmark::State& state, const Flag& flag, bool expected) {
+    if (valueOf(flag) != expected) {
         state.SkipWithError("the flag does not have the value that it should have");
         return;
     }
     const AllocationsPerIteration allocations(state);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(flag.isEnabled());
+        benchmark::DoNotOptimize(valueOf(flag));
     }
 }
 
-void readPlain(benchmark::State& state) { read(state, benchFlags().plain, false); }
-void readRule(benchmark::State& state) { read(state, benchFlags().rule, true); }
-
 BENCHMARK(unit)->Name("unit/md5_40");
-BENCHMARK(readPlain)->Name("read/plain")->Threads(1)->Threads(2)->UseRealTime();
-BENCHMARK(readRule)->Name("read/rule")->Threads(1)->Threads(2)->UseRealTime();
+
+const int registered = [] {
+    const auto add = [](const std::string& name, BenchFlags& (*world)(), auto which, bool expected = true) {
+        benchmark::RegisterBenchmark(name.c_str(),
+                                     [=](benchmark::State& state) { read(state, world().*which, expected); })
+            ->Threads(1)
+            ->Threads(2)
+            ->UseRealTime();
+    };
+    add("read/plain", benchFlags, &BenchFlags::plain, false);
+    add("read/rule", benchFlags, &BenchFlags::rule);
+    add("read/rollout", benchFlags, &BenchFlags::rollout);
+    add("read/compound", benchFlags, &BenchFlags::compound);
+    add("read/regex", benchFlags, &BenchFlags::regex);
+    add("read/frozen", benchFlags, &BenchFlags::frozen);
+    add("read/override", benchFlags, &BenchFlags::overridden);
+    add("read_handled/rule", benchFlagsWithHandler, &BenchFlags::rule);
+    add("read_handled/rollout", benchFlagsWithHandler, &BenchFlags::rollout);
+    add("read_handled/compound", benchFlagsWithHandler, &BenchFlags::compound);
+    add("read_handled/regex", benchFlagsWithHandler, &BenchFlags::regex);
+    return 0;
+}();
 
 } // namespace

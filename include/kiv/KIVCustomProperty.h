@@ -69,6 +69,9 @@ public:
     /// The text of a property made with a fixed text, null for every other: it can be read without a copy.
     const std::string* fixedText() const { return fixedText_ ? &*fixedText_ : nullptr; }
 
+    /// False when it was made of an empty callback: then each of the readings above throws.
+    bool hasBlock() const { return stringBlock_ || boolBlock_ || intBlock_ || doubleBlock_ || dateBlock_; }
+
 protected:
     KIVCustomProperty(std::string name, const KIVCustomProperty& other);
     KIVCustomProperty(std::string name, const char* type, const char* externalType);

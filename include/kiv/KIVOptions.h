@@ -19,7 +19,8 @@ struct KIVOptions {
     /// Called after each fetch with its result, on the thread that fetched; for a stored or embedded document
     /// on the thread of setup, before setup returns.
     std::function<void(const KIVFetcherResult& result)> onConfigurationFetched = {};
-    /// Called for each flag that was read and evaluated, on the thread that read it.
+    /// Called for each flag that was read and evaluated, on the thread that read it; not for the flags that
+    /// it reads itself.
     std::function<void(const KIVReportingValue& value)> impressionHandler = {};
     /// Answers for properties that nobody registered.
     KIVDynamicPropertiesRule dynamicPropertiesRule = {};

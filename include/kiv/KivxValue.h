@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -28,40 +29,83 @@ public:
     using Array = std::vector<KivxValue>;
     using Dictionary = std::map<KivxValue, KivxValue, Less>;
 
-    KivxValue() noexcept = default;
+    KivxValue() noexcept {}
     KivxValue(std::nullptr_t) noexcept {}
     KivxValue(std::nullopt_t) noexcept {}
-    KivxValue(std::same_as<bool> auto value) noexcept : value_(value) {}
+    KivxValue(std::same_as<bool> auto value) noexcept : form_(Form::boolean), plain_{.boolean = value} {}
+    /// What is beyond the signed range of 64 bits becomes a double.
     template <std::integral Integer>
     requires(!std::same_as<Integer, bool>) KivxValue(Integer value)
-    noexcept : value_(static_cast<std::int64_t>(value)) {}
-    KivxValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
-    KivxValue(std::string text) noexcept : value_(std::move(text)) {}
-    KivxValue(std::string_view text) : value_(std::string(text)) {}
-    KivxValue(const char* text) {
-        if (text) {
-            value_ = std::string(text);
+    noexcept {
+        if (std::in_range<std::int64_t>(value)) {
+            form_ = Form::integer;
+            plain_.integer = static_cast<std::int64_t>(value);
+        } else {
+            form_ = Form::real;
+            plain_.real = static_cast<double>(value);
         }
     }
-    KivxValue(KIVDate date) noexcept : value_(date) {}
-    KivxValue(Array elements) : value_(std::make_shared<const Array>(std::move(elements))) {}
+    KivxValue(std::floating_point auto value) noexcept
+        : form_(Form::real), plain_{.real = static_cast<double>(value)} {}
+    KivxValue(std::string text) noexcept : form_(Form::owned), owned_(std::move(text)) {}
+    KivxValue(std::string_view text) : KivxValue(std::string(text)) {}
+    KivxValue(const char* text) {
+        if (text) {
+            *this = KivxValue(std::string(text));
+        }
+    }
+    KivxValue(KIVDate date) noexcept : form_(Form::date), plain_{.date = date} {}
+    KivxValue(Array elements)
+        : form_(Form::owned), owned_(std::make_shared<const Array>(std::move(elements))) {}
     KivxValue(Dictionary members);
 
-    static KivxValue undefined() noexcept { return KivxValue(Undefined()); }
+    KivxValue(const KivxValue& other) : form_(other.form_) {
+        if (isPlain()) {
+            plain_ = other.plain_;
+        } else {
+            std::construct_at(&owned_, other.owned_);
+        }
+    }
+    KivxValue(KivxValue&& other) noexcept : form_(other.form_) {
+        if (isPlain()) {
+            plain_ = other.plain_;
+        } else {
+            std::construct_at(&owned_, std::move(other.owned_));
+        }
+    }
+    KivxValue& operator=(const KivxValue& other) { return *this = KivxValue(other); }
+    KivxValue& operator=(KivxValue&& other) noexcept {
+        if (this != &other) {
+            std::destroy_at(this);
+            std::construct_at(this, std::move(other));
+        }
+        return *this;
+    }
+    ~KivxValue() {
+        if (!isPlain()) {
+            std::destroy_at(&owned_);
+        }
+    }
+
+    static KivxValue undefined() noexcept { return KivxValue(Form::undefined, {}); }
 
     /// A text that is not copied: the caller keeps it alive as long as the value and its copies are used.
-    static KivxValue borrowed(std::string_view text) noexcept { return KivxValue(Borrowed{text}); }
+    static KivxValue borrowed(std::string_view text) noexcept {
+        return KivxValue(Form::borrowed, {.text = text});
+    }
 
     Kind kind() const noexcept;
-    bool isNone() const noexcept { return std::holds_alternative<None>(value_); }
-    bool isUndefined() const noexcept { return std::holds_alternative<Undefined>(value_); }
-    bool isBoolean() const noexcept { return std::holds_alternative<bool>(value_); }
-    bool isString() const noexcept { return kind() == Kind::string; }
+    bool isNone() const noexcept { return form_ == Form::none; }
+    bool isUndefined() const noexcept { return form_ == Form::undefined; }
+    bool isBoolean() const noexcept { return form_ == Form::boolean; }
+    bool isString() const noexcept { return text().has_value(); }
     /// A boolean, an integer or a double.
-    bool isNumber() const noexcept;
+    bool isNumber() const noexcept {
+        return form_ == Form::boolean || form_ == Form::integer || form_ == Form::real;
+    }
 
     /// A number is true unless it is zero; a text is read leniently ("true", "yes", "1x" are true).
-    bool boolValue() const;
+    bool boolValue() const { return form_ == Form::boolean ? plain_.boolean : readBoolean(); }
     /// A double is cut off towards zero; a text is read up to where its digits end. Saturates.
     std::int64_t integerValue() const;
     double doubleValue() const;
@@ -76,12 +120,26 @@ public:
     void describeTo(std::string& text) const;
 
     /// The text, null or empty when the value is of another kind; valid as long as the value.
-    std::optional<std::string_view> text() const noexcept;
-    const KIVDate* date() const noexcept { return std::get_if<KIVDate>(&value_); }
-    const Array* array() const noexcept;
-    const Dictionary* dictionary() const noexcept;
-    const std::int64_t* integer() const noexcept { return std::get_if<std::int64_t>(&value_); }
-    const double* real() const noexcept { return std::get_if<double>(&value_); }
+    std::optional<std::string_view> text() const noexcept {
+        if (form_ == Form::borrowed) {
+            return plain_.text;
+        }
+        const auto* own = ownedAs<std::string>();
+        return own ? std::optional<std::string_view>(*own) : std::nullopt;
+    }
+    const KIVDate* date() const noexcept { return form_ == Form::date ? &plain_.date : nullptr; }
+    const Array* array() const noexcept {
+        const auto* elements = ownedAs<std::shared_ptr<const Array>>();
+        return elements ? elements->get() : nullptr;
+    }
+    const Dictionary* dictionary() const noexcept {
+        const auto* members = ownedAs<std::shared_ptr<const Dictionary>>();
+        return members ? members->get() : nullptr;
+    }
+    const std::int64_t* integer() const noexcept {
+        return form_ == Form::integer ? &plain_.integer : nullptr;
+    }
+    const double* real() const noexcept { return form_ == Form::real ? &plain_.real : nullptr; }
 
     /// A value that owns its text.
     KivxValue owned() &&;
@@ -91,16 +149,32 @@ public:
     friend KIV_API bool operator==(const KivxValue& a, const KivxValue& b);
 
 private:
-    struct None {};
-    struct Undefined {};
-    struct Borrowed {
+    enum class Form : std::uint8_t { none, undefined, boolean, integer, real, borrowed, date, owned };
+
+    /// What is copied without more ado. Values are moved many times in each evaluation, nearly all of these.
+    union Plain {
+        std::int64_t integer = 0;
+        bool boolean;
+        double real;
         std::string_view text;
+        KIVDate date;
     };
+    using Owned = std::variant<std::string, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>>;
 
-    explicit KivxValue(Undefined mark) noexcept : value_(mark) {}
-    explicit KivxValue(Borrowed text) noexcept : value_(text) {}
+    KivxValue(Form form, Plain plain) noexcept : form_(form), plain_(plain) {}
 
-    std::variant<None, Undefined, bool, std::int64_t, double, std::string, Borrowed, KIVDate,
-                 std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>>
-        value_;
+    bool readBoolean() const;
+    bool isPlain() const noexcept { return form_ != Form::owned; }
+
+    /// Null when the value is no such thing.
+    template <class T>
+    const T* ownedAs() const noexcept {
+        return isPlain() ? nullptr : std::get_if<T>(&owned_);
+    }
+
+    Form form_ = Form::none;
+    union {
+        Plain plain_ = {};
+        Owned owned_;
+    };
 };

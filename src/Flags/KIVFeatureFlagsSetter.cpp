@@ -1,5 +1,7 @@
 #include "Flags/KIVFeatureFlagsSetter.h"
 
+#include <utility>
+
 #include <kiv/KIVException.h>
 #include <kiv/KIVFlagsOverrides.h>
 
@@ -9,8 +11,30 @@
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
 namespace {
+
 constexpr std::string_view analyticsFlag = "kiv.internal.analytics";
-}
+
+/// Marks that this thread is inside something of the application's that may read flags; false when it was
+/// already, further out. The reads make impressions again, and so on without end.
+class Entered {
+public:
+    explicit Entered(bool& inside) : inside_(inside), first_(!std::exchange(inside, true)) {}
+    ~Entered() {
+        if (first_) {
+            inside_ = false;
+        }
+    }
+    Entered(const Entered&) = delete;
+    Entered& operator=(const Entered&) = delete;
+
+    explicit operator bool() const { return first_; }
+
+private:
+    bool& inside_;
+    const bool first_;
+};
+
+} // namespace
 
 std::shared_ptr<KIVFeatureFlagsSetter> KIVFeatureFlagsSetter::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
@@ -148,7 +172,18 @@ void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impre
     if (applied.analytics && experimentValueWithFlagName(analyticsFlag) == "true") {
         sendEvent(impression, experiment);
     }
-    if (!parts_.impressionHandler) {
+    if (parts_.impressionHandler) {
+        callHandler(impression, experiment);
+    }
+}
+
+void KIVFeatureFlagsSetter::callHandler(const KIVFlagImpression& impression,
+                                        const KIVExperimentModel* experiment) const {
+    static constinit thread_local bool isCalling = false;
+    const Entered entered(isCalling);
+    if (!entered) {
+        KIV_DEBUG_LOG("The impression of %@ was made by the impression handler, which is not called for it",
+                      impression.flagName);
         return;
     }
     try {
@@ -162,7 +197,9 @@ void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impre
 
 void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
                                       const KIVExperimentModel* experiment) const {
-    if (!parts_.analytics) {
+    static constinit thread_local bool isSending = false;
+    const Entered entered(isSending);
+    if (!parts_.analytics || !entered) {
         return;
     }
     try {

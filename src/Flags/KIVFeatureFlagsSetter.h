@@ -84,6 +84,8 @@ private:
     std::shared_ptr<const KIVExperimentModel> experimentFor(std::string_view name) const;
     void receiveFlagAdded(const std::shared_ptr<KIVString>& flag);
     void receiveFlagImpression(const KIVFlagImpression& impression) const;
+    /// Not for impressions that the handler makes itself by reading flags.
+    void callHandler(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
     void sendEvent(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
     std::string distinctIdFor(const KIVExperimentModel* experiment,
                               const KIVFlagImpression& impression) const;

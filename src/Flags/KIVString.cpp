@@ -162,15 +162,20 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
     const bool freezes = context.shouldUseFreeze && state.freezeLevel != neverFrozen && !state.isFreezed;
     if (freezes) {
         change([](State& next) {
-            next.isFreezed = true;
-            next.freezer = std::this_thread::get_id();
+            if (!next.isFreezed) {
+                next.isFreezed = true;
+                next.freezer = std::this_thread::get_id();
+            }
         });
     }
     std::string result = evaluateValue(state, context, defaultValue, normalize);
     if (freezes) {
+        // A thaw in between may have let another thread freeze the flag anew.
         change([&](State& next) {
-            next.value = result;
-            next.freezer = std::thread::id();
+            if (next.freezer == std::this_thread::get_id()) {
+                next.value = result;
+                next.freezer = std::thread::id();
+            }
         });
     } else if (!freezesElsewhere) {
         keepValue(state, result);
@@ -192,9 +197,14 @@ std::string KIVString::evaluateValue(const State& state, const EvaluationContext
     return std::string(defaultValue);
 }
 
+/// A frozen flag keeps the value that it froze with.
 void KIVString::keepValue(const State& state, const std::string& value) const {
-    if (state.freezeLevel != neverFrozen && state.value != value) {
-        change([&](State& next) { next.value = value; });
+    if (state.freezeLevel != neverFrozen && !state.isFreezed && state.value != value) {
+        change([&](State& next) {
+            if (!next.isFreezed) {
+                next.value = value;
+            }
+        });
     }
 }
 

@@ -39,13 +39,13 @@ public:
 
     /// Nothing when no token is left.
     std::optional<std::string_view> nextToken() {
-        if (!delimiters_ || position_ >= text_.size()) {
+        if (!hasMoreTokens()) {
             return std::nullopt;
         }
-        const std::size_t start = returnDelimiters_ ? position_ : find(false, position_);
-        const bool single = returnDelimiters_ && delimiters_->contains(text_[start]);
-        position_ = single ? start + 1 : find(true, start);
-        return position_ > start ? std::optional(text_.substr(start, position_ - start)) : std::nullopt;
+        if (!returnDelimiters_) {
+            position_ = find(false, position_);
+        }
+        return take();
     }
     std::optional<std::string_view> nextElement() { return nextToken(); }
 
@@ -55,16 +55,52 @@ public:
         return nextToken();
     }
 
+    /// Passes over characters of a set; whether there were any.
+    bool skip(const KIVDelimiterSet& characters) {
+        const std::size_t start = position_;
+        while (position_ < text_.size() && characters.contains(text_[position_])) {
+            ++position_;
+        }
+        return position_ != start;
+    }
+
     /// The number of tokens that are left.
     std::size_t countTokens() const;
 
 private:
+    /// The token at the cursor, which there must be.
+    std::string_view take() {
+        const std::size_t start = position_;
+        position_ = delimiters_->contains(text_[start]) ? start + 1 : find(true, start + 1);
+        return {text_.data() + start, position_ - start};
+    }
+
     /// The first delimiter (or other character) at or after a position, or the end.
     std::size_t find(bool delimiter, std::size_t from) const {
-        while (from < text_.size() && delimiters_->contains(text_[from]) != delimiter) {
-            ++from;
+        const char* at = text_.data() + from;
+        const char* const end = text_.data() + text_.size();
+        const auto found = [&](std::ptrdiff_t ahead) {
+            return delimiters_->contains(at[ahead]) == delimiter;
+        };
+        while (end - at >= 4) {
+            if (found(0)) {
+                return static_cast<std::size_t>(at - text_.data());
+            }
+            if (found(1)) {
+                return static_cast<std::size_t>(at + 1 - text_.data());
+            }
+            if (found(2)) {
+                return static_cast<std::size_t>(at + 2 - text_.data());
+            }
+            if (found(3)) {
+                return static_cast<std::size_t>(at + 3 - text_.data());
+            }
+            at += 4;
         }
-        return from;
+        while (at != end && delimiters_->contains(*at) != delimiter) {
+            ++at;
+        }
+        return static_cast<std::size_t>(at - text_.data());
     }
 
     std::string_view text_;

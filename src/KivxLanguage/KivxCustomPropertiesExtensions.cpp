@@ -51,21 +51,16 @@ auto requestFor(const std::string& type) {
     throw KIVException::internalInconsistency(kiv::format("Expected a valid property type, got %@", type));
 }
 
-/// The property refuses the request by itself when it has no callback of its type.
-bool isRefusal(const KIVException& failure) {
-    return failure.reason().starts_with("KIV Custom property is of wrong type, expected ");
-}
-
 KivxValue valueOf(const KIVCustomProperty& property, std::string_view flagName, const Context& context) {
     const auto request = requestFor(property.type());
+    if (!property.hasBlock()) {
+        return request(property, flagName, context);
+    }
     try {
         return request(property, flagName, context);
     } catch (...) {
-        KIVException failure = KIVException::current();
-        if (isRefusal(failure)) {
-            throw;
-        }
-        throw KIVUserspaceHandlerException(KIVUserspaceSource::computedCustomProperty, std::move(failure));
+        throw KIVUserspaceHandlerException(KIVUserspaceSource::computedCustomProperty,
+                                           KIVException::current());
     }
 }
 

@@ -93,6 +93,7 @@ void KivxExperimentsExtensions::extend() {
         note("flag", name);
         std::optional<std::string> value =
             name.text() ? flags->valueOfFlag(*name.text(), context) : std::nullopt;
+        stack.charge(value ? value->size() : 0);
         stack.push(value ? KivxValue(std::move(*value)) : KivxValue::borrowed("false"));
     });
     parser_.setOperator(

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Platform/ShortText.h"
 
 class KivxParser;
 class KivxStack;
@@ -28,12 +32,37 @@ public:
     void set(std::string_view name, KivxOperatorHandler handler);
 
     /// Null when there is none. Valid until the next `set`.
-    const Operator* find(std::string_view name) const;
+    const Operator* find(std::string_view name) const {
+        const std::size_t index = slots_[slotOf(name)].index;
+        return index == freeSlot ? nullptr : &operators_[index];
+    }
 
     std::vector<std::string> names() const;
 
 private:
-    // open addressing over indexes into operators_; see the source for the hash
+    static constexpr auto freeSlot = static_cast<std::size_t>(-1);
+
+    /// Of an open-addressed table: a place in `operators_` and enough of the name to tell it apart.
+    struct Slot {
+        std::uint64_t head = 0;
+        std::uint64_t tail = 0;
+        std::size_t size = 0;
+        std::size_t index = freeSlot;
+    };
+
+    /// The slot that holds the name, or the free one where it belongs.
+    std::size_t slotOf(std::string_view name) const {
+        const kiv::TextEnds ends(name);
+        for (std::size_t i = kiv::hashOfEnds(ends);; ++i) {
+            const Slot& slot = slots_[i & (slots_.size() - 1)];
+            if ((slot.head == ends.head && slot.tail == ends.tail && slot.size == ends.size &&
+                 (ends.areAll() || operators_[slot.index].name == name)) ||
+                slot.index == freeSlot) {
+                return i & (slots_.size() - 1);
+            }
+        }
+    }
+
     std::vector<Operator> operators_;
-    std::vector<unsigned> slots_;
+    std::vector<Slot> slots_;
 };

@@ -13,6 +13,13 @@
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
+namespace {
+
+/// For each byte of an expression, as cutting takes longer than reading.
+constexpr std::size_t chargeOfCutting = 8;
+
+} // namespace
+
 /// An evaluation under way on this thread, and what it runs inside of.
 struct KivxParser::Evaluation {
     Evaluation(const KivxParser& ownParser, std::string_view ownExpression, std::string_view ownFlagName)
@@ -45,7 +52,8 @@ struct KivxParser::Evaluation {
     Evaluation* const outer;
     Evaluation* const outermost;
     const unsigned depth;
-    unsigned total = 0; ///< of the outermost one: evaluations made inside it
+    unsigned total = 0;  ///< of the outermost one: evaluations made inside it
+    KivxAccount account; ///< of the outermost one: for all of them
     /// What runs, for the trace.
     std::string_view step;
     std::size_t position = 0;
@@ -132,12 +140,14 @@ KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& con
     constexpr std::size_t mostLogged = std::size_t{1} << 20;
     std::size_t leftToLog =
         kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
-    const KivxTokenizedExpression expression(running.expression, operators_);
+    KivxAccount& account = running.outermost->account;
+    account.charge(chargeOfCutting * running.expression.size());
+    KivxTokenizedExpression expression(running.expression, operators_);
     const auto tokens = expression.tokens();
-    KivxStack stack;
+    KivxStack stack(account);
     for (auto node = tokens.rbegin(); node != tokens.rend(); ++node) {
         if (node->type == KivxNodeTypeOperand) {
-            stack.push(node->value);
+            stack.push(std::move(node->value));
         } else if (node->type == KivxNodeTypeUnknown) {
             running.step = expression.wordAt(node->position);
             running.position = node->position;

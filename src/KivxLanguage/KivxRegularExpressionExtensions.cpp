@@ -1,5 +1,7 @@
 #include "KivxLanguage/KivxRegularExpressionExtensions.h"
 
+#include <algorithm>
+
 #include <kiv/KIVException.h>
 
 #include "KivxLanguage/KivxParser.h"
@@ -8,8 +10,9 @@
 
 namespace {
 
-/// What a search is charged beside its texts, as patterns can take long however short they are.
-constexpr std::size_t chargeOfSearch = std::size_t{64} << 10;
+/// What a search is charged beside its texts: patterns can take long however short they are.
+constexpr std::size_t chargeOfSearch = std::size_t{1} << 10;
+constexpr std::size_t chargeOfStep = std::size_t{32} << 10;
 
 kiv::RegularExpressionOptions optionsOf(std::string_view flags) {
     const auto has = [flags](char flag) { return flags.find(flag) != flags.npos; };
@@ -35,8 +38,11 @@ void match(KivxStack& stack) {
     }
     stack.charge(chargeOfSearch + text.text()->size() + pattern.text()->size());
     std::string error;
-    switch (kiv::searchRegularExpression(*text.text(), *pattern.text(), optionsOf(flags.text().value_or("")),
-                                         error)) {
+    kiv::RegularExpressionSteps steps{stack.account().rest() / chargeOfStep};
+    const auto outcome = kiv::searchRegularExpression(*text.text(), *pattern.text(),
+                                                      optionsOf(flags.text().value_or("")), steps, error);
+    stack.charge(std::min(steps.taken * chargeOfStep, stack.account().rest()));
+    switch (outcome) {
     case kiv::RegularExpressionOutcome::match:
         stack.push(1);
         return;

@@ -4,38 +4,17 @@
 
 #include <kiv/KIVException.h>
 
-namespace {
-
-constexpr std::size_t largestCharge = std::size_t{64} << 20;
-
-} // namespace
-
-void KivxStack::push(KivxValue&& value) {
-    if (value.isNone()) {
-        value = KivxValue::undefined();
+void KivxAccount::charge(std::size_t bytes) {
+    if (bytes > rest_) {
+        throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
     }
-    values_.push_back(std::move(value));
-}
-
-void KivxStack::push(const KivxValue& value) {
-    if (value.isNone()) {
-        values_.push_back(KivxValue::undefined());
-    } else {
-        values_.push_back(value);
-    }
+    rest_ -= bytes;
 }
 
 KivxValue KivxStack::popRecorded() {
     KivxValue value = take();
     recorded_->push_back(value);
     return value;
-}
-
-void KivxStack::charge(std::size_t bytes) {
-    if (bytes > largestCharge - charged_) {
-        throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
-    }
-    charged_ += bytes;
 }
 
 std::string KivxStack::description() const {

@@ -10,13 +10,31 @@
 
 #include <kiv/KivxValue.h>
 
-/// The values of one evaluation. Also keeps its account of text, so that no expression can make work without
-/// end.
+/// What an evaluation and all evaluations inside it may still handle, so that no expression can make work
+/// without end.
+class KivxAccount {
+public:
+    /// Counts bytes that an operator is about to read or to make, or work that takes as long. Throws when it
+    /// would be more than 64 MiB in all.
+    void charge(std::size_t bytes);
+
+    /// In bytes.
+    std::size_t rest() const { return rest_; }
+
+private:
+    std::size_t rest_ = std::size_t{64} << 20;
+};
+
+/// The values of one evaluation.
 class KivxStack {
 public:
+    explicit KivxStack(KivxAccount& account) : account_(account) {}
+
     /// `none` is pushed as `undefined`.
-    void push(KivxValue&& value);
-    void push(const KivxValue& value);
+    void push(KivxValue&& value) {
+        values_.push_back(value.isNone() ? KivxValue::undefined() : std::move(value));
+    }
+    void push(const KivxValue& value) { push(KivxValue(value)); }
     void push(std::same_as<bool> auto value) { values_.emplace_back(value); }
 
     /// Removes and returns the last value; `none` when there is none.
@@ -28,9 +46,8 @@ public:
     std::size_t size() const { return values_.size(); }
     const KivxValue& at(std::size_t index) const { return values_[index]; }
 
-    /// Counts bytes that an operator is about to read or to make. Throws when one evaluation asks for more
-    /// than 64 MiB.
-    void charge(std::size_t bytes);
+    void charge(std::size_t bytes) { account_.charge(bytes); }
+    KivxAccount& account() { return account_; }
 
     /// From now on each `pop` also appends a copy of what it returns to `popped`, until null is given.
     void record(std::vector<KivxValue>* popped) { recorded_ = popped; }
@@ -48,6 +65,6 @@ private:
     KivxValue popRecorded();
 
     boost::container::small_vector<KivxValue, 12> values_;
-    std::size_t charged_ = 0;
+    KivxAccount& account_;
     std::vector<KivxValue>* recorded_ = nullptr;
 };

@@ -7,14 +7,19 @@
 
 #include "KivxLanguage/KIVStringTokenizer.h"
 #include "KivxLanguage/KivxTokens.h"
+#include "Platform/ShortText.h"
 #include "Platform/Text.h"
 
 namespace {
 
 constexpr KIVDelimiterSet outsideString(KivxTokenDelimiters);
 constexpr KIVDelimiterSet insideString(KivxStringDelimiter);
+constexpr KIVDelimiterSet separators(KivxSeparators);
 
 constexpr unsigned deepestLiteral = 64;
+
+/// Each takes some forty times the memory of the shortest word.
+constexpr std::size_t mostWords = std::size_t{1} << 20;
 
 /// What replacing an escaped quote adds to the text.
 constexpr std::size_t placeholderGrowth = KivxEscapedQuotePlaceholder.size() - KivxEscapedQuote.size();
@@ -48,6 +53,9 @@ std::string_view KivxTokenizedExpression::textWithoutEscapedQuotes() {
 
 /// For positions of the text that is cut, which must not decrease.
 std::size_t KivxTokenizedExpression::positionInExpression(std::size_t position) {
+    if (escapes_.empty()) {
+        return position;
+    }
     while (escapesPassed_ < escapes_.size() &&
            escapes_[escapesPassed_] + escapesPassed_ * placeholderGrowth < position) {
         ++escapesPassed_;
@@ -59,7 +67,16 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
     KIVStringTokenizer tokenizer(text, &outsideString, true);
     bool inside = false;
     bool afterQuote = false;
-    while (tokenizer.hasMoreTokens()) {
+    for (std::size_t words = 0;; ++words) {
+        if (!inside && tokenizer.skip(separators)) {
+            afterQuote = false;
+        }
+        if (!tokenizer.hasMoreTokens()) {
+            return;
+        }
+        if (words == mostWords) {
+            throw KIVException::internalInconsistency("The expression has too many words");
+        }
         const std::string_view token = *tokenizer.nextToken(inside ? &insideString : &outsideString);
         const std::size_t position =
             positionInExpression(static_cast<std::size_t>(token.data() - text.data()));
@@ -72,7 +89,7 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
         } else if (inside) {
             pushString(token, position - 1);
         } else if (outsideString.contains(token.front())) {
-            separate(token.front(), position);
+            openOrClose(token.front(), position);
         } else {
             pushWord(token, position);
         }
@@ -103,9 +120,9 @@ void KivxTokenizedExpression::pushWord(std::string_view token, std::size_t posit
         } else {
             nodes_.emplace_back(*op, position);
         }
-    } else if (token == KivxTrue || token == KivxFalse) {
-        pushNode(token == KivxTrue, position);
-    } else if (token == KivxUndefined) {
+    } else if (kiv::sameText(token, KivxTrue) || kiv::sameText(token, KivxFalse)) {
+        pushNode(token.front() == KivxTrue.front(), position);
+    } else if (kiv::sameText(token, KivxUndefined)) {
         pushNode(KivxValue::undefined(), position);
     } else if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
         pushNode(std::visit([](auto value) { return KivxValue(value); }, *number), position);
@@ -141,8 +158,7 @@ void KivxTokenizedExpression::pushIntoLiteral(KivxValue&& value, unsigned depth)
     }
 }
 
-/// Opens or closes a literal; other delimiters only separate.
-void KivxTokenizedExpression::separate(char delimiter, std::size_t position) {
+void KivxTokenizedExpression::openOrClose(char delimiter, std::size_t position) {
     if (delimiter == KivxArrayStartDelimiter.front()) {
         arrayAccumulator_.emplace(position);
     } else if (delimiter == KivxDictStartDelimiter.front()) {

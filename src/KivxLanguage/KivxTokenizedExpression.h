@@ -19,13 +19,16 @@
 /// tokens.
 class KivxTokenizedExpression {
 public:
-    /// Throws for arrays and dictionaries closed into one another more than 64 times; for nothing else.
+    /// Throws for arrays and dictionaries closed into one another more than 64 times, and for more than a
+    /// million words; for nothing else.
     KivxTokenizedExpression(std::string_view expression, const KivxOperatorTable& operatorSet);
 
     KivxTokenizedExpression(const KivxTokenizedExpression&) = delete;
     KivxTokenizedExpression& operator=(const KivxTokenizedExpression&) = delete;
 
     std::span<const KivxNode> tokens() const { return {nodes_.data(), nodes_.size()}; }
+    /// For the one who evaluates: it may move the values away.
+    std::span<KivxNode> tokens() { return {nodes_.data(), nodes_.size()}; }
 
     std::string_view expression() const { return expression_; }
 
@@ -54,7 +57,7 @@ private:
     void pushNode(KivxValue&& operand, std::size_t position, unsigned depth = 0);
     void pushIntoLiteral(KivxValue&& value, unsigned depth);
     bool insideLiteral() const { return arrayAccumulator_ || dictionaryAccumulator_; }
-    void separate(char delimiter, std::size_t position);
+    void openOrClose(char delimiter, std::size_t position);
     template <class Values>
     void close(std::optional<Literal<Values>>& literal, std::size_t position);
     std::size_t positionInExpression(std::size_t position);

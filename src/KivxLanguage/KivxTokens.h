@@ -5,6 +5,8 @@
 /// The characters and words of the expression language that are no operators.
 
 inline constexpr std::string_view KivxTokenDelimiters = "{}[]():, \t\r\n\"";
+/// Those of them that do nothing but separate.
+inline constexpr std::string_view KivxSeparators = "():, \t\r\n";
 inline constexpr std::string_view KivxStringDelimiter = "\"";
 inline constexpr std::string_view KivxEscapedQuote = "\\\"";
 /// Stands for an escaped quote while an expression is cut, so that it does not end a string.

@@ -75,7 +75,7 @@ void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<con
     const KivxValue first = stack.pop();
     const KivxValue second = stack.pop();
     const bool missing = first.isNone() || second.isNone();
-    if (missing ? !asSemVer : first.isUndefined() || second.isUndefined()) {
+    if (first.isUndefined() || second.isUndefined() || (missing && !asSemVer)) {
         stack.push(false);
         return;
     }

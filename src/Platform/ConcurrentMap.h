@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "Platform/Epoch.h"
+#include "Platform/ShortText.h"
 
 namespace kiv {
 
@@ -29,7 +29,7 @@ public:
         if (size_.load(std::memory_order_seq_cst) == 0) {
             return nullptr;
         }
-        const std::size_t hash = std::hash<std::string_view>()(key);
+        const std::size_t hash = hashOfText(key);
         const Entry* entry = table_.load()->slot(key, hash).load(std::memory_order_seq_cst);
         return entry && entry->value ? &entry->value : nullptr;
     }
@@ -49,7 +49,7 @@ public:
     /// Adds the value unless the key has one. True when it was added.
     bool setIfAbsent(std::string_view key, std::shared_ptr<V> value) {
         const WriterLock lock(lock_);
-        const Entry* present = table_.load()->slot(key, std::hash<std::string_view>()(key)).load();
+        const Entry* present = table_.load()->slot(key, hashOfText(key)).load();
         if (present && present->value) {
             return false;
         }
@@ -59,7 +59,7 @@ public:
 
     void remove(std::string_view key) {
         const WriterLock lock(lock_);
-        const Entry* present = table_.load()->slot(key, std::hash<std::string_view>()(key)).load();
+        const Entry* present = table_.load()->slot(key, hashOfText(key)).load();
         if (present && present->value) {
             put(key, nullptr);
         }
@@ -113,7 +113,7 @@ private:
         Slot& slot(std::string_view key, std::size_t hash) const {
             for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
                 const Entry* entry = slots[i].load(std::memory_order_seq_cst);
-                if (!entry || (entry->hash == hash && entry->key == key)) {
+                if (!entry || (entry->hash == hash && sameText(entry->key, key))) {
                     return slots[i];
                 }
             }
@@ -125,7 +125,7 @@ private:
     };
 
     void put(std::string_view key, std::shared_ptr<V> value) {
-        const std::size_t hash = std::hash<std::string_view>()(key);
+        const std::size_t hash = hashOfText(key);
         const bool adds = value != nullptr;
         auto entry = std::make_unique<const Entry>(Entry{std::string(key), hash, std::move(value)});
         Slot& slot = table_.load()->slot(key, hash);

@@ -15,8 +15,6 @@ namespace {
 
 constexpr std::size_t keptPatterns = 16;
 
-/// In steps of 10,000 saved states, so that it stops the same searches on every machine: after some 10 ms.
-constexpr std::int32_t timeLimit = 50;
 constexpr std::int32_t stackLimit = 8'000'000; ///< bytes
 
 struct RegexCloser {
@@ -77,7 +75,6 @@ Regex compile(std::string_view pattern, std::uint32_t flags, std::string& error)
         error = std::string(u_errorName(status)) + " at " + std::to_string(where.offset);
         return nullptr;
     }
-    uregex_setTimeLimit(regex.get(), timeLimit, &status);
     uregex_setStackLimit(regex.get(), stackLimit, &status);
     uregex_useAnchoringBounds(regex.get(), false, &status);
     return regex;
@@ -129,9 +126,17 @@ private:
     std::list<Entry> kept_;
 };
 
-RegularExpressionOutcome search(URegularExpression* regex, std::string_view text, std::string& error) {
+/// Called by ICU after each 10,000 saved states; false ends the search.
+UBool takeStep(const void* context, std::int32_t) {
+    RegularExpressionSteps& steps = *static_cast<RegularExpressionSteps*>(const_cast<void*>(context));
+    return ++steps.taken < steps.limit;
+}
+
+RegularExpressionOutcome search(URegularExpression* regex, std::string_view text,
+                                RegularExpressionSteps& steps, std::string& error) {
     const Utf16 searched(text);
     UErrorCode status = U_ZERO_ERROR;
+    uregex_setMatchCallback(regex, takeStep, &steps, &status);
     // The text goes away before the pattern does, which does not look at it again.
     uregex_setText(regex, searched.data(), searched.length(), &status);
     const bool found = uregex_find(regex, 0, &status);
@@ -146,7 +151,7 @@ RegularExpressionOutcome search(URegularExpression* regex, std::string_view text
 
 RegularExpressionOutcome searchRegularExpression(std::string_view text, std::string_view pattern,
                                                  const RegularExpressionOptions& options,
-                                                 std::string& error) {
+                                                 RegularExpressionSteps& steps, std::string& error) {
     constexpr auto longest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
     if (text.size() > longest || pattern.size() > longest) {
         error = "too long";
@@ -160,7 +165,7 @@ RegularExpressionOutcome searchRegularExpression(std::string_view text, std::str
     }
     URegularExpression* const regex =
         cacheIsGone ? lone.get() : PatternCache::ofThread().find(pattern, flags, error);
-    return regex ? search(regex, text, error) : RegularExpressionOutcome::badPattern;
+    return regex ? search(regex, text, steps, error) : RegularExpressionOutcome::badPattern;
 }
 
 } // namespace kiv

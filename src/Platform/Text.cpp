@@ -126,7 +126,26 @@ bool isHuge(const Decimal& decimal) {
     return decimal.point - significant + readSaturated<std::int32_t>({at, decimal.end}) > 0;
 }
 
+/// Up to fifteen digits without an exponent and their power of ten are exact in a double, so one division
+/// rounds correctly.
+std::optional<double> shortValue(const Decimal& decimal) {
+    static constexpr std::array<double, 16> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                           1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (decimal.exponent != decimal.end || decimal.end - decimal.begin > 15) {
+        return std::nullopt;
+    }
+    std::int64_t digits = 0;
+    for (const char* at = decimal.begin; at != decimal.end; ++at) {
+        digits = at == decimal.point ? digits : digits * 10 + (*at - '0');
+    }
+    const std::ptrdiff_t fraction = decimal.isInteger() ? 0 : decimal.end - decimal.point - 1;
+    return static_cast<double>(digits) / powersOfTen[static_cast<std::size_t>(fraction)];
+}
+
 double doubleValue(const Decimal& decimal, bool negative) {
+    if (const auto value = shortValue(decimal)) {
+        return negative ? -*value : *value;
+    }
     double value = 0;
     const auto result = std::from_chars(decimal.begin, decimal.end, value);
     if (result.ec == std::errc::result_out_of_range) {

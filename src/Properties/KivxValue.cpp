@@ -106,45 +106,22 @@ std::partial_ordering compareNumbers(const Number& a, const Number& b) {
 
 } // namespace kiv
 
-KivxValue::KivxValue(Dictionary members) : value_(std::make_shared<const Dictionary>(std::move(members))) {}
+KivxValue::KivxValue(Dictionary members)
+    : form_(Form::owned), owned_(std::make_shared<const Dictionary>(std::move(members))) {}
 
 KivxValue::Kind KivxValue::kind() const noexcept {
-    constexpr Kind kinds[] = {Kind::none,   Kind::undefined, Kind::boolean, Kind::integer, Kind::real,
-                              Kind::string, Kind::string,    Kind::date,    Kind::array,   Kind::dictionary};
-    return kinds[value_.index()];
+    constexpr Kind plain[] = {Kind::none, Kind::undefined, Kind::boolean, Kind::integer,
+                              Kind::real, Kind::string,    Kind::date};
+    constexpr Kind owned[] = {Kind::string, Kind::array, Kind::dictionary};
+    return isPlain() ? plain[static_cast<std::size_t>(form_)] : owned[owned_.index()];
 }
 
-bool KivxValue::isNumber() const noexcept {
-    const Kind own = kind();
-    return own == Kind::boolean || own == Kind::integer || own == Kind::real;
-}
-
-std::optional<std::string_view> KivxValue::text() const noexcept {
-    if (const auto* own = std::get_if<std::string>(&value_)) {
-        return *own;
-    }
-    if (const auto* borrowed = std::get_if<Borrowed>(&value_)) {
-        return borrowed->text;
-    }
-    return std::nullopt;
-}
-
-const KivxValue::Array* KivxValue::array() const noexcept {
-    const auto* elements = std::get_if<std::shared_ptr<const Array>>(&value_);
-    return elements ? elements->get() : nullptr;
-}
-
-const KivxValue::Dictionary* KivxValue::dictionary() const noexcept {
-    const auto* members = std::get_if<std::shared_ptr<const Dictionary>>(&value_);
-    return members ? members->get() : nullptr;
-}
-
-bool KivxValue::boolValue() const {
+bool KivxValue::readBoolean() const {
     switch (kind()) {
     case Kind::none:
         return false;
     case Kind::boolean:
-        return std::get<bool>(value_);
+        return plain_.boolean;
     case Kind::integer:
         return *integer() != 0;
     case Kind::real:
@@ -161,7 +138,7 @@ std::int64_t KivxValue::integerValue() const {
     case Kind::none:
         return 0;
     case Kind::boolean:
-        return std::get<bool>(value_);
+        return plain_.boolean;
     case Kind::integer:
         return *integer();
     case Kind::real:
@@ -178,7 +155,7 @@ double KivxValue::doubleValue() const {
     case Kind::none:
         return 0;
     case Kind::boolean:
-        return std::get<bool>(value_);
+        return plain_.boolean;
     case Kind::integer:
         return static_cast<double>(*integer());
     case Kind::real:
@@ -206,8 +183,8 @@ std::optional<std::string> KivxValue::stringValue() const& {
 }
 
 std::optional<std::string> KivxValue::stringValue() && {
-    if (auto* own = std::get_if<std::string>(&value_)) {
-        return std::move(*own);
+    if (!isPlain() && isString()) {
+        return std::move(std::get<std::string>(owned_));
     }
     return static_cast<const KivxValue&>(*this).stringValue();
 }
@@ -264,10 +241,7 @@ std::string KivxValue::description() const {
 }
 
 KivxValue KivxValue::owned() && {
-    if (const auto* borrowed = std::get_if<Borrowed>(&value_)) {
-        return KivxValue(std::string(borrowed->text));
-    }
-    return std::move(*this);
+    return form_ == Form::borrowed ? KivxValue(plain_.text) : std::move(*this);
 }
 
 bool KivxValue::Less::operator()(const KivxValue& a, const KivxValue& b) const { return order(a, b) < 0; }

@@ -69,6 +69,27 @@ TEST_F(Setter, ReportsAThrowingImpressionHandlerAndLetsTheReadReturn) {
     EXPECT_EQ(errors[0], std::pair(2U, std::string("handler")));
 }
 
+TEST_F(Setter, LetsHandlersReadFlagsWithoutEnd) {
+    int calls = 0;
+    int failures = 0;
+    std::shared_ptr<KIVFlag> flag;
+    invoker->setHandler([&](unsigned, const KIVException&) {
+        ++failures;
+        EXPECT_TRUE(flag->isEnabled());
+    });
+    start([&](const KIVReportingValue&) {
+        ++calls;
+        EXPECT_TRUE(flag->isEnabled());
+        throw std::runtime_error("handler");
+    });
+    flag = add<KIVFlag>("app.flag", false);
+    apply({{"app.flag", "true"}});
+    EXPECT_TRUE(flag->isEnabled());
+    EXPECT_TRUE(flag->isEnabled());
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(failures, 2);
+}
+
 TEST_F(Setter, SendsEventsOnlyWhileTheInternalFlagSaysSo) {
     struct Recorder : KIVImpressionEvents {
         void track(std::string_view event, const kiv::json::object& body) override {

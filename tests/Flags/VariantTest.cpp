@@ -100,11 +100,19 @@ TEST_F(Variants, PreferForcedThenOverriddenThenFrozenValues) {
     setter->overrides()->clearOverrideForName("color");
     EXPECT_EQ(flag->value(), "three") << "an override thaws its flag";
 
+    // No thaw reaches level 0.
+    const auto constant = add<KIVString>("constant", "default", std::vector<KIVNullableString>(), 0U);
+    EXPECT_EQ(constant->value(), "default");
+    setter->overrides()->setOverride("mine", *constant);
+    EXPECT_EQ(constant->value(), "mine");
+    setter->overrides()->clearOverrideForName("constant");
+    EXPECT_EQ(constant->value(), "default");
+
     flag->forceValue("forced");
     setter->overrides()->setOverride("mine", *flag);
     EXPECT_EQ(flag->value(), "forced");
     EXPECT_EQ(flag->originalValue(), "forced");
-    EXPECT_EQ(impressions, 3);
+    EXPECT_EQ(impressions, 4);
 }
 
 TEST_F(Variants, AnnounceEachEvaluatedReadOnceTheyHaveAName) {

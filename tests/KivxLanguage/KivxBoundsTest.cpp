@@ -45,6 +45,8 @@ TEST(Bounds, HugeExpressionsEnd) {
          "string " + times(million, "\xFF") + "\xC3"},
         {"a search without end", R"(match("aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa!", "^(a+)+$", ""))",
          "empty"},
+        {"many long searches", times(3'000, R"(match("aaaaaaaaaaaaaaa!","(a+)+$","") )"), "empty"},
+        {"more words than there may be", times(million + 50'000, "1 "), "empty"},
     };
     for (const auto& [name, expression, expected] : cases) {
         const auto start = std::chrono::steady_clock::now();
@@ -108,6 +110,13 @@ TEST_F(Nested, DepthAndNumberAreBounded) {
     expressions[40] = R"("")";
     EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string "));
     EXPECT_LT(asked, 20'100);
+
+    // All share one account.
+    const std::string text = '"' + times(1'000'000, "x") + '"';
+    expressions = {times(6, "ask(1) "), "ask(2)", text};
+    EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string xxx"));
+    expressions[0] = times(12, "ask(1) ");
+    EXPECT_EQ(outcome(parser, expressions[0]), "string failed");
 }
 
 class Recorder : public KivxTrace {

@@ -77,7 +77,8 @@ TEST(Comparisons, Versions) {
 }
 
 TEST(Comparisons, OfValuesByTheirOwnOrder) {
-    KivxStack stack;
+    KivxAccount account;
+    KivxStack stack(account);
     stack.push("b");
     stack.push("a");
     const int greater[] = {1};

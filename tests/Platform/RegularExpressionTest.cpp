@@ -13,7 +13,9 @@ using Outcome = kiv::RegularExpressionOutcome;
 Outcome search(std::string_view text, std::string_view pattern,
                const RegularExpressionOptions& options = {}) {
     std::string error;
-    const Outcome outcome = kiv::searchRegularExpression(text, pattern, options, error);
+    kiv::RegularExpressionSteps steps{50};
+    const Outcome outcome = kiv::searchRegularExpression(text, pattern, options, steps, error);
+    EXPECT_LE(steps.taken, steps.limit);
     EXPECT_EQ(error.empty(), outcome == Outcome::match || outcome == Outcome::noMatch)
         << pattern << ": " << error;
     return outcome;
@@ -61,7 +63,8 @@ TEST(RegularExpression, SearchesTheWholeText) {
 
 TEST(RegularExpression, NamesWhatIsWrongWithAPattern) {
     std::string error;
-    EXPECT_EQ(kiv::searchRegularExpression("x", "a(b", {}, error), Outcome::badPattern);
+    kiv::RegularExpressionSteps steps{50};
+    EXPECT_EQ(kiv::searchRegularExpression("x", "a(b", {}, steps, error), Outcome::badPattern);
     EXPECT_EQ(error, "U_REGEX_MISMATCHED_PAREN at 3");
     for (const char* pattern : {"", "*", "[a", "(?<n", "a{2,1}", "\\"}) {
         EXPECT_EQ(search("x", pattern), Outcome::badPattern) << pattern;

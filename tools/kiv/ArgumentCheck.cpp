@@ -48,7 +48,8 @@ std::string readable(std::string_view error) {
 
 Problem checkPattern(const OperatorSignature& op, const Token& token) {
     std::string error;
-    if (searchRegularExpression("", token.text, {}, error) != RegularExpressionOutcome::badPattern) {
+    RegularExpressionSteps steps{1};
+    if (searchRegularExpression("", token.text, {}, steps, error) != RegularExpressionOutcome::badPattern) {
         return {};
     }
     return failure(op, "a regular expression", token,

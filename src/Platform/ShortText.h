@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+/// Names are mostly short, and looked up in every read: this hashes and compares them without a call.
+namespace kiv {
+
+/// The first and the last bytes of a text. With the length they are all of it when it has up to 16 bytes.
+struct TextEnds {
+    explicit TextEnds(std::string_view text) noexcept : size(text.size()) {
+        const char* const begin = text.data();
+        if (size >= 8) {
+            head = bytesAt<std::uint64_t>(begin);
+            tail = bytesAt<std::uint64_t>(begin + size - 8);
+        } else if (size >= 4) {
+            head = bytesAt<std::uint32_t>(begin);
+            tail = bytesAt<std::uint32_t>(begin + size - 4);
+        } else if (size > 0) {
+            head = static_cast<std::uint8_t>(begin[0]);
+            tail = bytesAt<std::uint8_t>(begin + size / 2) | bytesAt<std::uint8_t>(begin + size - 1) << 8U;
+        }
+    }
+
+    bool areAll() const noexcept { return size <= 16; }
+
+    friend bool operator==(const TextEnds&, const TextEnds&) = default;
+
+    std::uint64_t head = 0;
+    std::uint64_t tail = 0;
+    std::size_t size;
+
+private:
+    template <class Bytes>
+    static Bytes bytesAt(const char* place) noexcept {
+        Bytes bytes;
+        std::memcpy(&bytes, place, sizeof bytes);
+        return bytes;
+    }
+};
+
+inline std::size_t hashOfEnds(const TextEnds& ends) noexcept {
+    std::uint64_t hash = ends.head * 0x9E3779B97F4A7C15U + ends.tail * 0xC2B2AE3D27D4EB4FU + ends.size;
+    hash = (hash ^ hash >> 32U) * 0x9E3779B97F4A7C15U;
+    return static_cast<std::size_t>(hash ^ hash >> 32U);
+}
+
+/// Long texts may share their ends, so all of them counts.
+inline std::size_t hashOfText(std::string_view text) noexcept {
+    const TextEnds ends(text);
+    return ends.areAll() ? hashOfEnds(ends) : std::hash<std::string_view>()(text);
+}
+
+inline bool sameText(std::string_view a, std::string_view b) noexcept {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    return a.size() <= 16 ? TextEnds(a) == TextEnds(b) : a == b;
+}
+
+} // namespace kiv
