@@ -2,41 +2,25 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <span>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include <kiv/KIVException.h>
 
-#include "KivxLanguage/KivxExperimentsExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "OperatorSignatures.h"
+#include "UserRegion.h"
 
 namespace kiv::tool {
 namespace {
 
-/// A text that holds the user's id: these parts, with the id between each two.
-struct IdText {
-    std::vector<std::string> parts;
-
-    auto operator<=>(const IdText&) const = default;
-};
 struct Failure {};
 struct Unknown {};
 
 /// What an expression is for the users of a region.
 using Meaning = std::variant<KivxValue, IdText, Failure, Unknown>;
-
-struct Interval {
-    double from = 0;
-    double to = 1;
-};
-
-/// Users by the buckets of seeds; a seed that is not named has any bucket.
-using Region = std::map<IdText, Interval>;
 
 struct Piece {
     Region region;
@@ -44,26 +28,6 @@ struct Piece {
 };
 /// All users, each in one piece.
 using Pieces = std::vector<Piece>;
-
-std::optional<Region> intersection(const Region& a, const Region& b) {
-    Region both = a;
-    for (const auto& [seed, interval] : b) {
-        Interval& own = both[seed];
-        own = {std::max(own.from, interval.from), std::min(own.to, interval.to)};
-        if (own.from >= own.to) {
-            return {};
-        }
-    }
-    return both;
-}
-
-double shareOf(const Region& region) {
-    double share = 1;
-    for (const auto& [seed, interval] : region) {
-        share *= interval.to - interval.from;
-    }
-    return share;
-}
 
 /// The text of a value as joined texts have it; nothing when nobody knows.
 std::optional<IdText> joinable(const Meaning& meaning) {
@@ -74,32 +38,18 @@ std::optional<IdText> joinable(const Meaning& meaning) {
     return text ? std::optional<IdText>(*text) : std::nullopt;
 }
 
-IdText joined(IdText first, std::string_view between, const IdText& second) {
-    first.parts.back().append(between).append(second.parts.front());
-    first.parts.insert(first.parts.end(), second.parts.begin() + 1, second.parts.end());
-    return first;
-}
-
-/// A seed counts up to its first zero byte.
-IdText asSeed(IdText text) {
-    for (auto part = text.parts.begin(); part != text.parts.end(); ++part) {
-        if (const std::size_t zero = part->find('\0'); zero != part->npos) {
-            part->resize(zero);
-            text.parts.erase(part + 1, text.parts.end());
-            break;
-        }
-    }
-    return text;
-}
-
 /// Evaluates as `KivxParser` does, for all users at once.
 class Reading {
 public:
     Reading(const EvaluationWorld& world, std::string_view property) : world_(world), property_(property) {}
 
     Pieces read(std::string_view expression, std::string_view flagName) {
+        // Well below the limits of the evaluator.
         constexpr std::size_t deepest = 16;
-        if (depth_ == deepest) {
+        constexpr std::size_t mostReadings = 1000;
+        constexpr std::size_t mostBytes = 1U << 20;
+        bytes_ += expression.size();
+        if (depth_ == deepest || ++readings_ > mostReadings || bytes_ > mostBytes) {
             return {{{}, Unknown()}};
         }
         ++depth_;
@@ -240,14 +190,15 @@ private:
     /// The operator itself, on values that are the same for all.
     Meaning computed(const KivxOperatorTable::Operator& op, const Arguments& arguments,
                      std::string_view flagName) {
-        KivxStack stack;
+        KivxStack stack(account_);
         for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
             stack.push(std::get<KivxValue>(*argument));
         }
         try {
             const kiv::ReadGuard guard;
             op.handler(world_.parser(), stack, flagName, world_.context());
-            return stack.size() == 1 ? Meaning(stack.pop().owned()) : Meaning(unknown(op.name));
+            const bool isTold = stack.size() == 1 && account_.rest() > KivxAccount().rest() / 2;
+            return isTold ? Meaning(stack.pop().owned()) : Meaning(unknown(op.name));
         } catch (...) {
             return Failure();
         }
@@ -362,7 +313,10 @@ private:
     const EvaluationWorld& world_;
     const std::string_view property_;
     std::size_t depth_ = 0;
+    std::size_t readings_ = 0;
+    std::size_t bytes_ = 0;
     std::size_t steps_ = 0;
+    KivxAccount account_;
     std::string obstacle_;
 };
 
