@@ -96,26 +96,8 @@ void KIVClient::stopObserving() {
     observers_.clear();
 }
 
-void KIVClient::addInternalProperties() {
-    const KIVDeviceProperties& device = *parts_.deviceProperties;
-    KIVCustomPropertiesRepository& repository = *parts_.propertiesRepository;
-    repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.appKey", device.appKey()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.realPlatform", device.platform()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.customPlatform", device.platform()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.ios.osVersion", device.osVersion()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.distinct_id", device.distinctId()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.lib_version", device.libVersion()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.api_version", device.apiVersion()));
-}
-
 void KIVClient::setup() {
-    addInternalProperties();
+    parts_.deviceProperties->addInternalProperties();
     observe(KIVC_customPropertyAddedNotification,
             [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
     observe(KIVFlagAddedNotification,

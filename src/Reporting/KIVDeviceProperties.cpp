@@ -191,6 +191,21 @@ void KIVDeviceProperties::addBuiltInProperties() const {
     }
 }
 
+void KIVDeviceProperties::addInternalProperties() const {
+    using Property = KIVCustomProperty;
+    for (auto& property : {
+             Property::withStringValue("kiv.internal.appKey", kivKey_),
+             Property::withStringValue("kiv.internal.realPlatform", platform()),
+             Property::withStringValue("kiv.internal.customPlatform", platform()),
+             Property::withSemverValue("kiv.internal.ios.osVersion", osVersion()),
+             Property::withStringValue("kiv.internal.distinct_id", distinctId_),
+             Property::withSemverValue("kiv.internal.lib_version", libVersion()),
+             Property::withSemverValue("kiv.internal.api_version", apiVersion()),
+         }) {
+        propertiesRepository_->addCustomProperty(property);
+    }
+}
+
 std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
     const auto dictionary = [](std::shared_ptr<const Document> document) {
         const Object* all = &document->all;

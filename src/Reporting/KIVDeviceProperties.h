@@ -33,6 +33,9 @@ public:
                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository,
                         std::string platformVersion, std::string languageVersion);
 
+    /// Sets the "kiv.internal." properties, which are for the service's own expressions, and announces them.
+    void addInternalProperties() const;
+
     /// Facts, lists, texts and hash, as fresh as the last update asked for. Never null; does not change.
     std::shared_ptr<const Object> allProperties() const;
     Object getPropsCopy() const { return *allProperties(); }
