@@ -48,8 +48,9 @@ public:
     /// Writes all values to the file. False, and one line in the log, when that failed.
     bool cacheOverrides() const;
 
+    /// The folder; empty when the host has no Library folder, and values hold in memory only.
     std::string overridesFilesPath() const;
-    /// The path of a file of that name in the folder.
+    /// The path of a file of that name in the folder; empty without one.
     std::string pathForOverridesFile(const std::string& fileName = "overrides") const;
 
 private:

@@ -1,11 +1,11 @@
 #include <kiv/KIVFlagsOverrides.h>
 
-#include <kiv/KIVHost.h>
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Platform/ConcurrentMap.h"
 #include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -16,8 +16,7 @@ struct KIVFlagsOverrides::Store {
 
 KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter)
     : setter_(std::move(setter)), store_(std::make_unique<Store>()) {
-    store_->directory =
-        KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/io.corvane/flags";
+    store_->directory = kiv::libraryPath("/Application Support/io.corvane/flags");
     kiv::makeDirectories(store_->directory);
     const auto stored = kiv::readPropertyList(pathForOverridesFile());
     if (!stored) {
@@ -90,7 +89,7 @@ bool KIVFlagsOverrides::cacheOverrides() const {
         written = kiv::writePropertyList(pathForOverridesFile(), archive);
     }
     if (!written) {
-        KIV_DEBUG_LOG("could not write %@", pathForOverridesFile());
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(pathForOverridesFile()));
     }
     return written;
 }
@@ -98,7 +97,7 @@ bool KIVFlagsOverrides::cacheOverrides() const {
 std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }
 
 std::string KIVFlagsOverrides::pathForOverridesFile(const std::string& fileName) const {
-    return store_->directory + (fileName.starts_with('/') ? "" : "/") + fileName;
+    return kiv::pathIn(store_->directory, fileName);
 }
 
 void KIVFlagsOverrides::thaw(const std::string& name) const {

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include <kiv/KIVHost.h>
-
 #include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 
 namespace {
@@ -29,8 +28,7 @@ std::vector<std::string> readIdentifiers(const std::string& path) {
 } // namespace
 
 KIVTargetGroupLinkArchiver::KIVTargetGroupLinkArchiver()
-    : path_(KIVHost::current()->libraryDirectory.value_or("") + KIVC_TargetGroupLinks_Persistance_Path),
-      identifiers_(readIdentifiers(path_)) {}
+    : path_(kiv::libraryPath(KIVC_TargetGroupLinks_Persistance_Path)), identifiers_(readIdentifiers(path_)) {}
 
 void KIVTargetGroupLinkArchiver::addTargetGroupLinkPairing(std::string identifier) {
     const std::lock_guard lock(lock_);

@@ -1,29 +1,30 @@
 #include "Reporting/KIVUDID.h"
 
 #include <mutex>
-#include <utility>
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Platform/Uuid.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 #include "Runtime/KIVDebugger.h"
 
-KIVUDID::KIVUDID(std::string key)
-    : key_(std::move(key)), directory_(KIVHost::current()->libraryDirectory.value_or("")) {
+KIVUDID::KIVUDID(std::string_view key)
+    : path_(kiv::libraryPath(kiv::format("/corvane-%@-properties.plist", key))) {
     // One load at a time: the first of several makes the identifier that all of them get.
     static std::mutex& lock = *new std::mutex;
-    bool written = true;
+    bool kept = true;
     {
         const std::lock_guard guard(lock);
         if (!unarchiveProperties()) {
             distinctId_ = defaultDistinctId();
-            written = archiveProperties();
+            kept = archiveProperties();
         }
     }
-    if (!written) {
-        KIV_DEBUG_LOG("could not write %@", propertiesFilePath());
+    if (!kept) {
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(path_));
     }
 }
 
@@ -32,19 +33,18 @@ std::string KIVUDID::defaultDistinctId() {
     return host->vendorIdentifier ? *host->vendorIdentifier : kiv::newUuid();
 }
 
-std::string KIVUDID::propertiesFilePath() const {
-    return directory_ + "/" + kiv::format("corvane-%@-properties.plist", key_);
-}
-
 bool KIVUDID::unarchiveProperties() {
-    const auto archive = kiv::readPropertyList(propertiesFilePath());
+    const auto archive = kiv::readPropertyList(path_);
     const auto* stored = archive ? kiv::textMember(*archive, KIVC_DEVICE_PROPERTIES_DISTINCT_ID) : nullptr;
-    if (stored) {
-        distinctId_ = *stored;
+    if (!stored || stored->empty()) {
+        return false;
     }
-    return !distinctId_.empty();
+    distinctId_ = *stored;
+    return true;
 }
 
-bool KIVUDID::archiveProperties() const {
-    return kiv::writePropertyList(propertiesFilePath(), {{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+bool KIVUDID::archiveProperties() {
+    const std::string archive = kiv::encodePropertyList({{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+    // Another process may have been first. What is there and no good is replaced.
+    return kiv::createFile(path_, archive) || unarchiveProperties() || kiv::writeFile(path_, archive);
 }

@@ -2,8 +2,7 @@
 
 #include <limits>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -36,11 +35,10 @@ std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, st
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(number, Limits::min(), Limits::max()));
 }
 
-KIVDataPersistency::KIVDataPersistency()
-    : directory_(KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/Persistency") {}
+KIVDataPersistency::KIVDataPersistency() : directory_(kiv::libraryPath("/Application Support/Persistency")) {}
 
 std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName) const {
-    return directory_ + "/" + fileName;
+    return kiv::pathIn(directory_, fileName);
 }
 
 std::unique_ptr<KIVPersistedObject>
@@ -65,7 +63,7 @@ KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
 bool KIVDataPersistency::saveObject(const KIVPersistedObject& object, const std::string& fileName) const {
     const bool saved = kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
     if (!saved) {
-        KIV_DEBUG_LOG("could not write %@", filePathFromFileName(fileName));
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(filePathFromFileName(fileName)));
     }
     return saved;
 }

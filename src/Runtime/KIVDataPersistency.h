@@ -48,7 +48,7 @@ std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, st
 /// Keeps records in files of their own, "/Application Support/Persistency/<name>" below the Library folder.
 class KIVDataPersistency {
 public:
-    /// Below the host's Library folder as it is now.
+    /// Below the host's Library folder as it is now. Without one nothing is stored.
     KIVDataPersistency();
 
     /// The stored record; a default one when there is none, it is damaged, or its major version is older; an

@@ -334,6 +334,23 @@ TEST_F(Setup, OfAnotherKeyThanTheStoredOneServesTheStoredOne) {
     EXPECT_EQ(KIVCore::flags().size(), 5U) << "the shared flags are nobody's to clear";
 }
 
+TEST_F(Setup, KeepsEverythingInMemoryWithoutALibraryFolder) {
+    const KIVOptions all = options(signer.sign(payload(key)));
+    KIVHost host = *KIVHost::current();
+    host.libraryDirectory = "";
+    KIVHost::configure(host);
+    KIVCore::setupWithKey(key, all);
+    EXPECT_EQ(flags->color.value(), "green");
+    KIVCore::switchToSDKKey(key);
+    EXPECT_EQ(kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"), key);
+    const auto overrides = KIVCore::overrides();
+    EXPECT_EQ(overrides->pathForOverridesFile(), "") << "and not a path at the root of the file system";
+    EXPECT_FALSE(overrides->cacheOverrides());
+    overrides->setOverride("red", flags->color);
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_TRUE(logged("could not write a file: there is no Library folder"));
+}
+
 TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
     KIVHost host;
     int lines = 0;
