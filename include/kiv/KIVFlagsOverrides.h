@@ -45,7 +45,8 @@ public:
     /// All overrides by full flag name.
     std::map<std::string, std::string> overrides() const;
 
-    /// Writes all values to the file. False, and one line in the log, when that failed.
+    /// Writes all values to the file. False, and one line in the log, when that failed, or some could not go
+    /// there: a name or value that is not UTF-8 or has a zero byte holds in memory only.
     bool cacheOverrides() const;
 
     /// The folder; empty when the host has no Library folder, and values hold in memory only.

@@ -61,7 +61,7 @@ void KIVFlagsOverrides::clearOverrideForName(const std::string& name) {
 }
 
 void KIVFlagsOverrides::clearOverrides() {
-    const std::lock_guard lock(lock_);
+    const kiv::WriterLock lock(lock_);
     store_->values.clear();
     kiv::removeFile(pathForOverridesFile());
 }
@@ -80,18 +80,27 @@ std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
 
 bool KIVFlagsOverrides::cacheOverrides() const {
     bool written = false;
+    std::size_t leftOut = 0;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::WriterLock lock(lock_);
         kiv::json::object archive;
         for (const auto& [name, value] : overrides()) {
-            archive[name] = value;
+            if (kiv::hasPropertyListForm(name) && kiv::hasPropertyListForm(value)) {
+                archive[name] = value;
+            } else {
+                ++leftOut;
+            }
         }
         written = kiv::writePropertyList(pathForOverridesFile(), archive);
     }
     if (!written) {
         KIV_DEBUG_LOG("could not write %@", kiv::shownPath(pathForOverridesFile()));
+    } else if (leftOut > 0) {
+        KIV_DEBUG_LOG("%@ overrides hold until the process ends: their name or value is no text of UTF-8 "
+                      "without zeros",
+                      leftOut);
     }
-    return written;
+    return written && leftOut == 0;
 }
 
 std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }
