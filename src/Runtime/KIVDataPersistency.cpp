@@ -42,17 +42,17 @@ std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName
 }
 
 std::unique_ptr<KIVPersistedObject>
-KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
-                                       const KIVPersistedObjectFactory& factory) const {
-    const auto archive = kiv::readPropertyList(filePathFromFileName(fileName));
-    auto stored = archive ? factory.decode(*archive) : nullptr;
+KIVDataPersistency::loadObjectFromFileWithName(const std::string& name,
+                                               const KIVPersistedObjectFactory& defaultObjectsFactory) const {
+    const auto archive = kiv::readPropertyList(filePathFromFileName(name));
+    auto stored = archive ? defaultObjectsFactory.decode(*archive) : nullptr;
     if (!stored) {
-        return factory.createDefaultDataPersistencyObject();
+        return defaultObjectsFactory.createDefaultDataPersistencyObject();
     }
-    const KIVFormatVersion own = factory.formatVersion();
+    const KIVFormatVersion own = defaultObjectsFactory.formatVersion();
     const KIVFormatVersion theirs = stored->formatVersion();
     if (theirs.major < own.major) {
-        return factory.createDefaultDataPersistencyObject();
+        return defaultObjectsFactory.createDefaultDataPersistencyObject();
     }
     if (theirs.minor < own.minor) {
         return stored->copyWithUpgradeToCurrentFormatOnMinorNumberChange();
@@ -61,9 +61,17 @@ KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
 }
 
 bool KIVDataPersistency::saveObject(const KIVPersistedObject& object, const std::string& fileName) const {
-    const bool saved = kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+    const bool saved = writeObject(object, fileName);
     if (!saved) {
-        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(filePathFromFileName(fileName)));
+        logFailure(fileName);
     }
     return saved;
+}
+
+bool KIVDataPersistency::writeObject(const KIVPersistedObject& object, const std::string& fileName) const {
+    return kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+}
+
+void KIVDataPersistency::logFailure(const std::string& fileName) const {
+    KIV_DEBUG_LOG("could not write %@", kiv::shownPath(filePathFromFileName(fileName)));
 }

@@ -53,11 +53,16 @@ public:
 
     /// The stored record; a default one when there is none, it is damaged, or its major version is older; an
     /// upgraded copy when only its minor version is older. A newer one is accepted as it is. Never null.
-    std::unique_ptr<KIVPersistedObject> loadObjectFromFile(const std::string& fileName,
-                                                           const KIVPersistedObjectFactory& factory) const;
+    std::unique_ptr<KIVPersistedObject>
+    loadObjectFromFileWithName(const std::string& name,
+                               const KIVPersistedObjectFactory& defaultObjectsFactory) const;
 
     /// Replaces the file. A failure is logged and leaves the old file.
     bool saveObject(const KIVPersistedObject& object, const std::string& fileName) const;
+
+    /// The two halves of that, for those who write under a lock: the log is the application's.
+    bool writeObject(const KIVPersistedObject& object, const std::string& fileName) const;
+    void logFailure(const std::string& fileName) const;
 
     std::string filePathFromFileName(const std::string& fileName) const;
 
