@@ -31,31 +31,31 @@ KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter
 
 KIVFlagsOverrides::~KIVFlagsOverrides() = default;
 
-bool KIVFlagsOverrides::hasOverride(std::string_view name) const {
+bool KIVFlagsOverrides::hasOverride(KIVNonnullString name) const {
     const kiv::ReadGuard guard;
-    return store_->values.find(name) != nullptr;
+    return store_->values.find(name.view()) != nullptr;
 }
 
-std::optional<std::string> KIVFlagsOverrides::overrideForName(std::string_view name) const {
+std::optional<std::string> KIVFlagsOverrides::overrideForName(KIVNonnullString name) const {
     const kiv::ReadGuard guard;
-    const auto* found = store_->values.find(name);
+    const auto* found = store_->values.find(name.view());
     return found ? std::optional<std::string>(**found) : std::nullopt;
 }
 
-void KIVFlagsOverrides::setOverride(std::string_view value, const KIVString& flag) {
+void KIVFlagsOverrides::setOverride(KIVNonnullString value, const KIVString& flag) {
     if (const auto name = flag.name()) {
         setOverride(value, *name);
     }
 }
 
-void KIVFlagsOverrides::setOverride(std::string_view value, const std::string& name) {
+void KIVFlagsOverrides::setOverride(KIVNonnullString value, KIVNonnullString name) {
     thaw(name);
-    store_->values.set(name, std::make_shared<const std::string>(value));
+    store_->values.set(name.view(), std::make_shared<const std::string>(value.view()));
     cacheOverrides();
 }
 
-void KIVFlagsOverrides::clearOverrideForName(const std::string& name) {
-    store_->values.remove(name);
+void KIVFlagsOverrides::clearOverrideForName(KIVNonnullString name) {
+    store_->values.remove(name.view());
     thaw(name);
     cacheOverrides();
 }
@@ -105,12 +105,12 @@ bool KIVFlagsOverrides::cacheOverrides() const {
 
 std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }
 
-std::string KIVFlagsOverrides::pathForOverridesFile(const std::string& fileName) const {
-    return kiv::pathIn(store_->directory, fileName);
+std::string KIVFlagsOverrides::pathForOverridesFile(KIVNonnullString fileName) const {
+    return kiv::pathIn(store_->directory, fileName.view());
 }
 
-void KIVFlagsOverrides::thaw(const std::string& name) const {
+void KIVFlagsOverrides::thaw(KIVNonnullString name) const {
     if (const auto setter = setter_.lock()) {
-        setter->unfreezeFlagWithName(name);
+        setter->unfreezeFlagWithName(name.view());
     }
 }
