@@ -326,10 +326,15 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
 
 TEST_F(Setup, OfAnotherKeyThanTheStoredOneServesTheStoredOne) {
     kiv::UserDefaults::standard().set("KIV_CURRENT_SDK_KEY", kiv::json::value(key));
-    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(key))));
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.defaultFreezeLevel = 1;
+    KIVCore::setupWithKey(otherKey, all);
     EXPECT_TRUE(flags->open.isEnabled())
         << "the client works for the key that an earlier launch made current";
     EXPECT_EQ(KIVCore::dynamicAPI()->getValue("late.color", "blue"), "green");
+    for (const auto& flag : KIVCore::flags()) {
+        EXPECT_EQ(flag->freezeLevel(), 1U) << flag->name().value_or("");
+    }
     KIVCore::shutdown();
     EXPECT_EQ(KIVCore::flags().size(), 5U) << "the shared flags are nobody's to clear";
 }
