@@ -116,10 +116,6 @@ void KIVClient::addInternalProperties() {
 
 void KIVClient::setup() {
     addInternalProperties();
-    observe(KIVC_customPropertyAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
-    observe(KIVFlagAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedFlag(); });
     featureFlagSetter_->unfreezeFlagsWithLevel(1);
     fetchConfiguration(std::nullopt);
     isSetUp_ = true;

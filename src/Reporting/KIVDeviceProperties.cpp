@@ -196,15 +196,16 @@ std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
         const Object* all = &document->all;
         return std::shared_ptr<const Object>(std::move(document), all);
     };
-    // Read before the lists are: what is added meanwhile makes the document stale again.
-    const std::uint64_t generation = generation_.load(std::memory_order_seq_cst);
+    // Read before the lists are: what changes meanwhile makes the document stale again. Each of the two only
+    // grows, so their sum tells a newer state from an older one.
+    const std::uint64_t version = propertiesRepository_->version() + flagsRepository_->version();
     {
         const std::lock_guard lock(lock_);
-        if (document_ && document_->generation >= generation) {
+        if (document_ && document_->version >= version) {
             return dictionary(document_);
         }
     }
-    auto next = std::make_shared<Document>(Document{generation, facts_});
+    auto next = std::make_shared<Document>(Document{version, facts_});
     Object& all = next->all;
     kiv::json::value properties = transformCustomProperties();
     kiv::json::value flags = transformFeatureFlags();
@@ -216,7 +217,7 @@ std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
 
     std::shared_ptr<const Document> result = std::move(next);
     const std::lock_guard lock(lock_);
-    if (!document_ || document_->generation <= generation) {
+    if (!document_ || document_->version <= version) {
         document_ = result;
     }
     return dictionary(std::move(result));
