@@ -216,6 +216,7 @@ bool KIVCore::isVersionSwitchedOff() {
 }
 
 std::any KIVCore::run(const std::string& method, const std::any& object) {
+    addOperations();
     return KIVClassRegistry::shared().callInstanceOperation(object, method);
 }
 
