@@ -1,6 +1,5 @@
 #include "CorvaneClient/KIVClient.h"
 
-#include <kiv/KIVException.h>
 #include <kiv/KIVHost.h>
 
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
@@ -18,6 +17,7 @@
 #include "Model/KIVTargetGroupSource.h"
 #include "Platform/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
@@ -152,10 +152,11 @@ void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, 
                       application ? std::string_view(*application) : std::string_view("(null)"));
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json), loadedFromCache);
-    } catch (...) {
-        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", KIVException::current().what());
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", failure->what());
     }
 }
 
@@ -189,16 +190,16 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
     if (!parts_.configurationFetchedHandler) {
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         parts_.configurationFetchedHandler({
             .fetcherStatus = static_cast<int>(result.fetcherStatus),
             .creationDate = result.configurationDate,
             .errorDetails = result.error,
             .hasChanges = result.hasChanges,
         });
-    } catch (...) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler,
-                                     KIVException::current());
+    });
+    if (failure) {
+        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler, *failure);
     }
 }
 

@@ -11,7 +11,6 @@
 #include <unicode/uloc.h>
 
 #include <kiv/KIVClassRegistry.h>
-#include <kiv/KIVException.h>
 #include <kiv/KIVHost.h>
 
 #include "KIVBuildConfig.h"
@@ -20,6 +19,7 @@
 #include "Platform/KeyForm.h"
 #include "Platform/Text.h"
 #include "Reporting/KIVUDID.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -94,15 +94,18 @@ std::optional<std::string> environmentSecret() {
 }
 
 std::string registeredSwiftVersion() {
-    try {
+    std::string own;
+    const auto failure = kiv::failureOf([&] {
         const std::any answer = KIVClassRegistry::shared().callClassOperation("CorvaneSwiftIncludedClass",
                                                                               "CORVANE_swiftVersion");
-        const auto* version = std::any_cast<std::string>(&answer);
-        return version ? *version : "";
-    } catch (...) {
-        KIV_DEBUG_LOG("CORVANE_swiftVersion failed: %@", KIVException::current().what());
-        return "";
+        if (const auto* version = std::any_cast<std::string>(&answer)) {
+            own = *version;
+        }
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("CORVANE_swiftVersion failed: %@", failure->what());
     }
+    return own;
 }
 
 } // namespace
