@@ -1,6 +1,5 @@
 #include "CorvaneClient/KIVClient.h"
 
-#include <kiv/KIVException.h>
 #include <kiv/KIVHost.h>
 
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
@@ -18,6 +17,7 @@
 #include "Model/KIVTargetGroupSource.h"
 #include "Platform/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
@@ -98,10 +98,6 @@ void KIVClient::stopObserving() {
 
 void KIVClient::setup() {
     parts_.deviceProperties->addInternalProperties();
-    observe(KIVC_customPropertyAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
-    observe(KIVFlagAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedFlag(); });
     featureFlagSetter_->unfreezeFlagsWithLevel(1);
     fetchConfiguration(std::nullopt);
     isSetUp_ = true;
@@ -138,10 +134,11 @@ void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, 
                       application ? std::string_view(*application) : std::string_view("(null)"));
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json), loadedFromCache);
-    } catch (...) {
-        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", KIVException::current().what());
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", failure->what());
     }
 }
 
@@ -175,16 +172,16 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
     if (!parts_.configurationFetchedHandler) {
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         parts_.configurationFetchedHandler({
             .fetcherStatus = static_cast<int>(result.fetcherStatus),
             .creationDate = result.configurationDate,
             .errorDetails = result.error,
             .hasChanges = result.hasChanges,
         });
-    } catch (...) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler,
-                                     KIVException::current());
+    });
+    if (failure) {
+        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler, *failure);
     }
 }
 

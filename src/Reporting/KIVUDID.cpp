@@ -1,10 +1,11 @@
 #include "Reporting/KIVUDID.h"
 
 #include <mutex>
-#include <utility>
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Platform/Uuid.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
@@ -13,8 +14,7 @@
 namespace {
 
 std::string pathFor(const std::string& key) {
-    return KIVHost::current()->libraryDirectory.value_or("") + "/" +
-           kiv::format("corvane-%@-properties.plist", key);
+    return kiv::libraryPath(kiv::format("/corvane-%@-properties.plist", key));
 }
 
 std::optional<std::string> storedAt(const std::string& path) {
@@ -28,18 +28,18 @@ std::optional<std::string> storedAt(const std::string& path) {
 KIVUDID::KIVUDID(const std::string& key) : path_(pathFor(key)) {
     // One load at a time: the first of several makes the identifier that all of them get.
     static std::mutex& lock = *new std::mutex;
-    bool written = true;
+    bool kept = true;
     {
         const std::lock_guard guard(lock);
         if (auto stored = storedAt(path_)) {
             distinctId_ = std::move(*stored);
         } else {
             distinctId_ = defaultDistinctId();
-            written = archiveProperties();
+            kept = archiveProperties();
         }
     }
-    if (!written) {
-        KIV_DEBUG_LOG("could not write %@", path_);
+    if (!kept) {
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(path_));
     }
 }
 
@@ -52,6 +52,15 @@ std::optional<std::string> KIVUDID::storedDistinctId(const std::string& key) {
     return storedAt(pathFor(key));
 }
 
-bool KIVUDID::archiveProperties() const {
-    return kiv::writePropertyList(path_, {{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+bool KIVUDID::archiveProperties() {
+    const std::string archive = kiv::encodePropertyList({{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+    if (kiv::createFile(path_, archive)) {
+        return true;
+    }
+    // Another process may have been first. What is there and no good is replaced.
+    if (auto stored = storedAt(path_)) {
+        distinctId_ = std::move(*stored);
+        return true;
+    }
+    return kiv::writeFile(path_, archive);
 }

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 /// The identifier of this installation for one SDK key, kept in "corvane-<key>-properties.plist" in the
 /// Library folder.
@@ -9,8 +10,9 @@ class KIVUDID {
 public:
     KIVUDID() = delete;
 
-    /// Loads the identifier, or makes one and writes it when there is none or its file is damaged. A failure
-    /// to write is logged; the identifier then holds for this process. Callable from any thread.
+    /// Loads the identifier, or makes one and writes it when there is none or its file is damaged. Of several
+    /// processes that find none, all take the identifier of the first. A failure to write is logged; the
+    /// identifier then holds for this process. Callable from any thread.
     explicit KIVUDID(const std::string& key);
 
     const std::string& distinctId() const { return distinctId_; }
@@ -25,7 +27,8 @@ public:
     const std::string& propertiesFilePath() const { return path_; }
 
 private:
-    bool archiveProperties() const;
+    /// Writes the identifier, or takes the one that another process has written meanwhile.
+    bool archiveProperties();
 
     const std::string path_;
     std::string distinctId_;
