@@ -63,7 +63,7 @@ void KIVConfigurationFetcher::fetchConfiguration(bool storeOnly,
     // The caller may be an application's thread, and there may be many properties to go through.
     network_->urlSession().delegateQueue().post([self = shared_from_this(), fetchSource,
                                                  completionHandler = std::move(completionHandler)] {
-        if (self->isStopped_) {
+        if (self->network_->isStopped()) {
             return;
         }
         if (self->shouldSkipFetch(fetchSource)) {
