@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <future>
-#include <mutex>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -12,39 +12,13 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Clock.h"
-#include "Platform/Files.h"
+#include "Support/ManualClock.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using kiv::SerialQueue;
 using kiv::Timer;
-
-/// A clock that stands until it is moved.
-class ManualClock : public kiv::Clock {
-public:
-    /// Puts one in place of the process's clock.
-    static ManualClock& install() {
-        auto clock = std::make_unique<ManualClock>();
-        ManualClock& installed = *clock;
-        kiv::Clock::install(std::move(clock));
-        return installed;
-    }
-
-    void advance(double seconds) {
-        passed_ += static_cast<std::int64_t>(seconds * 1e6);
-        Timer::timePassed();
-    }
-
-    KIVDate now() const override { return KIVDate(std::chrono::microseconds(passed_)); }
-    std::chrono::steady_clock::time_point monotonic() const override {
-        return std::chrono::steady_clock::time_point(std::chrono::microseconds(passed_));
-    }
-
-private:
-    std::atomic<std::int64_t> passed_ = 1'000'000'000;
-};
 
 void runToEnd(SerialQueue& queue) {
     std::promise<void> ran;
