@@ -19,7 +19,7 @@ struct ApplyWorld {
         }
         auto options = std::make_shared<KIVClientOptions>();
         options->customSigningCertificate = benchSigner().certificateBase64;
-        network = std::make_shared<KIVNetwork>(options);
+        network = std::make_shared<KIVNetwork>(options, std::make_shared<const KIVURLSession>());
         setter = KIVFeatureFlagsSetter::create({
             .distinctId = [] { return std::string(); },
             .parser = std::make_shared<KivxParser>(),

@@ -31,15 +31,15 @@ class KIVFeatureFlagsSetter : public std::enable_shared_from_this<KIVFeatureFlag
 public:
     struct Parts {
         /// The fallback for who the user is.
-        std::function<std::string()> distinctId;
-        std::shared_ptr<KivxParser> parser;
-        std::shared_ptr<KIVFeatureFlagsStickiness> featureFlagStickiness;
-        std::function<void(const KIVReportingValue&)> impressionHandler;
-        std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository;
-        std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository;
-        std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker;
+        std::function<std::string()> distinctId = {};
+        std::shared_ptr<KivxParser> parser = {};
+        std::shared_ptr<KIVFeatureFlagsStickiness> featureFlagStickiness = {};
+        std::function<void(const KIVReportingValue&)> impressionHandler = {};
+        std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository = {};
+        std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository = {};
+        std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker = {};
         /// Receives impressions as events; may be null.
-        std::shared_ptr<KIVImpressionEvents> analytics;
+        std::shared_ptr<KIVImpressionEvents> analytics = {};
     };
 
     /// Gives every flag of the repository the overrides and the parser, and observes additions and

@@ -13,6 +13,7 @@
 #include "Platform/UserDefaults.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Support/Signing.h"
+#include "Support/SilentServer.h"
 
 namespace {
 
@@ -43,9 +44,9 @@ class Setup : public ::testing::Test {
 protected:
     Setup() {
         KIVHost host;
-        host.logSink = [this](const std::string& line) {
-            const std::lock_guard lock(lock_);
-            lines_.push_back(line);
+        host.logSink = [log = log_](const std::string& line) {
+            const std::lock_guard lock(log->lock);
+            log->lines.push_back(line);
         };
         KIVHost::configure(host);
         path = KIVHost::current()->libraryDirectory.value() + "/configuration.json";
@@ -58,6 +59,7 @@ protected:
         all.verbose = 1;
         all.customSigningCertificate = signer.certificateBase64;
         all.defaultConfigurationPath = path;
+        all.networkConfigurations = KIVNetworkConfigurationsOptions{.getConfigCloudEndpoint = network.url()};
         all.onConfigurationFetched = [this](const KIVFetcherResult& result) { results.push_back(result); };
         return all;
     }
@@ -70,8 +72,8 @@ protected:
     }
 
     bool logged(const std::string& text) const {
-        const std::lock_guard lock(lock_);
-        return std::any_of(lines_.begin(), lines_.end(),
+        const std::lock_guard lock(log_->lock);
+        return std::any_of(log_->lines.begin(), log_->lines.end(),
                            [&](const auto& line) { return line.find(text) != std::string::npos; });
     }
 
@@ -88,10 +90,15 @@ protected:
     Signer signer = makeSigner();
     std::string path;
     std::vector<KIVFetcherResult> results;
+    SilentServer network; ///< no fetch ends while the test runs
 
 private:
-    mutable std::mutex lock_;
-    std::vector<std::string> lines_;
+    /// The library's threads outlive the test.
+    struct Log {
+        std::mutex lock;
+        std::vector<std::string> lines;
+    };
+    std::shared_ptr<Log> log_ = std::make_shared<Log>();
 };
 
 TEST_F(Setup, ServesASignedEmbeddedDocument) {

@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include "CorvaneClient/KIVConfigurationFetcher.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
+#include "KivxLanguage/KivxParser.h"
 #include "Platform/Files.h"
 #include "Platform/PropertyList.h"
+#include "Reporting/KIVDeviceProperties.h"
 #include "Support/CapturedLog.h"
 #include "Support/Signing.h"
 
@@ -42,7 +45,17 @@ protected:
     KIVConfigurationFetcher fetcher(const std::shared_ptr<Manager>& manager, int type = 0) const {
         const auto options = std::make_shared<KIVClientOptions>();
         options->customSigningCertificate = signer.certificateBase64;
-        return {std::make_shared<const KIVNetwork>(options), type, manager};
+        const auto properties = std::make_shared<KIVCustomPropertiesRepository>();
+        const auto flags = std::make_shared<KIVFeatureFlagsRepository>();
+        const auto environment = std::make_shared<const KIVEnvironment>(KIVNetworkConfigurationsOptions());
+        return {std::make_shared<const KIVNetwork>(options, std::make_shared<const KIVURLSession>()),
+                type,
+                manager,
+                std::make_shared<const KIVURLBuilder>(environment),
+                std::make_shared<const KIVDeviceProperties>(appKey, std::nullopt, properties, flags),
+                KIVFeatureFlagsSetter::create({.parser = std::make_shared<KivxParser>(),
+                                               .propertiesRepository = properties,
+                                               .flagsRepository = flags})};
     }
 
     CapturedLog log{hostWithResources()};
@@ -241,7 +254,7 @@ TEST_F(ConfigurationStores, ADocumentThatCannotBeVerifiedIsAnErrorAndNotServed) 
     EXPECT_FALSE(refused->hasChanges);
     EXPECT_TRUE(refused->configurationDate);
     auto silent = fetcher(stores);
-    silent.fetchConfiguration(false, std::nullopt, [](const auto&, auto) { ADD_FAILURE() << "called"; });
+    silent.fetchConfiguration(true, std::nullopt, [](const auto&, auto) { ADD_FAILURE() << "called"; });
 }
 
 TEST_F(ConfigurationStores, TheNextStartGrowsMorePatientAndStartsOver) {

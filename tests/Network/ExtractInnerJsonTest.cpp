@@ -12,8 +12,9 @@ namespace {
 std::string outcome(const std::string& envelope, const KIVClientOptions& options) {
     const auto json = kiv::parseJson(envelope);
     KIVNetworkError error = KIVNetworkError::none;
-    const auto payload = KIVNetwork(std::make_shared<const KIVClientOptions>(options))
-                             .extractInnerJson(json ? *json : kiv::json::value(), "somewhere", &error);
+    const auto payload =
+        KIVNetwork(std::make_shared<const KIVClientOptions>(options), std::make_shared<const KIVURLSession>())
+            .extractInnerJson(json ? *json : kiv::json::value(), "somewhere", &error);
     return payload ? kiv::compactJson(*payload) : KIVNetwork::networkErrorString(error).value_or("no error");
 }
 
@@ -78,7 +79,7 @@ TEST(ExtractInnerJson, TellsFailuresApartAndReportsEach) {
     const CapturedLog log;
     const Signer signer = makeSigner();
     const auto options = std::make_shared<KIVClientOptions>();
-    const Network network(options);
+    const Network network(options, std::make_shared<const KIVURLSession>());
     options->customSigningCertificate = signer.certificateBase64; // read when it is needed
     options->disableSignatureVerification = true;                 // read when the network was made
     for (const char* text : {R"({"data":"{}"})", R"({"data":"{}","signature_v0":"AAAA"})"}) {
