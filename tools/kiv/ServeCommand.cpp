@@ -1,3 +1,4 @@
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
@@ -138,6 +139,13 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
         ->type_name("DIR");
     command->add_flag("--cdn-misses", options->settings.cdnMisses,
                       "Answer every request to the configuration CDN with 404, to try the API");
+    command
+        ->add_option_function<int>(
+            "--keep-alive",
+            [options](int seconds) { options->settings.keepAlive = std::chrono::seconds(seconds); },
+            "Seconds after which a quiet stream hears a comment, 15 otherwise; proxies on the way need it")
+        ->check(CLI::Range(1, 3600).description(""))
+        ->type_name("N");
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
     command->add_flag("--quiet", options->isQuiet, "Tell only what is wrong");
     command->footer(explanation);
