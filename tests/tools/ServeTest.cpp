@@ -208,7 +208,7 @@ TEST_F(Serve, RefusesPayloadsOfOthersAndTakesThemOnceTheyAreRight) {
 TEST_F(Serve, KeepsQuietStreamsAlive) {
     start({"--keep-alive", "1"});
     const auto stream = openStream("stream");
-    waitFor("stream", "\r\n\r\n: still here\n\n: still here\n\n");
+    waitFor("stream", "\r\n\r\n: here\n\n: here\n\n: here\n\n");
 }
 
 TEST_F(Serve, AnswersBadRequestsClearly) {

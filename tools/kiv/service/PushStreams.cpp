@@ -16,7 +16,7 @@ using boost::system::error_code;
 
 constexpr std::string_view changed = "event: changed\ndata: changed\n\n";
 // A block of its own, so that what the client has kept of the stream ends here.
-constexpr std::string_view comment = ": still here\n\n";
+constexpr std::string_view comment = ": here\n\n";
 
 } // namespace
 
@@ -27,12 +27,10 @@ public:
         : key_(std::move(key)), all_(all), socket_(std::move(socket)), ticket_(std::move(ticket)),
           ended_(std::move(ended)) {}
 
-    /// Clients say nothing more; that the connection was closed is seen here.
-    void watch() {
-        socket_.async_read_some(net::buffer(heard_),
-                                [self = shared_from_this()](error_code problem, std::size_t) {
-                                    problem ? self->end() : self->watch();
-                                });
+    /// Says a first word at once: a proxy or client may hold back the head until something follows it.
+    void start() {
+        write(comment);
+        watch();
     }
 
     void announce() {
@@ -44,10 +42,10 @@ public:
     }
 
     void keepAlive() {
-        if (isWriting_) {
-            end(); // nothing has left since the last time
-        } else {
+        if (!isWriting_) {
             write(comment);
+        } else if (std::exchange(isSlow_, true)) {
+            end(); // nothing has left since the last time
         }
     }
 
@@ -63,11 +61,19 @@ public:
     const std::string& key() const { return key_; }
 
 private:
+    /// Clients say nothing more; that the connection was closed is seen here.
+    void watch() {
+        socket_.async_read_some(net::buffer(heard_),
+                                [self = shared_from_this()](error_code problem, std::size_t) {
+                                    problem ? self->end() : self->watch();
+                                });
+    }
+
     void write(std::string_view text) {
         isWriting_ = true;
         net::async_write(socket_, net::buffer(text),
                          [self = shared_from_this()](error_code problem, std::size_t) {
-                             self->isWriting_ = false;
+                             self->isWriting_ = self->isSlow_ = false;
                              if (problem) {
                                  self->end();
                              } else if (std::exchange(self->isChanged_, false)) {
@@ -89,7 +95,8 @@ private:
     std::function<void()> ended_;
     std::array<char, 64> heard_{};
     bool isWriting_ = false;
-    bool isChanged_ = false;
+    bool isChanged_ = false; ///< to be told after what is being written
+    bool isSlow_ = false;    ///< was still writing when the last comment was due
 };
 
 PushStreams::PushStreams(net::io_context& io, std::chrono::milliseconds keepAlive)
@@ -106,7 +113,7 @@ void PushStreams::add(const std::string& key, Socket socket, std::shared_ptr<voi
     auto stream =
         std::make_shared<Stream>(*this, key, std::move(socket), std::move(ticket), std::move(ended));
     streams_[key].insert(stream);
-    stream->watch();
+    stream->start();
 }
 
 std::size_t PushStreams::announce(const std::string& key) {

@@ -17,6 +17,8 @@ namespace {
 
 namespace net = boost::asio;
 
+constexpr const char* noFile = "there is no file for this key";
+
 HttpAnswer jsonAnswer(const json::object& body, std::string note) {
     return {.body = std::make_shared<const std::string>(compactJson(body) + "\n"), .note = std::move(note)};
 }
@@ -79,7 +81,7 @@ const Service::Route* Service::routeOf(std::string_view path, Target& target) {
         Route{"configuration API", "POST", endpoint::configurationApi, true, &Service::configurationFromApi},
         Route{"state CDN", "GET", endpoint::stateCdn, true, &Service::stateFromCdn},
         Route{"state API", "POST", endpoint::stateApi, true, &Service::keepState},
-        Route{"impressions", "POST", "/analytics/impression", false, &Service::keepImpressions},
+        Route{"impressions", "POST", endpoint::impressions, false, &Service::keepImpressions},
         Route{"push stream", "GET", endpoint::push, false, &Service::openStream},
     };
     for (const Route& route : routes) {
@@ -191,17 +193,17 @@ void Service::answerFor(const Route& route, Target target, HttpCall call, HttpRe
         return reply(std::move(wrong));
     }
     if (!envelopes_.contains(target.key)) {
-        return reply(refusal(404, "there is no file for this key"));
+        return reply(refusal(404, noFile));
     }
     (this->*route.answer)(std::move(target), std::move(call), std::move(reply));
 }
 
 HttpAnswer Service::configuration(const std::string& key) const {
-    const Envelope& envelope = envelopes_.at(key);
-    if (!envelope) {
-        return refusal(404, "the payload of this key was refused");
+    const auto found = envelopes_.find(key);
+    if (found == envelopes_.end() || !found->second) {
+        return refusal(404, found == envelopes_.end() ? noFile : "the payload of this key was refused");
     }
-    return {.body = envelope, .note = counted(envelope->size(), "byte")};
+    return {.body = found->second, .note = counted(found->second->size(), "byte")};
 }
 
 void Service::configurationFromCdn(Target target, HttpCall, HttpReply reply) {
@@ -238,10 +240,10 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
-        return jsonAnswer({{"stateMd5", target.rest}},
-                          "flags: " + std::to_string(elements(document, "feature_flags").size()) +
-                              ", properties: " +
-                              std::to_string(elements(document, "custom_properties").size()));
+        return jsonAnswer(
+            {{"stateMd5", target.rest}},
+            "flags: " + std::to_string(elements(document, "feature_flags").size()) +
+                ", properties: " + std::to_string(elements(document, "custom_properties").size()));
     });
 }
 
