@@ -82,6 +82,10 @@ std::optional<std::string> codeOf(const std::optional<std::string>& locale,
     return code;
 }
 
+std::string certificateHash(const std::optional<std::string>& customSigningCertificate) {
+    return kiv::md5Hex(customSigningCertificate.value_or(kiv::build::signingCertificate));
+}
+
 std::string yesOrNo(bool answer) { return answer ? "yes" : "no"; }
 
 bool holdsFile(const std::optional<std::string>& directory, const char* name) {
@@ -141,8 +145,7 @@ KIVDeviceProperties::createAllProperties(const std::optional<std::string>& custo
         {KIVC_DEVICE_PROPERTIES_PLATFORM_VERSION, platformVersion_},
         {KIVC_DEVICE_PROPERTIES_LANGUAGE_VERSION, languageVersion_},
         {KIVC_DEVICE_PROPERTIES_PLATFORM, realPlatform},
-        {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
-         kiv::md5Hex(customSigningCertificate.value_or(kiv::build::signingCertificate))},
+        {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE, certificateHash(customSigningCertificate)},
         {KIVC_DEVICE_PROPERTIES_VERSION_NAME, orUndefined(host->shortVersion)},
         {KIVC_DEVICE_PROPERTIES_APP_VERSION, orUndefined(host->version)},
         {KIVC_DEVICE_PROPERTIES_APP_RELEASE, orUndefined(host->shortVersion)},
@@ -170,10 +173,20 @@ KIVDeviceProperties::createAllProperties(const std::optional<std::string>& custo
     }
     all[KIVC_DEVICE_PROPERTIES_USER_INTERFACE_IDIOM] = host->idiom.value_or("unspecified");
     all[KIVC_DEVICE_PROPERTIES_BUID_GENERATORS_LIST] = joined(buidGenerators, ",");
-    const std::string buid = createHash(buidGenerators, all);
+    const std::string buid = buidFor(kivKey_, customSigningCertificate);
     all[KIVC_DEVICE_PROPERTIES_BUID] = buid;
     all[KIVC_DEVICE_PROPERTIES_CACHE_MISS_RELATIVE_URL] = kiv::format("%@/%@", kivKey_, buid);
     return all;
+}
+
+std::string KIVDeviceProperties::buidFor(const std::string& sdkKey,
+                                         const std::optional<std::string>& customSigningCertificate) {
+    return createHash(buidGenerators, {{KIVC_DEVICE_PROPERTIES_PLATFORM, realPlatform},
+                                       {KIVC_DEVICE_PROPERTIES_API_VERSION, ::apiVersion},
+                                       {KIVC_DEVICE_PROPERTIES_APP_KEY, sdkKey},
+                                       {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
+                                        certificateHash(customSigningCertificate)},
+                                       {KIVC_DEVICE_PROPERTIES_LIB_VERSION, kiv::build::version}});
 }
 
 void KIVDeviceProperties::addBuiltInProperties() const {

@@ -61,6 +61,10 @@ public:
     /// Names the configuration to fetch.
     std::string buid() const { return fact(KIVC_DEVICE_PROPERTIES_BUID); }
 
+    /// The buid of every application that sets up this version of the library with that key and certificate.
+    static std::string buidFor(const std::string& sdkKey,
+                               const std::optional<std::string>& customSigningCertificate);
+
     /// Changes when flags, properties, key or platform do.
     std::string stateMd5() const;
 

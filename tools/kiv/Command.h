@@ -49,6 +49,8 @@ void addSignCommand(CLI::App& parent, int& exitCode);
 void addVerifyCommand(CLI::App& parent, int& exitCode);
 void addShowCommand(CLI::App& parent, int& exitCode);
 void addLintCommand(CLI::App& parent, int& exitCode);
+void addExportCommand(CLI::App& parent, int& exitCode);
+void addServeCommand(CLI::App& parent, int& exitCode);
 void addDeviceCommand(CLI::App& parent, int& exitCode);
 
 } // namespace kiv::tool

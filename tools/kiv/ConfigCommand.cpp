@@ -22,8 +22,8 @@ signing.certificate.txt as its customSigningCertificate.)";
 } // namespace
 
 void addConfigCommand(CLI::App& parent, int& exitCode) {
-    CLI::App* command =
-        parent.add_subcommand("config", "Make, sign, verify, show and check configuration documents");
+    CLI::App* command = parent.add_subcommand(
+        "config", "Make, sign, verify, show, check and publish configuration documents");
     command->require_subcommand(1);
     command->footer(explanation);
     addKeygenCommand(*command, exitCode);
@@ -31,6 +31,7 @@ void addConfigCommand(CLI::App& parent, int& exitCode) {
     addVerifyCommand(*command, exitCode);
     addShowCommand(*command, exitCode);
     addLintCommand(*command, exitCode);
+    addExportCommand(*command, exitCode);
 }
 
 } // namespace kiv::tool

@@ -8,7 +8,7 @@
 #include "Command.h"
 #include "Files.h"
 #include "Platform/Base64.h"
-#include "Signing.h"
+#include "SigningIdentity.h"
 #include "Terminal.h"
 
 namespace kiv::tool {
@@ -16,8 +16,8 @@ namespace {
 
 struct Options {
     std::string prefix;
-    std::string name = "Configuration signing";
-    int days = 3650;
+    std::string name = signingCommonName;
+    int days = signingDays;
     bool force = false;
 };
 
@@ -30,10 +30,8 @@ Example:
   kiv config keygen --out keys/signing --name "Storefront configurations" --days 730)";
 
 int keygen(const Options& options) {
-    const std::string key = options.prefix + ".key.pem";
-    const std::string text = options.prefix + ".certificate.txt";
-    const std::string pem = options.prefix + ".certificate.pem";
-    for (const std::string& path : {key, text, pem}) {
+    const SigningFiles files(options.prefix);
+    for (const std::string& path : {files.key, files.certificate, files.certificatePem}) {
         if (!options.force && std::filesystem::exists(path)) {
             throw BadInput(
                 path + ": is there already; nothing was written", std::nullopt,
@@ -45,13 +43,13 @@ int keygen(const Options& options) {
     const std::string certificate = selfSignedCertificate(made, options.name, options.days);
     constexpr mode_t forOwner = 0600;
     constexpr mode_t forAll = 0666;
-    writeOutput(key, privateKeyPem(made), forOwner, options.force);
-    writeOutput(text, encodeBase64(certificate) + "\n", forAll, options.force);
-    writeOutput(pem, certificatePem(certificate), forAll, options.force);
-    const std::size_t width = displayWidth(pem) + 2;
-    std::cout << padded(key, width) << "private key, keep it secret\n"
-              << padded(text, width) << "certificate, for customSigningCertificate\n"
-              << padded(pem, width) << "certificate, for other programs\n";
+    writeOutput(files.key, privateKeyPem(made), forOwner, options.force);
+    writeOutput(files.certificate, encodeBase64(certificate) + "\n", forAll, options.force);
+    writeOutput(files.certificatePem, certificatePem(certificate), forAll, options.force);
+    const std::size_t width = displayWidth(files.certificatePem) + 2;
+    std::cout << padded(files.key, width) << "private key, keep it secret\n"
+              << padded(files.certificate, width) << "certificate, for customSigningCertificate\n"
+              << padded(files.certificatePem, width) << "certificate, for other programs\n";
     return exitFine;
 }
 

@@ -95,19 +95,6 @@ void printJson(const std::vector<FileFindings>& files) {
               << '\n';
 }
 
-std::string positionOf(const Finding& finding) { return finding.spot ? positionText(*finding.spot) : ""; }
-
-/// For other programs: everything about a finding on one line.
-void printLine(const std::string& path, const Finding& finding) {
-    const std::string place = finding.place.text();
-    const std::string position = positionOf(finding);
-    const std::string advice = finding.advice.empty() ? "" : " (" + finding.advice + ")";
-    std::cout << printable(path + ": " + place + (place.empty() || position.empty() ? "" : ", ") + position +
-                           (place.empty() && position.empty() ? "" : ": ") +
-                           (finding.isError ? "error" : "warning") + ": " + finding.message + advice)
-              << '\n';
-}
-
 /// For a person: grouped by what they are about, with the place in the expression.
 void printFindings(const FileFindings& file, const Terminal& terminal) {
     constexpr std::size_t indent = 4;
@@ -123,7 +110,7 @@ void printFindings(const FileFindings& file, const Terminal& terminal) {
         const auto style = finding.isError ? Terminal::Style::error : Terminal::Style::warning;
         const std::string severity = finding.isError ? "error" : "warning";
         const std::size_t start = indent + severity.size() + 2;
-        const std::string position = positionOf(finding);
+        const std::string position = finding.positionText();
         const std::string message = printable(finding.message) + (position.empty() ? "" : " — " + position);
         std::cout << std::string(indent, ' ') << terminal.styled(style, severity + ":") << ' '
                   << terminal.wrapped(message, deeper, start) << '\n';
@@ -143,8 +130,8 @@ void print(const std::vector<FileFindings>& files) {
         if (terminal.isTerminal() && !file.findings.empty()) {
             printFindings(file, terminal);
         } else if (!terminal.isTerminal()) {
-            std::ranges::for_each(file.findings,
-                                  [&](const Finding& finding) { printLine(file.path, finding); });
+            std::ranges::for_each(
+                file.findings, [&](const Finding& finding) { std::cout << finding.line(file.path) << '\n'; });
         }
     }
     const std::size_t errors = count(files, true);

@@ -8,11 +8,8 @@
 #include "Command.h"
 #include "ConfigDocument.h"
 #include "Files.h"
-#include "Model/KIVJSONKeys.h"
-#include "Platform/Base64.h"
 #include "Platform/Clock.h"
 #include "Platform/Dates.h"
-#include "Platform/Json.h"
 #include "Signing.h"
 
 namespace kiv::tool {
@@ -52,10 +49,7 @@ int signPayload(const Options& options) {
                        ": is an envelope already; sign the payload that is in its \"data\"");
     }
     const PrivateKey key = readPrivateKey(readInput(options.key), options.key);
-    const json::object envelope{{KIVC_JSON_data, payload},
-                                {KIVC_JSON_signature, encodeBase64(sign(key, payload))},
-                                {KIVC_JSON_data_signedDate, date}};
-    const std::string text = prettyJson(envelope) + "\n";
+    const std::string text = signedEnvelope(key, payload, date);
     if (options.out.empty()) {
         std::cout << text;
     } else {

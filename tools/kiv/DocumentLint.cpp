@@ -32,6 +32,16 @@ constexpr std::array targetGroupMembers{"_id"sv, "condition"sv};
 
 } // namespace
 
+std::string Finding::positionText() const { return spot ? tool::positionText(*spot) : ""; }
+
+std::string Finding::line(const std::string& path) const {
+    const std::string about = place.text();
+    const std::string position = positionText();
+    return printable(path + ": " + about + (about.empty() || position.empty() ? "" : ", ") + position +
+                     (about.empty() && position.empty() ? "" : ": ") + (isError ? "error" : "warning") +
+                     ": " + message + (advice.empty() ? "" : " (" + advice + ")"));
+}
+
 DocumentLint::DocumentLint(const json::object& payload) : payload_(payload), deciders_(deciders(payload)) {
     for (const json::value& group : elements(payload, KIVC_JSON_data_targetGroups)) {
         if (const json::string* identifier = textMember(group, KIVC_JSON_data_targetGroupsGroupId)) {

@@ -21,6 +21,12 @@ struct Finding {
     std::optional<Spot> spot; ///< in the condition, when that is what the message is about
     std::string message;
     std::string advice; ///< may be empty
+
+    /// Where the spot is; empty when there is none.
+    std::string positionText() const;
+
+    /// Everything about it on one line, printable, without a line break.
+    std::string line(const std::string& path) const;
 };
 
 /// Looks for what is wrong in a payload, or probably not meant.

@@ -21,6 +21,7 @@ constexpr const char* examples = R"(Examples:
   kiv config lint payload.json
   kiv config sign payload.json --key signing.key.pem --out configuration.json
   kiv config verify configuration.json --certificate signing.certificate.txt
+  kiv serve flags
 
 'kiv SUBCOMMAND --help' tells more about each.
 Exit codes: 0 fine, 1 the input is bad, 2 wrong usage.)";
@@ -87,6 +88,7 @@ void prepare(CLI::App& app, int& exitCode) {
     addExplainCommand(app, exitCode);
     addSplitCommand(app, exitCode);
     addConfigCommand(app, exitCode);
+    addServeCommand(app, exitCode);
     addDeviceCommand(app, exitCode);
 }
 

@@ -12,7 +12,9 @@
 
 #include "Command.h"
 #include "Files.h"
+#include "Model/KIVJSONKeys.h"
 #include "Platform/Base64.h"
+#include "Platform/Json.h"
 
 namespace kiv::tool {
 namespace {
@@ -144,6 +146,13 @@ std::string sign(const PrivateKey& key, std::string_view bytes) {
                            reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()) == 1);
     signature.resize(size);
     return signature;
+}
+
+std::string signedEnvelope(const PrivateKey& key, std::string_view payload, const std::string& date) {
+    const json::object envelope{{KIVC_JSON_data, payload},
+                                {KIVC_JSON_signature, encodeBase64(sign(key, payload))},
+                                {KIVC_JSON_data_signedDate, date}};
+    return prettyJson(envelope) + "\n";
 }
 
 } // namespace kiv::tool

@@ -33,4 +33,7 @@ std::string certificateDer(std::string_view text, const std::string& name);
 /// RSA PKCS#1 v1.5 with SHA-256 over the bytes.
 std::string sign(const PrivateKey& key, std::string_view bytes);
 
+/// The envelope around a payload, as the text of a file.
+std::string signedEnvelope(const PrivateKey& key, std::string_view payload, const std::string& date);
+
 } // namespace kiv::tool

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// A program that runs beside the test, and is gone when this is.
+class Background {
+public:
+    /// What it writes goes into the two files.
+    Background(std::vector<std::string> command, const std::string& out, const std::string& err) {
+        std::vector<char*> arguments;
+        for (std::string& argument : command) {
+            arguments.push_back(argument.data());
+        }
+        arguments.push_back(nullptr);
+        process_ = fork();
+        if (process_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            redirect(out, STDOUT_FILENO);
+            redirect(err, STDERR_FILENO);
+            execvp(arguments[0], arguments.data());
+            _exit(127);
+        }
+    }
+
+    ~Background() {
+        if (process_ > 0) {
+            end(SIGKILL);
+        }
+    }
+
+    Background(const Background&) = delete;
+    Background& operator=(const Background&) = delete;
+
+    /// Sends the signal and waits. The exit code, negative when it was killed.
+    int end(int signal) {
+        int status = 0;
+        kill(process_, signal);
+        waitpid(process_, &status, 0);
+        process_ = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    static void redirect(const std::string& file, int descriptor) {
+        dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), descriptor);
+    }
+
+    pid_t process_ = 0;
+};
+
+/// Waits until `found()` is true. Throws when it takes too long.
+template <class Found>
+void waitUntil(Found found, const std::string& what) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!found()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            throw std::runtime_error("waited in vain for: " + what);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}

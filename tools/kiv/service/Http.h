@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <boost/asio/ip/tcp.hpp>
+
+namespace kiv::tool {
+
+using Socket = boost::asio::ip::tcp::socket;
+
+/// A request that has arrived whole.
+struct HttpCall {
+    std::string method;
+    std::string path; ///< without the query
+    std::string contentType;
+    std::string contentEncoding;
+    std::string body;
+};
+
+/// What is answered, and what the access log says of it.
+struct HttpAnswer {
+    unsigned status = 200;
+    std::shared_ptr<const std::string> body = {}; ///< JSON; null for none
+    std::string allow = {};                       ///< for status 405: the method that there is
+    std::string note = {};                        ///< for the log
+    /// When it is set, the answer is a stream of events: it is given the connection once the head has been
+    /// sent, and writes the rest itself. The ticket stands for the connection while it is open.
+    std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};
+};
+
+using HttpReply = std::function<void(HttpAnswer)>;
+
+/// Answers calls by calling `reply` once, now or later, on the server's thread.
+using HttpHandler = std::function<void(HttpCall call, HttpReply reply)>;
+
+/// A refusal with a JSON body that says why.
+HttpAnswer refusal(unsigned status, const std::string& reason);
+
+/// What a connection may ask for before it is refused or closed.
+struct HttpLimits {
+    std::uint32_t headerBytes = 16U << 10;
+    std::uint64_t bodyBytes = 16U << 20;
+    std::chrono::seconds request{30}; ///< for a request to arrive, and an answer to leave, whole
+    std::chrono::seconds between{75}; ///< for the next request of a connection to begin
+};
+
+} // namespace kiv::tool

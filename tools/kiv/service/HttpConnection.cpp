@@ -1,0 +1,163 @@
+#include "service/HttpConnection.h"
+
+#include <array>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http.hpp>
+
+namespace kiv::tool {
+namespace {
+
+namespace net = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using boost::system::error_code;
+
+constexpr unsigned http11 = 11;
+
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    Connection(Socket socket, const HttpService& service, std::shared_ptr<void> ticket)
+        : stream_(std::move(socket)), service_(service), ticket_(std::move(ticket)) {}
+
+    void start() { readHeader(service_.limits.request); }
+
+private:
+    using Response = http::response<http::span_body<const char>>;
+
+    /// A step that keeps the connection alive and goes on unless there was an error.
+    template <class Next>
+    auto then(Next next) {
+        return [self = shared_from_this(), next](error_code problem, std::size_t) {
+            if (!problem) {
+                next(*self);
+            }
+        };
+    }
+
+    void readHeader(std::chrono::seconds patience) {
+        parser_.emplace();
+        parser_->header_limit(service_.limits.headerBytes);
+        parser_->body_limit(service_.limits.bodyBytes);
+        stream_.expires_after(patience);
+        http::async_read_header(stream_, buffer_, *parser_,
+                                [self = shared_from_this()](error_code problem, std::size_t) {
+                                    problem ? self->refuse(problem) : self->invite();
+                                });
+    }
+
+    /// A client with much to send may wait for a word first.
+    void invite() {
+        constexpr std::string_view word = "HTTP/1.1 100 Continue\r\n\r\n";
+        stream_.expires_after(service_.limits.request);
+        if (!parser_->is_done() && beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
+            net::async_write(stream_, net::buffer(word), then([](Connection& self) { self.readBody(); }));
+        } else {
+            readBody();
+        }
+    }
+
+    void readBody() {
+        http::async_read(stream_, buffer_, *parser_,
+                         [self = shared_from_this()](error_code problem, std::size_t) {
+                             problem ? self->refuse(problem) : self->dispatch();
+                         });
+    }
+
+    void dispatch() {
+        auto request = parser_->release();
+        keepAlive_ = request.keep_alive();
+        const std::string_view target = request.target();
+        HttpCall call{std::string(request.method_string()), std::string(target.substr(0, target.find('?'))),
+                      std::string(request[http::field::content_type]),
+                      std::string(request[http::field::content_encoding]), std::move(request.body())};
+        service_.handler(std::move(call), [self = shared_from_this()](HttpAnswer answer) {
+            answer.takeOver ? self->handOver(std::move(answer)) : self->write(std::move(answer));
+        });
+    }
+
+    /// Answers a request that could not be read, when it was the client's fault and somebody still listens.
+    void refuse(error_code problem) {
+        if (problem.category() != make_error_code(http::error::bad_method).category() ||
+            problem == http::error::end_of_stream || problem == http::error::partial_message) {
+            return;
+        }
+        const HttpAnswer answer = problem == http::error::body_limit ? refusal(413, "the body is too large")
+                                  : problem == http::error::header_limit
+                                      ? refusal(431, "the header is too large")
+                                      : refusal(400, "no HTTP: " + problem.message());
+        service_.refused(answer);
+        keepAlive_ = false;
+        write(answer);
+    }
+
+    void write(HttpAnswer answer) {
+        answer_ = std::move(answer);
+        const std::string_view body = answer_.body ? std::string_view(*answer_.body) : "";
+        Response& response = response_.emplace(http::status(answer_.status), http11);
+        response.body() = {body.data(), body.size()};
+        response.set(http::field::content_type, "application/json");
+        response.set(http::field::cache_control, "no-cache");
+        response.set("X-Content-Type-Options", "nosniff");
+        if (!answer_.allow.empty()) {
+            response.set(http::field::allow, answer_.allow);
+        }
+        response.keep_alive(keepAlive_);
+        response.prepare_payload();
+        stream_.expires_after(service_.limits.request);
+        http::async_write(stream_, response, then([](Connection& self) {
+                              self.keepAlive_ ? self.readHeader(self.service_.limits.between) : self.linger();
+                          }));
+    }
+
+    void handOver(HttpAnswer answer) {
+        answer_ = std::move(answer);
+        auto head = std::make_shared<http::response<http::empty_body>>(http::status::ok, http11);
+        head->set(http::field::content_type, "text/event-stream");
+        head->set(http::field::cache_control, "no-cache");
+        head->set("X-Accel-Buffering", "no"); // tells a proxy to pass on each event at once
+        head->keep_alive(false);
+        stream_.expires_after(service_.limits.request);
+        http::async_write(stream_, *head, then([head](Connection& self) {
+                              self.stream_.expires_never();
+                              self.answer_.takeOver(self.stream_.release_socket(), std::move(self.ticket_));
+                          }));
+    }
+
+    /// Closes only after the client has, or the answer could be lost with what it is still sending.
+    void linger() {
+        constexpr std::chrono::seconds aWhile{2};
+        error_code ignored;
+        stream_.socket().shutdown(Socket::shutdown_send, ignored);
+        stream_.expires_after(aWhile);
+        discard();
+    }
+
+    void discard() {
+        stream_.async_read_some(net::buffer(discarded_), then([](Connection& self) { self.discard(); }));
+    }
+
+    beast::tcp_stream stream_;
+    const HttpService& service_;
+    std::shared_ptr<void> ticket_;
+    beast::flat_buffer buffer_;
+    std::optional<http::request_parser<http::string_body>> parser_;
+    HttpAnswer answer_;
+    std::optional<Response> response_;
+    bool keepAlive_ = false;
+    std::array<char, 4096> discarded_{};
+};
+
+} // namespace
+
+void serveConnection(Socket socket, const HttpService& service, std::shared_ptr<void> ticket) {
+    std::make_shared<Connection>(std::move(socket), service, std::move(ticket))->start();
+}
+
+} // namespace kiv::tool

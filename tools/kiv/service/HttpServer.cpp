@@ -1,0 +1,94 @@
+#include "service/HttpServer.h"
+
+#include <utility>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/ip/address.hpp>
+
+#include "Command.h"
+#include "Platform/Json.h"
+
+namespace kiv::tool {
+namespace {
+
+namespace net = boost::asio;
+using boost::system::error_code;
+
+constexpr std::string_view tooMany = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\n"
+                                     "Content-Length: 0\r\nRetry-After: 1\r\n\r\n";
+
+net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, unsigned short port) {
+    error_code problem;
+    const net::ip::address address = net::ip::make_address(host, problem);
+    if (problem) {
+        throw WrongUsage("--host: takes an address of this machine, for example 127.0.0.1 or ::1");
+    }
+    const net::ip::tcp::endpoint endpoint(address, port);
+    net::ip::tcp::acceptor acceptor(io);
+    // For the time being; the system takes off what is more than it allows.
+    constexpr int backlog = 8192;
+    if (acceptor.open(endpoint.protocol(), problem) ||
+        acceptor.set_option(net::socket_base::reuse_address(true), problem) ||
+        acceptor.bind(endpoint, problem) || acceptor.listen(backlog, problem)) {
+        throw BadInput("cannot listen on " + host + ", port " + std::to_string(port) + ": " +
+                           problem.message(),
+                       std::nullopt, "--port 0 takes a free port.");
+    }
+    return acceptor;
+}
+
+} // namespace
+
+HttpAnswer refusal(unsigned status, const std::string& reason) {
+    return {.status = status,
+            .body = std::make_shared<const std::string>(compactJson(json::object{{"error", reason}}) + "\n"),
+            .note = reason};
+}
+
+std::shared_ptr<void> ConnectionCount::ticket() {
+    if (*open_ >= most_) {
+        return nullptr;
+    }
+    ++*open_;
+    return {static_cast<void*>(open_.get()), [open = open_](void*) { --*open; }};
+}
+
+HttpServer::HttpServer(net::io_context& io, const std::string& host, unsigned short port,
+                       std::size_t mostConnections, HttpService service)
+    : acceptor_(listening(io, host, port)), pause_(io), connections_(mostConnections),
+      service_(std::move(service)) {
+    accept();
+}
+
+void HttpServer::accept() {
+    acceptor_.async_accept([this](error_code problem, Socket socket) {
+        if (problem == net::error::operation_aborted) {
+            return;
+        }
+        if (!problem) {
+            begin(std::move(socket));
+            return accept();
+        }
+        // Out of descriptors or memory: some will be given back.
+        constexpr std::chrono::milliseconds aWhile{100};
+        pause_.expires_after(aWhile);
+        pause_.async_wait([this](error_code stopped) {
+            if (!stopped) {
+                accept();
+            }
+        });
+    });
+}
+
+void HttpServer::begin(Socket socket) {
+    error_code ignored;
+    if (auto ticket = connections_.ticket()) {
+        socket.set_option(net::ip::tcp::no_delay(true), ignored);
+        serveConnection(std::move(socket), service_, std::move(ticket));
+    } else {
+        socket.non_blocking(true, ignored);
+        socket.send(net::buffer(tooMany), 0, ignored);
+    }
+}
+
+} // namespace kiv::tool
