@@ -42,6 +42,7 @@ public:
 /// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
 void addEvalCommand(CLI::App& parent, int& exitCode);
 void addExplainCommand(CLI::App& parent, int& exitCode);
+void addShellCommand(CLI::App& parent, int& exitCode);
 void addConfigCommand(CLI::App& parent, int& exitCode);
 void addKeygenCommand(CLI::App& parent, int& exitCode);
 void addSignCommand(CLI::App& parent, int& exitCode);

@@ -83,6 +83,7 @@ void prepare(CLI::App& app, int& exitCode) {
     app.require_subcommand(1);
     addEvalCommand(app, exitCode);
     addExplainCommand(app, exitCode);
+    addShellCommand(app, exitCode);
     addConfigCommand(app, exitCode);
 }
 
