@@ -22,10 +22,11 @@ constexpr const char* payload = R"~({"application": "5e0bd1f2c3a4b5d6e7f80912",
 
 class ShellCommand : public KivCommand {
 protected:
-    /// What the shell wrote, line by line.
+    /// What the shell wrote, line by line. Each command is sent on one line, however it is written here.
     static std::vector<value> run(const std::vector<std::string>& lines) {
         std::string script;
-        for (const std::string& line : lines) {
+        for (std::string line : lines) {
+            std::erase(line, '\n');
             script += line + "\n";
         }
         const Outcome outcome = kiv({"shell"}, script);
@@ -85,11 +86,6 @@ protected:
         {"name": "rate", "type": "double", "default": 0.5, "freeze": 3}]})";
 };
 
-std::string oneLine(std::string text) {
-    std::erase(text, '\n');
-    return text;
-}
-
 TEST_F(ShellCommand, DrivesTheLibraryFromSetupToShutdown) {
     const auto impression = [](const std::string& name, const std::string& read, const std::string& context) {
         return R"({"event": "impression", "name": ")" + name + R"(", "value": ")" + read +
@@ -97,8 +93,8 @@ TEST_F(ShellCommand, DrivesTheLibraryFromSetupToShutdown) {
     };
     expect({
         {R"({"id": 7, "do": "state"})", {R"({"id": 7, "ok": true, "state": 0})"}},
-        {oneLine(host()), {ok}},
-        {oneLine(registration), {ok}},
+        {host(), {ok}},
+        {registration, {ok}},
         {R"({"do": "read", "name": "shop.rate"})", {R"({"ok": true, "value": 0.5})"}},
         {R"({"do": "property", "type": "string", "key": "country", "value": "FR"})", {ok}},
         {R"({"do": "property", "type": "double", "key": "rate", "value": 0.25, "computed": true})", {ok}},
@@ -121,62 +117,55 @@ TEST_F(ShellCommand, DrivesTheLibraryFromSetupToShutdown) {
         {R"({"do": "peek", "name": "shop.colour"})", {R"({"ok": true, "value": "home"})"}},
         {R"({"do": "unfreezeNamespace", "namespace": "shop"})", {ok}},
         {R"({"do": "peek", "name": "shop.colour"})", {R"({"ok": true, "value": "cart"})"}},
-        {R"({"do": "evaluate", "expression": "property(\"screen\")", "context": {"screen": "desk", "a": 1}})",
-         {R"({"ok": true, "outcome": "value", "type": "string", "value": "desk", "stringValue": "desk"})"}},
-        {R"({"do": "evaluate", "expression": "property(\"nowhere\")"})",
-         {
-        R"({"ok": true, "outcome": "undefined"})"
-    }
-},
-        {R"({"do": "property", "type": "datetime", "key": "day", "value": 0.5})", {ok}},
-        {R"({"do": "evaluate", "expression": "tsToNum(property(\"day\"))"})",
-         {
-    R"({"ok": true, "outcome": "value", "type": "double", "value": 0.5, "stringValue": "0.5"})"
-}
-},
+        {R"~({"do": "evaluate", "flagName": "shop.colour", "context": {"screen": "desk", "a": 1},
+              "expression": "and(eq(property(\"screen\"), \"cart\"), numeq(property(\"a\"), 1))"})~",
+         {R"({"ok": true, "outcome": "value", "type": "bool", "value": true, "stringValue": "true"})"}},
+        {R"~({"do": "evaluate", "expression": "property(\"nowhere\")"})~",
+         {R"({"ok": true, "outcome": "undefined"})"}},
+        {R"({"do": "property", "type": "datetime", "key": "day", "value": 8.5})", {ok}},
+        {R"~({"do": "evaluate", "expression": "tsToNum(property(\"day\"))"})~",
+         {R"({"ok": true, "outcome": "value", "type": "int", "value": 8, "stringValue": "8"})"}},
         // What a callback of the application throws.
         {R"({"do": "property", "type": "int", "key": "bad", "throws": "no network"})", {ok}},
-        {R"({"do": "evaluate", "expression": "property(\"bad\")"})",
-         {
-    R"({"event": "unhandledError", "trigger": 3, "reason": "no network"})",
-        R"({"ok": true, "outcome": "empty"})"
-}
-}
-,
-    {R"({"do": "describe", "name": "shop.colour"})",
-     {R"({"ok": true, "class": "KIVString", "default": "blue", "variations": ["red", "blue"],
+        {R"~({"do": "evaluate", "expression": "property(\"bad\")"})~",
+         {R"({"event": "unhandledError", "trigger": 3, "reason": "no network"})",
+          R"({"ok": true, "outcome": "empty"})"}},
+        {R"({"do": "describe", "name": "shop.colour"})",
+         {R"({"ok": true, "class": "KIVString", "default": "blue", "variations": ["red", "blue"],
               "freezeLevel": 2, "isUsingDefaultFreezeLevel": true})"}},
-    {R"({"do": "describe", "name": "shop.limit"})",
-     {R"({"ok": true, "class": "KIVInt", "default": "3", "variations": ["1", "3"], "freezeLevel": 3,
+        {R"({"do": "describe", "name": "shop.limit"})",
+         {R"({"ok": true, "class": "KIVInt", "default": "3", "variations": ["1", "3"], "freezeLevel": 3,
               "isUsingDefaultFreezeLevel": false})"}},
-    {R"({"do": "forceValue", "name": "shop.limit", "value": 12})", {ok}},
-    {R"({"do": "flags"})", {R"({"ok": true, "flags": {"shop.colour": "cart", "shop.express": "true",
+        {R"({"do": "forceValue", "name": "shop.limit", "value": 12})", {ok}},
+        {R"({"do": "flags"})", {R"({"ok": true, "flags": {"shop.colour": "cart", "shop.express": "true",
                                     "shop.limit": "12", "shop.rate": "0.25"}})"}},
-    {R"({"do": "dynamic", "call": "getInt", "name": "late", "default": 4, "variations": [1, 2]})",
-     {R"({"event": "impression", "name": "late", "value": "4", "targeting": false,
+        {R"({"do": "dynamic", "call": "getInt", "name": "late", "default": 4, "variations": [1, 2]})",
+         {R"({"event": "impression", "name": "late", "value": "4", "targeting": false,
               "context": {"screen": "cart"}})",
-      R"({"ok": true, "value": 4})"}},
-    {R"({"do": "dynamic", "call": "isEnabled", "name": "shop.express", "default": false})",
-     {impression("shop.express", "true", R"({"screen": "cart"})"), R"({"ok": true, "value": true})"}},
-    {R"({"do": "shutdown"})", {ok}}, {R"({"do": "state"})", {R"({"ok": true, "state": 0})"}},
-    {R"({"do": "flags"})", {R"({"ok": true, "flags": {}})"}},
-    {R"({"do": "read", "name": "shop.limit"})", {R"({"ok": true, "value": 12})"}},
-    {R"({"id": "end", "do": "quit"})", {R"({"id": "end", "ok": true})"}}, {R"({"do": "state"})", {}},
-});
+          R"({"ok": true, "value": 4})"}},
+        {R"({"do": "dynamic", "call": "isEnabled", "name": "shop.express", "default": false})",
+         {impression("shop.express", "true", R"({"screen": "cart"})"), R"({"ok": true, "value": true})"}},
+        {R"({"do": "shutdown"})", {ok}},
+        {R"({"do": "state"})", {R"({"ok": true, "state": 0})"}},
+        {R"({"do": "flags"})", {R"({"ok": true, "flags": {}})"}},
+        {R"({"do": "read", "name": "shop.limit"})", {R"({"ok": true, "value": 12})"}},
+        {R"({"id": "end", "do": "quit"})", {R"({"id": "end", "ok": true})"}},
+        {R"({"do": "state"})", {}},
+    });
 }
 
 TEST_F(ShellCommand, OverridesOutliveTheProcess) {
     expect({
-        {oneLine(host()), {ok}},
-        {oneLine(registration), {ok}},
+        {host(), {ok}},
+        {registration, {ok}},
         {setup(), {fetched, ok}},
         {R"({"do": "override", "name": "shop.colour", "value": "green"})", {ok}},
         {R"({"do": "override", "name": "shop.limit", "value": 9})", {ok}},
         {R"({"do": "read", "name": "shop.limit"})", {R"({"ok": true, "value": 9})"}},
     });
     expect({
-        {oneLine(host()), {ok}},
-        {oneLine(registration), {ok}},
+        {host(), {ok}},
+        {registration, {ok}},
         {setup(), {fetched, ok}},
         {R"({"do": "read", "name": "shop.colour"})", {R"({"ok": true, "value": "green"})"}},
         {R"({"do": "originalValue", "name": "shop.limit"})", {R"({"ok": true, "value": "5000000000"})"}},
@@ -196,11 +185,12 @@ TEST_F(ShellCommand, WaitsForEvents) {
         R"({"event": "impression", "name": "a", "value": "true", "targeting": false, "context": {}})";
     const std::string value = R"({"ok": true, "value": true})";
     expect({
-        {oneLine(host()), {ok}},
+        {host(), {ok}},
         {setup(), {fetched, ok}},
         {R"({"do": "wait", "event": "configurationFetched", "timeout": 0})", {ok}},
         {waitForRead, {timeout}},
         {read, {impression, value}},
+        {R"({"do": "unfreeze"})", {ok}},
         {read, {impression, value}},
         {waitForRead, {ok}},
         {waitForRead, {timeout}},
@@ -208,8 +198,7 @@ TEST_F(ShellCommand, WaitsForEvents) {
 }
 
 TEST_F(ShellCommand, TellsWhatTheHostIs) {
-    const std::vector<value> written =
-        run({oneLine(host()), setup(), R"({"do": "deviceProperties"})", oneLine(host())});
+    const std::vector<value> written = run({host(), setup(), R"({"do": "deviceProperties"})", host()});
     ASSERT_EQ(written.size(), 5U);
     const object& device = written[3].at("deviceProperties").as_object();
     EXPECT_EQ(device.at("app_key").as_string(), key);

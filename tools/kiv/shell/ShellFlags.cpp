@@ -81,14 +81,14 @@ ScriptedContainer::Members membersFrom(const std::vector<json::object>& flags) {
     std::set<std::string> names;
     for (const json::object& object : flags) {
         const ShellFields fields(object, {"name", "type", "default", "variations", "freeze"}, "flags");
-        auto name = fields.get<std::string>("name");
+        const auto name = fields.get<std::string>("name");
         if (!names.insert(name).second) {
             ShellFields::refuse("name", inQuotes(name) + " is there twice");
         }
         try {
-            members.emplace_back(std::move(name), flagFrom(fields));
+            members.emplace_back(name, flagFrom(fields));
         } catch (const BadInput& problem) {
-            throw BadInput("the flag " + inQuotes(*names.rbegin()) + ": " + problem.what());
+            throw BadInput("the flag " + inQuotes(name) + ": " + problem.what());
         }
     }
     return members;

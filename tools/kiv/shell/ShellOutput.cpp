@@ -1,6 +1,7 @@
 #include "shell/ShellOutput.h"
 
 #include <iostream>
+#include <utility>
 
 namespace kiv::tool {
 
