@@ -24,9 +24,8 @@ void showProperties(const CustomerFlags& flags, Report& report) {
                                                  {"memberSince", "datetime", "2019-05-02"},
                                                  {"cartTotal", "double, computed", "129.9"}});
     const std::string before = flags.thanks.value();
-    const std::string upsell = flags.upsell.value(KIVDynamicPropertyContext({{"page", KivxValue("basket")}}));
-    const std::string elsewhere =
-        flags.upsell.value(KIVDynamicPropertyContext({{"page", KivxValue("home")}}));
+    const std::string upsell = flags.upsell.value(KIVDynamicPropertyContext({{"page", "basket"}}));
+    const std::string elsewhere = flags.upsell.value(KIVDynamicPropertyContext({{"page", "home"}}));
     report.space();
     report.line("store.thanks, by memberSince and newsletter            " + before);
     report.line("store.upsell, read with the context page=\"basket\"     " + upsell);
@@ -42,7 +41,7 @@ void showSplit(const CustomerFlags& flags, Report& report) {
     std::map<std::string, int> counts;
     for (int i = 0; i < visitors; ++i) {
         const std::string id = "visitor-" + std::to_string(i);
-        ++counts[flags.layout.value(KIVDynamicPropertyContext({{"visitorId", KivxValue(id)}}))];
+        ++counts[flags.layout.value(KIVDynamicPropertyContext({{"visitorId", id}}))];
     }
     report.heading("5. 100,000 visitors over three layouts");
     report.paragraph("The visitor's id comes with each read, and decides on the device.");
@@ -87,7 +86,7 @@ void showOverride(const CustomerFlags& flags, Report& report) {
 void showImpressions(const CustomerFlags& flags, Heard& heard, Report& report) {
     heard.impressions.clear();
     flags.thanks.value();
-    flags.upsell.value(KIVDynamicPropertyContext({{"page", KivxValue("basket")}}));
+    flags.upsell.value(KIVDynamicPropertyContext({{"page", "basket"}}));
     flags.currency.value(); // overridden: no impression
     report.heading("8. What the impression handler is told");
     report.paragraph("Three reads; the overridden one makes no impression.");

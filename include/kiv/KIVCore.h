@@ -14,6 +14,7 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 #include <kiv/KIVException.h>
 #include <kiv/KIVExport.h>
+#include <kiv/KIVNonnullString.h>
 #include <kiv/KIVNullableString.h>
 #include <kiv/KIVOptions.h>
 #include <kiv/KIVString.h>
@@ -71,18 +72,18 @@ public:
 
     /// Properties for expressions: a value, or a callback asked at each evaluation. One of the same name is
     /// replaced.
-    static void setCustomStringProperty(std::string value, std::string key);
-    static void setCustomComputedStringProperty(KIVStringBlock block, std::string key);
-    static void setCustomBooleanProperty(bool value, std::string key);
-    static void setCustomComputedBooleanProperty(KIVBoolBlock block, std::string key);
-    static void setCustomIntProperty(std::int32_t value, std::string key);
-    static void setCustomComputedIntProperty(KIVIntBlock block, std::string key);
-    static void setCustomDoubleProperty(double value, std::string key);
-    static void setCustomComputedDoubleProperty(KIVDoubleBlock block, std::string key);
-    static void setCustomSemverProperty(std::string value, std::string key);
-    static void setCustomComputedSemverProperty(KIVStringBlock block, std::string key);
-    static void setCustomDateTimeProperty(KIVDate value, std::string key);
-    static void setCustomComputedDateTimeProperty(KIVDateBlock block, std::string key);
+    static void setCustomStringProperty(KIVNonnullString value, KIVNonnullString key);
+    static void setCustomComputedStringProperty(KIVStringBlock block, KIVNonnullString key);
+    static void setCustomBooleanProperty(bool value, KIVNonnullString key);
+    static void setCustomComputedBooleanProperty(KIVBoolBlock block, KIVNonnullString key);
+    static void setCustomIntProperty(std::int32_t value, KIVNonnullString key);
+    static void setCustomComputedIntProperty(KIVIntBlock block, KIVNonnullString key);
+    static void setCustomDoubleProperty(double value, KIVNonnullString key);
+    static void setCustomComputedDoubleProperty(KIVDoubleBlock block, KIVNonnullString key);
+    static void setCustomSemverProperty(KIVNonnullString value, KIVNonnullString key);
+    static void setCustomComputedSemverProperty(KIVStringBlock block, KIVNonnullString key);
+    static void setCustomDateTimeProperty(KIVDate value, KIVNonnullString key);
+    static void setCustomComputedDateTimeProperty(KIVDateBlock block, KIVNonnullString key);
 
     /// Values that every read of the current key sees before those it was given. A context set before setup
     /// is dropped.
@@ -90,9 +91,9 @@ public:
 
     /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones. Throws
     /// "InvalidArgument" when the flag is null.
-    static void setVariant(std::shared_ptr<KIVString> flag, const std::string& key);
+    static void setVariant(std::shared_ptr<KIVString> flag, KIVNonnullString key);
     /// The current key's flag of that full name, or null.
-    static std::shared_ptr<KIVString> variantWithKey(const std::string& key);
+    static std::shared_ptr<KIVString> variantWithKey(KIVNonnullString key);
 
     /// All flags that containers and `dynamicAPI` ever added, in no order.
     static std::vector<std::shared_ptr<KIVString>> flags();
@@ -105,7 +106,7 @@ public:
 
     /// Thaws the flags of level 1 and above, all or those of one namespace. Nothing happens before setup.
     static void unfreeze();
-    static void unfreezeNamespace(const std::string& nameSpace);
+    static void unfreezeNamespace(KIVNonnullString nameSpace);
 
     /// The local overrides of the current client; null before setup.
     static std::shared_ptr<KIVFlagsOverrides> overrides();

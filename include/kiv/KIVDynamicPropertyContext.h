@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -20,6 +21,8 @@ public:
     /// Property names and their values: texts, numbers and booleans reach expressions, all else is
     /// `undefined` there.
     explicit KIVDynamicPropertyContext(Values values);
+    explicit KIVDynamicPropertyContext(std::initializer_list<Values::value_type> values)
+        : KIVDynamicPropertyContext(Values(values)) {}
 
     /// Asks `localContext` first and `globalContext` for what that one does not know.
     static KIVDynamicPropertyContext merged(const KIVDynamicPropertyContext& globalContext,

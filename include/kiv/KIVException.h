@@ -33,7 +33,8 @@ public:
     static KIVException unrecognizedOperation(std::string reason);
 
     /// The exception being handled, as a `KIVException`: itself if it is one, else one named "std::exception"
-    /// or "unknown" with what the exception tells about itself. Call it only inside a `catch`.
+    /// or "unknown" with what the exception tells about itself. Call it only inside a `catch`. The end of a
+    /// thread (`pthread_exit`, cancellation) is no exception and goes on through it.
     static KIVException current();
 
 private:

@@ -5,9 +5,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include <kiv/KIVExport.h>
+#include <kiv/KIVNonnullString.h>
 
 class KIVFeatureFlagsSetter;
 class KIVString;
@@ -25,16 +25,16 @@ public:
     KIVFlagsOverrides(const KIVFlagsOverrides&) = delete;
     KIVFlagsOverrides& operator=(const KIVFlagsOverrides&) = delete;
 
-    bool hasOverride(std::string_view name) const;
-    std::optional<std::string> overrideForName(std::string_view name) const;
+    bool hasOverride(KIVNonnullString name) const;
+    std::optional<std::string> overrideForName(KIVNonnullString name) const;
 
     /// Thaws the flag and stores the value under the flag's name. A flag without a name is left alone.
-    void setOverride(std::string_view value, const KIVString& flag);
+    void setOverride(KIVNonnullString value, const KIVString& flag);
     /// The same for the flag of that name, registered or not.
-    void setOverride(std::string_view value, const std::string& name);
+    void setOverride(KIVNonnullString value, KIVNonnullString name);
 
     /// Removes the value and thaws the flag.
-    void clearOverrideForName(const std::string& name);
+    void clearOverrideForName(KIVNonnullString name);
 
     /// Removes all values and their file. Flags are not thawed.
     void clearOverrides();
@@ -45,17 +45,19 @@ public:
     /// All overrides by full flag name.
     std::map<std::string, std::string> overrides() const;
 
-    /// Writes all values to the file. False, and one line in the log, when that failed.
+    /// Writes all values to the file. False, and one line in the log, when that failed, or some could not go
+    /// there: a name or value that is not UTF-8 or has a zero byte holds in memory only.
     bool cacheOverrides() const;
 
+    /// The folder; empty when the host has no Library folder, and values hold in memory only.
     std::string overridesFilesPath() const;
-    /// The path of a file of that name in the folder.
-    std::string pathForOverridesFile(const std::string& fileName = "overrides") const;
+    /// The path of a file of that name in the folder; empty without one.
+    std::string pathForOverridesFile(KIVNonnullString fileName = "overrides") const;
 
 private:
     struct Store;
 
-    void thaw(const std::string& name) const;
+    void thaw(KIVNonnullString name) const;
 
     std::weak_ptr<KIVFeatureFlagsSetter> setter_;
     mutable std::mutex lock_; ///< the file's last write holds all changes made before it

@@ -26,7 +26,8 @@ struct KIV_API KIVHost {
     std::optional<std::string> version;
     /// Folder of the files shipped with the application.
     std::optional<std::string> resourceDirectory;
-    /// Folder below which the library keeps all its files.
+    /// Folder below which the library keeps all its files. With an empty one, and where none can be detected,
+    /// it keeps none.
     std::optional<std::string> libraryDirectory;
     std::optional<std::string> homeDirectory;
     /// The name its user gave the device.

@@ -19,6 +19,7 @@
 #include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
 #include <kiv/KIVNetworkConfigurationsOptions.h>
+#include <kiv/KIVNonnullString.h>
 #include <kiv/KIVNotifications.h>
 #include <kiv/KIVOptions.h>
 #include <kiv/KIVReportingValue.h>

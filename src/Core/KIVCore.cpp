@@ -102,52 +102,52 @@ void KIVCore::handleNamespace(KIVNullableString nameSpace) {
     instance().classRegister().handleNamespace(nameSpace);
 }
 
-void KIVCore::setCustomStringProperty(std::string value, std::string key) {
-    addProperty(KIVCustomProperty::withStringValue(std::move(key), std::move(value)));
+void KIVCore::setCustomStringProperty(KIVNonnullString value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withStringValue(key.string(), value.string()));
 }
 
-void KIVCore::setCustomComputedStringProperty(KIVStringBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withStringBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedStringProperty(KIVStringBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withStringBlock(key.string(), std::move(block)));
 }
 
-void KIVCore::setCustomBooleanProperty(bool value, std::string key) {
-    addProperty(KIVCustomProperty::withBoolValue(std::move(key), value));
+void KIVCore::setCustomBooleanProperty(bool value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withBoolValue(key.string(), value));
 }
 
-void KIVCore::setCustomComputedBooleanProperty(KIVBoolBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withBoolBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedBooleanProperty(KIVBoolBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withBoolBlock(key.string(), std::move(block)));
 }
 
-void KIVCore::setCustomIntProperty(std::int32_t value, std::string key) {
-    addProperty(KIVCustomProperty::withIntValue(std::move(key), value));
+void KIVCore::setCustomIntProperty(std::int32_t value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withIntValue(key.string(), value));
 }
 
-void KIVCore::setCustomComputedIntProperty(KIVIntBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withIntBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedIntProperty(KIVIntBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withIntBlock(key.string(), std::move(block)));
 }
 
-void KIVCore::setCustomDoubleProperty(double value, std::string key) {
-    addProperty(KIVCustomProperty::withDoubleValue(std::move(key), value));
+void KIVCore::setCustomDoubleProperty(double value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withDoubleValue(key.string(), value));
 }
 
-void KIVCore::setCustomComputedDoubleProperty(KIVDoubleBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withDoubleBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedDoubleProperty(KIVDoubleBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withDoubleBlock(key.string(), std::move(block)));
 }
 
-void KIVCore::setCustomSemverProperty(std::string value, std::string key) {
-    addProperty(KIVCustomProperty::withSemverValue(std::move(key), std::move(value)));
+void KIVCore::setCustomSemverProperty(KIVNonnullString value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withSemverValue(key.string(), value.string()));
 }
 
-void KIVCore::setCustomComputedSemverProperty(KIVStringBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withSemverBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedSemverProperty(KIVStringBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withSemverBlock(key.string(), std::move(block)));
 }
 
-void KIVCore::setCustomDateTimeProperty(KIVDate value, std::string key) {
-    addProperty(KIVCustomProperty::withDateTimeValue(std::move(key), value));
+void KIVCore::setCustomDateTimeProperty(KIVDate value, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withDateTimeValue(key.string(), value));
 }
 
-void KIVCore::setCustomComputedDateTimeProperty(KIVDateBlock block, std::string key) {
-    addProperty(KIVCustomProperty::withDateTimeBlock(std::move(key), std::move(block)));
+void KIVCore::setCustomComputedDateTimeProperty(KIVDateBlock block, KIVNonnullString key) {
+    addProperty(KIVCustomProperty::withDateTimeBlock(key.string(), std::move(block)));
 }
 
 void KIVCore::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
@@ -156,15 +156,15 @@ void KIVCore::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context)
     }
 }
 
-void KIVCore::setVariant(std::shared_ptr<KIVString> flag, const std::string& key) {
+void KIVCore::setVariant(std::shared_ptr<KIVString> flag, KIVNonnullString key) {
     if (!flag) {
         throw KIVException::invalidArgument("A flag to add cannot be nil");
     }
-    instance().currentFlagsRepository()->addFeature(std::move(flag), key);
+    instance().currentFlagsRepository()->addFeature(std::move(flag), key.string());
 }
 
-std::shared_ptr<KIVString> KIVCore::variantWithKey(const std::string& key) {
-    return instance().currentFlagsRepository()->featureWithName(key);
+std::shared_ptr<KIVString> KIVCore::variantWithKey(KIVNonnullString key) {
+    return instance().currentFlagsRepository()->featureWithName(key.view());
 }
 
 std::vector<std::shared_ptr<KIVString>> KIVCore::flags() {
@@ -189,9 +189,9 @@ void KIVCore::unfreeze() {
     }
 }
 
-void KIVCore::unfreezeNamespace(const std::string& nameSpace) {
+void KIVCore::unfreezeNamespace(KIVNonnullString nameSpace) {
     if (const auto client = instance().client()) {
-        client->unfreezeNamespace(nameSpace);
+        client->unfreezeNamespace(nameSpace.string());
     }
 }
 
@@ -216,6 +216,7 @@ bool KIVCore::isVersionSwitchedOff() {
 }
 
 std::any KIVCore::run(const std::string& method, const std::any& object) {
+    addOperations();
     return KIVClassRegistry::shared().callInstanceOperation(object, method);
 }
 

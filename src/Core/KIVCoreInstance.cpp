@@ -192,7 +192,11 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .errorInvoker = errorInvoker_,
         .environment = std::make_shared<const KIVEnvironment>(options.networkConfigurations),
         .flagsRepositoryForSDKKey =
-            [this](const std::string& key) { return takeFlagsRepository(key, false); },
+            [this, level = options.defaultFreezeLevel](const std::string& key) {
+                auto served = takeFlagsRepository(key, false);
+                served->setFreezeLevel(level);
+                return served;
+            },
         .devicePropertiesForSDKKey =
             [this, certificate = options.customSigningCertificate](const std::string& key) {
                 auto present = devicePropertiesForSDKKey(key);

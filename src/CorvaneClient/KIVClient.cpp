@@ -1,6 +1,5 @@
 #include "CorvaneClient/KIVClient.h"
 
-#include <kiv/KIVException.h>
 #include <kiv/KIVHost.h>
 
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
@@ -18,6 +17,7 @@
 #include "Model/KIVTargetGroupSource.h"
 #include "Platform/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
@@ -96,30 +96,8 @@ void KIVClient::stopObserving() {
     observers_.clear();
 }
 
-void KIVClient::addInternalProperties() {
-    const KIVDeviceProperties& device = *parts_.deviceProperties;
-    KIVCustomPropertiesRepository& repository = *parts_.propertiesRepository;
-    repository.addCustomProperty(KIVCustomProperty::withStringValue("kiv.internal.appKey", device.appKey()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.realPlatform", device.platform()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.customPlatform", device.platform()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.ios.osVersion", device.osVersion()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withStringValue("kiv.internal.distinct_id", device.distinctId()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.lib_version", device.libVersion()));
-    repository.addCustomProperty(
-        KIVCustomProperty::withSemverValue("kiv.internal.api_version", device.apiVersion()));
-}
-
 void KIVClient::setup() {
-    addInternalProperties();
-    observe(KIVC_customPropertyAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedProperty(); });
-    observe(KIVFlagAddedNotification,
-            [this](const auto&) { parts_.deviceProperties->updateDevicePropsAfterAddedFlag(); });
+    parts_.deviceProperties->addInternalProperties();
     featureFlagSetter_->unfreezeFlagsWithLevel(1);
     fetchConfiguration(std::nullopt);
     isSetUp_ = true;
@@ -156,10 +134,11 @@ void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, 
                       application ? std::string_view(*application) : std::string_view("(null)"));
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         postRecognitionWithDataParser(*parts_.dataParserFactory->dataParserWithData(json), loadedFromCache);
-    } catch (...) {
-        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", KIVException::current().what());
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("Error: recognizeJson failed: %@", failure->what());
     }
 }
 
@@ -193,16 +172,16 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
     if (!parts_.configurationFetchedHandler) {
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         parts_.configurationFetchedHandler({
             .fetcherStatus = static_cast<int>(result.fetcherStatus),
             .creationDate = result.configurationDate,
             .errorDetails = result.error,
             .hasChanges = result.hasChanges,
         });
-    } catch (...) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler,
-                                     KIVException::current());
+    });
+    if (failure) {
+        parts_.errorInvoker->trigger(KIVUserspaceSource::configurationFetchedHandler, *failure);
     }
 }
 

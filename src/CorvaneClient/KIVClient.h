@@ -104,7 +104,6 @@ public:
 private:
     explicit KIVClient(Parts parts);
     void start();
-    void addInternalProperties();
     void observe(std::string_view name, kiv::NotificationCenter::Observer observer);
     void setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source);
     void fetchConfiguration(const std::optional<std::string>& source);

@@ -74,7 +74,7 @@ KIVClientConfigurationLoadingDataManager::KIVClientConfigurationLoadingDataManag
       appKey_(std::move(appKey)),
       defaultConfiguration_(readDefaultConfiguration(appKey_, defaultConfigurationPath)) {
     const auto loaded =
-        dataPersistency_.loadObjectFromFile(fileName(), KIVClientConfigurationLoadingDataFactory());
+        dataPersistency_.loadObjectFromFileWithName(fileName(), KIVClientConfigurationLoadingDataFactory());
     const auto& record = static_cast<const KIVClientConfigurationLoadingData&>(*loaded);
     nextStartLoadingType_ = record.nextStartLoadingType();
     productionConfiguration_ = record.productionConfiguration();
@@ -117,17 +117,16 @@ void KIVClientConfigurationLoadingDataManager::setDefaultConfiguration(Document 
 }
 
 void KIVClientConfigurationLoadingDataManager::save() {
-    std::unique_lock lock(lock_);
-    changedSinceSaving_ = true;
-    if (saving_) {
-        return;
-    }
-    saving_ = true;
-    while (std::exchange(changedSinceSaving_, false)) {
+    bool written = false;
+    {
+        // Whoever waits here writes what has been stored meanwhile.
+        const std::lock_guard writing(writingLock_);
+        std::unique_lock lock(lock_);
         const KIVClientConfigurationLoadingData record(nextStartLoadingType_, productionConfiguration_);
         lock.unlock();
-        dataPersistency_.saveObject(record, fileName());
-        lock.lock();
+        written = dataPersistency_.writeObject(record, fileName());
     }
-    saving_ = false;
+    if (!written) {
+        dataPersistency_.logFailure(fileName());
+    }
 }

@@ -43,18 +43,16 @@ public:
     Document defaultConfiguration() const;
     void setDefaultConfiguration(Document configuration);
 
-    /// Writes the record. While another thread is writing, that one writes again and this call returns at
-    /// once.
+    /// Writes the record before it returns; waits while another thread is writing it. A failure is logged.
     void save();
 
 private:
     const KIVDataPersistency dataPersistency_;
     const std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor_;
     const std::string appKey_;
+    std::mutex writingLock_;  ///< held while the file is written, and never while a callback runs
     mutable std::mutex lock_; ///< for what follows; not held while a file is written
     std::int32_t nextStartLoadingType_ = 0;
     Document productionConfiguration_;
     Document defaultConfiguration_;
-    bool saving_ = false;
-    bool changedSinceSaving_ = false;
 };

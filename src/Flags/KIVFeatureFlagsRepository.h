@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -36,6 +37,9 @@ public:
 
     /// A flag named a.b.c belongs to the namespace a.b; one without a point to the empty namespace.
     Features featuresWithNamespace(std::string_view nameSpace) const;
+
+    /// Higher after each change of what the repository holds.
+    std::uint64_t version() const { return features_.version(); }
 
     unsigned freezeLevel() const { return freezeLevel_.load(std::memory_order_relaxed); }
 

@@ -7,6 +7,7 @@
 
 #include "KivxLanguage/KivxParser.h"
 #include "Platform/Clock.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
@@ -186,12 +187,13 @@ void KIVFeatureFlagsSetter::callHandler(const KIVFlagImpression& impression,
                       impression.flagName);
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         parts_.impressionHandler(KIVReportingValue(std::string(impression.flagName),
                                                    std::string(impression.value), experiment != nullptr,
                                                    impression.context.dynamicPropertyContext));
-    } catch (...) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::impressionHandler, KIVException::current());
+    });
+    if (failure) {
+        parts_.errorInvoker->trigger(KIVUserspaceSource::impressionHandler, *failure);
     }
 }
 
@@ -202,7 +204,7 @@ void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
     if (!parts_.analytics || !entered) {
         return;
     }
-    try {
+    const auto failure = kiv::failureOf([&] {
         const auto sinceEpoch = kiv::Clock::current().now().time_since_epoch();
         parts_.analytics->track("impression",
                                 kiv::json::object{{"distinctId", distinctIdFor(experiment, impression)},
@@ -210,8 +212,9 @@ void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
                                                   {"time", std::chrono::duration<double>(sinceEpoch).count()},
                                                   {"type", "IMPRESSION"},
                                                   {"value", impression.value}});
-    } catch (...) {
-        KIV_DEBUG_LOG("Error: sending analytics failed: %@", KIVException::current().what());
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("Error: sending analytics failed: %@", failure->what());
     }
 }
 

@@ -1,16 +1,15 @@
 #include "Flags/KIVFeatureFlagsStickiness.h"
 
-#include <kiv/KIVHost.h>
-
 #include "Model/KIVExperimentModel.h"
 #include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
 KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(
     std::function<std::shared_ptr<const KIVExperiments>()> experiments)
-    : experiments_(std::move(experiments)), path_(KIVHost::current()->libraryDirectory.value_or("") +
-                                                  "/Application Support/io.corvane/stickiness") {
+    : experiments_(std::move(experiments)),
+      path_(kiv::libraryPath("/Application Support/io.corvane/stickiness")) {
     const auto stored = kiv::readPropertyList(path_);
     if (!stored) {
         return;
@@ -34,7 +33,7 @@ void KIVFeatureFlagsStickiness::addStickyFlagWithName(const std::string& name, c
         written = kiv::writePropertyList(path_, archive);
     }
     if (!written) {
-        KIV_DEBUG_LOG("could not write %@", path_);
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(path_));
     }
 }
 

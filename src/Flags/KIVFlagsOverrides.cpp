@@ -1,11 +1,11 @@
 #include <kiv/KIVFlagsOverrides.h>
 
-#include <kiv/KIVHost.h>
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Platform/ConcurrentMap.h"
 #include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -16,8 +16,7 @@ struct KIVFlagsOverrides::Store {
 
 KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter)
     : setter_(std::move(setter)), store_(std::make_unique<Store>()) {
-    store_->directory =
-        KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/io.corvane/flags";
+    store_->directory = kiv::libraryPath("/Application Support/io.corvane/flags");
     kiv::makeDirectories(store_->directory);
     const auto stored = kiv::readPropertyList(pathForOverridesFile());
     if (!stored) {
@@ -32,37 +31,37 @@ KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter
 
 KIVFlagsOverrides::~KIVFlagsOverrides() = default;
 
-bool KIVFlagsOverrides::hasOverride(std::string_view name) const {
+bool KIVFlagsOverrides::hasOverride(KIVNonnullString name) const {
     const kiv::ReadGuard guard;
-    return store_->values.find(name) != nullptr;
+    return store_->values.find(name.view()) != nullptr;
 }
 
-std::optional<std::string> KIVFlagsOverrides::overrideForName(std::string_view name) const {
+std::optional<std::string> KIVFlagsOverrides::overrideForName(KIVNonnullString name) const {
     const kiv::ReadGuard guard;
-    const auto* found = store_->values.find(name);
+    const auto* found = store_->values.find(name.view());
     return found ? std::optional<std::string>(**found) : std::nullopt;
 }
 
-void KIVFlagsOverrides::setOverride(std::string_view value, const KIVString& flag) {
+void KIVFlagsOverrides::setOverride(KIVNonnullString value, const KIVString& flag) {
     if (const auto name = flag.name()) {
         setOverride(value, *name);
     }
 }
 
-void KIVFlagsOverrides::setOverride(std::string_view value, const std::string& name) {
+void KIVFlagsOverrides::setOverride(KIVNonnullString value, KIVNonnullString name) {
     thaw(name);
-    store_->values.set(name, std::make_shared<const std::string>(value));
+    store_->values.set(name.view(), std::make_shared<const std::string>(value.view()));
     cacheOverrides();
 }
 
-void KIVFlagsOverrides::clearOverrideForName(const std::string& name) {
-    store_->values.remove(name);
+void KIVFlagsOverrides::clearOverrideForName(KIVNonnullString name) {
+    store_->values.remove(name.view());
     thaw(name);
     cacheOverrides();
 }
 
 void KIVFlagsOverrides::clearOverrides() {
-    const std::lock_guard lock(lock_);
+    const kiv::WriterLock lock(lock_);
     store_->values.clear();
     kiv::removeFile(pathForOverridesFile());
 }
@@ -81,28 +80,37 @@ std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
 
 bool KIVFlagsOverrides::cacheOverrides() const {
     bool written = false;
+    std::size_t leftOut = 0;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::WriterLock lock(lock_);
         kiv::json::object archive;
         for (const auto& [name, value] : overrides()) {
-            archive[name] = value;
+            if (kiv::hasPropertyListForm(name) && kiv::hasPropertyListForm(value)) {
+                archive[name] = value;
+            } else {
+                ++leftOut;
+            }
         }
         written = kiv::writePropertyList(pathForOverridesFile(), archive);
     }
     if (!written) {
-        KIV_DEBUG_LOG("could not write %@", pathForOverridesFile());
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(pathForOverridesFile()));
+    } else if (leftOut > 0) {
+        KIV_DEBUG_LOG("%@ overrides hold until the process ends: their name or value is no text of UTF-8 "
+                      "without zeros",
+                      leftOut);
     }
-    return written;
+    return written && leftOut == 0;
 }
 
 std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }
 
-std::string KIVFlagsOverrides::pathForOverridesFile(const std::string& fileName) const {
-    return store_->directory + (fileName.starts_with('/') ? "" : "/") + fileName;
+std::string KIVFlagsOverrides::pathForOverridesFile(KIVNonnullString fileName) const {
+    return kiv::pathIn(store_->directory, fileName.view());
 }
 
-void KIVFlagsOverrides::thaw(const std::string& name) const {
+void KIVFlagsOverrides::thaw(KIVNonnullString name) const {
     if (const auto setter = setter_.lock()) {
-        setter->unfreezeFlagWithName(name);
+        setter->unfreezeFlagWithName(name.view());
     }
 }

@@ -8,6 +8,7 @@
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTrace.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceHandlerException.h"
 
@@ -56,23 +57,19 @@ KivxValue valueOf(const KIVCustomProperty& property, std::string_view flagName, 
     if (!property.hasBlock()) {
         return request(property, flagName, context);
     }
-    try {
-        return request(property, flagName, context);
-    } catch (...) {
-        throw KIVUserspaceHandlerException(KIVUserspaceSource::computedCustomProperty,
-                                           KIVException::current());
+    KivxValue value;
+    if (auto failure = kiv::failureOf([&] { value = request(property, flagName, context); })) {
+        throw KIVUserspaceHandlerException(KIVUserspaceSource::computedCustomProperty, std::move(*failure));
     }
+    return value;
 }
 
 /// Only texts and numbers pass.
 KivxValue unregisteredValue(std::string_view name, const KIVDynamicPropertiesRule& rule,
                             const Context& context) {
     KivxValue value;
-    try {
-        value = rule ? rule(name, context) : context.get(name);
-    } catch (...) {
-        throw KIVUserspaceHandlerException(KIVUserspaceSource::dynamicPropertiesRule,
-                                           KIVException::current());
+    if (auto failure = kiv::failureOf([&] { value = rule ? rule(name, context) : context.get(name); })) {
+        throw KIVUserspaceHandlerException(KIVUserspaceSource::dynamicPropertiesRule, std::move(*failure));
     }
     return value.isString() || value.isNumber() ? std::move(value) : KivxValue::undefined();
 }

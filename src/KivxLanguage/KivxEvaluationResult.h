@@ -1,5 +1,8 @@
 #pragma once
 
+#include <concepts>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -7,7 +10,7 @@
 #include <kiv/KivxValue.h>
 
 /// What an evaluation answered: a value of its own, or `none` for a failed or empty evaluation. The
-/// conversions are those of the value.
+/// conversions are those of the value; an integer beyond the range of the type asked for becomes its end.
 class KivxEvaluationResult {
 public:
     explicit KivxEvaluationResult(KivxValue value) : value_(std::move(value)) {}
@@ -26,23 +29,35 @@ public:
     bool isBoolNumber() const { return value_.isBoolean(); }
 
     bool boolValue() const { return value_.boolValue(); }
-    char charValue() const { return static_cast<char>(value_.integerValue()); }
-    unsigned char unsignedCharValue() const { return static_cast<unsigned char>(value_.integerValue()); }
-    short shortValue() const { return static_cast<short>(value_.integerValue()); }
-    unsigned short unsignedShortValue() const { return static_cast<unsigned short>(value_.integerValue()); }
-    int intValue() const { return static_cast<int>(value_.integerValue()); }
-    unsigned int unsignedIntValue() const { return static_cast<unsigned int>(value_.integerValue()); }
-    long longValue() const { return static_cast<long>(value_.integerValue()); }
-    unsigned long unsignedLongValue() const { return static_cast<unsigned long>(value_.integerValue()); }
-    long long longLongValue() const { return value_.integerValue(); }
-    unsigned long long unsignedLongLongValue() const {
-        return static_cast<unsigned long long>(value_.integerValue());
-    }
+    char charValue() const { return static_cast<char>(saturated<signed char>()); }
+    unsigned char unsignedCharValue() const { return saturated<unsigned char>(); }
+    short shortValue() const { return saturated<short>(); }
+    unsigned short unsignedShortValue() const { return saturated<unsigned short>(); }
+    int intValue() const { return saturated<int>(); }
+    unsigned int unsignedIntValue() const { return saturated<unsigned int>(); }
+    long longValue() const { return saturated<long>(); }
+    unsigned long unsignedLongValue() const { return saturated<unsigned long>(); }
+    long long longLongValue() const { return saturated<long long>(); }
+    unsigned long long unsignedLongLongValue() const { return saturated<unsigned long long>(); }
     std::int64_t integerValue() const { return value_.integerValue(); }
-    std::uint64_t unsignedIntegerValue() const { return static_cast<std::uint64_t>(value_.integerValue()); }
+    std::uint64_t unsignedIntegerValue() const { return saturated<std::uint64_t>(); }
     float floatValue() const { return static_cast<float>(value_.doubleValue()); }
     double doubleValue() const { return value_.doubleValue(); }
 
 private:
+    template <std::integral Integer>
+    Integer saturated() const {
+        using Limits = std::numeric_limits<Integer>;
+        // A double beyond the signed range of 64 bits may be within the unsigned one.
+        if (const double* real = value_.real(); real && *real >= 0x1p63) {
+            return *real < static_cast<double>(Limits::max()) ? static_cast<Integer>(*real) : Limits::max();
+        }
+        const std::int64_t number = value_.integerValue();
+        if (std::in_range<Integer>(number)) {
+            return static_cast<Integer>(number);
+        }
+        return number < 0 ? Limits::min() : Limits::max();
+    }
+
     KivxValue value_;
 };

@@ -9,6 +9,7 @@
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "Platform/ThreadEnd.h"
 #include "Properties/KivxNumbers.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
@@ -115,21 +116,28 @@ std::optional<KivxEvaluationResult> KivxParser::evaluateExpression(std::string_v
 
 /// `none` when the evaluation fails.
 KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& context) const {
+    std::optional<KIVUserspaceHandlerException> callbackFailure;
+    std::string reason;
     try {
         running.refuseEndless();
         return evaluate(running, context);
     } catch (const KIVUserspaceHandlerException& failure) {
-        running.failed(failure.exception().reason());
-        if (errorInvoker_) {
-            errorInvoker_->trigger(failure.trigger(), failure.exception());
-        }
-        KIV_DEBUG_LOG("Kivx Exception: Failed evaluate expression %@, user unhandled expression %@",
-                      running.expression, failure.exception().what());
+        callbackFailure = failure;
+    } catch (const kiv::ThreadEnd&) {
+        throw;
     } catch (...) {
-        const std::string reason = KIVException::current().reason();
-        running.failed(reason);
-        KIV_DEBUG_LOG("Kivx exception %@", reason);
+        reason = KIVException::current().reason();
     }
+    running.failed(callbackFailure ? callbackFailure->exception().reason() : reason);
+    if (!callbackFailure) {
+        KIV_DEBUG_LOG("Kivx exception %@", reason);
+        return KivxValue();
+    }
+    if (errorInvoker_) {
+        errorInvoker_->trigger(callbackFailure->trigger(), callbackFailure->exception());
+    }
+    KIV_DEBUG_LOG("Kivx Exception: Failed evaluate expression %@, user unhandled expression %@",
+                  running.expression, callbackFailure->exception().what());
     return KivxValue();
 }
 

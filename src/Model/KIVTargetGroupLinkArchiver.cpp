@@ -1,11 +1,10 @@
 #include "Model/KIVTargetGroupLinkArchiver.h"
 
-#include <algorithm>
+#include <memory>
 #include <utility>
 
-#include <kiv/KIVHost.h>
-
 #include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 
 namespace {
@@ -28,23 +27,29 @@ std::vector<std::string> readIdentifiers(const std::string& path) {
 
 } // namespace
 
+KIVTargetGroupLinkArchiver::Links::Links(std::vector<std::string> all)
+    : inOrder(std::move(all)), identifiers(inOrder.begin(), inOrder.end()) {}
+
 KIVTargetGroupLinkArchiver::KIVTargetGroupLinkArchiver()
-    : path_(KIVHost::current()->libraryDirectory.value_or("") + KIVC_TargetGroupLinks_Persistance_Path),
-      identifiers_(readIdentifiers(path_)) {}
+    : path_(kiv::libraryPath(KIVC_TargetGroupLinks_Persistance_Path)),
+      links_(std::make_unique<const Links>(readIdentifiers(path_))) {}
 
 void KIVTargetGroupLinkArchiver::addTargetGroupLinkPairing(std::string identifier) {
-    const std::lock_guard lock(lock_);
-    identifiers_.push_back(std::move(identifier));
-    kiv::writePropertyList(path_, {{rootKey, kiv::json::array(identifiers_.begin(), identifiers_.end())}});
+    const kiv::WriterLock lock(lock_);
+    auto all = links_.load()->inOrder;
+    all.push_back(std::move(identifier));
+    const kiv::json::array root(all.begin(), all.end());
+    links_.publish(std::make_unique<const Links>(std::move(all)));
+    kiv::writePropertyList(path_, {{rootKey, root}});
 }
 
 bool KIVTargetGroupLinkArchiver::isTargetGroupLinkPairedWith(std::string_view identifier) const {
-    const std::lock_guard lock(lock_);
-    return std::find(identifiers_.begin(), identifiers_.end(), identifier) != identifiers_.end();
+    const kiv::ReadGuard guard;
+    return links_.load()->identifiers.contains(identifier);
 }
 
 void KIVTargetGroupLinkArchiver::clearTargetGroupLinks() {
-    const std::lock_guard lock(lock_);
+    const kiv::WriterLock lock(lock_);
+    links_.publish(std::make_unique<const Links>(std::vector<std::string>()));
     kiv::removeFile(path_);
-    identifiers_.clear();
 }

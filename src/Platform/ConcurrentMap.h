@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -70,7 +72,12 @@ public:
         size_.store(0, std::memory_order_seq_cst);
         used_ = 0;
         table_.publish(std::make_unique<const Table>(minimumSlots));
+        version_.fetch_add(1, std::memory_order_seq_cst);
     }
+
+    /// Higher after each change than before it, and after the change rather than before: who reads it first
+    /// and the entries then sees at least the changes that it counts.
+    std::uint64_t version() const { return version_.load(std::memory_order_seq_cst); }
 
     std::size_t size() const { return size_.load(std::memory_order_seq_cst); }
 
@@ -135,6 +142,7 @@ private:
         }
         const bool removes = old && old->value;
         size_.store(size_.load(std::memory_order_relaxed) + adds - removes, std::memory_order_seq_cst);
+        version_.fetch_add(1, std::memory_order_seq_cst);
         retire(std::move(old));
     }
 
@@ -162,6 +170,7 @@ private:
     Published<Table> table_;
     std::size_t used_ = 0; ///< slots taken, removed keys included
     std::atomic<std::size_t> size_{0};
+    std::atomic<std::uint64_t> version_{0};
 };
 
 } // namespace kiv

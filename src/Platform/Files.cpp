@@ -76,6 +76,32 @@ bool isFolder(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+/// Writes the bytes to a temporary beside the file, which `putInPlace` then gives the file's name.
+template <class PutInPlace>
+bool writeThrough(const std::string& path, std::string_view bytes, PutInPlace&& putInPlace) {
+    if (path.empty()) {
+        return false;
+    }
+    const std::string folder = folderOf(path);
+    if (!folder.empty() && !makeDirectories(folder)) {
+        return false;
+    }
+    std::string temporary;
+    Descriptor file(retried([&] {
+        temporary = folder + ".kiv-XXXXXX";
+        return ::mkostemp(temporary.data(), O_CLOEXEC);
+    }));
+    if (!file) {
+        return false;
+    }
+    if (!writeAll(file, bytes) || !sync(file) || !file.close() || !putInPlace(temporary.c_str())) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    syncFolder(folder);
+    return true;
+}
+
 } // namespace
 
 std::optional<std::string> readFile(const std::string& path, std::size_t maxBytes) {
@@ -113,25 +139,18 @@ std::optional<std::string> readFile(const std::string& path, std::size_t maxByte
 }
 
 bool writeFile(const std::string& path, std::string_view bytes) {
-    const std::string folder = folderOf(path);
-    if (!folder.empty() && !makeDirectories(folder)) {
-        return false;
-    }
-    std::string temporary;
-    Descriptor file(retried([&] {
-        temporary = folder + ".kiv-XXXXXX";
-        return ::mkostemp(temporary.data(), O_CLOEXEC);
-    }));
-    if (!file) {
-        return false;
-    }
-    if (!writeAll(file, bytes) || !sync(file) || !file.close() ||
-        std::rename(temporary.c_str(), path.c_str()) != 0) {
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    syncFolder(folder);
-    return true;
+    return writeThrough(path, bytes,
+                        [&](const char* temporary) { return std::rename(temporary, path.c_str()) == 0; });
+}
+
+bool createFile(const std::string& path, std::string_view bytes) {
+    return writeThrough(path, bytes, [&](const char* temporary) {
+        const bool linked = ::link(temporary, path.c_str()) == 0;
+        if (linked) {
+            ::unlink(temporary);
+        }
+        return linked;
+    });
 }
 
 bool makeDirectories(const std::string& path) {

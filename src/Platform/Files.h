@@ -5,7 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// Small files, read and written whole. Nothing here throws; a failure is an empty result or false.
+/// Small files, read and written whole. Nothing here throws; a failure is an empty result or false. An empty
+/// path names no file: it is not read, and writing to it fails.
 namespace kiv {
 
 /// The content of a regular file of at most `maxBytes`; nothing when there is none, it is larger, or it
@@ -17,6 +18,10 @@ std::optional<std::string> readFile(const std::string& path, std::size_t maxByte
 /// stays as it was and no temporary is left behind. Several threads and processes may write one file: the
 /// last rename wins.
 bool writeFile(const std::string& path, std::string_view bytes);
+
+/// The same for a new file: false, too, when there is one of that name already, which stays as it was. Of
+/// several threads and processes that make one file, the first wins.
+bool createFile(const std::string& path, std::string_view bytes);
 
 /// Makes the folder and all above it that are missing, mode 0700. True when it is there afterwards.
 bool makeDirectories(const std::string& path);

@@ -35,6 +35,7 @@ Text firstLine(const char* path) {
     return content->empty() ? std::nullopt : content;
 }
 
+/// Empty where /proc is missing.
 fs::path executable() {
     std::error_code error;
     return fs::read_symlink("/proc/self/exe", error);
@@ -146,9 +147,9 @@ void completeFromSystem(KIVHost& host) {
 
 } // namespace
 
-KIVHost completeHost(KIVHost host) {
-    // Empty where /proc is missing.
-    const fs::path program = executable();
+KIVHost completeHost(KIVHost host) { return completeHost(std::move(host), executable()); }
+
+KIVHost completeHost(KIVHost host, const fs::path& program) {
     if (!program.empty()) {
         completeFromInformationFile(program, host);
         complete(host.resourceDirectory, folder(program.parent_path().string()));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+
 #include <kiv/KIVHost.h>
 
 namespace kiv {
@@ -25,5 +27,9 @@ namespace kiv {
 /// executable's name takes its place in the Library folder. Folders that the environment names relatively are
 /// passed over, as nobody knows from where.
 KIVHost completeHost(KIVHost host);
+
+/// The same for another program than this one, as it would find out by itself in this environment. Its path
+/// is absolute; an empty one stands for a program that does not know it.
+KIVHost completeHost(KIVHost host, const std::filesystem::path& program);
 
 } // namespace kiv

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Platform/Epoch.h"
+#include "Platform/ThreadEnd.h"
 
 namespace kiv {
 
@@ -71,6 +72,8 @@ void NotificationCenter::post(const Notification& notification) const {
         }
         try {
             entry->observer(notification);
+        } catch (const kiv::ThreadEnd&) {
+            throw;
         } catch (...) {
             // An observer's failure is the observer's: neither the poster nor the other observers see it.
         }

@@ -246,6 +246,8 @@ Node parse(std::string_view bytes) {
 
 } // namespace
 
+bool hasPropertyListForm(std::string_view text) { return text.find('\0') == text.npos && isValidUtf8(text); }
+
 std::string encodePropertyList(const json::object& dictionary) {
     const Node node = nodeOf(dictionary, 1);
     char* made = nullptr;

@@ -20,8 +20,11 @@ namespace kiv {
 /// decodePropertyList accepts.
 std::string encodePropertyList(const json::object& dictionary);
 
+/// Whether a text or key comes back from a list as it went in: it is UTF-8 without a zero byte.
+bool hasPropertyListForm(std::string_view text);
+
 /// Nothing when the bytes are damaged, hold no dictionary at the top, nest deeper than 500, or would take
-/// more than 128 MiB in memory (a shared value counts as often as it is referred to). Values of kinds that
+/// more than 256 MiB in memory (a shared value counts as often as it is referred to). Values of kinds that
 /// JSON lacks (dates, data) are dropped.
 std::optional<json::object> decodePropertyList(std::string_view bytes);
 

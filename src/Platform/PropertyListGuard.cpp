@@ -136,16 +136,24 @@ private:
         return Object{.memory = valueMemory + 2 * size};
     }
 
-    /// libplist ends the process over a key with a zero unit.
+    /// A text counts by its length in UTF-8, the form that it takes in memory. libplist ends the process over
+    /// a key with a zero unit.
     std::optional<Object> text(std::size_t at, std::size_t count, std::size_t unitSize) const {
-        std::optional<Object> object = plain(at, count * unitSize);
-        if (object) {
-            object->canBeKey = true;
-            for (std::size_t unit = 0; unit < count && object->canBeKey; ++unit) {
-                object->canBeKey = number(at + unit * unitSize, unitSize) != 0;
+        if (count * unitSize > table_ - at) {
+            return std::nullopt;
+        }
+        std::size_t length = count;
+        bool canBeKey = true;
+        for (std::size_t unit = 0; unit < count; ++unit) {
+            const std::uint64_t value = number(at + unit * unitSize, unitSize);
+            canBeKey = canBeKey && value != 0;
+            if (unitSize == 2) {
+                const bool isSurrogate =
+                    value >= 0xD800 && value < 0xE000; // each of a pair: two bytes of four
+                length += (value >= 0x80 ? 1 : 0) + (value >= 0x800 && !isSurrogate ? 1 : 0);
             }
         }
-        return object;
+        return Object{.memory = valueMemory + 2 * length, .canBeKey = canBeKey};
     }
 
     std::optional<Object> container(std::size_t at, std::size_t refCount, std::size_t keyCount) const {

@@ -12,8 +12,10 @@ namespace kiv {
 /// KiB.
 constexpr std::size_t propertyListDepth = 500;
 
-/// What the values of a list may take in memory: a flat sum for each, and the bytes of texts and data.
-constexpr std::size_t propertyListMemory = 128U << 20;
+/// What the values of a list may take in memory: a flat sum for each, and the bytes of texts (as UTF-8) and
+/// data twice. Every text of 64 MiB fits, the largest that a document may hold, and half of the sum is left
+/// for other values. It bounds the file, too, in which that text takes 128 MiB as UTF-16.
+constexpr std::size_t propertyListMemory = 256U << 20;
 
 /// Whether the bytes are a well-formed binary list within these limits, without a circle of references.
 bool isSafeBinaryPropertyList(std::string_view bytes);

@@ -6,6 +6,7 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 
 namespace kiv {
@@ -28,11 +29,8 @@ UserDefaults::UserDefaults(std::string path) : path_(std::move(path)) {}
 UserDefaults& UserDefaults::standard() {
     static auto& lock = *new std::mutex;
     static auto& all = *new std::map<std::string, std::unique_ptr<UserDefaults>>;
-    const auto host = KIVHost::current();
-    // Without a Library folder the values hold in memory only.
-    const std::string path = host->libraryDirectory ? *host->libraryDirectory + "/Preferences/" +
-                                                          host->bundleIdentifier.value_or("kiv") + ".plist"
-                                                    : "";
+    const std::string path =
+        libraryPath("/Preferences/" + KIVHost::current()->bundleIdentifier.value_or("kiv") + ".plist");
     const std::lock_guard guard(lock);
     auto& defaults = all[path];
     if (!defaults) {

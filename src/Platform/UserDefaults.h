@@ -14,6 +14,7 @@ namespace kiv {
 /// read sees what another process wrote: the file is read again when it has changed.
 class UserDefaults {
 public:
+    /// With an empty path the values hold in memory only.
     explicit UserDefaults(std::string path);
 
     /// The defaults of this application, below the host's Library folder as it is now.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,9 @@ public:
 
     /// All properties as they are now, in no order.
     std::vector<Property> availableCustomProperties() const;
+
+    /// Higher after each change of what the repository holds.
+    std::uint64_t version() const { return properties_.version(); }
 
 private:
     kiv::ConcurrentMap<const KIVCustomProperty> properties_;

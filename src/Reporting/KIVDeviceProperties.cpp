@@ -11,7 +11,6 @@
 #include <unicode/uloc.h>
 
 #include <kiv/KIVClassRegistry.h>
-#include <kiv/KIVException.h>
 #include <kiv/KIVHost.h>
 
 #include "KIVBuildConfig.h"
@@ -20,6 +19,7 @@
 #include "Platform/KeyForm.h"
 #include "Platform/Text.h"
 #include "Reporting/KIVUDID.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -94,15 +94,18 @@ std::optional<std::string> environmentSecret() {
 }
 
 std::string registeredSwiftVersion() {
-    try {
+    std::string own;
+    const auto failure = kiv::failureOf([&] {
         const std::any answer = KIVClassRegistry::shared().callClassOperation("CorvaneSwiftIncludedClass",
                                                                               "CORVANE_swiftVersion");
-        const auto* version = std::any_cast<std::string>(&answer);
-        return version ? *version : "";
-    } catch (...) {
-        KIV_DEBUG_LOG("CORVANE_swiftVersion failed: %@", KIVException::current().what());
-        return "";
+        if (const auto* version = std::any_cast<std::string>(&answer)) {
+            own = *version;
+        }
+    });
+    if (failure) {
+        KIV_DEBUG_LOG("CORVANE_swiftVersion failed: %@", failure->what());
     }
+    return own;
 }
 
 } // namespace
@@ -191,20 +194,36 @@ void KIVDeviceProperties::addBuiltInProperties() const {
     }
 }
 
+void KIVDeviceProperties::addInternalProperties() const {
+    using Property = KIVCustomProperty;
+    for (auto& property : {
+             Property::withStringValue("kiv.internal.appKey", kivKey_),
+             Property::withStringValue("kiv.internal.realPlatform", platform()),
+             Property::withStringValue("kiv.internal.customPlatform", platform()),
+             Property::withSemverValue("kiv.internal.ios.osVersion", osVersion()),
+             Property::withStringValue("kiv.internal.distinct_id", distinctId_),
+             Property::withSemverValue("kiv.internal.lib_version", libVersion()),
+             Property::withSemverValue("kiv.internal.api_version", apiVersion()),
+         }) {
+        propertiesRepository_->addCustomProperty(property);
+    }
+}
+
 std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
     const auto dictionary = [](std::shared_ptr<const Document> document) {
         const Object* all = &document->all;
         return std::shared_ptr<const Object>(std::move(document), all);
     };
-    // Read before the lists are: what is added meanwhile makes the document stale again.
-    const std::uint64_t generation = generation_.load(std::memory_order_seq_cst);
+    // Read before the lists are: what changes meanwhile makes the document stale again. Each of the two only
+    // grows, so their sum tells a newer state from an older one.
+    const std::uint64_t version = propertiesRepository_->version() + flagsRepository_->version();
     {
         const std::lock_guard lock(lock_);
-        if (document_ && document_->generation >= generation) {
+        if (document_ && document_->version >= version) {
             return dictionary(document_);
         }
     }
-    auto next = std::make_shared<Document>(Document{generation, facts_});
+    auto next = std::make_shared<Document>(Document{version, facts_});
     Object& all = next->all;
     kiv::json::value properties = transformCustomProperties();
     kiv::json::value flags = transformFeatureFlags();
@@ -216,7 +235,7 @@ std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
 
     std::shared_ptr<const Document> result = std::move(next);
     const std::lock_guard lock(lock_);
-    if (!document_ || document_->generation <= generation) {
+    if (!document_ || document_->version <= version) {
         document_ = result;
     }
     return dictionary(std::move(result));

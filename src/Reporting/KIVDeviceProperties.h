@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -33,15 +32,17 @@ public:
                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository,
                         std::string platformVersion, std::string languageVersion);
 
-    /// Facts, lists, texts and hash, as fresh as the last update asked for. Never null; does not change.
+    /// Sets the "kiv.internal." properties, which are for the service's own expressions, and announces them.
+    void addInternalProperties() const;
+
+    /// Facts, lists, texts and hash, with all that has been registered by now. Never null; does not change.
     std::shared_ptr<const Object> allProperties() const;
     Object getPropsCopy() const { return *allProperties(); }
 
-    /// Tells that a property, a flag, or either was added: whoever asks from now on gets new lists. Costs the
-    /// same however many there are.
-    void updateDevicePropsAfterAddedProperty() { syncAndUpdateDevicePropsAfterObjectChange(); }
-    void updateDevicePropsAfterAddedFlag() { syncAndUpdateDevicePropsAfterObjectChange(); }
-    void syncAndUpdateDevicePropsAfterObjectChange() { generation_.fetch_add(1, std::memory_order_seq_cst); }
+    /// Bring lists, texts and hash up to date. Nobody needs to ask for it before reading them.
+    void updateDevicePropsAfterAddedProperty() const { syncAndUpdateDevicePropsAfterObjectChange(); }
+    void updateDevicePropsAfterAddedFlag() const { syncAndUpdateDevicePropsAfterObjectChange(); }
+    void syncAndUpdateDevicePropsAfterObjectChange() const { allProperties(); }
 
     const std::string& appKey() const { return kivKey_; }
     const std::string& distinctId() const { return distinctId_; }
@@ -68,7 +69,7 @@ public:
 
 private:
     struct Document {
-        std::uint64_t generation; ///< the update that it was built after
+        std::uint64_t version; ///< of the repositories before it was built
         Object all;
     };
 
@@ -88,7 +89,6 @@ private:
     const std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository_;
     const Object facts_;
 
-    std::atomic<std::uint64_t> generation_{1};
     mutable std::mutex lock_; ///< for the document below; not held while one is built
     mutable std::shared_ptr<const Document> document_;
 };

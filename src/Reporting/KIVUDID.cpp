@@ -1,29 +1,45 @@
 #include "Reporting/KIVUDID.h"
 
 #include <mutex>
-#include <utility>
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Files.h"
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Platform/Uuid.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 #include "Runtime/KIVDebugger.h"
 
-KIVUDID::KIVUDID(std::string key)
-    : key_(std::move(key)), directory_(KIVHost::current()->libraryDirectory.value_or("")) {
+namespace {
+
+std::string pathFor(const std::string& key) {
+    return kiv::libraryPath(kiv::format("/corvane-%@-properties.plist", key));
+}
+
+std::optional<std::string> storedAt(const std::string& path) {
+    const auto archive = kiv::readPropertyList(path);
+    const auto* stored = archive ? kiv::textMember(*archive, KIVC_DEVICE_PROPERTIES_DISTINCT_ID) : nullptr;
+    return stored && !stored->empty() ? std::optional<std::string>(*stored) : std::nullopt;
+}
+
+} // namespace
+
+KIVUDID::KIVUDID(const std::string& key) : path_(pathFor(key)) {
     // One load at a time: the first of several makes the identifier that all of them get.
     static std::mutex& lock = *new std::mutex;
-    bool written = true;
+    bool kept = true;
     {
         const std::lock_guard guard(lock);
-        if (!unarchiveProperties()) {
+        if (auto stored = storedAt(path_)) {
+            distinctId_ = std::move(*stored);
+        } else {
             distinctId_ = defaultDistinctId();
-            written = archiveProperties();
+            kept = archiveProperties();
         }
     }
-    if (!written) {
-        KIV_DEBUG_LOG("could not write %@", propertiesFilePath());
+    if (!kept) {
+        KIV_DEBUG_LOG("could not write %@", kiv::shownPath(path_));
     }
 }
 
@@ -32,19 +48,19 @@ std::string KIVUDID::defaultDistinctId() {
     return host->vendorIdentifier ? *host->vendorIdentifier : kiv::newUuid();
 }
 
-std::string KIVUDID::propertiesFilePath() const {
-    return directory_ + "/" + kiv::format("corvane-%@-properties.plist", key_);
+std::optional<std::string> KIVUDID::storedDistinctId(const std::string& key) {
+    return storedAt(pathFor(key));
 }
 
-bool KIVUDID::unarchiveProperties() {
-    const auto archive = kiv::readPropertyList(propertiesFilePath());
-    const auto* stored = archive ? kiv::textMember(*archive, KIVC_DEVICE_PROPERTIES_DISTINCT_ID) : nullptr;
-    if (stored) {
-        distinctId_ = *stored;
+bool KIVUDID::archiveProperties() {
+    const std::string archive = kiv::encodePropertyList({{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+    if (kiv::createFile(path_, archive)) {
+        return true;
     }
-    return !distinctId_.empty();
-}
-
-bool KIVUDID::archiveProperties() const {
-    return kiv::writePropertyList(propertiesFilePath(), {{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+    // Another process may have been first. What is there and no good is replaced.
+    if (auto stored = storedAt(path_)) {
+        distinctId_ = std::move(*stored);
+        return true;
+    }
+    return kiv::writeFile(path_, archive);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 /// The identifier of this installation for one SDK key, kept in "corvane-<key>-properties.plist" in the
 /// Library folder.
@@ -8,22 +10,26 @@ class KIVUDID {
 public:
     KIVUDID() = delete;
 
-    /// Loads the identifier, or makes one and writes it when there is none or its file is damaged. A failure
-    /// to write is logged; the identifier then holds for this process. Callable from any thread.
-    explicit KIVUDID(std::string key);
+    /// Loads the identifier, or makes one and writes it when there is none or its file is damaged. Of several
+    /// processes that find none, all take the identifier of the first. A failure to write is logged; the
+    /// identifier then holds for this process. Callable from any thread.
+    explicit KIVUDID(const std::string& key);
 
     const std::string& distinctId() const { return distinctId_; }
+
+    /// The identifier that is stored for the key; nothing when there is none or its file is damaged. Writes
+    /// nothing.
+    static std::optional<std::string> storedDistinctId(const std::string& key);
 
     /// The vendor's identifier of the device, else a new random UUID. Both in upper case.
     static std::string defaultDistinctId();
 
-    std::string propertiesFilePath() const;
+    const std::string& propertiesFilePath() const { return path_; }
 
 private:
-    bool unarchiveProperties();
-    bool archiveProperties() const;
+    /// Writes the identifier, or takes the one that another process has written meanwhile.
+    bool archiveProperties();
 
-    const std::string key_;
-    const std::string directory_;
+    const std::string path_;
     std::string distinctId_;
 };

@@ -46,8 +46,8 @@ kiv::json::object KIVAppVersionMonitorData::encode() const {
 }
 
 KIVAppVersionMonitor::KIVAppVersionMonitor(const KIVDataPersistency& dataPersistency) {
-    const auto loaded =
-        dataPersistency.loadObjectFromFile(KIVDataPersistency_fileName_KIVAppVersionMonitorData, Factory());
+    const auto loaded = dataPersistency.loadObjectFromFileWithName(
+        KIVDataPersistency_fileName_KIVAppVersionMonitorData, Factory());
     const auto& stored = static_cast<const KIVAppVersionMonitorData&>(*loaded);
     const std::optional<std::string> current = KIVHost::current()->shortVersion;
     isNewVersion_ = stored.bundleShortVersion() != current;

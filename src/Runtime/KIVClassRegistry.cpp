@@ -7,14 +7,15 @@ KIVClassRegistry& KIVClassRegistry::shared() {
 
 void KIVClassRegistry::addClassOperation(const std::string& className, const std::string& operation,
                                          ClassOperation body) {
+    // What is replaced may hold objects of the application's: it goes after the lock.
     const std::lock_guard lock(lock_);
-    classOperations_[{className, operation}] = std::move(body);
+    classOperations_[{className, operation}].swap(body);
 }
 
 void KIVClassRegistry::addInstanceOperation(const std::type_info& type, const std::string& operation,
                                             InstanceOperation body) {
     const std::lock_guard lock(lock_);
-    instanceOperations_[{std::type_index(type), operation}] = std::move(body);
+    instanceOperations_[{std::type_index(type), operation}].swap(body);
 }
 
 template <class Operations, class Key>

@@ -2,8 +2,7 @@
 
 #include <limits>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/LibraryPath.h"
 #include "Platform/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -36,25 +35,24 @@ std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, st
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(number, Limits::min(), Limits::max()));
 }
 
-KIVDataPersistency::KIVDataPersistency()
-    : directory_(KIVHost::current()->libraryDirectory.value_or("") + "/Application Support/Persistency") {}
+KIVDataPersistency::KIVDataPersistency() : directory_(kiv::libraryPath("/Application Support/Persistency")) {}
 
 std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName) const {
-    return directory_ + "/" + fileName;
+    return kiv::pathIn(directory_, fileName);
 }
 
 std::unique_ptr<KIVPersistedObject>
-KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
-                                       const KIVPersistedObjectFactory& factory) const {
-    const auto archive = kiv::readPropertyList(filePathFromFileName(fileName));
-    auto stored = archive ? factory.decode(*archive) : nullptr;
+KIVDataPersistency::loadObjectFromFileWithName(const std::string& name,
+                                               const KIVPersistedObjectFactory& defaultObjectsFactory) const {
+    const auto archive = kiv::readPropertyList(filePathFromFileName(name));
+    auto stored = archive ? defaultObjectsFactory.decode(*archive) : nullptr;
     if (!stored) {
-        return factory.createDefaultDataPersistencyObject();
+        return defaultObjectsFactory.createDefaultDataPersistencyObject();
     }
-    const KIVFormatVersion own = factory.formatVersion();
+    const KIVFormatVersion own = defaultObjectsFactory.formatVersion();
     const KIVFormatVersion theirs = stored->formatVersion();
     if (theirs.major < own.major) {
-        return factory.createDefaultDataPersistencyObject();
+        return defaultObjectsFactory.createDefaultDataPersistencyObject();
     }
     if (theirs.minor < own.minor) {
         return stored->copyWithUpgradeToCurrentFormatOnMinorNumberChange();
@@ -63,9 +61,17 @@ KIVDataPersistency::loadObjectFromFile(const std::string& fileName,
 }
 
 bool KIVDataPersistency::saveObject(const KIVPersistedObject& object, const std::string& fileName) const {
-    const bool saved = kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+    const bool saved = writeObject(object, fileName);
     if (!saved) {
-        KIV_DEBUG_LOG("could not write %@", filePathFromFileName(fileName));
+        logFailure(fileName);
     }
     return saved;
+}
+
+bool KIVDataPersistency::writeObject(const KIVPersistedObject& object, const std::string& fileName) const {
+    return kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+}
+
+void KIVDataPersistency::logFailure(const std::string& fileName) const {
+    KIV_DEBUG_LOG("could not write %@", kiv::shownPath(filePathFromFileName(fileName)));
 }

@@ -48,16 +48,21 @@ std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, st
 /// Keeps records in files of their own, "/Application Support/Persistency/<name>" below the Library folder.
 class KIVDataPersistency {
 public:
-    /// Below the host's Library folder as it is now.
+    /// Below the host's Library folder as it is now. Without one nothing is stored.
     KIVDataPersistency();
 
     /// The stored record; a default one when there is none, it is damaged, or its major version is older; an
     /// upgraded copy when only its minor version is older. A newer one is accepted as it is. Never null.
-    std::unique_ptr<KIVPersistedObject> loadObjectFromFile(const std::string& fileName,
-                                                           const KIVPersistedObjectFactory& factory) const;
+    std::unique_ptr<KIVPersistedObject>
+    loadObjectFromFileWithName(const std::string& name,
+                               const KIVPersistedObjectFactory& defaultObjectsFactory) const;
 
     /// Replaces the file. A failure is logged and leaves the old file.
     bool saveObject(const KIVPersistedObject& object, const std::string& fileName) const;
+
+    /// The two halves of that, for those who write under a lock: the log is the application's.
+    bool writeObject(const KIVPersistedObject& object, const std::string& fileName) const;
+    void logFailure(const std::string& fileName) const;
 
     std::string filePathFromFileName(const std::string& fileName) const;
 

@@ -7,6 +7,7 @@
 #include <kiv/KIVHost.h>
 
 #include "Platform/Epoch.h"
+#include "Platform/ThreadEnd.h"
 
 std::atomic<bool> kivDebuggerVerbose{false};
 
@@ -35,6 +36,9 @@ void writeLine(const std::string& line) {
     writing = true;
     try {
         host->logSink(line);
+    } catch (const kiv::ThreadEnd&) {
+        writing = false;
+        throw;
     } catch (...) {
         std::fprintf(stderr, "the log sink threw an exception on: %s\n", line.c_str());
     }

@@ -1,6 +1,6 @@
 #include <kiv/KIVException.h>
 
-#include <typeinfo>
+#include "Platform/ThreadEnd.h"
 
 KIVException::KIVException(std::string name, std::string reason)
     : name_(std::move(name)), reason_(std::move(reason)), what_(name_ + ": " + reason_) {}
@@ -22,10 +22,13 @@ KIVException KIVException::unrecognizedOperation(std::string reason) {
 KIVException KIVException::current() {
     try {
         throw;
+    } catch (const kiv::ThreadEnd&) {
+        throw;
     } catch (const KIVException& exception) {
         return exception;
     } catch (const std::exception& exception) {
-        return {"std::exception", exception.what()};
+        const char* what = exception.what();
+        return {"std::exception", what ? what : ""};
     } catch (const std::string& text) {
         return {"unknown", text};
     } catch (const char* text) {

@@ -1,5 +1,6 @@
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 void KIVUserspaceUnhandledErrorInvoker::setHandler(Handler handler) {
@@ -26,11 +27,10 @@ void KIVUserspaceUnhandledErrorInvoker::trigger(KIVUserspaceSource source,
                         exception.what()));
         return;
     }
-    try {
-        (*handler)(static_cast<unsigned>(source), exception);
-    } catch (...) {
+    const auto failure = kiv::failureOf([&] { (*handler)(static_cast<unsigned>(source), exception); });
+    if (failure) {
         kiv::plainLog(
             kiv::format("User Unhandled Error Handler itself threw an exception: %@. original exception: %@",
-                        KIVException::current().what(), exception.what()));
+                        failure->what(), exception.what()));
     }
 }

@@ -1,8 +1,10 @@
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <kiv/kiv.h>
 
@@ -258,6 +260,11 @@ TEST_F(Setup, KeepsSilentFilesOutOfTheLog) {
     EXPECT_TRUE(logged("KIV SDK(build 588):KIVCoreInstance.cpp:"));
 }
 
+/// An exception that says nothing about itself.
+struct Silent : std::exception {
+    const char* what() const noexcept override { return nullptr; }
+};
+
 TEST_F(Setup, ReportsAThrowingHandler) {
     std::pair<unsigned, std::string> error;
     KIVCore::setUserspaceUnhandledErrorHandler([&](unsigned source, const KIVException& exception) {
@@ -267,6 +274,9 @@ TEST_F(Setup, ReportsAThrowingHandler) {
     all.onConfigurationFetched = [](const KIVFetcherResult&) { throw 7; };
     KIVCore::setupWithKey(key, all);
     EXPECT_EQ(error, std::pair(1U, std::string("an exception of another type")));
+    all.onConfigurationFetched = [](const KIVFetcherResult&) { throw Silent(); };
+    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80914", all);
+    EXPECT_EQ(error, std::pair(1U, std::string()));
     KIVCore::setUserspaceUnhandledErrorHandler(
         [](unsigned, const KIVException&) { throw std::runtime_error("again"); });
     KIVCore::setupWithKey(otherKey, [&] {
@@ -279,7 +289,51 @@ TEST_F(Setup, ReportsAThrowingHandler) {
                "exception: std::exception: first"));
 }
 
+/// Runs the task on a thread of its own. True when the thread ended inside a callback that calls `leave`.
+bool endsEarly(std::function<void()> task) {
+    pthread_t thread{};
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    void* result = nullptr;
+    return pthread_create(&thread, nullptr, run, &task) == 0 && pthread_join(thread, &result) == 0 && result;
+}
+
+void leave() {
+    static char mark;
+    pthread_exit(&mark);
+}
+
+TEST_F(Setup, LetsAThreadEndInACallback) {
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.onConfigurationFetched = [](const KIVFetcherResult&) { leave(); };
+    EXPECT_TRUE(endsEarly([&] { KIVCore::setupWithKey(key, all); }));
+
+    KIVCore::setUserspaceUnhandledErrorHandler([](unsigned, const KIVException&) { leave(); });
+    all.onConfigurationFetched = [](const KIVFetcherResult&) { throw Silent(); };
+    EXPECT_TRUE(endsEarly([&] { KIVCore::setupWithKey(otherKey, all); }));
+
+    auto& center = kiv::NotificationCenter::defaultCenter();
+    const auto token = center.addObserver("leave", [](const auto&) { leave(); });
+    EXPECT_TRUE(endsEarly([&] { center.post("leave", 1); }));
+    center.removeObserver(token);
+
+    KIVHost host;
+    host.logSink = [](const std::string&) { leave(); };
+    KIVHost::configure(host);
+    EXPECT_TRUE(endsEarly([&] { KIVCore::setupWithKey(key); }));
+    KIVHost::configure({});
+    all.onConfigurationFetched = nullptr;
+    KIVCore::setupWithKey(uuidKey, all);
+    EXPECT_EQ(KIVCore::state(), 2U) << "no lock is left behind";
+}
+
 TEST_F(Setup, ReachesOperationsByName) {
+    const auto overrides = std::make_shared<KIVFlagsOverrides>(std::weak_ptr<KIVFeatureFlagsSetter>());
+    overrides->setOverride("red", "store.color");
+    KIVCore::run("clearOverrides", overrides);
+    EXPECT_FALSE(overrides->hasOverride("store.color")) << "whatever was or was not asked for before";
     EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state")), 0U);
     EXPECT_FALSE(KIVCore::getObjectFromClass("KIVCore", "nothing").has_value());
     EXPECT_FALSE(KIVCore::getObjectFromClass("Nobody", "state").has_value());
@@ -326,12 +380,34 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
 
 TEST_F(Setup, OfAnotherKeyThanTheStoredOneServesTheStoredOne) {
     kiv::UserDefaults::standard().set("KIV_CURRENT_SDK_KEY", kiv::json::value(key));
-    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(key))));
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.defaultFreezeLevel = 1;
+    KIVCore::setupWithKey(otherKey, all);
     EXPECT_TRUE(flags->open.isEnabled())
         << "the client works for the key that an earlier launch made current";
     EXPECT_EQ(KIVCore::dynamicAPI()->getValue("late.color", "blue"), "green");
+    for (const auto& flag : KIVCore::flags()) {
+        EXPECT_EQ(flag->freezeLevel(), 1U) << flag->name().value_or("");
+    }
     KIVCore::shutdown();
     EXPECT_EQ(KIVCore::flags().size(), 5U) << "the shared flags are nobody's to clear";
+}
+
+TEST_F(Setup, KeepsEverythingInMemoryWithoutALibraryFolder) {
+    const KIVOptions all = options(signer.sign(payload(key)));
+    KIVHost host = *KIVHost::current();
+    host.libraryDirectory = "";
+    KIVHost::configure(host);
+    KIVCore::setupWithKey(key, all);
+    EXPECT_EQ(flags->color.value(), "green");
+    KIVCore::switchToSDKKey(key);
+    EXPECT_EQ(kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"), key);
+    const auto overrides = KIVCore::overrides();
+    EXPECT_EQ(overrides->pathForOverridesFile(), "") << "and not a path at the root of the file system";
+    EXPECT_FALSE(overrides->cacheOverrides());
+    overrides->setOverride("red", flags->color);
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_TRUE(logged("could not write a file: there is no Library folder"));
 }
 
 TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -62,6 +63,22 @@ TEST_F(ConfigurationStores, TheDefaultIsTheResourceElseThePath) {
     kiv::writeFile(resource, "no JSON");
     EXPECT_EQ(defaultName(), "none") << "the resource was found";
     EXPECT_TRUE(log.has({resource, "not JSON"}));
+}
+
+TEST_F(ConfigurationStores, AreOnDiskWhenASetterReturnsWhoeverElseIsWriting) {
+    const auto own = manager();
+    std::atomic<bool> done = false;
+    std::thread other([&] {
+        while (!done) {
+            own->setProductionConfiguration(documentOf(R"({"data":"some"})"));
+        }
+    });
+    for (std::int32_t type = 1; type <= 50; ++type) {
+        own->setNextStartLoadingType(type);
+        EXPECT_EQ(manager()->nextStartLoadingType(), type);
+    }
+    done = true;
+    other.join();
 }
 
 TEST_F(ConfigurationStores, ABadDefaultIsNoneAndTheLogSaysWhy) {

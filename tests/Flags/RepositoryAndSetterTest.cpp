@@ -140,6 +140,36 @@ TEST_F(Setter, KeepsOverridesInTheirFile) {
     EXPECT_EQ(flag->value(), "in memory");
 }
 
+TEST_F(Setter, KeepsOverridesWithoutAFormInMemory) {
+    start();
+    const auto overrides = setter->overrides();
+    const std::string zero("a\0b", 3);
+    const std::pair<std::string, std::string> withoutForm[] = {
+        {"zero value", zero}, {zero, "zero name"}, {"bad\xFF name", "x"}, {"bad value", "\xFF"}};
+    for (const auto& [name, value] : withoutForm) {
+        overrides->setOverride("kept", "plain");
+        overrides->setOverride(value, name);
+        EXPECT_EQ(overrides->overrideForName(name), value);
+        EXPECT_FALSE(overrides->cacheOverrides()) << name;
+        EXPECT_EQ(KIVFlagsOverrides(setter).overrides(),
+                  (std::map<std::string, std::string>{{"plain", "kept"}}));
+        overrides->clearOverrideForName(name);
+        EXPECT_TRUE(overrides->cacheOverrides());
+    }
+}
+
+/// An object of the application's that changes an override when it goes, as a retired flag's may.
+TEST_F(Setter, ClearsOverridesWithoutALockThatADestructorCouldWant) {
+    start();
+    const auto overrides = setter->overrides();
+    overrides->setOverride("x", "flag");
+    auto reading = std::make_unique<kiv::ReadGuard>();
+    kiv::retire([&] { overrides->setOverride("y", "of the destructor"); });
+    reading.reset();
+    overrides->clearOverrides();
+    EXPECT_EQ(overrides->overrideForName("of the destructor"), "y");
+}
+
 TEST_F(Setter, ReadsTheFlagsThatAnExperimentNames) {
     const auto named =
         KIVFeatureFlagsParser::parseWithConfiguration(*kiv::parseJson(R"([{"name":"a.b"},{},{"name":1}])"));

@@ -285,7 +285,16 @@ TEST(EvaluationResult, Converts) {
     EXPECT_EQ(KivxEvaluationResult(KivxValue(true)).stringValue(), "true");
     EXPECT_TRUE(KivxEvaluationResult(KivxValue(true)).isBoolNumber());
     EXPECT_FALSE(KivxEvaluationResult(KivxValue(1)).isBoolNumber());
-    EXPECT_EQ(KivxEvaluationResult(KivxValue(-1)).unsignedIntValue(), 4294967295U);
+    EXPECT_EQ(KivxEvaluationResult(KivxValue(-1)).unsignedIntValue(), 0U);
+    const KivxEvaluationResult large(KivxValue(1e19));
+    EXPECT_EQ(large.unsignedLongLongValue(), 10'000'000'000'000'000'000U);
+    EXPECT_EQ(large.longLongValue(), std::numeric_limits<long long>::max());
+    EXPECT_EQ(KivxEvaluationResult(KivxValue(1e30)).unsignedIntegerValue(),
+              std::numeric_limits<std::uint64_t>::max());
+    const KivxEvaluationResult low(KivxValue("-70000"));
+    EXPECT_EQ(low.shortValue(), -32768);
+    EXPECT_EQ(low.charValue(), static_cast<char>(-128));
+    EXPECT_EQ(KivxEvaluationResult(KivxValue(std::int64_t(1) << 32)).intValue(), 2147483647);
     const KIVDate date(std::chrono::microseconds(7));
     EXPECT_EQ(KivxEvaluationResult(KivxValue(date)).dateValue(), date);
     EXPECT_EQ(KivxEvaluationResult(KivxValue("9999999999999999999")).dateValue(),

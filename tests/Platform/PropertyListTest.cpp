@@ -147,6 +147,12 @@ TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
     }
 }
 
+// One character beyond ASCII makes it UTF-16 in the list, twice as long.
+TEST(PropertyLists, TakeTheLargestTextOfADocument) {
+    const json::object document{{"data", std::string((64U << 20) - 2, 'a') + "\xC3\xA9"}};
+    EXPECT_EQ(decodePropertyList(encodePropertyList(document)), document);
+}
+
 TEST(PropertyLists, NestToTheirLimit) {
     const std::string deep = nested(R"({"a":)", "1", "}", 500);
     const std::string list = encodePropertyList(objectOf(deep));

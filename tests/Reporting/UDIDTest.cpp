@@ -1,6 +1,11 @@
 #include <cstdlib>
+#include <set>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <kiv/KIVHost.h>
 
@@ -50,6 +55,35 @@ TEST(UDID, IsMadeAnewWhenItsFileIsNoGood) {
         ASSERT_TRUE(kiv::writeFile(path, content));
         EXPECT_EQ(KIVUDID("k").distinctId(), otherVendor);
         EXPECT_EQ(kiv::readPropertyList(path), (kiv::json::object{{"distinct_id", otherVendor}}));
+    }
+}
+
+/// Several processes on a fresh folder, each with an identifier of its own.
+TEST(UDID, IsTheSameForProcessesThatStartTogether) {
+    for (int round = 0; round < 20; ++round) {
+        const std::string key = std::to_string(round);
+        std::vector<int> ends;
+        for (char process = 'A'; process < 'E'; ++process) {
+            int pair[2];
+            ASSERT_EQ(pipe(pair), 0);
+            if (fork() == 0) {
+                KIVHost::configure(hostOf(std::string(36, process)));
+                const std::string own = KIVUDID(key).distinctId();
+                _exit(write(pair[1], own.data(), own.size()) == 36 ? 0 : 1);
+            }
+            close(pair[1]);
+            ends.push_back(pair[0]);
+        }
+        KIVHost::configure(hostOf(vendor));
+        std::set<std::string> identifiers;
+        for (const int end : ends) {
+            std::string identifier(36, ' ');
+            EXPECT_EQ(read(end, identifier.data(), identifier.size()), 36);
+            identifiers.insert(identifier);
+            close(end);
+            wait(nullptr);
+        }
+        EXPECT_EQ(identifiers, std::set{KIVUDID(key).distinctId()});
     }
 }
 

@@ -71,13 +71,15 @@ TEST(Persistency, TakesRecordsByTheirVersion) {
                  {{1, 7}, "stored"}};
     for (const auto& each : cases) {
         ASSERT_TRUE(persistency.saveObject(Record("", each.version), "record"));
-        const auto loaded = persistency.loadObjectFromFile("record", Factory());
+        const auto loaded = persistency.loadObjectFromFileWithName("record", Factory());
         EXPECT_EQ(static_cast<Record&>(*loaded).origin, each.origin)
             << each.version.major << '.' << each.version.minor;
     }
     ASSERT_TRUE(kiv::writePropertyList(persistency.filePathFromFileName("record"), {{"something", "else"}}));
-    EXPECT_EQ(static_cast<Record&>(*persistency.loadObjectFromFile("record", Factory())).origin, "default");
-    EXPECT_EQ(static_cast<Record&>(*persistency.loadObjectFromFile("none", Factory())).origin, "default");
+    EXPECT_EQ(static_cast<Record&>(*persistency.loadObjectFromFileWithName("record", Factory())).origin,
+              "default");
+    EXPECT_EQ(static_cast<Record&>(*persistency.loadObjectFromFileWithName("none", Factory())).origin,
+              "default");
 }
 
 TEST(NullRemover, DropsNullsWhereItIsTold) {

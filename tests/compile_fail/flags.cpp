@@ -20,6 +20,25 @@ void makeFlags() {
     // refused: KIVDouble nilVariation{0.5, {nullptr}};
 }
 
+void giveTexts(KIVFlagsOverrides& overrides, const std::shared_ptr<KIVString>& flag) {
+    KIVCore::setCustomStringProperty("FR", "country");
+    // refused: KIVCore::setCustomStringProperty(nullptr, "country");
+    // refused: KIVCore::setCustomSemverProperty(nullptr, "version");
+    // refused: KIVCore::setCustomIntProperty(1, nullptr);
+    // refused: KIVCore::setCustomComputedBooleanProperty({}, nullptr);
+
+    KIVCore::setVariant(flag, std::string("name"));
+    // refused: KIVCore::setVariant(flag, nullptr);
+    // refused: KIVCore::variantWithKey(nullptr);
+    // refused: KIVCore::unfreezeNamespace(nullptr);
+
+    overrides.setOverride("on", *flag);
+    overrides.setOverride("on", "name");
+    // refused: overrides.setOverride(nullptr, *flag);
+    // refused: overrides.setOverride("on", nullptr);
+    // refused: overrides.hasOverride(nullptr);
+}
+
 void makeRecords() {
     KIVReportingValue impression("checkout.retries", "3", false, KIVDynamicPropertyContext::empty());
     // refused: KIVReportingValue noImpression;

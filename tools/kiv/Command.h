@@ -42,6 +42,7 @@ public:
 /// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
 void addEvalCommand(CLI::App& parent, int& exitCode);
 void addExplainCommand(CLI::App& parent, int& exitCode);
+void addSplitCommand(CLI::App& parent, int& exitCode);
 void addShellCommand(CLI::App& parent, int& exitCode);
 void addConfigCommand(CLI::App& parent, int& exitCode);
 void addKeygenCommand(CLI::App& parent, int& exitCode);
@@ -49,5 +50,6 @@ void addSignCommand(CLI::App& parent, int& exitCode);
 void addVerifyCommand(CLI::App& parent, int& exitCode);
 void addShowCommand(CLI::App& parent, int& exitCode);
 void addLintCommand(CLI::App& parent, int& exitCode);
+void addDeviceCommand(CLI::App& parent, int& exitCode);
 
 } // namespace kiv::tool

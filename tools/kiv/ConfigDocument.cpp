@@ -8,6 +8,7 @@
 #include "Platform/Text.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
 #include "Terminal.h"
+#include "Words.h"
 
 namespace kiv::tool {
 namespace {
@@ -27,6 +28,28 @@ std::size_t takePosition(std::string& message) {
 std::string textOr(const json::value& object, std::string_view name, std::string other) {
     const json::string* text = textMember(object, name);
     return text ? std::string(*text) : std::move(other);
+}
+
+[[noreturn]] void refuseFlag(const ConfigDocument& document, const std::string& flag) {
+    const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
+    std::vector<std::string_view> names;
+    for (std::size_t index = 0; index < experiments.size(); ++index) {
+        for (const std::string_view name : flagsOf(experiments[index])) {
+            if (name == flag) {
+                throw BadInput(document.path + ": " + experimentPlace(index + 1, experiments[index]).text() +
+                                   " names the flag " + inQuotes(flag) +
+                                   ", but has no condition, so it is skipped",
+                               {}, "The flag has the application's default.");
+            }
+            names.push_back(name);
+        }
+    }
+    const std::string_view meant = closest(flag, names);
+    throw BadInput(document.path + ": the document does not name the flag " + inQuotes(flag), {},
+                   names.empty()   ? "It names no flag at all."
+                   : meant.empty() ? "'kiv config show' lists its flags. Flags that a document does not name "
+                                     "have the application's default."
+                                   : "Did you mean " + std::string(meant) + "?");
 }
 
 } // namespace
@@ -100,6 +123,15 @@ std::map<std::string_view, std::size_t> deciders(const json::object& payload) {
         }
     }
     return result;
+}
+
+std::size_t deciderOf(const ConfigDocument& document, const std::string& flag) {
+    const auto all = deciders(document.payload);
+    const auto found = all.find(flag);
+    if (found == all.end()) {
+        refuseFlag(document, flag);
+    }
+    return found->second;
 }
 
 const json::string* conditionOf(const json::value& experiment) {

@@ -50,6 +50,9 @@ Place targetGroupPlace(std::size_t index, const json::value& group);
 /// condition.
 std::map<std::string_view, std::size_t> deciders(const json::object& payload);
 
+/// The experiment that decides the flag, by its index from 0. Throws `BadInput` that says why when none does.
+std::size_t deciderOf(const ConfigDocument& document, const std::string& flag);
+
 /// An experiment's condition; null when it has none, and so is skipped.
 const json::string* conditionOf(const json::value& experiment);
 

@@ -39,6 +39,11 @@ public:
 
     bool has(std::string_view identifier) const { return groups_.contains(identifier); }
 
+    const std::string* conditionOf(std::string_view identifier) const {
+        const auto found = groups_.find(identifier);
+        return found != groups_.end() && found->second.condition() ? &*found->second.condition() : nullptr;
+    }
+
 private:
     std::map<std::string, KIVTargetGroupModel, std::less<>> groups_;
 };
@@ -89,6 +94,10 @@ const KIVExperimentModel* EvaluationWorld::experimentFor(std::string_view flagNa
 
 bool EvaluationWorld::hasTargetGroup(std::string_view identifier) const {
     return targetGroups_->has(identifier);
+}
+
+const std::string* EvaluationWorld::conditionOfTargetGroup(std::string_view identifier) const {
+    return targetGroups_->conditionOf(identifier);
 }
 
 } // namespace kiv::tool

@@ -47,6 +47,8 @@ public:
 
     /// What was given, for those who explain a value.
     bool hasTargetGroup(std::string_view identifier) const;
+    /// Null when there is no group of that identifier, or it has no condition.
+    const std::string* conditionOfTargetGroup(std::string_view identifier) const;
     const KIVCustomPropertiesRepository& properties() const { return *properties_; }
     const EvaluationContext& context() const { return context_; }
     const KivxParser& parser() const { return parser_; }

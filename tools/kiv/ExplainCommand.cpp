@@ -39,35 +39,9 @@ struct Options {
     bool asJson = false;
 };
 
-[[noreturn]] void refuseFlag(const ConfigDocument& document, const std::string& flag) {
-    const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
-    std::vector<std::string_view> names;
-    for (std::size_t index = 0; index < experiments.size(); ++index) {
-        for (const std::string_view name : flagsOf(experiments[index])) {
-            if (name == flag) {
-                throw BadInput(document.path + ": " + experimentPlace(index + 1, experiments[index]).text() +
-                                   " names the flag " + inQuotes(flag) +
-                                   ", but has no condition, so it is skipped",
-                               {}, "The flag has the application's default.");
-            }
-            names.push_back(name);
-        }
-    }
-    const std::string_view meant = closest(flag, names);
-    throw BadInput(document.path + ": the document does not name the flag " + inQuotes(flag), {},
-                   names.empty()   ? "It names no flag at all."
-                   : meant.empty() ? "'kiv config show' lists its flags. Flags that a document does not name "
-                                     "have the application's default."
-                                   : "Did you mean " + std::string(meant) + "?");
-}
-
 ExplainedFlag flagOf(const ConfigDocument& document, const EvaluationWorld& world, const std::string& name) {
-    const KIVExperimentModel* model = world.experimentFor(name);
-    if (!model) {
-        refuseFlag(document, name);
-    }
-    const std::size_t decider = deciders(document.payload).at(name);
-    ExplainedFlag flag{name, document.path, decider + 1, {}, *model};
+    const std::size_t decider = deciderOf(document, name);
+    ExplainedFlag flag{name, document.path, decider + 1, {}, *world.experimentFor(name)};
     const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
     for (std::size_t index = 0; index < experiments.size(); ++index) {
         if (index != decider && std::ranges::count(flagsOf(experiments[index]), name) > 0) {

@@ -15,6 +15,8 @@ namespace {
 constexpr const char* examples = R"(Examples:
   kiv eval 'semverGte("1.10", "1.9")'
   kiv explain --config configuration.json --flag store.greeting --property language=fr
+  kiv split --config configuration.json --flag store.greeting --property userId --count 10000
+  kiv device --key 5e0bd1f2c3a4b5d6e7f80912
   kiv config keygen --out signing
   kiv config lint payload.json
   kiv config sign payload.json --key signing.key.pem --out configuration.json
@@ -83,8 +85,10 @@ void prepare(CLI::App& app, int& exitCode) {
     app.require_subcommand(1);
     addEvalCommand(app, exitCode);
     addExplainCommand(app, exitCode);
+    addSplitCommand(app, exitCode);
     addShellCommand(app, exitCode);
     addConfigCommand(app, exitCode);
+    addDeviceCommand(app, exitCode);
 }
 
 int run(int argc, char** argv) {

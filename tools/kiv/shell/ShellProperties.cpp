@@ -13,17 +13,17 @@ namespace kiv::tool {
 namespace {
 
 /// Sets a property to the field "value", or to a callback that answers it or throws. The two operations are
-/// the facade's for one type; a callback whose answer may be missing answers null so.
-template <class Value, class Block>
-void set(const ShellFields& fields, void (*setFixed)(Value value, std::string key),
-         void (*setComputed)(Block block, std::string key)) {
+/// the facade's for one type; where a callback may have no answer, null is none.
+template <class Value, class Argument, class Block>
+void set(const ShellFields& fields, void (*setFixed)(Argument value, KIVNonnullString key),
+         void (*setComputed)(Block block, KIVNonnullString key)) {
+    using Answer = typename Block::result_type;
     const auto key = fields.get<std::string>("key");
     const auto failure = fields.find<std::string>("throws");
     if (!failure && !fields.getOr<bool>("computed")) {
         setFixed(fields.get<Value>("value"), key);
         return;
     }
-    using Answer = typename Block::result_type;
     Answer answer{};
     if (!failure || fields.has("value")) {
         answer = fields.get<Answer>("value");
@@ -54,17 +54,17 @@ json::object shell::setProperty(ShellSession&, const ShellFields& fields) {
                                KIVC_customPropertyTypeDateTime, KIVC_customPropertyTypeBool,
                                KIVC_customPropertyTypeInt, KIVC_customPropertyTypeDouble});
     if (type == KIVC_customPropertyTypeString) {
-        set(fields, KIVCore::setCustomStringProperty, KIVCore::setCustomComputedStringProperty);
+        set<std::string>(fields, KIVCore::setCustomStringProperty, KIVCore::setCustomComputedStringProperty);
     } else if (type == KIVC_customPropertyTypeSemver) {
-        set(fields, KIVCore::setCustomSemverProperty, KIVCore::setCustomComputedSemverProperty);
+        set<std::string>(fields, KIVCore::setCustomSemverProperty, KIVCore::setCustomComputedSemverProperty);
     } else if (type == KIVC_customPropertyTypeDateTime) {
-        set(fields, KIVCore::setCustomDateTimeProperty, KIVCore::setCustomComputedDateTimeProperty);
+        set<KIVDate>(fields, KIVCore::setCustomDateTimeProperty, KIVCore::setCustomComputedDateTimeProperty);
     } else if (type == KIVC_customPropertyTypeBool) {
-        set(fields, KIVCore::setCustomBooleanProperty, KIVCore::setCustomComputedBooleanProperty);
+        set<bool>(fields, KIVCore::setCustomBooleanProperty, KIVCore::setCustomComputedBooleanProperty);
     } else if (type == KIVC_customPropertyTypeInt) {
-        set(fields, KIVCore::setCustomIntProperty, KIVCore::setCustomComputedIntProperty);
+        set<int>(fields, KIVCore::setCustomIntProperty, KIVCore::setCustomComputedIntProperty);
     } else {
-        set(fields, KIVCore::setCustomDoubleProperty, KIVCore::setCustomComputedDoubleProperty);
+        set<double>(fields, KIVCore::setCustomDoubleProperty, KIVCore::setCustomComputedDoubleProperty);
     }
     return {};
 }

@@ -1,0 +1,359 @@
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include <kiv/KIVHost.h>
+
+#include "Command.h"
+#include "Files.h"
+#include "Flags/KIVFeatureFlagsRepository.h"
+#include "Platform/Base64.h"
+#include "Platform/Json.h"
+#include "Platform/KeyForm.h"
+#include "Platform/LinuxHost.h"
+#include "Platform/PublicKey.h"
+#include "Platform/Text.h"
+#include "Properties/KIVCustomPropertiesRepository.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Reporting/KIVUDID.h"
+#include "Signing.h"
+#include "Terminal.h"
+#include "Words.h"
+
+namespace kiv::tool {
+namespace {
+
+using Style = Terminal::Style;
+namespace fs = std::filesystem;
+
+constexpr const char* examples = R"(Examples:
+  kiv device --key 5e0bd1f2c3a4b5d6e7f80912
+  kiv device --key 5e0bd1f2c3a4b5d6e7f80912 --program build/storefront
+  kiv device --key 5e0bd1f2c3a4b5d6e7f80912 --host locale=fr_FR --host screen=390x844 --json
+
+Shows what an application would tell that has no flags and properties of its own, in the
+present environment. With --json it is the very document.
+Nothing is written, wherever it looks: an identity that no application has stored yet is shown
+as setup would make it.
+
+Fields for --host:
+  bundleIdentifier shortVersion version resourceDirectory libraryDirectory homeDirectory
+  deviceName systemName systemVersion model vendorIdentifier locale screen=WIDTHxHEIGHT idiom)";
+
+struct Options {
+    std::string key;
+    std::string program;
+    std::string libraryFolder;
+    std::string certificate;
+    std::vector<std::string> host;
+    bool asJson = false;
+};
+
+constexpr std::pair<std::string_view, std::optional<std::string> KIVHost::*> hostFields[] = {
+    {"bundleIdentifier", &KIVHost::bundleIdentifier},
+    {"shortVersion", &KIVHost::shortVersion},
+    {"version", &KIVHost::version},
+    {"resourceDirectory", &KIVHost::resourceDirectory},
+    {"libraryDirectory", &KIVHost::libraryDirectory},
+    {"homeDirectory", &KIVHost::homeDirectory},
+    {"deviceName", &KIVHost::deviceName},
+    {"systemName", &KIVHost::systemName},
+    {"systemVersion", &KIVHost::systemVersion},
+    {"model", &KIVHost::model},
+    {"vendorIdentifier", &KIVHost::vendorIdentifier},
+    {"locale", &KIVHost::locale},
+    {"idiom", &KIVHost::idiom},
+};
+
+KIVHost::Screen screen(std::string_view text) {
+    KIVHost::Screen size;
+    const char* const end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    if (width.ec == std::errc() && width.ptr != end && *width.ptr == 'x') {
+        const auto height = std::from_chars(width.ptr + 1, end, size.height);
+        if (height.ec == std::errc() && height.ptr == end && size.width > 0 && size.height > 0) {
+            return size;
+        }
+    }
+    throw BadInput("--host screen: " + inQuotes(text) + " is no size like 390x844");
+}
+
+void setField(KIVHost& host, std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == text.npos || equals == 0) {
+        throw WrongUsage("--host: there is no NAME=VALUE in " + inQuotes(text));
+    }
+    const std::string_view name = text.substr(0, equals);
+    const std::string_view value = text.substr(equals + 1);
+    if (name == "screen") {
+        host.screen = screen(value);
+        return;
+    }
+    const auto* field = std::ranges::find(hostFields, name, [](const auto& each) { return each.first; });
+    if (field == std::end(hostFields)) {
+        std::vector<std::string_view> names{"screen"};
+        std::ranges::transform(hostFields, std::back_inserter(names),
+                               [](const auto& each) { return each.first; });
+        const std::string_view meant = closest(name, names);
+        throw WrongUsage("--host: there is no field " + inQuotes(name) + "." +
+                         (meant.empty() ? "" : " Did you mean " + std::string(meant) + "?"));
+    }
+    host.*field->second = std::string(value);
+}
+
+/// The program whose part the command plays: its own, when none is given.
+fs::path programOf(const Options& options) {
+    std::error_code failure;
+    const fs::path path =
+        fs::canonical(options.program.empty() ? "/proc/self/exe" : options.program, failure);
+    if (!options.program.empty() && (failure || !fs::is_regular_file(path, failure))) {
+        throw BadInput(options.program + ": there is no such program");
+    }
+    return path;
+}
+
+KIVHost hostOf(const Options& options, const fs::path& program) {
+    KIVHost host;
+    for (const std::string& text : options.host) {
+        setField(host, text);
+    }
+    if (!options.libraryFolder.empty()) {
+        host.libraryDirectory = fs::absolute(options.libraryFolder).lexically_normal().string();
+    }
+    return completeHost(std::move(host), program);
+}
+
+/// The certificate as an application gives it to setup; nothing for the built-in one.
+std::optional<std::string> certificateText(const std::string& path) {
+    if (path.empty()) {
+        return {};
+    }
+    const std::string der = certificateDer(readInput(path), path);
+    if (!PublicKey::fromCertificate(der)) {
+        throw BadInput(path + ": holds no certificate with an RSA key");
+    }
+    return encodeBase64(der);
+}
+
+/// What an application would tell, and where it would have it from. Makes nothing and changes nothing on
+/// disk.
+class Device {
+public:
+    explicit Device(const Options& options) : program_(programOf(options)), host_(hostOf(options, program_)) {
+        const auto certificate = certificateText(options.certificate);
+        KIVHost::configure(host_);
+        stored_ = KIVUDID::storedDistinctId(options.key);
+        // An identity is made from the vendor's. With a folder that cannot be, it is not written either.
+        KIVHost unwritable = host_;
+        unwritable.libraryDirectory = "/dev/null";
+        if (stored_) {
+            unwritable.vendorIdentifier = *stored_;
+        }
+        KIVHost::configure(std::move(unwritable));
+        repository_ = std::make_shared<KIVCustomPropertiesRepository>();
+        const KIVDeviceProperties device(options.key, certificate, repository_,
+                                         std::make_shared<KIVFeatureFlagsRepository>());
+        device.addInternalProperties();
+        properties_ = device.allProperties();
+    }
+
+    const json::object& properties() const { return *properties_; }
+    const KIVCustomPropertiesRepository& repository() const { return *repository_; }
+    const KIVHost& host() const { return host_; }
+    const fs::path& program() const { return program_; }
+
+    std::string originOfIdentity() const {
+        return stored_                  ? "stored in the Library folder"
+               : host_.vendorIdentifier ? "not stored yet; setup will make it so from this device's"
+                                        : "not stored yet; setup will make another at random";
+    }
+
+private:
+    fs::path program_;
+    KIVHost host_;
+    std::optional<std::string> stored_;
+    std::shared_ptr<KIVCustomPropertiesRepository> repository_;
+    std::shared_ptr<const json::object> properties_;
+};
+
+struct Section {
+    std::string_view title;
+    std::vector<std::string_view> keys;
+};
+
+const std::vector<Section>& sections() {
+    static const auto& all = *new std::vector<Section>{
+        {"Configuration to fetch",
+         {KIVC_DEVICE_PROPERTIES_BUID, KIVC_DEVICE_PROPERTIES_BUID_GENERATORS_LIST,
+          KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE, KIVC_DEVICE_PROPERTIES_CACHE_MISS_RELATIVE_URL}},
+        {"Installation", {KIVC_DEVICE_PROPERTIES_DISTINCT_ID, KIVC_DEVICE_PROPERTIES_DEV_MODE_SECRET}},
+        {"Application",
+         {KIVC_DEVICE_PROPERTIES_APP_KEY, KIVC_DEVICE_PROPERTIES_APP_RELEASE,
+          KIVC_DEVICE_PROPERTIES_VERSION_NAME, KIVC_DEVICE_PROPERTIES_APP_VERSION,
+          KIVC_DEVICE_PROPERTIES_ITUNES_PLIST_FILE_EXISTS,
+          KIVC_DEVICE_PROPERTIES_EMBEDDED_MOBILEPROVISION_FILE_EXISTS}},
+        {"Device",
+         {KIVC_DEVICE_PROPERTIES_DEVICE_NAME, KIVC_DEVICE_PROPERTIES_MANUFACTURER,
+          KIVC_DEVICE_PROPERTIES_MODEL, KIVC_DEVICE_PROPERTIES_OS, KIVC_DEVICE_PROPERTIES_OS_VERSION,
+          KIVC_DEVICE_PROPERTIES_USER_INTERFACE_IDIOM, KIVC_DEVICE_PROPERTIES_SCREEN_WIDTH,
+          KIVC_DEVICE_PROPERTIES_SCREEN_HEIGHT, KIVC_DEVICE_PROPERTIES_LANGUAGE,
+          KIVC_DEVICE_PROPERTIES_COUNTRY}},
+        {"Library",
+         {KIVC_DEVICE_PROPERTIES_LIB_VERSION, KIVC_DEVICE_PROPERTIES_CORVANE_BUILD,
+          KIVC_DEVICE_PROPERTIES_API_VERSION, KIVC_DEVICE_PROPERTIES_PLATFORM,
+          KIVC_DEVICE_PROPERTIES_REAL_PLATFORM, KIVC_DEVICE_PROPERTIES_PLATFORM_VERSION,
+          KIVC_DEVICE_PROPERTIES_LANGUAGE_VERSION}},
+    };
+    return all;
+}
+
+/// Lays the device out for a person.
+class DevicePage {
+public:
+    explicit DevicePage(const Device& device) : device_(device), left_(keys(device.properties())) {}
+
+    void print() {
+        title("What is reported for " + std::string(text(KIVC_DEVICE_PROPERTIES_APP_KEY)));
+        line("program", device_.program().string(), labelWidth);
+        line("Library folder", device_.host().libraryDirectory.value_or("none"), labelWidth);
+        for (const Section& section : sections()) {
+            std::cout << '\n';
+            title(section.title);
+            facts(section.keys);
+        }
+        // The lists are shown as the table below; the state's hash is over them.
+        for (const char* key :
+             {KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING, KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING}) {
+            left_.erase(key);
+        }
+        std::cout << '\n';
+        title("State");
+        facts({left_.begin(), left_.end()});
+        line("", "over the key, the flags and the properties: an application's own change it", labelWidth);
+        std::cout << '\n';
+        properties();
+        if (hasUnknown_) {
+            std::cout << '\n'
+                      << terminal_.wrapped(
+                             std::string(KIVC_DEVICE_PROPERTIES_UNDEFINED) +
+                                 " stands for what neither the device nor the application tells; an "
+                                 "application tells it with KIVHost, and --host does so here.",
+                             2)
+                      << '\n';
+        }
+    }
+
+private:
+    static constexpr std::size_t labelWidth = 26;
+
+    static std::set<std::string_view> keys(const json::object& object) {
+        std::set<std::string_view> names;
+        for (const auto& [name, value] : object) {
+            if (value.is_string()) {
+                names.insert(name);
+            }
+        }
+        return names;
+    }
+
+    std::string_view text(std::string_view key) const {
+        const json::string* found = textMember(device_.properties(), key);
+        return found ? std::string_view(*found) : std::string_view();
+    }
+
+    void title(std::string_view text) const {
+        std::cout << terminal_.styled(Style::heading, printable(text)) << '\n';
+    }
+
+    void line(std::string_view label, std::string_view value, std::size_t width) const {
+        const std::size_t column = 2 + width;
+        std::cout << "  " << terminal_.styled(Style::quiet, padded(label, width));
+        if (displayWidth(label) >= width) {
+            std::cout << '\n' << std::string(column, ' ');
+        }
+        std::cout << terminal_.wrapped(printable(value), column, column) << '\n';
+    }
+
+    void facts(const std::vector<std::string_view>& keys) {
+        for (const std::string_view key : keys) {
+            if (left_.erase(key) == 0) {
+                continue;
+            }
+            line(key, text(key), labelWidth);
+            if (key == KIVC_DEVICE_PROPERTIES_DISTINCT_ID) {
+                line("", device_.originOfIdentity(), labelWidth);
+            }
+            hasUnknown_ |= text(key) == KIVC_DEVICE_PROPERTIES_UNDEFINED;
+        }
+    }
+
+    void properties() const {
+        const auto none = KIVDynamicPropertyContext::empty();
+        auto all = device_.repository().availableCustomProperties();
+        std::ranges::sort(all, {},
+                          [](const auto& property) -> const std::string& { return property->name(); });
+        title("Properties for expressions");
+        for (const auto& property : all) {
+            const std::string* fixed = property->fixedText();
+            line(property->name(),
+                 padded(property->type(), 8) + (fixed ? *fixed : integerText(property->intValue("", none))),
+                 labelWidth + 4);
+        }
+    }
+
+    const Device& device_;
+    std::set<std::string_view> left_; ///< what has not been shown yet
+    bool hasUnknown_ = false;
+    Terminal terminal_ = Terminal::ofOutput();
+};
+
+int show(const Options& options) {
+    if (!isApplicationKeyForm(options.key) && !isUuidForm(options.key)) {
+        throw BadInput("--key: " + inQuotes(options.key) + " is no key of an application", {},
+                       "A key has 24 hexadecimal digits, or the form of a UUID.");
+    }
+    const Device device(options);
+    if (options.asJson) {
+        std::cout << prettyJson(device.properties()) << '\n';
+    } else {
+        DevicePage(device).print();
+    }
+    return exitFine;
+}
+
+} // namespace
+
+void addDeviceCommand(CLI::App& parent, int& exitCode) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command =
+        parent.add_subcommand("device", "Show what the library tells about the device it runs on");
+    command->add_option("--key", options->key, "The application's key")->required()->type_name("KEY");
+    command
+        ->add_option("--program", options->program, "Play the part of this program; otherwise of kiv itself")
+        ->type_name("FILE");
+    command
+        ->add_option("--library-folder", options->libraryFolder,
+                     "Look for the identity here, not in the program's Library folder")
+        ->type_name("DIR");
+    command
+        ->add_option("--certificate", options->certificate,
+                     "Certificate that the application gives to setup; otherwise the built-in one")
+        ->type_name("FILE");
+    command->add_option("--host", options->host, "What the application tells of itself, as often as needed")
+        ->type_name("FIELD=VALUE")
+        ->allow_extra_args(false);
+    command->add_flag("--json", options->asJson, "Print the document as JSON");
+    command->footer(examples);
+    command->callback([options, &exitCode] { exitCode = show(*options); });
+}
+
+} // namespace kiv::tool
