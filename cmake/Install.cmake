@@ -21,7 +21,9 @@ if(BUILD_SHARED_LIBS)
 else()
     set(kiv_pc_cflags "")
     list(JOIN KIV_PKG_CONFIG_MODULES " " modules)
-    set(kiv_pc_private "Requires.private: ${modules}\nLibs.private: -pthread\n")
+    # libcurl is linked as the shared library that it is: its own pkg-config file asks `--static` for more than its
+    # package brings.
+    set(kiv_pc_private "Requires.private: ${modules}\nLibs.private: -lcurl -pthread\n")
 endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE libdir)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE includedir)

@@ -60,6 +60,12 @@ void addOperations() {
     static_cast<void>(added);
 }
 
+void sendStateAfterRegistration() {
+    if (const auto client = instance().client()) {
+        client->sendStateAfterRegistration();
+    }
+}
+
 } // namespace
 
 void KIVCore::setupWithKey(KIVNullableString key) { setupWithKey(key, KIVOptions()); }
@@ -96,10 +102,12 @@ void KIVCore::register_(std::shared_ptr<KIVBaseContainer> container) { register_
 
 void KIVCore::register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseContainer> container) {
     instance().classRegister().handleContainer(container, nameSpace);
+    sendStateAfterRegistration();
 }
 
 void KIVCore::handleNamespace(KIVNullableString nameSpace) {
     instance().classRegister().handleNamespace(nameSpace);
+    sendStateAfterRegistration();
 }
 
 void KIVCore::setCustomStringProperty(KIVNonnullString value, KIVNonnullString key) {

@@ -110,7 +110,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         client_.swap(replaced);
     }
     if (replaced) {
-        replaced->stopObserving(); // at once: others may hold it for a while yet
+        replaced->stop(); // at once: others may hold it for a while yet
     }
     replaced.reset();
     if (client) {
@@ -177,7 +177,7 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
     return KIVClient::create({
         .clientOptions = clientOptions,
         .configuration = std::make_shared<KIVConfiguration>(),
-        .network = std::make_shared<KIVNetwork>(clientOptions),
+        .network = std::make_shared<KIVNetwork>(clientOptions, std::make_shared<const KIVURLSession>()),
         .deviceProperties = deviceProperties,
         .dataPersistency = dataPersistency,
         .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),

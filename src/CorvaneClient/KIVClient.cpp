@@ -6,6 +6,7 @@
 #include "CorvaneClient/KIVClientDataParser.h"
 #include "CorvaneClient/KIVClientDataParserFactory.h"
 #include "CorvaneClient/KIVConfigurationFetcher.h"
+#include "CorvaneClient/KIVStateSender.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Flags/KIVFlagValueSource.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
@@ -15,11 +16,18 @@
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Model/KIVTargetGroupSource.h"
+#include "Network/KIVEnvironment.h"
+#include "Network/KIVNetwork.h"
+#include "Network/KIVNotificationListener.h"
+#include "Network/KIVURLBuilder.h"
+#include "Platform/Clock.h"
 #include "Platform/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
+
+std::atomic<float> KIV_SetStateDebounceTime{3.0F};
 
 namespace {
 
@@ -37,7 +45,7 @@ KIVClient::Parts forStoredKey(KIVClient::Parts parts) {
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
     std::shared_ptr<KIVClient> client(new KIVClient(forStoredKey(std::move(parts))), [](KIVClient* own) {
-        own->stopObserving();
+        own->stop();
         kiv::retire(std::unique_ptr<KIVClient>(own));
     });
     client->start();
@@ -67,11 +75,16 @@ KIVClient::KIVClient(Parts parts)
         .analytics = nullptr,
     });
     flagValues->setFeatureFlagsSetter(featureFlagSetter_);
+    const auto urlBuilder = std::make_shared<const KIVURLBuilder>(parts_.environment);
     auto manager = std::make_shared<KIVClientConfigurationLoadingDataManager>(
         *parts_.dataPersistency, parts_.appVersionMonitor, parts_.clientOptions->defaultConfigurationPath,
         parts_.deviceProperties->appKey());
-    productionConfigurationFetcher_ =
-        std::make_shared<KIVConfigurationFetcher>(parts_.network, 0, std::move(manager));
+    productionConfigurationFetcher_ = std::make_shared<KIVConfigurationFetcher>(
+        parts_.network, KIVConfigurationFetcher::productionType, std::move(manager), urlBuilder,
+        parts_.deviceProperties, featureFlagSetter_);
+    stateSender_ =
+        std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties,
+                                         kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"));
 }
 
 KIVClient::~KIVClient() = default;
@@ -87,20 +100,30 @@ void KIVClient::start() {
             [this](const auto&) { applicationWillEnterForeground(); });
 }
 
-void KIVClient::stopObserving() {
+void KIVClient::stop() {
+    parts_.network->stop();
     featureFlagSetter_->shutdown();
-    const kiv::WriterLock lock(observersLock_);
-    for (const auto token : observers_) {
-        kiv::NotificationCenter::defaultCenter().removeObserver(token);
+    {
+        const kiv::WriterLock lock(observersLock_);
+        for (const auto token : observers_) {
+            kiv::NotificationCenter::defaultCenter().removeObserver(token);
+        }
+        observers_.clear();
     }
-    observers_.clear();
+    {
+        const kiv::WriterLock lock(debounceLock_);
+        debounceTimer_.cancel();
+    }
+    stopPushUpdatesListener();
 }
 
 void KIVClient::setup() {
     parts_.deviceProperties->addInternalProperties();
+    observe(KIVC_customPropertyAddedNotification, [this](const auto&) { debounceSendState(); });
     featureFlagSetter_->unfreezeFlagsWithLevel(1);
     fetchConfiguration(std::nullopt);
     isSetUp_ = true;
+    sendState();
 }
 
 void KIVClient::setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source) {
@@ -118,11 +141,17 @@ void KIVClient::fetchConfigurationFromURLExpanding(const std::optional<std::stri
 
 void KIVClient::fetchConfiguration(const std::optional<std::string>& source) {
     productionConfigurationFetcher_->fetchConfiguration(
-        false, source, [this](const KIVConfigurationDataResult& result, KIVConfigurationSource from) {
-            if (result.configuration) {
-                recognizeJson(result.configuration, from == KIVConfigurationSource::store);
+        false, source,
+        [weak = weak_from_this(), isPush = source.has_value()](const KIVConfigurationDataResult& result,
+                                                               KIVConfigurationSource from) {
+            const auto client = weak.lock();
+            if (!client || client->parts_.network->isStopped()) {
+                return;
             }
-            invokeFetchedConfigurationHandler(result);
+            if (result.configuration) {
+                client->recognizeJson(result.configuration, from == KIVConfigurationSource::store);
+            }
+            client->invokeFetchedConfigurationHandler(result, isPush);
         });
 }
 
@@ -168,7 +197,10 @@ void KIVClient::setConfiguration() {
     }
 }
 
-void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result) {
+void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result, bool isPush) {
+    if (result.fetcherStatus != KIVFetcherStatus::error) {
+        startOrStopPushUpdatesListener(isPush);
+    }
     if (!parts_.configurationFetchedHandler) {
         return;
     }
@@ -185,6 +217,80 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
     }
 }
 
+/// When a push update and an ordinary fetch follow each other, only the latter opens a stream that has ended
+/// anew: a service that announces something and hangs up must not make a loop.
+void KIVClient::startOrStopPushUpdatesListener(bool isPush) {
+    const auto& url = parts_.environment->pushNotificationsUrl();
+    if (!url || featureFlagSetter_->experimentValueWithFlagName("kiv.internal.pushUpdates") != "true") {
+        stopPushUpdatesListener();
+        return;
+    }
+    std::unique_ptr<KIVNotificationListener> ended;
+    const kiv::WriterLock lock(listenerLock_);
+    if (notificationListener_ && !isPush && notificationListener_->hasEnded()) {
+        ended = std::move(notificationListener_);
+    }
+    if (notificationListener_ || parts_.network->isStopped()) {
+        return;
+    }
+    KIV_DEBUG_LOG("Push Updates are on");
+    notificationListener_ =
+        std::make_unique<KIVNotificationListener>(parts_.deviceProperties->appKey(), *url);
+    notificationListener_->on(KIVC_pushEventName, [weak = weak_from_this()](const auto&) {
+        if (const auto client = weak.lock()) {
+            client->fetchConfigurationFromURLExpanding("push");
+        }
+    });
+}
+
+void KIVClient::stopPushUpdatesListener() {
+    std::unique_ptr<KIVNotificationListener> stopped;
+    {
+        const kiv::WriterLock lock(listenerLock_);
+        stopped = std::move(notificationListener_);
+    }
+    if (stopped) {
+        KIV_DEBUG_LOG("Push Updates are off");
+    }
+}
+
+void KIVClient::sendState() {
+    parts_.flagsRepository->logRepositoryState("Before sendState");
+    // Building the state takes longer the more there is registered.
+    parts_.network->urlSession().delegateQueue().post([sender = stateSender_] { sender->sendState(0.0); });
+}
+
+void KIVClient::sendStateAfterRegistration() {
+    parts_.flagsRepository->logRepositoryState("Before sendStateAfterRegistration");
+    parts_.network->urlSession().delegateQueue().post([sender = stateSender_] { sender->sendState(0.0); });
+}
+
+void KIVClient::debounceSendState() {
+    parts_.flagsRepository->logRepositoryState("At debounceSendState");
+    const float wait = KIV_SetStateDebounceTime;
+    const auto now = kiv::Clock::current().monotonic();
+    bool isFirst = false;
+    {
+        const kiv::WriterLock lock(debounceLock_);
+        isFirst = now > cancelUntil_;
+        if (isFirst && !parts_.network->isStopped()) {
+            cancelUntil_ = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                     std::chrono::duration<float>(wait));
+            debounceTimer_ = kiv::Timer(wait, false, [weak = weak_from_this()] {
+                kiv::postToMainQueue([weak] {
+                    if (const auto client = weak.lock()) {
+                        client->parts_.flagsRepository->logRepositoryState("Before debounced sendState");
+                        client->sendState();
+                    }
+                });
+            });
+        }
+    }
+    if (!isFirst) {
+        KIV_DEBUG_LOG("DEBOUNCE_DEBUG: KIVClient.debounceSendState - Skipping duplicate state send request");
+    }
+}
+
 void KIVClient::unfreeze() { featureFlagSetter_->unfreezeFlagsWithLevel(1); }
 
 void KIVClient::unfreezeNamespace(const std::string& nameSpace) {
@@ -196,6 +302,6 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 }
 
 void KIVClient::shutdown() {
-    stopObserving();
+    stop();
     parts_.flagsRepository->clear();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,7 @@
 
 #include "Model/KIVConfigurationDataResult.h"
 #include "Network/KIVClientOptions.h"
+#include "Platform/Queues.h"
 
 class KIVAppVersionMonitor;
 class KIVClientDataParser;
@@ -28,16 +30,21 @@ class KIVEnvironment;
 class KIVFeatureFlagsRepository;
 class KIVFeatureFlagsSetter;
 class KIVNetwork;
+class KIVNotificationListener;
+class KIVStateSender;
 class KIVTargetGroupLinkArchiver;
 class KIVTargetGroupRepository;
 class KIVUserspaceUnhandledErrorInvoker;
 class KivxParser;
 
+/// How long, in seconds, added properties are collected before the state is sent.
+extern std::atomic<float> KIV_SetStateDebounceTime;
+
 /// The working object of the current key: it owns the evaluator and the setter, and fetches and applies
 /// configurations.
 ///
 /// Made by the facade's setup for one key. Callable from any thread.
-class KIVClient {
+class KIVClient : public std::enable_shared_from_this<KIVClient> {
 public:
     struct Parts {
         std::shared_ptr<KIVClientOptions> clientOptions;
@@ -70,14 +77,15 @@ public:
 
     /// Thaws the flags of level 1 and above and fetches for the first time: a stored or embedded
     /// configuration is applied, and the configuration-fetched handler called for it, before this returns.
+    /// The network's comes later, on a thread of the library. Then sends the state.
     void setup();
 
-    /// Stops observing and empties the flags repository.
+    /// Stops, and empties the flags repository.
     void shutdown();
 
-    /// Stops observing, also on the setter's part: the client hears of nothing and gives flags nothing any
-    /// more.
-    void stopObserving();
+    /// The client hears of nothing and gives flags nothing any more; no request starts, and what is under way
+    /// has no effect. Does not wait.
+    void stop();
 
     /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for. Does
     /// nothing before the first fetch, which is setup's own.
@@ -85,6 +93,10 @@ public:
 
     /// Applies a configuration, unless it was made for another application.
     void recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache);
+
+    /// Tells the service of the flags and properties that are registered. Returns at once.
+    void sendState();
+    void sendStateAfterRegistration();
 
     void unfreeze();
     void unfreezeNamespace(const std::string& nameSpace);
@@ -113,14 +125,23 @@ private:
     void onApplicationStart() {}
     void KIV_didFinishLoadingConfiguration() {}
     void setConfiguration();
-    void invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result);
+    void invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result, bool isPush);
+    void startOrStopPushUpdatesListener(bool isPush);
+    void stopPushUpdatesListener();
+    void debounceSendState();
 
     const Parts parts_;
     std::shared_ptr<KIVTargetGroupLinkArchiver> targetGroupLinkArchiver_;
     std::shared_ptr<KivxParser> parser_;
     std::shared_ptr<KIVFeatureFlagsSetter> featureFlagSetter_;
     std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
+    std::shared_ptr<KIVStateSender> stateSender_; ///< for the key of this client
     std::atomic<bool> isSetUp_{false};
+    std::mutex listenerLock_;
+    std::unique_ptr<KIVNotificationListener> notificationListener_; ///< null while push updates are off
+    std::mutex debounceLock_;
+    std::chrono::steady_clock::time_point cancelUntil_; ///< no send is collected for before then
+    kiv::Timer debounceTimer_;
     std::mutex observersLock_;
     std::vector<kiv::NotificationCenter::Token> observers_;
 };

@@ -1,29 +1,195 @@
 #include "CorvaneClient/KIVConfigurationFetcher.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <utility>
 
+#include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KIVJSONKeys.h"
+#include "Platform/Clock.h"
 #include "Platform/Dates.h"
+#include "Platform/Text.h"
 #include "Platform/UserDefaults.h"
+#include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/KIVDebugger.h"
+
+namespace {
+
+/// In seconds: some hundred years, which no process lives to see.
+constexpr std::int64_t longestThrottle = 3'000'000'000;
+
+std::string_view keyOf(const kiv::json::object& properties) {
+    const auto* key = kiv::textMember(properties, KIVC_DEVICE_PROPERTIES_APP_KEY);
+    return key ? std::string_view(*key) : std::string_view("(null)");
+}
+
+bool isDummy(const kiv::json::value& payload) {
+    const kiv::json::value* dummy = kiv::member(payload, KIVC_JSON_dummy);
+    return dummy && kiv::equalJson(*dummy, kiv::json::value(true));
+}
+
+KIVConfigurationDataResult failureResult(KIVNetworkError error) {
+    return {nullptr, KIVFetcherStatus::error, std::nullopt, KIVNetwork::networkErrorString(error)};
+}
+
+} // namespace
 
 KIVConfigurationFetcher::KIVConfigurationFetcher(
     std::shared_ptr<const KIVNetwork> network, int fetcherType,
-    std::shared_ptr<KIVClientConfigurationLoadingDataManager> configurationLoadingDataManager)
+    std::shared_ptr<KIVClientConfigurationLoadingDataManager> configurationLoadingDataManager,
+    std::shared_ptr<const KIVURLBuilder> urlBuilder,
+    std::shared_ptr<const KIVDeviceProperties> deviceProperties,
+    std::shared_ptr<const KIVFeatureFlagsSetter> featureFlagSetter)
     : network_(std::move(network)), fetcherType_(fetcherType),
-      configurationLoadingDataManager_(std::move(configurationLoadingDataManager)) {}
+      configurationLoadingDataManager_(std::move(configurationLoadingDataManager)),
+      urlBuidler_(std::move(urlBuilder)), deviceProperties_(std::move(deviceProperties)),
+      featureFlagSetter_(std::move(featureFlagSetter)) {}
 
-void KIVConfigurationFetcher::fetchConfiguration(bool /*storeOnly*/,
-                                                 const std::optional<std::string>& /*fetchSource*/,
-                                                 const Completion& completionHandler) {
+void KIVConfigurationFetcher::fetchConfiguration(bool storeOnly,
+                                                 const std::optional<std::string>& fetchSource,
+                                                 Completion completionHandler) {
     KIV_DEBUG_LOG("KIVConfigurationFetcher: fetchConfiguration starting with SDK key from UserDefaults: %@",
                   kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY").value_or("(null)"));
+    KIV_DEBUG_LOG("url: %@", urlBuidler_->getNetworkCacheURL(*deviceProperties_->allProperties()));
     if (!notFirstTimeLoading_.exchange(true)) {
         const auto cached = cachedConfiguration();
         if (cached && cached->configuration) {
             completionHandler(*cached, KIVConfigurationSource::store);
         }
     }
+    if (storeOnly) {
+        return;
+    }
+    // The caller may be an application's thread, and there may be many properties to go through.
+    network_->urlSession().delegateQueue().post([self = shared_from_this(), fetchSource,
+                                                 completionHandler = std::move(completionHandler)] {
+        if (self->network_->isStopped()) {
+            return;
+        }
+        if (self->shouldSkipFetch(fetchSource)) {
+            KIV_DEBUG_LOG("Skipping fetch - kill switch");
+            return;
+        }
+        self->loadConfigurationFromURL(0, true, self->deviceProperties_->allProperties(), completionHandler);
+    });
+}
+
+bool KIVConfigurationFetcher::shouldSkipFetch(const std::optional<std::string>& fetchSource) {
+    const auto seconds =
+        featureFlagSetter_->experimentValueWithFlagName("kiv.internal.throttleFetchInSeconds");
+    const std::int64_t wait = std::min<std::int64_t>(kiv::readInteger(seconds.value_or("")), longestThrottle);
+    const bool considersPush =
+        featureFlagSetter_->experimentValueWithFlagName("kiv.internal.considerThrottleInPush") == "true";
+    // Any source counts as the push stream.
+    if (wait <= 0 || (fetchSource && !considersPush)) {
+        return false;
+    }
+    const auto now = kiv::Clock::current().monotonic();
+    if (nextFetchTime_ && now < *nextFetchTime_) {
+        return true;
+    }
+    nextFetchTime_ = now + std::chrono::seconds(wait);
+    return false;
+}
+
+void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool saveCheckpointState,
+                                                       const Properties& props,
+                                                       Completion completionHandler) {
+    const std::string_view key = keyOf(*props);
+    KIV_DEBUG_LOG("KIVConfigurationFetcher: Using SDK key from device properties: %@", key);
+    const auto request = urlBuidler_->createNetworkCacheURL(*props);
+    if (!request) {
+        handleMissingCacheWithCacheMissUrl(props, std::move(completionHandler));
+        return;
+    }
+    KIV_DEBUG_LOG("fetcherType=%d dataUrl=%@ params=%@ using SDK key=%@", fetcherType_, request->url,
+                  kiv::compactJson(*request->parameters), key);
+    KIV_DEBUG_LOG("KIVConfigurationFetcher: URL being constructed with SDK key: %@", key);
+    if (request->url.find(key) == std::string::npos) {
+        KIV_DEBUG_LOG("KIVConfigurationFetcher: WARNING - URL does not contain the current SDK key: %@", key);
+    }
+    // A process that ends during the fetch leaves the more patient state behind.
+    const bool keepsState = fetcherType_ == productionType;
+    if (keepsState && saveCheckpointState) {
+        iterateNextStartLoadingState();
+    }
+    getJsonFromURL(
+        *request, timeout,
+        [self = shared_from_this(), props, keepsState, completionHandler = std::move(completionHandler)](
+            const KIVConfigurationDataResult& result, KIVNetworkError error) {
+            if (keepsState) {
+                self->configurationLoadingDataManager_->setNextStartLoadingType(0);
+            }
+            if (error == KIVNetworkError::notFound) {
+                self->handleMissingCacheWithCacheMissUrl(props, completionHandler);
+            } else {
+                completionHandler(error == KIVNetworkError::none ? result : failureResult(error),
+                                  KIVConfigurationSource::network);
+            }
+        },
+        true, false);
+}
+
+void KIVConfigurationFetcher::handleMissingCacheWithCacheMissUrl(const Properties& props,
+                                                                 Completion completionHandler) {
+    const std::string_view key = keyOf(*props);
+    KIV_DEBUG_LOG("KIVConfigurationFetcher: handleMissingCache using SDK key from device properties: %@",
+                  key);
+    const auto request = urlBuidler_->createRequestConfigurationURL(*props);
+    if (!request) {
+        completionHandler(failureResult(KIVNetworkError::unknown), KIVConfigurationSource::network);
+        return;
+    }
+    KIV_DEBUG_LOG("handleMissingCacheWithCacheMissUrl: url=%@ using SDK key=%@", request->url, key);
+    if (request->url.find(key) == std::string::npos) {
+        KIV_DEBUG_LOG(
+            "KIVConfigurationFetcher: WARNING - Request URL does not contain the current SDK key: %@", key);
+    }
+    getJsonFromURL(
+        *request, 0,
+        [completionHandler = std::move(completionHandler)](const KIVConfigurationDataResult& result,
+                                                           KIVNetworkError) {
+            completionHandler(result, KIVConfigurationSource::network);
+        },
+        false, false);
+}
+
+void KIVConfigurationFetcher::getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
+                                             ResultCompletion completionHandler, bool doNotReport404,
+                                             bool useDefaultCachePolicy) {
+    KIV_DEBUG_LOG("url=%@, params=%@", requestData.url,
+                  requestData.parameters ? kiv::compactJson(*requestData.parameters) : "(null)");
+    network_->getJsonFromURL(
+        requestData, timeout,
+        [self = shared_from_this(), url = requestData.url,
+         completionHandler = std::move(completionHandler)](const Document& envelope, KIVNetworkError error) {
+            if (error != KIVNetworkError::none) {
+                completionHandler(failureResult(error), error);
+            } else if (self->fetcherType_ == productionType) {
+                const auto result = self->resultOf(envelope, url, error);
+                completionHandler(result, error);
+            }
+        },
+        doNotReport404, useDefaultCachePolicy);
+}
+
+/// The payload of an envelope that has just come. The envelope is stored before anybody asks whether it
+/// verifies: whoever loads it checks it again. A record that is damaged is none; one that does not verify is
+/// there, and says so at the next start.
+KIVConfigurationDataResult KIVConfigurationFetcher::resultOf(const Document& envelope, const std::string& url,
+                                                             KIVNetworkError& error) {
+    const Document stored = configurationLoadingDataManager_->productionConfiguration();
+    const bool hasChanges = stored && !kiv::equalJson(*envelope, *stored);
+    auto payload = network_->extractInnerJson(*envelope, url, &error);
+    if (!payload || !isDummy(*payload)) {
+        configurationLoadingDataManager_->setProductionConfiguration(envelope);
+    }
+    if (!payload) {
+        return {nullptr, KIVFetcherStatus::error, std::nullopt, KIVNetwork::networkErrorString(error),
+                hasChanges};
+    }
+    return {std::move(payload), KIVFetcherStatus::network, signedDateFromConfiguration(envelope),
+            std::nullopt, hasChanges};
 }
 
 std::optional<KIVConfigurationDataResult> KIVConfigurationFetcher::cachedConfiguration() const {

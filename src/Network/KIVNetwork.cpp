@@ -1,15 +1,30 @@
 #include "Network/KIVNetwork.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <utility>
 
 #include <boost/json/monotonic_resource.hpp>
 
 #include "Model/KIVJSONKeys.h"
+#include "Network/KIVNetworkUtils.h"
+#include "Platform/Text.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
 
 namespace {
+
+bool isValidJson(const kiv::json::value& value) {
+    if (const auto* object = value.if_object()) {
+        return std::ranges::all_of(*object, [](const auto& pair) { return isValidJson(pair.value()); });
+    }
+    if (const auto* array = value.if_array()) {
+        return std::ranges::all_of(*array, isValidJson);
+    }
+    return !value.is_double() || std::isfinite(value.get_double());
+}
 
 /// A payload and the memory that all its values stand in, which is given back as one.
 struct Payload {
@@ -34,11 +49,147 @@ KIVConfigurationDataResult::Document parsePayload(std::string_view text, std::st
     return {payload, &*payload->document};
 }
 
+/// The parameters as a body; nothing when they are no JSON.
+std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& parameters) {
+    if (!isValidJson(parameters)) {
+        KIV_DEBUG_LOG("Error processing request parameters");
+        return std::nullopt;
+    }
+    std::string body = kiv::prettyJson(parameters);
+    if (!kiv::isValidUtf8(body)) {
+        KIV_DEBUG_LOG("Internal Error processing request parameters error=%@", "a text is no UTF-8");
+        return std::nullopt;
+    }
+    return body;
+}
+
+/// Nothing when no body can be made.
+std::optional<kiv::HttpRequest> requestOf(const KIVHttpRequestData& data, double timeout,
+                                          bool useDefaultCachePolicy) {
+    kiv::HttpRequest request{
+        .method = data.method,
+        .url = data.url,
+        .idleTimeout = timeout == 0 ? KIVNetworkUtils_defaultRequestTimeout : timeout,
+        .ignoresCaches = !useDefaultCachePolicy,
+    };
+    if (!data.parameters) {
+        return request;
+    }
+    if (data.method == "GET") {
+        request.url = KIVNetworkUtils::generateUrlWithParams(data.url, *data.parameters);
+        return request;
+    }
+    auto body = transferParamsToJsonStream(*data.parameters);
+    if (!body) {
+        KIV_DEBUG_LOG("Could not process post request body for request");
+        return std::nullopt;
+    }
+    request.headers.emplace_back("Content-Type", "application/json");
+    request.body = std::move(*body);
+    return request;
+}
+
+KIVNetworkError errorOf(const kiv::HttpResponse& response, std::string& details) {
+    KIVNetworkError error = KIVNetworkError::none;
+    if (const auto& failure = response.error) {
+        const bool timedOut =
+            failure->domain == kiv::urlErrorDomain && failure->code == kiv::TransportError::timedOut;
+        error = timedOut ? KIVNetworkError::timeout : KIVNetworkError::unknown;
+        if (!timedOut) {
+            details = kiv::format("domain: \"%@\", code: \"%ld\"", failure->domain, failure->code);
+        }
+    }
+    return response.status == 404 || response.status == 403 ? KIVNetworkError::notFound : error;
+}
+
+/// Whether the member "result" reads as the integer 404.
+bool saysNotFound(const kiv::json::value& json) {
+    const kiv::json::value* result = kiv::member(json, "result");
+    if (!result) {
+        return false;
+    }
+    const auto* text = result->if_string();
+    return text ? kiv::readInteger(*text) == 404 : kiv::equalJson(*result, kiv::json::value(404));
+}
+
+/// The answer; null and why when the body is none.
+KIVConfigurationDataResult::Document parseAnswer(const kiv::HttpResponse& response, KIVNetworkError& error,
+                                                 std::string& details) {
+    if (response.body.empty()) {
+        error = KIVNetworkError::emptyResult;
+        details = kiv::format("httpResponse.statusCode: %ld", response.status);
+        return nullptr;
+    }
+    auto json =
+        KIVVendorJSONSerializationNullRemover::JSONObjectWithData(response.body, &details, true, false);
+    if (json && !json->is_object()) {
+        details = "the answer is no object";
+        json.reset();
+    }
+    if (!json) {
+        error = KIVNetworkError::jsonParsing;
+        return nullptr;
+    }
+    KIV_DEBUG_LOG("json=%@", kiv::compactJson(*json));
+    if (saysNotFound(*json)) {
+        error = KIVNetworkError::notFound;
+        return nullptr;
+    }
+    return std::make_shared<const kiv::json::value>(std::move(*json));
+}
+
 } // namespace
 
-KIVNetwork::KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions)
+KIVNetwork::KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions,
+                       std::shared_ptr<const KIVURLSession> urlSession)
     : signatureChecker_(clientOptions),
-      isSignatureCheckDisabled_(clientOptions->disableSignatureVerification) {}
+      isSignatureCheckDisabled_(clientOptions->disableSignatureVerification),
+      urlSession_(std::move(urlSession)) {}
+
+void KIVNetwork::getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
+                                JsonCompletion completionHandler, bool doNotReport404,
+                                bool useDefaultCachePolicy) const {
+    KIV_DEBUG_LOG("url=%@", requestData.url);
+    auto request = requestOf(requestData, timeout, useDefaultCachePolicy);
+    if (!request || isStopped_) {
+        return;
+    }
+    urlSession_->sendRequestWrapper(
+        std::move(*request), [self = shared_from_this(), url = requestData.url, doNotReport404,
+                              completionHandler = std::move(completionHandler)](kiv::HttpResponse response) {
+            if (self->isStopped_) {
+                return;
+            }
+            KIVNetworkError error = KIVNetworkError::none;
+            const auto json = self->answerOf(url, response, doNotReport404, error);
+            response = {}; // not needed while the completion runs
+            if (const auto failure = kiv::failureOf([&] { completionHandler(json, error); })) {
+                KIV_DEBUG_LOG("Error: urlConnectionCompetionHandler threw an exception: %@", failure->what());
+            }
+        });
+}
+
+KIVConfigurationDataResult::Document KIVNetwork::answerOf(std::string_view url,
+                                                          const kiv::HttpResponse& response,
+                                                          bool doNotReport404, KIVNetworkError& error) const {
+    KIV_DEBUG_LOG("response=%@,  data=%@, error=%@", response.status,
+                  kiv::format("%@ bytes", response.body.size()),
+                  response.error ? response.error->description : "(null)");
+    std::string details;
+    error = errorOf(response, details);
+    KIVConfigurationDataResult::Document json;
+    if (error == KIVNetworkError::none) {
+        json = parseAnswer(response, error, details);
+    }
+    if (!json) {
+        if (error != KIVNetworkError::notFound || !doNotReport404) {
+            reportNetworkError(error, url, details);
+        }
+        KIV_DEBUG_LOG("json=nil, networkError=%d (%@)", static_cast<int>(error),
+                      networkErrorString(error).value_or(""));
+    }
+    return json;
+}
 
 KIVConfigurationDataResult::Document KIVNetwork::extractInnerJson(const kiv::json::value& envelope,
                                                                   std::string_view url,

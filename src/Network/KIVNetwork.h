@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,22 +9,39 @@
 
 #include "Model/KIVConfigurationDataResult.h"
 #include "Network/KIVClientOptions.h"
+#include "Network/KIVHttpRequestData.h"
 #include "Network/KIVNetworkError.h"
 #include "Network/KIVSignatureChecker.h"
+#include "Network/KIVURLSession.h"
 #include "Platform/Json.h"
 
-/// Reads what the configuration service sent. Callable from any thread.
-///
-/// Requests belong here too: a transport given to the constructor, and one operation that performs a request
-/// and classifies its outcome as a `KIVNetworkError`.
-class KIVNetwork {
+/// Asks the services, and reads what the configuration service sent. Callable from any thread.
+class KIVNetwork : public std::enable_shared_from_this<KIVNetwork> {
 public:
+    /// The answer, an object without nulls, or null and what went wrong.
+    using JsonCompletion =
+        std::function<void(const KIVConfigurationDataResult::Document& json, KIVNetworkError error)>;
+
     /// Whether signatures are checked at all is read from the options here; the certificate when it is
-    /// needed.
-    explicit KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions);
+    /// needed. Neither pointer may be null.
+    KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions,
+               std::shared_ptr<const KIVURLSession> urlSession);
     virtual ~KIVNetwork() = default;
     KIVNetwork(const KIVNetwork&) = delete;
     KIVNetwork& operator=(const KIVNetwork&) = delete;
+
+    /// Performs a request and classifies its outcome: HTTP 404 and 403, and a body whose "result" is 404, are
+    /// `notFound`; no other status is an error. `timeout` is how many seconds may pass without a byte; 0
+    /// stands for 60. Returns at once; the completion is called once, on the session's queue, and not at all
+    /// when no body can be made of the parameters. What it throws is logged. `doNotReport404` keeps
+    /// `notFound` from `reportNetworkError`; `useDefaultCachePolicy` lets caches on the way answer.
+    void getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
+                        JsonCompletion completionHandler, bool doNotReport404,
+                        bool useDefaultCachePolicy) const;
+
+    /// From now on no request starts, and the answers that are under way are dropped.
+    void stop() { isStopped_ = true; }
+    bool isStopped() const { return isStopped_; }
 
     /// The payload of an envelope, an object without nulls, once its signature has been verified. Null on
     /// failure: `error`, when given, is then `signatureWasNotVerified` or, for a payload that is missing or
@@ -37,7 +56,14 @@ public:
     virtual void reportNetworkError(KIVNetworkError error, std::string_view url,
                                     std::string_view details) const;
 
+    const KIVURLSession& urlSession() const { return *urlSession_; }
+
 private:
+    KIVConfigurationDataResult::Document answerOf(std::string_view url, const kiv::HttpResponse& response,
+                                                  bool doNotReport404, KIVNetworkError& error) const;
+
     const KIVSignatureChecker signatureChecker_;
     const bool isSignatureCheckDisabled_;
+    const std::shared_ptr<const KIVURLSession> urlSession_;
+    std::atomic<bool> isStopped_{false};
 };

@@ -5,7 +5,7 @@
 
 /// Where the library's own work runs: one thread for all serial queues and timers, and the application's main
 /// queue or a thread in its place. Threads start with the first task, block every signal, and never hold up
-/// the end of the process: what has not run by then does not run.
+/// the end of the process: what has not run by then does not run. A child after a fork has no such thread.
 namespace kiv {
 
 /// Runs its tasks one after the other, in the order in which they came, on the library's work thread.
@@ -27,8 +27,9 @@ private:
 
 /// Runs a task later, once or again and again, until it is cancelled or destroyed.
 ///
-/// Time is `Clock::current().monotonic()`: a test that installs a clock of its own moves timers with
-/// `Timer::timePassed`.
+/// Time is `Clock::current().monotonic()`: a test that installs a clock of its own, before the first timer,
+/// moves timers with `Timer::timePassed`. A repeating timer keeps to its times, and makes up for those that
+/// were missed with one run.
 class Timer {
 public:
     Timer() = default;
@@ -40,13 +41,16 @@ public:
     Timer& operator=(Timer&&) noexcept;
 
     /// The task does not start any more once this has returned, but may be running on another thread.
+    /// Callable from any thread, also from the task.
     void cancel();
 
-    /// Makes the work thread look at the clock, and waits until what was due has run. For tests.
+    /// Makes the work thread look at the clock, and waits until it has nothing left to do: what was due and
+    /// what that has posted to serial queues has run. Not callable from the work thread. For tests.
     static void timePassed();
 
-private:
     struct State;
+
+private:
     std::shared_ptr<State> state_;
 };
 

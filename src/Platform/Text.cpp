@@ -299,6 +299,12 @@ std::string repairUtf8(std::string_view text) {
     return repaired;
 }
 
+std::string_view withoutLeadingSpace(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    const char* const at = skipWhiteSpace(text.data(), end);
+    return {at, static_cast<std::size_t>(end - at)};
+}
+
 std::string capitalized(std::string_view text) {
     constexpr auto longest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
     const std::string_view input = text.substr(0, longest);

@@ -43,6 +43,9 @@ bool isValidUtf8(std::string_view text);
 /// The text with every malformed sequence replaced by U+FFFD.
 std::string repairUtf8(std::string_view text);
 
+/// The text without the white space, line ends included, that it begins with.
+std::string_view withoutLeadingSpace(std::string_view text);
+
 /// First letter of each word in upper case, the others in lower case.
 std::string capitalized(std::string_view text);
 

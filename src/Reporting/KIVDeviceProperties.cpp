@@ -253,7 +253,7 @@ kiv::json::array KIVDeviceProperties::transformCustomProperties() const {
                       [](const auto& property) -> const std::string& { return property->name(); });
     kiv::json::array list;
     for (const auto& property : properties) {
-        list.push_back({{KIVC_customPropertyDataName, property->name()},
+        list.push_back({{KIVC_customPropertyDataName, kiv::repairUtf8(property->name())},
                         {KIVC_customPropertyDataType, property->type()},
                         {KIVC_customPropertyDataExternalType, property->externalType()}});
     }
@@ -263,9 +263,12 @@ kiv::json::array KIVDeviceProperties::transformCustomProperties() const {
 kiv::json::array KIVDeviceProperties::transformFeatureFlags() const {
     kiv::json::array list;
     for (const auto& [name, flag] : flagsRepository_->features()) {
-        kiv::json::array options(flag->variations().begin(), flag->variations().end());
-        list.push_back({{KIVC_FEATURE_FLAG_NAME, name},
-                        {KIVC_FEATURE_FLAG_DEFAULT_VALUE, flag->defaultValue()},
+        kiv::json::array options;
+        for (const std::string& variation : flag->variations()) {
+            options.emplace_back(kiv::repairUtf8(variation));
+        }
+        list.push_back({{KIVC_FEATURE_FLAG_NAME, kiv::repairUtf8(name)},
+                        {KIVC_FEATURE_FLAG_DEFAULT_VALUE, kiv::repairUtf8(flag->defaultValue())},
                         {KIVC_FEATURE_FLAG_OPTIONS, std::move(options)}});
     }
     return list;

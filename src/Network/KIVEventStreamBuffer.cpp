@@ -1,0 +1,40 @@
+#include "Network/KIVEventStreamBuffer.h"
+
+#include <algorithm>
+
+#include "Platform/Text.h"
+
+void KIVEventStreamBuffer::append(std::string_view bytes) {
+    // What was consumed goes when it is the larger part, so that no byte is moved more than twice.
+    if (begin_ > bytes_.size() / 2) {
+        bytes_.erase(0, begin_);
+        searched_ -= begin_;
+        begin_ = 0;
+    }
+    bytes_.append(bytes);
+}
+
+std::optional<std::string_view> KIVEventStreamBuffer::nextBlock() {
+    constexpr std::string_view ending = "\n\n";
+    const std::size_t end = bytes_.find(ending, searched_);
+    if (end == bytes_.npos) {
+        // The last byte may be the first of an ending.
+        searched_ = std::max(begin_, bytes_.empty() ? 0 : bytes_.size() - 1);
+        return std::nullopt;
+    }
+    const auto block = std::string_view(bytes_).substr(begin_, end - begin_);
+    begin_ = searched_ = end + ending.size();
+    return block;
+}
+
+std::optional<KIVServerSentEvent> KIVEventStreamBuffer::nextEvent(std::optional<kiv::TransportError>& error) {
+    const auto block = nextBlock();
+    if (auto fields =
+            block ? KIVServerSentEventFieldsFromString(kiv::repairUtf8(*block), &error) : std::nullopt) {
+        return KIVServerSentEvent::eventWithFields(std::move(*fields));
+    }
+    if (!error && bytes_.size() - begin_ > KIVServerSentEvent_maxBytes) {
+        error = KIVServerSentEventTooLarge();
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Platform/Json.h"
+
+/// What is to be asked of a service. A GET carries its parameters, which are texts, in its URL, in their
+/// order; any other method carries them as a JSON body.
+struct KIVHttpRequestData {
+    KIVHttpRequestData() = delete;
+    KIVHttpRequestData(std::string ownUrl, std::string ownMethod, std::optional<kiv::json::object> params)
+        : url(std::move(ownUrl)), method(std::move(ownMethod)), parameters(std::move(params)) {}
+
+    std::string url;
+    std::string method; ///< "GET" or "POST"
+    std::optional<kiv::json::object> parameters;
+};

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/HttpClient.h"
+#include "Runtime/KIVAutoCodingObject.h"
+
+using KIVServerSentEventFields = std::map<std::string, std::string, std::less<>>;
+
+/// The most bytes of an event stream that may wait for the end of their event.
+inline constexpr std::size_t KIVServerSentEvent_maxBytes = 1U << 20;
+
+/// The failure of a stream whose events are larger than that.
+kiv::TransportError KIVServerSentEventTooLarge();
+
+/// The fields of one event, given as the lines of its block in UTF-8. Comments, and lines without a name or a
+/// value, are no fields; the values of a field that comes again are joined by line feeds. Nothing for an
+/// empty block, and for one that is too large: `error`, when given, is then set.
+std::optional<KIVServerSentEventFields>
+KIVServerSentEventFieldsFromString(std::string_view text, std::optional<kiv::TransportError>* error);
+
+/// One event of a stream. What it archives: "event", "identifier", "data" (texts) and "retry" (an integer).
+class KIVServerSentEvent : public KIVAutoCodingObject {
+public:
+    /// An event without fields.
+    KIVServerSentEvent() = default;
+
+    static KIVServerSentEvent eventWithFields(KIVServerSentEventFields fields);
+
+    const std::optional<std::string>& event() const { return event_; }
+    const std::optional<std::string>& identifier() const { return identifier_; }
+    double retry() const { return static_cast<double>(retry_); }
+    const std::optional<std::string>& data() const { return data_; }
+    /// The fields that have no meaning here.
+    const KIVServerSentEventFields& userInfo() const { return userInfo_; }
+
+protected:
+    const Table& archivedProperties() const override;
+
+private:
+    std::optional<std::string> event_;
+    std::optional<std::string> identifier_;
+    std::int64_t retry_ = 0;
+    std::optional<std::string> data_;
+    KIVServerSentEventFields userInfo_;
+};

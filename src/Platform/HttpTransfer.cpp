@@ -1,0 +1,356 @@
+#include "Platform/HttpTransfer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <sys/socket.h>
+
+#include <kiv/KIVHost.h>
+
+namespace kiv {
+namespace {
+
+constexpr std::size_t bodyLimit = 64U << 20;
+constexpr std::size_t headersLimit = 256U << 10;
+
+TransportError error(long code, std::string description) {
+    return {std::string(urlErrorDomain), code, std::move(description)};
+}
+
+long codeOf(CURLcode result) {
+    switch (result) {
+    case CURLE_URL_MALFORMAT:
+        return TransportError::badURL;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return TransportError::unsupportedURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return TransportError::cannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+        return TransportError::cannotConnectToHost;
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+        return TransportError::connectionLost;
+    case CURLE_OPERATION_TIMEDOUT:
+        return TransportError::timedOut;
+    case CURLE_TOO_MANY_REDIRECTS:
+        return TransportError::tooManyRedirects;
+    case CURLE_WEIRD_SERVER_REPLY:
+        return TransportError::badServerResponse;
+    case CURLE_BAD_CONTENT_ENCODING:
+        return TransportError::cannotDecode;
+    case CURLE_FILESIZE_EXCEEDED:
+        return TransportError::tooLarge;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_ISSUER_ERROR:
+        return TransportError::certificateUntrusted;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_USE_SSL_FAILED:
+        return TransportError::secureConnectionFailed;
+    default:
+        return TransportError::unknown;
+    }
+}
+
+/// No program that the application starts inherits the connection.
+curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+/// ASCII only, as names of header fields are.
+std::string lowercase(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+HttpTransfer::HttpTransfer(HttpRequest request, HttpSink sink, std::function<void()> wake)
+    : request_(std::move(request)), sink_(std::move(sink)), wake_(std::move(wake)) {}
+
+void HttpTransfer::cancel() {
+    if (!cancelled_.exchange(true)) {
+        wake_();
+    }
+}
+
+CURL* HttpTransfer::prepare() {
+    handle_.reset(curl_easy_init());
+    if (!handle_) {
+        failure_ = error(TransportError::unknown, "Out of memory");
+    } else if (request_.url.find('\0') != std::string::npos) {
+        failure_ = error(TransportError::badURL, "The URL holds a null character");
+    } else if (!addHeaders()) {
+        failure_ = error(TransportError::unknown, "A header field holds a line break or a null character");
+    }
+    if (failure_) {
+        return nullptr;
+    }
+    configureMethod();
+    configureConnection();
+    configureCallbacks();
+    touch();
+    return handle_.get();
+}
+
+bool HttpTransfer::addHeader(const std::string& line) {
+    if (line.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
+        return false;
+    }
+    curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+    if (longer) {
+        headers_.release();
+        headers_.reset(longer);
+    }
+    return longer;
+}
+
+bool HttpTransfer::addHeaders() {
+    for (const auto& [name, value] : request_.headers) {
+        // libcurl's way to say that a field is there and empty.
+        if (!addHeader(value.empty() ? name + ";" : name + ": " + value)) {
+            return false;
+        }
+    }
+    if (request_.ignoresCaches && !(addHeader("Cache-Control: no-cache") && addHeader("Pragma: no-cache"))) {
+        return false;
+    }
+    return addHeader("Expect:"); // a body does not wait for the server's consent
+}
+
+void HttpTransfer::configureMethod() {
+    CURL* handle = handle_.get();
+    curl_easy_setopt(handle, CURLOPT_URL, request_.url.c_str());
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers_.get());
+    const std::string& method = request_.method;
+    if (method == "HEAD") {
+        curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
+        return;
+    }
+    const bool posts = method == "POST";
+    if (posts || !request_.body.empty()) {
+        curl_easy_setopt(handle, CURLOPT_POST, 1L);
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request_.body.data());
+    }
+    // A method given as text outlives redirects; POST is left to libcurl, which makes it a GET.
+    if (!posts && (method != "GET" || !request_.body.empty())) {
+        curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
+    }
+}
+
+void HttpTransfer::configureConnection() {
+    CURL* handle = handle_.get();
+    const auto host = KIVHost::current();
+    if (host->caFile) {
+        curl_easy_setopt(handle, CURLOPT_CAINFO, host->caFile->c_str());
+        curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
+    }
+    if (host->proxy) {
+        curl_easy_setopt(handle, CURLOPT_PROXY, host->proxy->c_str());
+        curl_easy_setopt(handle, CURLOPT_NOPROXY, "");
+    }
+    curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https"); // see onConnected
+    curl_easy_setopt(handle, CURLOPT_DEFAULT_PROTOCOL, "none");          // no scheme is no known scheme
+    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(handle, CURLOPT_MAXREDIRS, 20L);
+    curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT,
+                     1L); // a slow name server holds up nobody but who waits for it
+    curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
+    curl_easy_setopt(handle, CURLOPT_TCP_KEEPIDLE, 60L);
+    curl_easy_setopt(handle, CURLOPT_TCP_KEEPINTVL, 30L);
+    if (!stream()) { // who compresses a stream keeps its events back until a block is full
+        curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
+        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit));
+    }
+}
+
+void HttpTransfer::configureCallbacks() {
+    CURL* handle = handle_.get();
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, message_.data());
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, onHeader);
+    curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, onBody);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, onProgress);
+    curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, onConnected);
+    curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
+}
+
+std::size_t HttpTransfer::onHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    own.touch();
+    own.headerBytes_ += size;
+    if (own.headerBytes_ > headersLimit) {
+        own.tooLarge();
+        return 0;
+    }
+    try {
+        own.readHeader({bytes, size});
+        return size;
+    } catch (...) {
+        return 0;
+    }
+}
+
+std::size_t HttpTransfer::onBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+    try {
+        return static_cast<HttpTransfer*>(self)->readBody({bytes, size}) ? size : CURL_WRITEFUNC_ERROR;
+    } catch (...) {
+        return CURL_WRITEFUNC_ERROR;
+    }
+}
+
+int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
+                             curl_off_t sent) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    if (own.moved_ != received + sent) {
+        own.moved_ = received + sent;
+        own.touch();
+    }
+    return 0;
+}
+
+int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    own.touch();
+    // From here on a redirect stays on https, whatever led here.
+    const char* scheme = nullptr;
+    if (curl_easy_getinfo(own.handle_.get(), CURLINFO_SCHEME, &scheme) == CURLE_OK && scheme &&
+        curl_strequal(scheme, "https")) {
+        curl_easy_setopt(own.handle_.get(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    }
+    return CURL_PREREQFUNC_OK;
+}
+
+void HttpTransfer::readHeader(std::string_view line) {
+    if (line.starts_with("HTTP/")) { // the next response: of a redirect, or after an interim one
+        response_.headers.clear();
+        return;
+    }
+    line = trimmed(line);
+    if (line.empty()) {
+        endHeaders();
+        return;
+    }
+    if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) {
+        response_.headers.emplace_back(lowercase(trimmed(line.substr(0, colon))),
+                                       trimmed(line.substr(colon + 1)));
+    }
+}
+
+void HttpTransfer::endHeaders() {
+    long status = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+    const bool follows = status >= 300 && status < 400 &&
+                         std::any_of(response_.headers.begin(), response_.headers.end(),
+                                     [](const auto& header) { return header.first == "location"; });
+    if (status < 200 || follows || response_.status != 0) {
+        return; // another response comes, or these were the trailers
+    }
+    response_.status = static_cast<int>(status);
+    if (stream() && stream()->responded && !isCancelled()) {
+        stream()->responded(response_.status);
+    }
+}
+
+bool HttpTransfer::readBody(std::string_view bytes) {
+    touch();
+    if (isCancelled()) {
+        return false;
+    }
+    if (stream()) {
+        if (stream()->received) {
+            stream()->received(bytes);
+        }
+        return true;
+    }
+    if (bytes.size() > bodyLimit - response_.body.size()) {
+        return tooLarge();
+    }
+    response_.body.append(bytes);
+    return true;
+}
+
+bool HttpTransfer::tooLarge() {
+    failure_ = error(TransportError::tooLarge, "The response is too large");
+    return false;
+}
+
+std::optional<HttpTransfer::Instant> HttpTransfer::deadline() const {
+    constexpr double longest = 1e9;
+    if (!(request_.idleTimeout > 0) || request_.idleTimeout > longest) {
+        return std::nullopt;
+    }
+    return lastActivity_ +
+           std::chrono::ceil<Instant::duration>(std::chrono::duration<double>(request_.idleTimeout));
+}
+
+std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
+    if (failure_ || result == CURLE_OK) {
+        return failure_;
+    }
+    return error(codeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
+}
+
+void HttpTransfer::complete(std::optional<TransportError> failure) {
+    if (isCancelled()) {
+        failure = error(TransportError::cancelled, "The request was cancelled");
+    }
+    if (handle_ && response_.status == 0) {
+        long status = 0;
+        curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+        response_.status = static_cast<int>(status);
+    }
+    handle_.reset();
+    headers_.reset();
+    if (failure) {
+        response_.body = {};
+    }
+    response_.error = std::move(failure);
+    const HttpSink sink = std::exchange(sink_, {});
+    try {
+        if (const auto* handlers = std::get_if<HttpStreamHandlers>(&sink)) {
+            if (handlers->completed) {
+                handlers->completed(response_.error);
+            }
+        } else if (const auto& completion = std::get<0>(sink)) {
+            completion(std::move(response_));
+        }
+    } catch (...) {
+        // A handler's failure is its own: other requests go on.
+    }
+}
+
+} // namespace kiv

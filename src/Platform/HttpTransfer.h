@@ -1,0 +1,94 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include <curl/curl.h>
+
+#include "Platform/HttpClient.h"
+
+namespace kiv {
+
+/// Who takes the response: whole, or as it comes.
+using HttpSink = std::variant<std::function<void(HttpResponse response)>, HttpStreamHandlers>;
+
+/// One request under way: how libcurl is to perform it, and what becomes of the answer. Lives on the network
+/// thread, save for `cancel`.
+class HttpTransfer : public HttpTask {
+public:
+    using Instant = std::chrono::steady_clock::time_point;
+
+    /// `wake` makes the network thread look at its transfers.
+    HttpTransfer(HttpRequest request, HttpSink sink, std::function<void()> wake);
+
+    void cancel() override;
+
+    /// Whether `cancel` was called.
+    bool isCancelled() const { return cancelled_.load(); }
+
+    /// Makes the handle for libcurl; null when the request cannot be performed, and then `failure` says why.
+    CURL* prepare();
+    CURL* handle() const { return handle_.get(); }
+    const std::optional<TransportError>& failure() const { return failure_; }
+
+    /// When the request has failed if nothing comes or goes until then.
+    std::optional<Instant> deadline() const;
+
+    /// How the request has ended by libcurl's account. Null when all went well.
+    std::optional<TransportError> errorOf(CURLcode result) const;
+
+    /// Gives back the handle, then calls the last handler and lets go of all of them. The handle must have
+    /// left its multi handle.
+    void complete(std::optional<TransportError> error);
+
+private:
+    HttpStreamHandlers* stream() { return std::get_if<HttpStreamHandlers>(&sink_); }
+    bool addHeader(const std::string& line);
+    bool addHeaders();
+    void configureMethod();
+    void configureConnection();
+    void configureCallbacks();
+
+    /// libcurl's callbacks: nothing may be thrown through it.
+    static std::size_t onHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+    static std::size_t onBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+    static int onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
+    static int onConnected(void* self, char*, char*, int, int) noexcept;
+
+    void readHeader(std::string_view line);
+    void endHeaders();
+    bool readBody(std::string_view bytes);
+    bool tooLarge();
+    void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
+
+    struct FreeHandle {
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+    struct FreeList {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    };
+
+    const HttpRequest request_;
+    HttpSink sink_;
+    const std::function<void()> wake_;
+    std::atomic<bool> cancelled_{false};
+
+    std::unique_ptr<curl_slist, FreeList> headers_;
+    std::unique_ptr<CURL, FreeHandle> handle_; ///< goes before the headers
+    std::array<char, CURL_ERROR_SIZE> message_{};
+    std::optional<TransportError> failure_;
+    HttpResponse response_;
+    std::size_t headerBytes_ = 0;
+    curl_off_t moved_ = 0; ///< bytes of bodies, in both directions
+    Instant lastActivity_{};
+};
+
+} // namespace kiv

@@ -1,0 +1,232 @@
+#include "Platform/Queues.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include <kiv/KIVHost.h>
+
+#include "Platform/Clock.h"
+#include "Platform/LibraryThread.h"
+
+namespace kiv {
+
+using Instant = std::chrono::steady_clock::time_point;
+using Task = std::function<void()>;
+
+struct SerialQueue::Strand {};
+
+/// All of it is guarded by the work thread's lock.
+struct Timer::State {
+    std::shared_ptr<const Task> task; ///< null when it is not to start any more
+    Instant due;
+    Instant::duration period{}; ///< zero: once
+    std::uint64_t number = 0;
+};
+
+namespace {
+
+/// A thread of the library that runs tasks in the order in which they come, and those of timers when due.
+class TaskThread {
+public:
+    explicit TaskThread(const char* name) : name_(name) {}
+
+    void post(Task task) {
+        const std::lock_guard lock(lock_);
+        tasks_.push_back(std::move(task));
+        wake();
+    }
+
+    void add(const std::shared_ptr<Timer::State>& timer) {
+        const std::lock_guard lock(lock_);
+        timer->number = ++lastNumber_;
+        insert(timer);
+        wake();
+    }
+
+    void cancel(Timer::State& timer) {
+        std::shared_ptr<const Task> released; // after the lock: what a task holds may be the application's
+        const std::lock_guard lock(lock_);
+        timers_.erase({timer.due, timer.number});
+        released.swap(timer.task);
+    }
+
+    void waitUntilIdle() {
+        std::unique_lock lock(lock_);
+        const std::uint64_t mine = ++idleAsked_;
+        wake();
+        becameIdle_.wait(lock, [&] { return idleAnswered_ >= mine; });
+    }
+
+private:
+    void wake() {
+        if (!started_) { // tried again with the next task when the system had no thread to give
+            started_ = startLibraryThread(
+                name_, [this] { run(); },
+                [this] {
+                    const std::lock_guard lock(lock_);
+                    wakeUp_.notify_all();
+                });
+        }
+        wakeUp_.notify_all();
+    }
+
+    void insert(std::shared_ptr<Timer::State> timer) {
+        const std::pair key(timer->due, timer->number);
+        timers_.emplace(key, std::move(timer));
+    }
+
+    void run() {
+        std::unique_lock lock(lock_);
+        while (!processIsEnding()) {
+            const Instant::duration untilNext = queueDueTimers();
+            if (!tasks_.empty()) {
+                Task task = std::move(tasks_.front());
+                tasks_.pop_front();
+                lock.unlock();
+                perform(std::move(task));
+                lock.lock();
+                continue;
+            }
+            idleAnswered_ = idleAsked_;
+            becameIdle_.notify_all();
+            if (timers_.empty()) {
+                wakeUp_.wait(lock);
+            } else {
+                wakeUp_.wait_for(lock, untilNext);
+            }
+        }
+    }
+
+    /// Gives the time until the next timer is due, when there is one.
+    Instant::duration queueDueTimers() {
+        while (!timers_.empty()) {
+            const auto first = timers_.begin();
+            const Instant::duration left = first->first.first - Clock::current().monotonic();
+            if (left > Instant::duration::zero()) {
+                return left;
+            }
+            tasks_.push_back([this, timer = std::move(first->second)] { fire(timer); });
+            timers_.erase(first);
+        }
+        return {};
+    }
+
+    void fire(const std::shared_ptr<Timer::State>& timer) {
+        std::unique_lock lock(lock_);
+        std::shared_ptr<const Task> task = timer->task;
+        if (!task) {
+            return;
+        }
+        if (timer->period > Instant::duration::zero()) {
+            // The times that were missed are made up for by this one run.
+            const Instant::duration late = Clock::current().monotonic() - timer->due;
+            timer->due += timer->period * (late / timer->period + 1);
+            insert(timer);
+        } else {
+            timer->task.reset();
+        }
+        lock.unlock();
+        (*task)();
+    }
+
+    /// A task that fails, say for lack of memory, takes no other with it.
+    static void perform(Task task) {
+        try {
+            task();
+        } catch (...) {
+        }
+    }
+
+    const char* const name_;
+    std::mutex lock_;
+    std::condition_variable wakeUp_;
+    std::condition_variable becameIdle_;
+    std::deque<Task> tasks_;
+    std::map<std::pair<Instant, std::uint64_t>, std::shared_ptr<Timer::State>> timers_;
+    std::uint64_t lastNumber_ = 0;
+    std::uint64_t idleAsked_ = 0;
+    std::uint64_t idleAnswered_ = 0;
+    bool started_ = false;
+};
+
+TaskThread& workThread() {
+    static TaskThread& thread = *new TaskThread("kiv-work");
+    return thread;
+}
+
+TaskThread& mainThread() {
+    static TaskThread& thread = *new TaskThread("kiv-main");
+    return thread;
+}
+
+/// Any number of seconds, as one that can be added to the present time.
+Instant::duration durationOf(double seconds) {
+    constexpr double century = 3.2e9;
+    const double within = std::isnan(seconds) ? 0 : std::clamp(seconds, 0.0, century);
+    return std::chrono::duration_cast<Instant::duration>(std::chrono::duration<double>(within));
+}
+
+thread_local const void* currentStrand = nullptr;
+
+} // namespace
+
+SerialQueue::SerialQueue() : strand_(std::make_shared<Strand>()) {}
+
+void SerialQueue::post(std::function<void()> task) {
+    // One thread runs the tasks of all queues in the order in which they come, and so those of each.
+    workThread().post([strand = strand_, task = std::move(task)] {
+        struct Current {
+            explicit Current(const void* strand) { currentStrand = strand; }
+            ~Current() { currentStrand = nullptr; }
+        } const current(strand.get());
+        task();
+    });
+}
+
+bool SerialQueue::isCurrent() const { return currentStrand == strand_.get(); }
+
+Timer::Timer(double seconds, bool repeats, std::function<void()> task) : state_(std::make_shared<State>()) {
+    const Instant::duration interval = durationOf(seconds);
+    state_->task = std::make_shared<const Task>(std::move(task));
+    state_->due = Clock::current().monotonic() + interval;
+    if (repeats) {
+        state_->period = std::max<Instant::duration>(interval, std::chrono::microseconds(100));
+    }
+    workThread().add(state_);
+}
+
+Timer::~Timer() { cancel(); }
+Timer::Timer(Timer&&) noexcept = default;
+
+Timer& Timer::operator=(Timer&& other) noexcept {
+    if (this != &other) {
+        cancel();
+        state_ = std::move(other.state_);
+    }
+    return *this;
+}
+
+void Timer::cancel() {
+    if (state_) {
+        workThread().cancel(*state_);
+    }
+}
+
+void Timer::timePassed() { workThread().waitUntilIdle(); }
+
+void postToMainQueue(std::function<void()> task) {
+    if (const auto host = KIVHost::current(); host->mainQueue) {
+        host->mainQueue(std::move(task));
+    } else {
+        mainThread().post(std::move(task));
+    }
+}
+
+} // namespace kiv

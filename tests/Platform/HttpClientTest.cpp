@@ -1,0 +1,499 @@
+#include "Platform/HttpClient.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <future>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <kiv/KIVHost.h>
+
+#include "Support/LoopbackServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using kiv::HttpRequest;
+using kiv::HttpResponse;
+using kiv::TransportError;
+using Request = LoopbackServer::Request;
+using Connection = LoopbackServer::Connection;
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+/// The answer to a request, and that there is only one.
+class Answer {
+public:
+    explicit Answer(HttpRequest request)
+        : task_(kiv::sendHttpRequest(std::move(request), [kept = kept_](HttpResponse response) {
+              if (++kept->calls == 1) {
+                  kept->promise.set_value(std::move(response));
+              }
+          })) {}
+
+    HttpResponse response() {
+        auto future = kept_->promise.get_future();
+        if (future.wait_for(30s) != std::future_status::ready) {
+            ADD_FAILURE() << "no answer";
+            return {};
+        }
+        return future.get();
+    }
+    void cancel() { task_->cancel(); }
+    int calls() const { return kept_->calls; }
+
+private:
+    struct Kept {
+        std::promise<HttpResponse> promise;
+        std::atomic<int> calls = 0;
+    };
+    std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
+    std::shared_ptr<kiv::HttpTask> task_;
+};
+
+HttpResponse fetch(HttpRequest request) { return Answer(std::move(request)).response(); }
+HttpResponse get(const std::string& url) { return fetch({.url = url, .idleTimeout = 10}); }
+
+long errorOf(const HttpResponse& response) { return response.error ? response.error->code : 0; }
+
+std::string header(const HttpResponse& response, const std::string& name) {
+    for (const auto& each : response.headers) {
+        if (each.first == name) {
+            return each.second;
+        }
+    }
+    return "none";
+}
+
+std::string gzip(const std::string& text) {
+    z_stream stream{};
+    deflateInit2(&stream, 9, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    std::string packed(text.size() + 64, '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);
+    packed.resize(packed.size() - stream.avail_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+/// Sends so many bytes and as many more, until somebody stops.
+LoopbackServer::Behaviour flood(std::string head, std::string piece, std::size_t size) {
+    return [=](const Request&, Connection& connection) {
+        connection.send(head);
+        for (std::size_t sent = 0; sent < size && connection.send(piece); sent += piece.size()) {
+        }
+        connection.close();
+    };
+}
+
+std::string temporaryFolder() {
+    std::string folder = std::string(std::getenv("HOME")) + "/XXXXXX";
+    EXPECT_TRUE(mkdtemp(folder.data()));
+    return folder;
+}
+
+TEST(HttpClient, TellsWhatTheServerDid) {
+    LoopbackServer server;
+    const std::string packed = gzip("text that was packed");
+    const std::string mebibyte(1U << 20, 'x');
+    const std::string bomb = gzip(std::string(65U << 20, '\0'));
+    const struct {
+        std::string path;
+        LoopbackServer::Behaviour behaviour;
+        int status;
+        std::string body;
+        long error;
+    } cases[] = {
+        {"/ok", LoopbackServer::answer(200, "text"), 200, "text", 0},
+        {"/forbidden", LoopbackServer::answer(403, "no"), 403, "no", 0},
+        {"/broken", LoopbackServer::answer(500, R"({"error": 1})"), 500, R"({"error": 1})", 0},
+        {"/empty", LoopbackServer::answer(200, ""), 200, "", 0},
+        {"/gzip", LoopbackServer::answer(200, packed, {{"Content-Encoding", "gzip"}}), 200,
+         "text that was packed", 0},
+        {"/notgzip", LoopbackServer::answer(200, "text", {{"Content-Encoding", "gzip"}}), 200, "",
+         TransportError::cannotDecode},
+        {"/chunks",
+         LoopbackServer::raw(
+             "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nte\r\n2\r\nxt\r\n0\r\n\r\n"),
+         200, "text", 0},
+        {"/interim", LoopbackServer::raw("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 200 OK\r\n\r\ntext"),
+         200, "text", 0},
+        {"/half", LoopbackServer::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"), 200, "",
+         TransportError::connectionLost},
+        {"/halfchunk", LoopbackServer::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nte"),
+         200, "", TransportError::connectionLost},
+        {"/nothing", LoopbackServer::raw(""), 0, "", TransportError::connectionLost},
+        {"/reset", LoopbackServer::reset(), 0, "", TransportError::connectionLost},
+        {"/loop", LoopbackServer::redirect(302, "/loop"), 302, "", TransportError::tooManyRedirects},
+        {"/file", LoopbackServer::redirect(302, "file:///etc/passwd"), 302, "",
+         TransportError::unsupportedURL},
+        {"/announced", flood("HTTP/1.1 200 OK\r\nContent-Length: 104857600\r\n\r\n", mebibyte, 100U << 20),
+         200, "", TransportError::tooLarge},
+        {"/endless", flood("HTTP/1.1 200 OK\r\n\r\n", mebibyte, 100U << 20), 200, "",
+         TransportError::tooLarge},
+        {"/bomb", LoopbackServer::answer(200, bomb, {{"Content-Encoding", "gzip"}}), 200, "",
+         TransportError::tooLarge},
+        {"/headers", flood("HTTP/1.1 200 OK\r\n", "Field: value\r\n", 4U << 20), 200, "",
+         TransportError::tooLarge},
+    };
+    for (const auto& each : cases) {
+        server.on(each.path, each.behaviour);
+        const HttpResponse response = get(server.url(each.path));
+        EXPECT_EQ(response.status, each.status) << each.path;
+        EXPECT_EQ(response.body, each.body) << each.path;
+        EXPECT_EQ(errorOf(response), each.error) << each.path;
+        if (response.error) {
+            EXPECT_EQ(response.error->domain, kiv::urlErrorDomain);
+            EXPECT_FALSE(response.error->description.empty()) << each.path;
+        }
+    }
+    server.on("/limit", LoopbackServer::answer(200, std::string(64U << 20, 'x')));
+    EXPECT_EQ(get(server.url("/limit")).body.size(), 64U << 20);
+}
+
+TEST(HttpClient, TellsWhyThereIsNoServer) {
+    std::string nobody;
+    {
+        const LoopbackServer gone;
+        nobody = gone.url();
+    }
+    const std::pair<std::string, long> cases[] = {
+        {nobody, TransportError::cannotConnectToHost},
+        {"http://" + std::string(64, 'a') + ".example/", TransportError::cannotFindHost},
+        {"", TransportError::badURL},
+        {"http://", TransportError::badURL},
+        {"http://127.0.0.1:99999/", TransportError::badURL},
+        {"http://127.0.0.1/a b", TransportError::badURL},
+        {std::string("http://127.0.0.1/\0", 18), TransportError::badURL},
+        {"127.0.0.1/", TransportError::unsupportedURL},
+        {"ftp://127.0.0.1/", TransportError::unsupportedURL},
+        {"file:///etc/passwd", TransportError::unsupportedURL},
+    };
+    for (const auto& [url, error] : cases) {
+        const HttpResponse response = get(url);
+        EXPECT_EQ(errorOf(response), error)
+            << url << ": " << (response.error ? response.error->description : "");
+        EXPECT_EQ(response.status, 0);
+    }
+}
+
+TEST(HttpClient, SendsWhatItIsGiven) {
+    LoopbackServer server;
+    server.on("/path", LoopbackServer::answer(201, "made", {{"X-Answer", " 42 "}}));
+    const std::string body("null \0 byte", 11);
+    const HttpResponse response = fetch({.method = "POST",
+                                         .url = server.url("/path?q=1"),
+                                         .headers = {{"Content-Type", "application/json"}, {"X-Empty", ""}},
+                                         .body = body,
+                                         .ignoresCaches = true});
+    EXPECT_EQ(response.status, 201);
+    EXPECT_EQ(header(response, "x-answer"), "42");
+    fetch({.method = "PUT", .url = server.url("/path"), .body = std::string(3U << 20, 'b')});
+    fetch({.method = "POST", .url = server.url("/path")});
+    fetch({.method = "HEAD", .url = server.url("/nowhere")});
+    fetch({.url = server.url("/path")});
+
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 5U);
+    EXPECT_EQ(requests[0].target, "/path?q=1");
+    EXPECT_EQ(requests[0].method, "POST");
+    EXPECT_EQ(requests[0].body, body);
+    const auto& headers = requests[0].headers;
+    EXPECT_EQ(headers.at("content-type"), "application/json");
+    EXPECT_EQ(headers.at("x-empty"), "");
+    EXPECT_EQ(headers.at("cache-control"), "no-cache");
+    EXPECT_EQ(headers.at("pragma"), "no-cache");
+    EXPECT_NE(headers.at("accept-encoding").find("gzip"), std::string::npos);
+    EXPECT_EQ(requests[1].method, "PUT");
+    EXPECT_EQ(requests[1].body.size(), 3U << 20);
+    EXPECT_FALSE(requests[1].headers.contains("expect")) << "would wait for a second";
+    EXPECT_EQ(requests[2].headers.at("content-length"), "0");
+    EXPECT_EQ(requests[3].method, "HEAD");
+    EXPECT_EQ(requests[4].method, "GET");
+    EXPECT_FALSE(requests[4].headers.contains("cache-control"));
+
+    for (const Headers& smuggled : {Headers{{"A", "b\r\nC: d"}}, Headers{{"A\nC: d", ""}}}) {
+        EXPECT_EQ(errorOf(fetch({.url = server.url(), .headers = smuggled})), TransportError::unknown);
+    }
+    EXPECT_EQ(server.requests().size(), 5U);
+}
+
+TEST(HttpClient, FollowsRedirects) {
+    LoopbackServer server;
+    server.on("/end", LoopbackServer::answer(200, "end", {{"X-Last", "yes"}}));
+    const std::pair<int, std::string> cases[] = {
+        {301, "GET"}, {302, "GET"}, {303, "GET"}, {307, "POST"}, {308, "POST"}};
+    for (const auto& [status, method] : cases) {
+        server.on("/start",
+                  LoopbackServer::answer(status, "not this", {{"Location", "/end"}, {"X-First", "yes"}}));
+        const HttpResponse response = fetch({.method = "POST", .url = server.url("/start"), .body = "body"});
+        const Request last = server.requests().back();
+        EXPECT_EQ(last.target, "/end");
+        EXPECT_EQ(last.method, method) << status;
+        EXPECT_EQ(last.body, method == "POST" ? "body" : "") << status;
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.body, "end");
+        EXPECT_EQ(header(response, "x-first"), "none");
+        EXPECT_EQ(header(response, "x-last"), "yes");
+    }
+    for (int hop = 0; hop < 20; ++hop) {
+        const std::string next = hop == 19 ? "/end" : "/hop" + std::to_string(hop + 1);
+        server.on("/hop" + std::to_string(hop), LoopbackServer::redirect(302, next));
+    }
+    EXPECT_EQ(get(server.url("/hop0")).body, "end");
+}
+
+TEST(HttpClient, TimesOutWhenNothingMoves) {
+    LoopbackServer server;
+    server.on("/never", LoopbackServer::stall());
+    server.on("/then", [](const Request&, Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
+        connection.stall();
+    });
+    server.on("/slow", [](const Request&, Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
+        connection.trickle("0123456789", 100ms);
+    });
+    // A server that does not speak TLS waits for more of what it takes for a request.
+    const std::string handshake = "https" + server.url().substr(4);
+    for (const std::string& url : {server.url("/never"), server.url("/then"), handshake}) {
+        const auto start = std::chrono::steady_clock::now();
+        const HttpResponse response = fetch({.url = url, .idleTimeout = 0.3});
+        const auto took = std::chrono::steady_clock::now() - start;
+        EXPECT_EQ(errorOf(response), TransportError::timedOut) << url;
+        EXPECT_GE(took, 300ms) << url;
+        EXPECT_LT(took, 5s) << url;
+    }
+    Answer slow({.url = server.url("/slow"), .idleTimeout = 0.6});
+    Answer never({.url = server.url("/never"), .idleTimeout = 0});
+    const HttpResponse response = slow.response();
+    EXPECT_EQ(response.body, "0123456789") << errorOf(response);
+    EXPECT_EQ(never.calls(), 0);
+}
+
+TEST(HttpClient, ReusesConnections) {
+    LoopbackServer server;
+    server.on("/", LoopbackServer::answer(200, "text"));
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(get(server.url()).body, "text");
+    }
+    EXPECT_EQ(server.connections(), 1);
+    // A kept connection that the server has closed meanwhile is not the request's fault.
+    server.on("/close", [](const Request&, Connection& connection) {
+        connection.send(LoopbackServer::response(200, "bye"));
+        connection.close();
+    });
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(fetch({.method = "POST", .url = server.url("/close"), .body = "b"}).body, "bye");
+    }
+    EXPECT_EQ(server.requests().size(), 10U);
+}
+
+TEST(HttpClient, CancelsFromAnywhere) {
+    LoopbackServer server;
+    server.on("/", LoopbackServer::answer(200, "text"));
+    server.on("/never", LoopbackServer::stall());
+    Answer waiting({.url = server.url("/never"), .idleTimeout = 0});
+    ASSERT_TRUE(server.waitForRequests(1));
+    waiting.cancel();
+    waiting.cancel();
+    EXPECT_EQ(errorOf(waiting.response()), TransportError::cancelled);
+    Answer done({.url = server.url()});
+    EXPECT_EQ(done.response().body, "text");
+    done.cancel();
+
+    std::vector<std::thread> threads;
+    std::atomic<int> ended = 0;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 25; ++i) {
+                Answer answer({.url = server.url(i % 2 ? "/" : "/never")});
+                if (i % 3 == 0 || i % 2 == 0) {
+                    answer.cancel();
+                }
+                const long error = errorOf(answer.response());
+                ended += error == 0 || error == TransportError::cancelled;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(ended, 100);
+    EXPECT_EQ(waiting.calls() + done.calls(), 2);
+}
+
+/// What a stream has told, in order.
+struct Told {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<std::string> events;
+
+    void add(const std::string& event) {
+        const std::lock_guard guard(lock);
+        events.push_back(event);
+        changed.notify_all();
+    }
+    bool waitFor(std::size_t count) {
+        std::unique_lock guard(lock);
+        return changed.wait_for(guard, 20s, [&] { return events.size() >= count; });
+    }
+    kiv::HttpStreamHandlers handlers() {
+        return {.responded = [this](int status) { add(std::to_string(status)); },
+                .received = [this](std::string_view bytes) { add(std::string(bytes)); },
+                .completed =
+                    [this](const auto& error) { add("end " + std::to_string(error ? error->code : 0)); }};
+    }
+};
+
+TEST(HttpClient, StreamsAsItComes) {
+    LoopbackServer server;
+    Told told;
+    server.on("/start", LoopbackServer::redirect(302, "/stream"));
+    server.on("/stream", [&](const Request&, Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+        EXPECT_TRUE(told.waitFor(1)) << "the status comes before the first byte";
+        connection.send("3\r\none\r\n");
+        EXPECT_TRUE(told.waitFor(2));
+        connection.send("3\r\ntwo\r\n");
+        EXPECT_TRUE(told.waitFor(3));
+        connection.send("0\r\n\r\n");
+    });
+    kiv::openHttpStream({.url = server.url("/start"), .idleTimeout = 0}, told.handlers());
+    EXPECT_TRUE(told.waitFor(4));
+    EXPECT_EQ(told.events, (std::vector<std::string>{"200", "one", "two", "end 0"}));
+    EXPECT_FALSE(server.requests()[0].headers.contains("accept-encoding"));
+
+    Told broken;
+    server.on("/broken",
+              LoopbackServer::raw("HTTP/1.1 500 No\r\nTransfer-Encoding: chunked\r\n\r\n3\r\none\r\n2\r\n"));
+    kiv::openHttpStream({.url = server.url("/broken"), .idleTimeout = 0}, broken.handlers());
+    EXPECT_TRUE(broken.waitFor(3));
+    EXPECT_EQ(broken.events, (std::vector<std::string>{"500", "one", "end -1005"}));
+
+    Told refused;
+    kiv::openHttpStream({.url = "ftp://127.0.0.1/"}, refused.handlers());
+    EXPECT_TRUE(refused.waitFor(1));
+    EXPECT_EQ(refused.events, std::vector<std::string>{"end -1002"});
+}
+
+TEST(HttpClient, StreamsMoreThanARequestMayHold) {
+    LoopbackServer server;
+    server.on("/", flood("HTTP/1.1 200 OK\r\n\r\n", std::string(1U << 20, 'x'), 70U << 20));
+    std::atomic<std::size_t> received = 0;
+    std::promise<long> ended;
+    kiv::openHttpStream({.url = server.url()},
+                        {.received = [&](std::string_view bytes) { received += bytes.size(); },
+                         .completed = [&](const auto& error) { ended.set_value(error ? error->code : 0); }});
+    EXPECT_EQ(ended.get_future().get(), 0);
+    EXPECT_EQ(received, 70U << 20);
+}
+
+TEST(HttpClient, CancelsAStreamFromItsOwnHandler) {
+    LoopbackServer server;
+    server.on("/", flood("HTTP/1.1 200 OK\r\n\r\n", std::string(1U << 20, 'x'), 100U << 20));
+    Told told;
+    std::promise<std::shared_ptr<kiv::HttpTask>> task;
+    auto handlers = told.handlers();
+    handlers.received = [&, future = task.get_future().share()](std::string_view) {
+        told.add("bytes");
+        future.get()->cancel();
+    };
+    task.set_value(kiv::openHttpStream({.url = server.url()}, handlers));
+    EXPECT_TRUE(told.waitFor(3));
+    EXPECT_EQ(told.events, (std::vector<std::string>{"200", "bytes", "end -999"}));
+}
+
+/// Asks the library for more when it is released.
+struct Chatty {
+    std::string url;
+    std::promise<HttpResponse>& answered;
+    ~Chatty() {
+        kiv::sendHttpRequest({.url = url},
+                             [&answered = answered](HttpResponse r) { answered.set_value(std::move(r)); });
+    }
+};
+
+TEST(HttpClient, ReleasesHandlersWhereTheyMayCallIt) {
+    LoopbackServer server;
+    server.on("/", LoopbackServer::answer(200, "text"));
+    std::promise<HttpResponse> answered;
+    const auto task = kiv::sendHttpRequest(
+        {.url = server.url()}, [held = std::shared_ptr<Chatty>(new Chatty{server.url(), answered})](
+                                   const HttpResponse&) { throw 1; });
+    EXPECT_EQ(answered.get_future().get().body, "text");
+}
+
+TEST(HttpClient, TrustsWhomTheHostTrusts) {
+    const LoopbackServer::Options identity = makeTlsIdentity(temporaryFolder());
+    LoopbackServer server(identity);
+    LoopbackServer plain;
+    server.on("/", LoopbackServer::answer(200, "secret"));
+    plain.on("/", LoopbackServer::answer(200, "open"));
+    plain.on("/up", LoopbackServer::redirect(302, server.url()));
+    plain.on("/updown", LoopbackServer::redirect(302, server.url("/down")));
+    server.on("/down", LoopbackServer::redirect(302, plain.url()));
+    EXPECT_EQ(errorOf(get(server.url())), TransportError::certificateUntrusted);
+    EXPECT_TRUE(server.requests().empty());
+
+    KIVHost host;
+    host.caFile = identity.certificateFile;
+    KIVHost::configure(host);
+    EXPECT_EQ(get(server.url()).body, "secret");
+    EXPECT_EQ(get("https://localhost:" + std::to_string(server.port())).body, "secret");
+    EXPECT_EQ(errorOf(get("https://ip6-localhost.localhost:" + std::to_string(server.port()))),
+              TransportError::certificateUntrusted)
+        << "the certificate is for another name";
+    EXPECT_EQ(get(plain.url("/up")).body, "secret");
+    EXPECT_EQ(errorOf(get(server.url("/down"))), TransportError::unsupportedURL);
+    EXPECT_EQ(errorOf(get(plain.url("/updown"))), TransportError::unsupportedURL);
+
+    host.caFile = identity.certificateFile + ".missing";
+    KIVHost::configure(host);
+    EXPECT_EQ(errorOf(get(server.url())), TransportError::secureConnectionFailed);
+}
+
+TEST(HttpClient, GoesThroughTheHostsProxy) {
+    LoopbackServer proxy;
+    proxy.on("http://nowhere.example/a", LoopbackServer::answer(200, "fetched"));
+    setenv("no_proxy", "*", 1);
+    KIVHost host;
+    host.proxy = proxy.url("");
+    KIVHost::configure(host);
+    EXPECT_EQ(get("http://nowhere.example/a").body, "fetched");
+    host.proxy = std::nullopt;
+    KIVHost::configure(host);
+    setenv("http_proxy", proxy.url("").c_str(), 1);
+    unsetenv("no_proxy");
+    EXPECT_EQ(get("http://nowhere.example/a").body, "fetched");
+}
+
+volatile std::sig_atomic_t pipeSignals = 0;
+
+TEST(HttpClient, LeavesNoSignalToTheProcess) {
+    std::signal(SIGPIPE, [](int) { pipeSignals = pipeSignals + 1; });
+    LoopbackServer::Options options = makeTlsIdentity(temporaryFolder());
+    KIVHost host;
+    host.caFile = options.certificateFile;
+    KIVHost::configure(host);
+    options.ignoresBodies = true;
+    LoopbackServer secure(options);
+    LoopbackServer plain(LoopbackServer::Options{.ignoresBodies = true});
+    for (LoopbackServer* server : {&secure, &plain}) {
+        server->on("/", LoopbackServer::reset());
+        for (int i = 0; i < 5; ++i) {
+            const HttpResponse response =
+                fetch({.method = "POST", .url = server->url(), .body = std::string(20U << 20, 'b')});
+            EXPECT_EQ(errorOf(response), TransportError::connectionLost);
+        }
+    }
+    EXPECT_EQ(pipeSignals, 0);
+}
+
+} // namespace

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "Platform/Clock.h"
+#include "Platform/Queues.h"
+
+/// A clock that stands until it is moved.
+class ManualClock : public kiv::Clock {
+public:
+    /// Puts one in place of the process's clock.
+    static ManualClock& install() {
+        auto clock = std::make_unique<ManualClock>();
+        ManualClock& installed = *clock;
+        kiv::Clock::install(std::move(clock));
+        return installed;
+    }
+
+    /// Moves it, and waits until the timers that are due by then have run. Not from the work thread.
+    void advance(double seconds) {
+        passed_ += static_cast<std::int64_t>(seconds * 1e6);
+        kiv::Timer::timePassed();
+    }
+
+    KIVDate now() const override { return KIVDate(std::chrono::microseconds(passed_)); }
+    std::chrono::steady_clock::time_point monotonic() const override {
+        return std::chrono::steady_clock::time_point(std::chrono::microseconds(passed_));
+    }
+
+private:
+    std::atomic<std::int64_t> passed_ = 1'800'000'000'000'000; ///< microseconds since 1970
+};
