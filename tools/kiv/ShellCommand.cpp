@@ -93,6 +93,7 @@ const std::vector<ShellCommand>& commands() {
         {"unfreezeNamespace", {"namespace"}, unfreezeNamespace},
         {"foreground", {}, call<KIVHost::applicationWillEnterForeground>},
         {"handleNamespace", {"namespace"}, handleNamespace},
+        {"setStateDebounceTime", {"seconds"}, shell::setStateDebounceTime},
         {"register", {"namespace", "flags"}, shell::registerFlags},
         {"read", {"name", "context"}, shell::read},
         {"peek", {"name"}, shell::peek},

@@ -31,6 +31,7 @@ inline constexpr std::string_view shellUnhandledError = "unhandledError";
 namespace shell {
 json::object configureHost(ShellSession& session, const ShellFields& fields);
 json::object setup(ShellSession& session, const ShellFields& fields);
+json::object setStateDebounceTime(ShellSession& session, const ShellFields& fields);
 json::object waitForEvent(ShellSession& session, const ShellFields& fields);
 
 json::object registerFlags(ShellSession& session, const ShellFields& fields);

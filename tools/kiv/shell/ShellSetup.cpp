@@ -2,6 +2,7 @@
 #include <kiv/KIVHost.h>
 
 #include "Core/KIVCoreInstance.h"
+#include "CorvaneClient/KIVClient.h"
 #include "Platform/Dates.h"
 #include "Platform/Text.h"
 #include "ValueText.h"
@@ -91,6 +92,15 @@ void installHandlers(KIVOptions& options, const std::shared_ptr<ShellOutput>& ou
     });
 }
 
+double secondsFrom(const ShellFields& fields, std::string_view name) {
+    const auto seconds = fields.get<double>(name);
+    constexpr double longest = 86400;
+    if (seconds < 0 || seconds > longest) {
+        ShellFields::refuse(name, "must be a number of seconds from 0 to 86400");
+    }
+    return seconds;
+}
+
 } // namespace
 
 json::object shell::configureHost(ShellSession&, const ShellFields& fields) {
@@ -133,14 +143,15 @@ json::object shell::setup(ShellSession& session, const ShellFields& fields) {
     return {};
 }
 
+json::object shell::setStateDebounceTime(ShellSession&, const ShellFields& fields) {
+    KIV_SetStateDebounceTime = static_cast<float>(secondsFrom(fields, "seconds"));
+    return {};
+}
+
 json::object shell::waitForEvent(ShellSession& session, const ShellFields& fields) {
     const std::string_view event =
         fields.choice("event", {shellConfigurationFetched, shellImpression, shellUnhandledError});
-    const auto seconds = fields.get<double>("timeout");
-    constexpr double longest = 86400;
-    if (!(seconds >= 0 && seconds <= longest)) {
-        ShellFields::refuse("timeout", "must be a number of seconds from 0 to 86400");
-    }
+    const double seconds = secondsFrom(fields, "timeout");
     if (!session.output->waitFor(event, std::chrono::duration<double>(seconds))) {
         throw KIVException("timeout",
                            "no " + std::string(event) + " came within " + doubleText(seconds) + " seconds");
