@@ -216,8 +216,6 @@ TEST_F(ShellCommand, WaitsForWhatAServiceSends) {
                                 {"options",
                                  {{"customSigningCertificate", signer.certificateBase64},
                                   {"networkConfigurations", {{"getConfigCloudEndpoint", server.url("")}}}}}});
-    std::string fromNetwork = fetched;
-    fromNetwork.replace(fromNetwork.find("\"fetcherStatus\": 1"), 18, "\"fetcherStatus\": 3");
     const std::vector<value> written =
         run({host(), registration, setupWithService,
              R"({"do": "wait", "event": "configurationFetched", "timeout": 30})",
@@ -225,7 +223,7 @@ TEST_F(ShellCommand, WaitsForWhatAServiceSends) {
     const auto event =
         std::ranges::find_if(written, [](const value& line) { return line.as_object().contains("event"); });
     ASSERT_NE(event, written.end());
-    EXPECT_EQ(kiv::compactJson(*event), kiv::compactJson(parsed(fromNetwork)));
+    EXPECT_EQ(event->at("fetcherStatus"), 3);
     EXPECT_EQ(kiv::compactJson(written.back()), R"({"ok":true,"value":"5000000000"})");
     ASSERT_EQ(written.size(), 6U);
     EXPECT_LT(event - written.begin(), 4) << "the event came after the answer to wait";
