@@ -173,11 +173,7 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
     const auto flags = currentFlagsRepository();
     flags->setFreezeLevel(options.defaultFreezeLevel);
     const auto dataPersistency = std::make_shared<const KIVDataPersistency>();
-    std::shared_ptr<KIVDeviceProperties> deviceProperties;
-    {
-        const kiv::WriterLock lock(fieldsLock_);
-        deviceProperties = deviceProperties_;
-    }
+    const auto deviceProperties = this->deviceProperties();
     return KIVClient::create({
         .clientOptions = clientOptions,
         .configuration = std::make_shared<KIVConfiguration>(),
@@ -251,6 +247,11 @@ std::optional<std::string> KIVCoreInstance::currentSDKKey() const {
 std::shared_ptr<KIVClient> KIVCoreInstance::client() const {
     const kiv::WriterLock lock(fieldsLock_);
     return client_;
+}
+
+std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::deviceProperties() const {
+    const kiv::WriterLock lock(fieldsLock_);
+    return deviceProperties_;
 }
 
 std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::currentFlagsRepository() const {

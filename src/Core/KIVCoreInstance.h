@@ -46,6 +46,8 @@ public:
 
     std::optional<std::string> currentSDKKey() const;
     std::shared_ptr<KIVClient> client() const;
+    /// The current key's; null before setup.
+    std::shared_ptr<KIVDeviceProperties> deviceProperties() const;
 
     /// The current key's flags, the shared ones before setup.
     std::shared_ptr<KIVFeatureFlagsRepository> currentFlagsRepository() const;

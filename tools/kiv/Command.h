@@ -43,6 +43,7 @@ public:
 void addEvalCommand(CLI::App& parent, int& exitCode);
 void addExplainCommand(CLI::App& parent, int& exitCode);
 void addSplitCommand(CLI::App& parent, int& exitCode);
+void addShellCommand(CLI::App& parent, int& exitCode);
 void addConfigCommand(CLI::App& parent, int& exitCode);
 void addKeygenCommand(CLI::App& parent, int& exitCode);
 void addSignCommand(CLI::App& parent, int& exitCode);

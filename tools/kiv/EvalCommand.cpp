@@ -50,18 +50,7 @@ int evaluateOne(const EvaluationRequest& request) {
 
 json::object answer(const EvaluationRequest& request) {
     const EvaluationWorld world(request);
-    const auto result = world.evaluate(request.expression, request.flagName);
-    if (!result) {
-        return {{"outcome", "undefined"}};
-    }
-    if (result->value().isNone()) {
-        return {{"outcome", "empty"}};
-    }
-    const std::optional<std::string> text = result->stringValue();
-    return {{"outcome", "value"},
-            {"type", typeName(result->value())},
-            {"value", toJson(result->value())},
-            {"stringValue", text ? json::value(*text) : json::value()}};
+    return outcome(world.evaluate(request.expression, request.flagName));
 }
 
 json::object answerLine(const std::string& line) {

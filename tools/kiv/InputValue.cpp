@@ -1,6 +1,7 @@
 #include "InputValue.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -29,21 +30,6 @@ std::optional<std::int32_t> int32(const json::value& value) {
     return static_cast<std::int32_t>(*integer);
 }
 
-KIVDate date(const json::value& value) {
-    if (const std::int64_t* seconds = value.if_int64()) {
-        constexpr std::int64_t farthest = std::int64_t{1} << 40; // beyond any calendar
-        if (*seconds > -farthest && *seconds < farthest) {
-            return KIVDate(std::chrono::seconds(*seconds));
-        }
-    }
-    const json::string* text = value.if_string();
-    const std::optional<KIVDate> parsed = text ? parseDate(*text) : std::nullopt;
-    if (!parsed) {
-        throw BadInput("a \"datetime\" is a text like \"2026-01-31T12:00:00.000Z\", or seconds since 1970");
-    }
-    return *parsed;
-}
-
 /// A property whose type follows from the kind of its value.
 Property plainProperty(const std::string& name, const json::value& value) {
     if (const json::string* text = value.if_string()) {
@@ -69,7 +55,7 @@ Property plainProperty(const std::string& name, const json::value& value) {
 
 Property typedProperty(const std::string& name, std::string_view type, const json::value& value) {
     if (type == KIVC_customPropertyTypeDateTime) {
-        return KIVCustomProperty::withDateTimeValue(name, date(value));
+        return KIVCustomProperty::withDateTimeValue(name, dateFromJson(value));
     }
     if (type == KIVC_customPropertyTypeSemver && value.is_string()) {
         return KIVCustomProperty::withSemverValue(name, std::string(value.get_string()));
@@ -123,6 +109,24 @@ Property propertyFromJson(const std::string& name, const json::value& value) {
         throw BadInput("an object needs a text \"type\" and a \"value\"");
     }
     return typedProperty(name, *type, *inner);
+}
+
+KIVDate dateFromJson(const json::value& value) {
+    constexpr std::int64_t farthest = std::int64_t{1} << 40; // beyond any calendar
+    if (const std::int64_t* seconds = value.if_int64();
+        seconds && *seconds > -farthest && *seconds < farthest) {
+        return KIVDate(std::chrono::seconds(*seconds));
+    }
+    if (const double* seconds = value.if_double(); seconds && std::abs(*seconds) < farthest) {
+        return KIVDate(
+            std::chrono::round<std::chrono::microseconds>(std::chrono::duration<double>(*seconds)));
+    }
+    const json::string* text = value.if_string();
+    const std::optional<KIVDate> parsed = text ? parseDate(*text) : std::nullopt;
+    if (!parsed) {
+        throw BadInput("a \"datetime\" is a text like \"2026-01-31T12:00:00.000Z\", or seconds since 1970");
+    }
+    return *parsed;
 }
 
 KivxValue contextValueFromJson(const json::value& value) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <kiv/KIVCustomProperty.h>
+#include <kiv/KIVDate.h>
 #include <kiv/KivxValue.h>
 
 #include "Platform/Json.h"
@@ -20,6 +21,9 @@ Property propertyFromJson(const std::string& name, const json::value& value);
 
 /// A value of the context from JSON: a text, a number, a boolean or null.
 KivxValue contextValueFromJson(const json::value& value);
+
+/// A date from JSON: ISO 8601 text, or seconds since 1970.
+KIVDate dateFromJson(const json::value& value);
 
 /// A name and a value as they are given on the command line: NAME=VALUE or NAME:TYPE=VALUE.
 struct NamedText {

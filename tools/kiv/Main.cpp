@@ -87,6 +87,7 @@ void prepare(CLI::App& app, int& exitCode) {
     addEvalCommand(app, exitCode);
     addExplainCommand(app, exitCode);
     addSplitCommand(app, exitCode);
+    addShellCommand(app, exitCode);
     addConfigCommand(app, exitCode);
     addServeCommand(app, exitCode);
     addDeviceCommand(app, exitCode);

@@ -69,6 +69,20 @@ json::value toJson(const KivxValue& value) {
     return nullptr;
 }
 
+json::object outcome(const std::optional<KivxEvaluationResult>& result) {
+    if (!result) {
+        return {{"outcome", "undefined"}};
+    }
+    if (result->value().isNone()) {
+        return {{"outcome", "empty"}};
+    }
+    const std::optional<std::string> text = result->stringValue();
+    return {{"outcome", "value"},
+            {"type", typeName(result->value())},
+            {"value", toJson(result->value())},
+            {"stringValue", text ? json::value(*text) : json::value()}};
+}
+
 std::string toText(const KivxValue& value) {
     if (value.isUndefined()) {
         return "undefined";
