@@ -28,7 +28,9 @@ public:
         waiting_.push_back(std::move(transfer));
         if (!started_) { // tried again with the next request when the system had no thread to give
             started_ = startLibraryThread(
-                "kiv-network", [this] { run(); }, [this] { wake(); });
+                "kiv-network", [this] { run(); }, [this] { wake(); },
+                // It never waits for anything, but a machine under load may give it little time.
+                std::chrono::milliseconds(500));
         }
         wakeLocked();
     }

@@ -8,6 +8,8 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/LibraryThread.h"
+
 namespace kiv {
 namespace {
 
@@ -234,6 +236,7 @@ std::size_t HttpTransfer::onBody(char* bytes, std::size_t, std::size_t size, voi
 
 int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
                              curl_off_t sent) noexcept {
+    haltIfProcessEnds(); // there may be many transfers to go before libcurl returns
     auto& own = *static_cast<HttpTransfer*>(self);
     if (own.moved_ != received + sent) {
         own.moved_ = received + sent;

@@ -20,6 +20,7 @@ struct LibraryThread {
     const char* name;
     std::function<void()> run;
     std::function<void()> interrupt;
+    std::chrono::milliseconds patience;
     bool halted = false; ///< guarded by `Threads::lock`
 };
 
@@ -31,7 +32,7 @@ struct Threads {
     const pid_t process = getpid();
 };
 
-thread_local const LibraryThread* ownThread = nullptr;
+thread_local LibraryThread* ownThread = nullptr;
 
 void haltAll();
 
@@ -51,6 +52,7 @@ void haltAll() {
     if (own.process != getpid()) {
         return; // a child after a fork
     }
+    const auto start = std::chrono::steady_clock::now();
     own.ending = true;
     std::unique_lock lock(own.lock);
     const auto started = own.all;
@@ -59,14 +61,22 @@ void haltAll() {
         thread->interrupt();
     }
     lock.lock();
-    own.someHalted.wait_for(lock, std::chrono::milliseconds(50), [&] {
-        for (const auto& thread : started) {
-            if (!thread->halted && thread.get() != ownThread) {
-                return false;
-            }
-        }
-        return true;
-    });
+    for (const auto& thread : started) {
+        own.someHalted.wait_until(lock, start + thread->patience,
+                                  [&] { return thread->halted || thread.get() == ownThread; });
+    }
+}
+
+[[noreturn]] void halt() {
+    {
+        const std::lock_guard lock(threads().lock);
+        ownThread->halted = true;
+    }
+    threads().someHalted.notify_all();
+    // Returning would run the destructors of thread-local objects, perhaps of libraries that are gone.
+    for (;;) {
+        pause();
+    }
 }
 
 void* threadMain(void* argument) {
@@ -76,15 +86,7 @@ void* threadMain(void* argument) {
     ownThread = &own;
     pthread_setname_np(pthread_self(), own.name);
     own.run();
-    {
-        const std::lock_guard lock(threads().lock);
-        own.halted = true;
-    }
-    threads().someHalted.notify_all();
-    // Returning would run the destructors of thread-local objects, perhaps of libraries that are gone.
-    for (;;) {
-        pause();
-    }
+    halt();
 }
 
 bool startDetached(std::unique_ptr<std::shared_ptr<LibraryThread>> thread) {
@@ -109,15 +111,23 @@ bool startDetached(std::unique_ptr<std::shared_ptr<LibraryThread>> thread) {
 
 } // namespace
 
-bool startLibraryThread(const char* name, std::function<void()> run, std::function<void()> interrupt) {
+bool startLibraryThread(const char* name, std::function<void()> run, std::function<void()> interrupt,
+                        std::chrono::milliseconds patience) {
     Threads& own = threads();
-    auto thread = std::make_shared<LibraryThread>(LibraryThread{name, std::move(run), std::move(interrupt)});
+    auto thread =
+        std::make_shared<LibraryThread>(LibraryThread{name, std::move(run), std::move(interrupt), patience});
     const std::lock_guard lock(own.lock);
     if (own.ending || !startDetached(std::make_unique<std::shared_ptr<LibraryThread>>(thread))) {
         return false;
     }
     own.all.push_back(std::move(thread));
     return true;
+}
+
+void haltIfProcessEnds() noexcept {
+    if (ownThread && processIsEnding()) {
+        halt();
+    }
 }
 
 bool processIsEnding() noexcept { return threads().ending; }

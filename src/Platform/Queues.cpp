@@ -72,7 +72,9 @@ private:
                 [this] {
                     const std::lock_guard lock(lock_);
                     wakeUp_.notify_all();
-                });
+                },
+                // A task may be waiting for the thread that ends the process.
+                std::chrono::milliseconds(50));
         }
         wakeUp_.notify_all();
     }

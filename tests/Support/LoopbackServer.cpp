@@ -314,6 +314,15 @@ LoopbackServer::Behaviour LoopbackServer::raw(std::string bytes) {
     };
 }
 
+LoopbackServer::Behaviour LoopbackServer::flood(std::string head, std::string piece, std::size_t size) {
+    return [=](const Request&, Connection& connection) {
+        connection.send(head);
+        for (std::size_t sent = 0; sent < size && connection.send(piece); sent += piece.size()) {
+        }
+        connection.close();
+    };
+}
+
 LoopbackServer::Behaviour LoopbackServer::redirect(int status, std::string location) {
     return answer(status, "elsewhere", {{"Location", std::move(location)}});
 }

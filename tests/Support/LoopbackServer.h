@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -73,6 +74,8 @@ public:
     static Behaviour answer(int status, std::string body, std::map<std::string, std::string> headers = {});
     /// Sends the bytes as they are, then hangs up.
     static Behaviour raw(std::string bytes);
+    /// Sends the head, then the piece again and again until it makes `size` bytes or the client hangs up.
+    static Behaviour flood(std::string head, std::string piece, std::size_t size);
     static Behaviour redirect(int status, std::string location);
     static Behaviour stall();
     static Behaviour reset();
