@@ -151,15 +151,12 @@ void KIVNetwork::getJsonFromURL(const KIVHttpRequestData& requestData, double ti
                                 bool useDefaultCachePolicy) const {
     KIV_DEBUG_LOG("url=%@", requestData.url);
     auto request = requestOf(requestData, timeout, useDefaultCachePolicy);
-    if (!request || isStopped_) {
+    if (!request) {
         return;
     }
     urlSession_->sendRequestWrapper(
         std::move(*request), [self = shared_from_this(), url = requestData.url, doNotReport404,
                               completionHandler = std::move(completionHandler)](kiv::HttpResponse response) {
-            if (self->isStopped_) {
-                return;
-            }
             KIVNetworkError error = KIVNetworkError::none;
             const auto json = self->answerOf(url, response, doNotReport404, error);
             response = {}; // not needed while the completion runs

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -40,8 +39,8 @@ public:
                         bool useDefaultCachePolicy) const;
 
     /// From now on no request starts, and the answers that are under way are dropped.
-    void stop() { isStopped_ = true; }
-    bool isStopped() const { return isStopped_; }
+    void stop() { urlSession_->invalidateAndCancel(); }
+    bool isStopped() const { return urlSession_->isInvalid(); }
 
     /// The payload of an envelope, an object without nulls, once its signature has been verified. Null on
     /// failure: `error`, when given, is then `signatureWasNotVerified` or, for a payload that is missing or
@@ -65,5 +64,4 @@ private:
     const KIVSignatureChecker signatureChecker_;
     const bool isSignatureCheckDisabled_;
     const std::shared_ptr<const KIVURLSession> urlSession_;
-    std::atomic<bool> isStopped_{false};
 };

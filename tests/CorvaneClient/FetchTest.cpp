@@ -1,0 +1,312 @@
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv.h>
+
+#include "Core/KIVCoreInstance.h"
+#include "CorvaneClient/KIVClient.h"
+#include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Support/CapturedLog.h"
+#include "Support/LoopbackServer.h"
+#include "Support/ManualClock.h"
+#include "Support/Signing.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+const std::string early = "2026-01-01T00:00:00.000Z";
+const std::string late = "2026-02-01T00:00:00.000Z";
+
+struct ShopFlags : KIVBaseContainer {
+    KIVString color{"default"};
+    KIV_CONTAINER(ShopFlags, color);
+};
+
+std::string experiment(const std::string& flag, const std::string& value) {
+    return R"({"_id":")" + flag + R"(","deploymentConfiguration":{"condition":"\")" + value +
+           R"(\""},"featureFlags":[{"name":")" + flag + R"("}]})";
+}
+
+/// A payload that gives the shop's colour, and some internal flags.
+std::string payload(const std::string& color, const std::map<std::string, std::string>& internal = {},
+                    const std::string& more = "") {
+    std::string experiments = experiment("shop.color", color);
+    for (const auto& [name, value] : internal) {
+        experiments += "," + experiment("kiv.internal." + name, value);
+    }
+    return R"({"application":")" + key + R"(",)" + more + R"("experiments":[)" + experiments + "]}";
+}
+
+/// An application with one flag, set up against a server on loopback.
+class Fetch : public ::testing::Test {
+protected:
+    Fetch() { KIVCore::register_("shop", flags); }
+    ~Fetch() override { KIVCore::shutdown(); }
+
+    void setUp(KIVNetworkConfigurationsOptions endpoints) {
+        KIVCore::setupWithKey(key, {.onConfigurationFetched =
+                                        [heard = heard](const KIVFetcherResult& result) {
+                                            const std::lock_guard lock(heard->lock);
+                                            heard->results.push_back(result);
+                                            heard->changed.notify_all();
+                                        },
+                                    .verbose = 1,
+                                    .customSigningCertificate = signer.certificateBase64,
+                                    .networkConfigurations = std::move(endpoints)});
+    }
+    void setUp() { setUp({.getConfigCloudEndpoint = server.url("/cdn")}); }
+
+    /// The next result as "status error"; "nothing" when none comes.
+    std::string nextResult() {
+        std::unique_lock lock(heard->lock);
+        if (!heard->changed.wait_for(lock, 20s, [&] { return !heard->results.empty(); })) {
+            return "nothing";
+        }
+        last = heard->results.front();
+        heard->results.pop_front();
+        return std::to_string(last.fetcherStatus) + (last.errorDetails ? " " + *last.errorDetails : "");
+    }
+
+    bool heardNothing() const {
+        const std::lock_guard lock(heard->lock);
+        return heard->results.empty();
+    }
+
+    /// The colour in the stored document.
+    std::string stored() const {
+        const auto document =
+            KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, key)
+                .productionConfiguration();
+        const auto* data = document ? kiv::textMember(*document, "data") : nullptr;
+        if (!data) {
+            return "nothing";
+        }
+        for (const char* color : {"red", "green"}) {
+            if (data->find(color) != kiv::json::string::npos) {
+                return color;
+            }
+        }
+        return "another";
+    }
+
+    void answerCdn(LoopbackServer::Behaviour behaviour) {
+        server.on("/cdn/" + key + "/" + buid, std::move(behaviour));
+    }
+    void serve(const std::string& payload, const std::string& date = late) {
+        answerCdn(LoopbackServer::answer(200, signer.sign(payload, date)));
+    }
+
+    struct Heard {
+        std::mutex lock;
+        std::condition_variable changed;
+        std::deque<KIVFetcherResult> results;
+    };
+
+    CapturedLog log;
+    const Signer signer = makeSigner();
+    const std::string buid = KIVDeviceProperties::buidFor(key, signer.certificateBase64);
+    LoopbackServer server;
+    std::shared_ptr<ShopFlags> flags = std::make_shared<ShopFlags>();
+    std::shared_ptr<Heard> heard = std::make_shared<Heard>();
+    KIVFetcherResult last;
+};
+
+TEST_F(Fetch, ServesStoresAndTellsWhatTheServiceSays) {
+    const std::string good = signer.sign(payload("red"), early);
+    const std::string unverifiable = makeSigner().sign(payload("red"), early);
+    const std::string foreign =
+        signer.sign(R"({"application":"5e0bd1f2c3a4b5d6e7f80913","experiments":[]})", early);
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
+    const struct {
+        const char* name;
+        LoopbackServer::Behaviour behaviour;
+        std::string result; ///< status and error
+        std::string stored;
+        std::string served;
+    } cases[] = {
+        {"a document", LoopbackServer::answer(200, good), "3", "red", "red"},
+        {"any status with a document", LoopbackServer::answer(500, good), "3", "red", "red"},
+        {"a redirect to it", LoopbackServer::redirect(302, "/elsewhere"), "3", "red", "red"},
+        {"a dummy", LoopbackServer::answer(200, signer.sign(payload("red", {}, R"("dummy":true,)"), early)),
+         "3", "green", "red"},
+        {"a document for another application", LoopbackServer::answer(200, foreign), "3", "another", "green"},
+        {"a wrong signature", LoopbackServer::answer(200, unverifiable),
+         "5 KIVNetwork_signatureWasNotVerified", "red", "green"},
+        {"data that is no JSON", LoopbackServer::answer(200, signer.sign("{red", early)),
+         "5 KIVNetwork_jsonParsing", "red", "green"},
+        {"no envelope", LoopbackServer::answer(200, "{}"), "5 KIVNetwork_signatureWasNotVerified", "nothing",
+         "green"},
+        {"an array", LoopbackServer::answer(200, "[1]"), "5 KIVNetwork_jsonParsing", "green", "green"},
+        {"HTML", LoopbackServer::answer(200, "<html></html>"), "5 KIVNetwork_jsonParsing", "green", "green"},
+        {"an empty body", LoopbackServer::answer(200, ""), "5 KIVNetwork_emptyResult", "green", "green"},
+        {"an error without a body", LoopbackServer::answer(429, ""), "5 KIVNetwork_emptyResult", "green",
+         "green"},
+        {"not found, and no API", LoopbackServer::answer(404, ""), "5 KIVNetwork_unknownError", "green",
+         "green"},
+        {"forbidden, and no API", LoopbackServer::answer(403, good), "5 KIVNetwork_unknownError", "green",
+         "green"},
+        {"a body that says not found, and no API", LoopbackServer::answer(200, R"({"result":404})"),
+         "5 KIVNetwork_unknownError", "green", "green"},
+        {"a reset", LoopbackServer::reset(), "5 KIVNetwork_unknownError", "green", "green"},
+        {"half a body", LoopbackServer::raw(head + "99999\r\n\r\n" + good), "5 KIVNetwork_unknownError",
+         "green", "green"},
+        {"a redirect loop", LoopbackServer::redirect(302, "/cdn/" + key + "/" + buid),
+         "5 KIVNetwork_unknownError", "green", "green"},
+    };
+    server.on("/elsewhere", LoopbackServer::answer(200, good));
+    setUp();
+    EXPECT_EQ(nextResult(), "5 KIVNetwork_unknownError") << "the server does not know it yet";
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        serve(payload("green"));
+        KIVCore::fetch();
+        EXPECT_EQ(nextResult(), "3");
+        answerCdn(each.behaviour);
+        KIVCore::fetch();
+        EXPECT_EQ(nextResult(), each.result);
+        EXPECT_EQ(flags->color.value(), each.served);
+        EXPECT_EQ(stored(), each.stored);
+    }
+}
+
+TEST_F(Fetch, AsksTheApiForWhatTheCdnDoesNotHave) {
+    server.on("/api/" + key + "/" + buid, LoopbackServer::answer(200, signer.sign(payload("red"), late),
+                                                                 {{"Content-Type", "application/json"}}));
+    setUp({.getConfigApiEndpoint = server.url("/api/"), .getConfigCloudEndpoint = server.url("/cdn")});
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_EQ(stored(), "red");
+    EXPECT_FALSE(last.hasChanges) << "there was nothing to differ from";
+
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[0].method, "GET");
+    const std::string query = requests[0].target.substr(requests[0].target.find('?') + 1);
+    EXPECT_TRUE(query.starts_with("canticache=")) << query;
+    EXPECT_NE(query.find("&distinct_id="), std::string::npos);
+    EXPECT_TRUE(query.ends_with("&realPlatform=iOS&platform=iOS&platformVersion=Objective-C&languageVersion="
+                                "Objective-C"))
+        << query;
+    EXPECT_EQ(requests[0].headers.at("cache-control"), "no-cache");
+    EXPECT_EQ(requests[1].method, "POST");
+    EXPECT_EQ(requests[1].headers.at("content-type"), "application/json");
+    const auto body = kiv::parseJson(requests[1].body);
+    ASSERT_TRUE(body);
+    EXPECT_EQ(*kiv::textMember(*body, "app_key"), key);
+    EXPECT_EQ(*kiv::textMember(*body, "buid"), buid);
+
+    // Without a CDN the API is asked at once.
+    serve(payload("blue"));
+    KIVCore::fetch();
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_TRUE(last.hasChanges);
+    EXPECT_EQ(server.requests().size(), 3U);
+}
+
+TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
+    ManualClock& clock = ManualClock::install();
+    serve(payload("red", {{"throttleFetchInSeconds", "30"}}));
+    setUp();
+    EXPECT_EQ(nextResult(), "3");
+    KIVCore::fetch(); // starts the time
+    EXPECT_EQ(nextResult(), "3");
+    clock.advance(29);
+    KIVCore::fetch();
+    for (int i = 0; i < 1000 && !log.has({"Skipping fetch - kill switch"}); ++i) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_TRUE(log.has({"Skipping fetch - kill switch"}));
+    KIVCoreInstance::getInstance().client()->fetchConfigurationFromURLExpanding("push");
+    EXPECT_EQ(nextResult(), "3") << "the push stream's are not throttled";
+    clock.advance(2);
+    KIVCore::fetch();
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_TRUE(heardNothing());
+    EXPECT_EQ(server.requests().size(), 4U);
+}
+
+TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<std::string> toSend;
+    int streams = 0;
+    server.on("/sse/" + key, [&](const auto&, LoopbackServer::Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n:\n\n");
+        std::unique_lock guard(lock);
+        ++streams;
+        changed.notify_all();
+        while (changed.wait_for(guard, 20s, [&] { return !toSend.empty(); })) {
+            const std::string bytes = toSend.front();
+            toSend.erase(toSend.begin());
+            if (bytes.empty() || !connection.send(bytes)) {
+                break;
+            }
+        }
+        connection.close();
+    });
+    const auto send = [&](const std::string& bytes) {
+        const std::lock_guard guard(lock);
+        toSend.push_back(bytes);
+        changed.notify_all();
+    };
+    const auto waitForStreams = [&](int count) {
+        std::unique_lock guard(lock);
+        return changed.wait_for(guard, 20s, [&] { return streams == count; });
+    };
+
+    serve(payload("red", {{"pushUpdates", "true"}}));
+    setUp({.getConfigCloudEndpoint = server.url("/cdn"), .pushNotificationEndpoint = server.url("/sse")});
+    EXPECT_EQ(nextResult(), "3");
+    ASSERT_TRUE(waitForStreams(1));
+    EXPECT_TRUE(log.has({"Push Updates are on"}));
+
+    serve(payload("green", {{"pushUpdates", "true"}}));
+    send("event: other\ndata: x\n\nevent: changed\ndata: y\n\n");
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_EQ(flags->color.value(), "green");
+
+    // A stream that has ended is opened anew by an ordinary fetch.
+    send("");
+    const auto opensAnew = [&] {
+        KIVCore::fetch();
+        EXPECT_EQ(nextResult(), "3");
+        const std::lock_guard guard(lock);
+        return streams == 2;
+    };
+    bool opened = false;
+    for (int i = 0; i < 200 && !opened; ++i) {
+        opened = opensAnew();
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_TRUE(opened);
+
+    serve(payload("blue"));
+    KIVCore::fetch();
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_TRUE(log.has({"Push Updates are off"}));
+}
+
+TEST_F(Fetch, IsInertAfterShutdown) {
+    answerCdn(LoopbackServer::stall());
+    setUp({.getConfigCloudEndpoint = server.url("/cdn"), .sendStateApiEndpoint = server.url("/state")});
+    ASSERT_TRUE(server.waitForRequests(2));
+    const auto start = std::chrono::steady_clock::now();
+    KIVCore::shutdown();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    KIVCore::fetch();
+    KIVCore::setCustomBooleanProperty(true, "late");
+    KIVCore::register_("late", std::make_shared<ShopFlags>());
+    ManualClock::install().advance(100);
+    EXPECT_TRUE(heardNothing());
+    EXPECT_EQ(server.requests().size(), 2U);
+}
+
+} // namespace

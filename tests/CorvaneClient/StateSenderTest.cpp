@@ -1,0 +1,122 @@
+#include <chrono>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv.h>
+
+#include "Core/KIVCoreInstance.h"
+#include "CorvaneClient/KIVClient.h"
+#include "Platform/Json.h"
+#include "Platform/UserDefaults.h"
+#include "Support/CapturedLog.h"
+#include "Support/LoopbackServer.h"
+#include "Support/ManualClock.h"
+
+namespace {
+
+const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+
+struct ShopFlags : KIVBaseContainer {
+    KIVString color{"blue", {"blue", "red"}};
+    KIVFlag open{true};
+    KIV_CONTAINER(ShopFlags, color, open);
+};
+
+/// An application against a server that knows no state until the test says so.
+class State : public ::testing::Test {
+protected:
+    ~State() override { KIVCore::shutdown(); }
+
+    void setUp() {
+        KIVCore::setupWithKey(key, {.verbose = 1,
+                                    .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                        .sendStateApiEndpoint = server.url("/api"),
+                                        .sendStateCloudEndpoint = server.url("/cdn")}});
+    }
+
+    /// Method and path of each request so far, which there must be so many of.
+    std::vector<std::string> requests(std::size_t count) {
+        EXPECT_TRUE(server.waitForRequests(count));
+        std::vector<std::string> lines;
+        for (const auto& request : server.requests()) {
+            lines.push_back(request.method + " " + request.target);
+        }
+        return lines;
+    }
+
+    std::string hash() const { return KIVCoreInstance::getInstance().deviceProperties()->stateMd5(); }
+
+    CapturedLog log;
+    LoopbackServer server;
+};
+
+TEST_F(State, IsPostedWhenTheCdnDoesNotKnowIt) {
+    KIVCore::register_("shop", std::make_shared<ShopFlags>());
+    KIVCore::setCustomDateTimeProperty(KIVDate(), "since");
+    KIVCore::setCustomStringProperty("x", "text");
+    setUp();
+    EXPECT_EQ(requests(2), (std::vector<std::string>{"GET /cdn/" + key + "/" + hash(),
+                                                     "POST /api/" + key + "/" + hash()}));
+    const auto body = kiv::parseJson(server.requests()[1].body);
+    ASSERT_TRUE(body && body->is_object());
+    std::string members;
+    for (const auto& pair : body->get_object()) {
+        members.append(pair.key()).append(" ");
+    }
+    EXPECT_EQ(members, "stateMd5 app_key feature_flags custom_properties platform ");
+    const std::string text = kiv::compactJson(*body);
+    EXPECT_NE(text.find(R"([{"name":"shop.color","defaultValue":"blue","options":["blue","red"]},)"
+                        R"({"name":"shop.open","defaultValue":"true","options":["true","false"]}])"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find(R"("name":"text")"), std::string::npos);
+    EXPECT_EQ(text.find(R"("name":"since")"), std::string::npos) << "dates are for keys of the other form";
+
+    // A state that the CDN knows is not posted, and neither is one that it cannot tell about.
+    const auto container = std::make_shared<ShopFlags>();
+    const std::string before = hash();
+    server.on("/api/" + key + "/" + before, LoopbackServer::answer(200, "{}"));
+    server.on("/cdn/" + key + "/" + before, LoopbackServer::answer(200, "{}"));
+    KIVCoreInstance::getInstance().client()->sendState();
+    EXPECT_EQ(requests(3)[2], "GET /cdn/" + key + "/" + before);
+    server.on("/cdn/" + key + "/" + before, LoopbackServer::answer(500, ""));
+    KIVCoreInstance::getInstance().client()->sendState();
+    EXPECT_EQ(requests(4)[3], "GET /cdn/" + key + "/" + before);
+
+    KIVCore::register_("more", container);
+    EXPECT_NE(hash(), before);
+    EXPECT_EQ(requests(6)[4], "GET /cdn/" + key + "/" + hash());
+    EXPECT_EQ(requests(6)[5], "POST /api/" + key + "/" + hash());
+}
+
+TEST_F(State, OfManyPropertiesIsSentOnce) {
+    ManualClock& clock = ManualClock::install();
+    setUp();
+    requests(2);
+    for (int i = 0; i < 10; ++i) {
+        KIVCore::setCustomBooleanProperty(true, "p" + std::to_string(i));
+        clock.advance(0.1);
+    }
+    clock.advance(1.5);
+    EXPECT_EQ(server.requests().size(), 2U) << "three seconds have not passed";
+    EXPECT_TRUE(
+        log.has({"DEBOUNCE_DEBUG: KIVClient.debounceSendState - Skipping duplicate state send request"}));
+    clock.advance(1);
+    EXPECT_EQ(requests(4)[2], "GET /cdn/" + key + "/" + hash());
+    clock.advance(100);
+    EXPECT_EQ(server.requests().size(), 4U);
+}
+
+TEST_F(State, IsToldForTheKeyThatIsCurrentForTheInstallation) {
+    const std::string other = "5e0bd1f2c3a4b5d6e7f80913";
+    setUp();
+    requests(2);
+    KIVCore::switchToSDKKey(other);
+    KIVCoreInstance::getInstance().client()->sendState();
+    const auto lines = requests(4);
+    EXPECT_TRUE(lines[2].starts_with("GET /cdn/" + other + "/")) << lines[2];
+    EXPECT_TRUE(lines[3].starts_with("POST /api/" + other + "/")) << lines[3];
+}
+
+} // namespace
