@@ -6,7 +6,15 @@
 
 namespace {
 
-constexpr const char* sdkKey = "5e0bd1f2c3a4b5d6e7f80912";
+void hearImpression(Heard& heard, const KIVReportingValue& value) {
+    heard.hadExperiment[value.name()] = value.targeting();
+    heard.impressions.push_back(value.description());
+    if (value.name() == tickerFlag) {
+        throw std::runtime_error("the shop's statistics are full");
+    }
+}
+
+} // namespace
 
 std::string textOfFile(const std::string& path) {
     std::string text;
@@ -14,7 +22,6 @@ std::string textOfFile(const std::string& path) {
     return text;
 }
 
-/// What the document's expressions ask for: a property of each kind, fixed or computed when asked for.
 void describeCustomer() {
     KIVCore::setCustomStringProperty("ada", "userId");
     KIVCore::setCustomStringProperty("Ada", "firstName");
@@ -30,16 +37,6 @@ void describeCustomer() {
         [](auto, const auto&) -> double { throw std::runtime_error("the scoring service is away"); },
         "recommendationScore");
 }
-
-void hearImpression(Heard& heard, const KIVReportingValue& value) {
-    heard.hadExperiment[value.name()] = value.targeting();
-    heard.impressions.push_back(value.description());
-    if (value.name() == tickerFlag) {
-        throw std::runtime_error("the shop's statistics are full");
-    }
-}
-
-} // namespace
 
 void configureHost(const Paths& paths, Heard& heard) {
     KIVHost host;

@@ -32,6 +32,13 @@ inline constexpr const char* undefinedValue = "default: expression is undefined"
 /// The flag whose impressions the shop's handler cannot stand.
 inline constexpr const char* tickerFlag = "store.ticker";
 
+inline constexpr const char* sdkKey = "5e0bd1f2c3a4b5d6e7f80912";
+
+std::string textOfFile(const std::string& path);
+
+/// What the document's expressions ask for: a property of each kind, fixed or computed when asked for.
+void describeCustomer();
+
 /// Comes before the first call of `KIVCore`.
 void configureHost(const Paths& paths, Heard& heard);
 
@@ -73,3 +80,14 @@ void showRefused(const Paths& paths, Heard& heard, Report& report);
 void showCustomers(const Paths& paths, Heard& heard, Report& report);
 /// In another process, after `showCustomers`.
 void showNextStart(const Paths& paths, Heard& heard, Report& report);
+
+struct LiveRun {
+    std::string service; ///< its URL
+    Paths paths;
+    bool expectsStored = false; ///< an earlier start has stored a document
+    std::string editedFile;     ///< the payload that somebody edits; none ends the run after the fetch
+    bool stays = false;         ///< runs on until it is interrupted
+};
+
+/// With a service.
+void runLive(const LiveRun& run, Report& report);

@@ -16,17 +16,30 @@ int main(int argc, char** argv) {
         {"next-start", showNextStart},
     };
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    // The library may still call its handlers while the process ends.
+    static Heard& heard = *new Heard;
+    Report report;
+    if (arguments.size() >= 5 && arguments[0] == "live") {
+        const Paths paths{arguments[2], arguments[3], arguments[4]};
+        configureHost(paths, heard);
+        const bool edits = arguments.size() > 5;
+        runLive({.service = arguments[1],
+                 .paths = paths,
+                 .expectsStored = edits,
+                 .editedFile = edits ? arguments[5] : "",
+                 .stays = arguments.size() > 6 && arguments[6] == "stay"},
+                report);
+        return report.allWell() ? 0 : 1;
+    }
     const auto part = arguments.size() == 4 ? parts.find(arguments[0]) : parts.end();
     if (part == parts.end()) {
-        std::fputs("usage: storefront genuine|tampered|customers|next-start DOCUMENT CERTIFICATE FOLDER\n",
+        std::fputs("usage: storefront genuine|tampered|customers|next-start DOCUMENT CERTIFICATE FOLDER\n"
+                   "       storefront live SERVICE DOCUMENT CERTIFICATE FOLDER [EDITED_FILE [stay]]\n",
                    stderr);
         return 2;
     }
-    // The library may still call its handlers while the process ends.
-    static Heard& heard = *new Heard;
     const Paths paths{arguments[1], arguments[2], arguments[3]};
     configureHost(paths, heard);
-    Report report;
     part->second(paths, heard, report);
     return report.allWell() ? 0 : 1;
 }

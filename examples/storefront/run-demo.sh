@@ -1,8 +1,13 @@
 #!/usr/bin/env bash
 # Makes a signing key, signs the shop's flags with it, and shows what the shop reads from the signed document and from a
-# tampered copy, and what it may know and do about its customers. All files it makes are in a temporary folder, which it removes. The commands are taken from the
+# tampered copy, what it may know and do about its customers,
+# and how it lives with a service. With --stay the service and the shop run on until they are interrupted. All files it makes are in a temporary folder, which it removes. The commands are taken from the
 # folder KIV_BIN, or from the project's build.
 set -euo pipefail
+stay=
+if [[ ${1:-} == --stay ]]; then
+    stay=stay
+fi
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 payload=$here/storefront.flags.json
 bin=${KIV_BIN:-$here/../../build/release/bin}
@@ -43,4 +48,44 @@ printf '\nexamples/storefront/storefront.flags.json was checked and signed with 
 "$bin/storefront" tampered "$work/tampered.json" "$work/signing.certificate.txt" "$work/library-of-tampered"
 "$bin/storefront" customers "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
 "$bin/storefront" next-start "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
+
+# The live part: a service for a folder with the shop's payload, on a free port of loopback.
+key=5e0bd1f2c3a4b5d6e7f80912
+served=$work/flags/$key.flags.json
+data=$work/service
+mkdir "$work/flags"
+cp "$payload" "$served"
+"$bin/kiv" serve "$work/flags" --data "$data" --port 0 --json --quiet >"$work/service.json" &
+service=$!
+trap 'kill "$service" 2>/dev/null || true; wait "$service" || true; rm -rf "$work"' EXIT
+for ((i = 0; i < 100; ++i)); do
+    [[ -s $work/service.json ]] && break
+    sleep 0.1
+done
+url=$(sed -n 's/^{"url":"\([^"]*\)".*/\1/p' "$work/service.json")
+certificate=$data/signing.certificate.txt
+sed 's/, 0\.15, 0)/, 0.1, 0)/' "$payload" >"$work/older.json"
+quietly "$bin/kiv" config sign "$work/older.json" --key "$data/signing.key.pem" --date 2026-01-01T00:00:00.000Z --out "$work/shipped.json"
+
+printf '\n11. The shop with its service: kiv serve at %s\n\n  First start, with an older document shipped in the application:\n\n' "$url"
+"$bin/storefront" live "$url" "$work/shipped.json" "$certificate" "$work/live"
+
+: >"$work/live.txt"
+printf '\n  Second start, and then somebody edits the file: ifThen(isInTargetGroup("loyal"), 0.25, 0)\n\n'
+"$bin/storefront" live "$url" "$work/shipped.json" "$certificate" "$work/live" "$served" $stay >>"$work/live.txt" &
+shop=$!
+for ((i = 0; i < 200; ++i)); do
+    grep -q Listening "$work/live.txt" && break
+    sleep 0.05
+done
+sleep 0.3 # the stream opens
+sed -i 's/, 0\.15, 0)/, 0.25, 0)/' "$served"
+if [[ -n $stay ]]; then
+    printf '  Edit %s and see. Interrupt (Ctrl-C) to end.\n\n' "$served"
+    trap 'kill -INT "$shop" 2>/dev/null || true' INT
+    tail -n +1 -f --pid="$shop" "$work/live.txt" || true
+else
+    wait "$shop" || { cat "$work/live.txt"; exit 1; }
+    cat "$work/live.txt"
+fi
 printf '\nAll as it should be.\n'
