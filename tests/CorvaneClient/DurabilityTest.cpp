@@ -1,0 +1,176 @@
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <kiv/KIVHost.h>
+
+#include "Platform/Json.h"
+#include "Platform/PropertyList.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Support/LoopbackServer.h"
+#include "Support/Signing.h"
+
+namespace {
+
+namespace json = kiv::json;
+
+const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+const std::string command = KIV_TEST_BIN_DIR "/kiv";
+
+std::string payload(std::size_t size) {
+    return R"({"application":")" + key + R"(","experiments":[],"padding":")" + std::string(size, 'x') +
+           R"("})";
+}
+
+/// An application in a process of its own, driven by lines.
+class Application {
+public:
+    Application() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        input_ = ends[1];
+        process_ = fork();
+        if (process_ == 0) {
+            const int nowhere = open("/dev/null", O_WRONLY);
+            dup2(ends[0], STDIN_FILENO);
+            dup2(nowhere, STDOUT_FILENO);
+            dup2(nowhere, STDERR_FILENO);
+            execl(command.c_str(), "kiv", "shell", nullptr);
+            _exit(127);
+        }
+        close(ends[0]);
+    }
+    ~Application() {
+        close(input_);
+        waitpid(process_, nullptr, 0);
+    }
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+
+    /// Until the process is killed.
+    void tell(const json::object& line) {
+        const std::string text = kiv::compactJson(line) + "\n";
+        std::size_t written = 0;
+        while (written < text.size()) {
+            const ssize_t size = write(input_, text.data() + written, text.size() - written);
+            if (size < 0) {
+                return;
+            }
+            written += static_cast<std::size_t>(size);
+        }
+    }
+
+    void kill() const { ::kill(process_, SIGKILL); }
+
+private:
+    int input_ = -1;
+    pid_t process_ = -1;
+};
+
+/// The list in the file: it must be whole when it is there.
+std::optional<json::object> wholeList(const std::string& path, int& seen) {
+    if (!std::filesystem::exists(path)) {
+        return std::nullopt;
+    }
+    ++seen;
+    auto list = kiv::readPropertyList(path);
+    EXPECT_TRUE(list) << path;
+    return list;
+}
+
+TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
+    std::signal(SIGPIPE, SIG_IGN);
+    constexpr int rounds = 200;
+    const Signer signer = makeSigner();
+    const std::string documents[] = {signer.sign(payload(100)), signer.sign(payload(400'000))};
+    const std::string overrides[] = {std::string(10, 'a'), std::string(200'000, 'b')};
+    std::set<std::string> known;
+    for (const std::string& document : documents) {
+        known.insert(std::string(*kiv::textMember(*kiv::parseJson(document), "data")));
+    }
+    LoopbackServer server;
+    std::atomic<unsigned> asked = 0;
+    server.on("/cdn/" + key + "/" + KIVDeviceProperties::buidFor(key, signer.certificateBase64),
+              [&](const auto& request, auto& connection) {
+                  LoopbackServer::answer(200, documents[asked++ % 2])(request, connection);
+              });
+
+    const auto run = [&](const std::string& folder, const std::optional<std::chrono::microseconds>& life) {
+        const auto start = std::chrono::steady_clock::now();
+        std::thread killer;
+        {
+            Application application;
+            killer = std::thread([&] {
+                if (life) {
+                    std::this_thread::sleep_for(*life);
+                    application.kill();
+                }
+            });
+            application.tell({{"do", "host"}, {"libraryDirectory", folder}});
+            application.tell(
+                {{"do", "register"},
+                 {"flags", json::array{{{"name", "color"}, {"type", "string"}, {"default", "x"}}}}});
+            application.tell(
+                {{"do", "setup"},
+                 {"key", key},
+                 {"options",
+                  {{"customSigningCertificate", signer.certificateBase64},
+                   {"networkConfigurations", {{"getConfigCloudEndpoint", server.url("/cdn")}}}}}});
+            for (int step = 0; step < 6; ++step) {
+                application.tell({{"do", "override"}, {"name", "color"}, {"value", overrides[step % 2]}});
+                application.tell({{"do", "fetch"}});
+            }
+            application.tell({{"do", "wait"}, {"event", "configurationFetched"}, {"timeout", 10}});
+            killer.join();
+        }
+        return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                                     start);
+    };
+
+    const std::string root = *KIVHost::current()->libraryDirectory + "/killed/";
+    const auto whole = run(root + "whole", std::nullopt);
+    std::mt19937 random(std::random_device{}());
+    int identities = 0;
+    int records = 0;
+    int overrideFiles = 0;
+    for (int i = 0; i < rounds; ++i) {
+        // Now and then a fresh folder, so that identities are made.
+        const std::string folder = root + std::to_string(i / 3);
+        run(folder, whole * (random() % 1000) / 1000);
+        const auto identity = wholeList(folder + "/corvane-" + key + "-properties.plist", identities);
+        const auto record =
+            wholeList(folder + "/Application Support/Persistency/KIVClientConfigurationLoadingData", records);
+        const auto kept =
+            wholeList(folder + "/Application Support/io.corvane/flags/overrides", overrideFiles);
+        if (identity) {
+            EXPECT_TRUE(kiv::textMember(*identity, "distinct_id"));
+        }
+        if (const auto* document = record ? kiv::member(*record, "productionConfiguration") : nullptr) {
+            EXPECT_TRUE(known.contains(std::string(*kiv::textMember(*document, "data"))));
+        }
+        if (const auto* value = kept ? kiv::textMember(*kept, "color") : nullptr) {
+            EXPECT_TRUE(*value == overrides[0] || *value == overrides[1]);
+        }
+        if (i % 3 == 2) {
+            std::filesystem::remove_all(folder);
+        }
+    }
+    // The kills came at all stages.
+    EXPECT_GT(identities, 0);
+    EXPECT_GT(records, 0);
+    EXPECT_GT(overrideFiles, 0);
+    EXPECT_LT(overrideFiles, rounds);
+}
+
+} // namespace
