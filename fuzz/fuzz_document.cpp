@@ -23,9 +23,10 @@ void apply(const KIVConfigurationDataResult::Document& payload) {
 /// Takes the bytes for an envelope, and for the payload of one: the way of a document without its network.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto options = std::make_shared<KIVClientOptions>();
-    const KIVNetwork strict(options);
+    const auto session = std::make_shared<const KIVURLSession>();
+    const KIVNetwork strict(options, session);
     options->disableSignatureVerification = true;
-    const KIVNetwork lenient(options);
+    const KIVNetwork lenient(options, session);
 
     const auto envelope = kiv::parseJson(textOf(data, size));
     if (envelope) {
