@@ -48,7 +48,8 @@ void setUp(const std::string& key, std::function<void(const KIVReportingValue&)>
                      experiment("6", "bench.overridden", "false"))));
     KIVCore::setupWithKey(key, {.impressionHandler = std::move(handler),
                                 .customSigningCertificate = benchSigner().certificateBase64,
-                                .defaultConfigurationPath = document});
+                                .defaultConfigurationPath = document,
+                                .networkConfigurations = KIVNetworkConfigurationsOptions()});
     KIVCore::overrides()->setOverride("true", "bench.overridden");
 }
 
@@ -59,13 +60,13 @@ const Signer& benchSigner() {
     return signer;
 }
 
-std::string payloadOf(std::size_t experiments) {
+std::string payloadOf(std::size_t experiments, const std::string& key) {
     std::string text;
     for (std::size_t i = 0; i < experiments; ++i) {
         const std::string number = std::to_string(i);
         text += (i ? "," : "") + experiment(number, "bench.flag" + number, R"(eq("FR", "FR"))");
     }
-    return payload(benchKey, text);
+    return payload(key, text);
 }
 
 BenchFlags& benchFlags() {
@@ -93,4 +94,14 @@ BenchFlags& benchFlagsWithHandler() {
         return served;
     }();
     return flags;
+}
+
+BenchFlags& benchFlagsWithService(const std::string& configCdn,
+                                  std::function<void(const KIVFetcherResult&)> fetched) {
+    BenchFlags& served = benchFlags();
+    KIVCore::setupWithKey(serviceKey, {.onConfigurationFetched = std::move(fetched),
+                                       .customSigningCertificate = benchSigner().certificateBase64,
+                                       .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                           .getConfigCloudEndpoint = configCdn}});
+    return served;
 }

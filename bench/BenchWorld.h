@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -31,8 +32,13 @@ BenchFlags& benchFlags();
 /// call this come after those that do not.
 BenchFlags& benchFlagsWithHandler();
 
+/// The same flags, after a setup with a further key that fetches from the URL.
+BenchFlags& benchFlagsWithService(const std::string& configCdn,
+                                  std::function<void(const KIVFetcherResult&)> fetched);
+inline const std::string serviceKey = "5e0bd1f2c3a4b5d6e7f80914";
+
 /// A payload with one flag and one rule an experiment.
-std::string payloadOf(std::size_t experiments);
+std::string payloadOf(std::size_t experiments, const std::string& key = benchKey);
 
 /// The one key pair of the run.
 const Signer& benchSigner();

@@ -16,6 +16,8 @@ TARGETS = {
     "read/override": ("u", 1),
     "apply/10000": ("ms", 40),
     "register/10000": ("ms", 50),
+    "state/10000": ("ms", 60),
+    "fetch/10000": ("ms", 80),
 }
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -44,7 +46,7 @@ def main(path):
         time = nanoseconds(row)
         kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "unit")) else "ms", None))
         value = time / unit if kind == "u" else time / 1e6
-        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment") if key in row)
+        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment", "reads_slowdown") if key in row)
         alone = rows.get(name.replace("/threads:2", "")) if "/threads:2" in name else None
         if alone:
             # Time per read over all threads: two that do not disturb each other halve it.

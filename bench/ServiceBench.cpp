@@ -1,0 +1,124 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "BenchWorld.h"
+
+#include "Core/KIVCoreInstance.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Support/LoopbackServer.h"
+
+// What the library does by itself, beside an application that goes on reading.
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Reads a flag without pause on a thread of its own, and keeps what each read took while it is asked to.
+class Reader {
+public:
+    explicit Reader(const KIVFlag& flag) : thread_([this, &flag] { run(flag); }) {}
+    ~Reader() {
+        ends_ = true;
+        thread_.join();
+    }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    void measure(bool on) { measures_ = on; }
+
+    /// In nanoseconds, of all reads that were measured.
+    double median() {
+        const std::lock_guard lock(lock_);
+        const auto middle = times_.begin() + static_cast<std::ptrdiff_t>(times_.size() / 2);
+        std::nth_element(times_.begin(), middle, times_.end());
+        const double median = times_.empty() ? 0 : *middle;
+        times_.clear();
+        return median;
+    }
+
+private:
+    void run(const KIVFlag& flag) {
+        constexpr int batch = 20;
+        while (!ends_) {
+            const auto start = Clock::now();
+            for (int i = 0; i < batch; ++i) {
+                benchmark::DoNotOptimize(flag.isEnabled());
+            }
+            const std::chrono::duration<double, std::nano> took = Clock::now() - start;
+            if (measures_) {
+                const std::lock_guard lock(lock_);
+                times_.push_back(took.count() / batch);
+            }
+        }
+    }
+
+    std::atomic<bool> ends_{false};
+    std::atomic<bool> measures_{false};
+    std::mutex lock_;
+    std::vector<double> times_;
+    std::thread thread_;
+};
+
+/// From the request to the handler, the document fetched, verified, stored and applied.
+void fetch(benchmark::State& state) {
+    const auto count = static_cast<std::size_t>(state.range(0));
+    static LoopbackServer& server = *new LoopbackServer;
+    static std::mutex& lock = *new std::mutex;
+    static std::condition_variable& changed = *new std::condition_variable;
+    static int fetched = 0;
+    server.on("/cdn/" + serviceKey + "/" +
+                  KIVDeviceProperties::buidFor(serviceKey, benchSigner().certificateBase64),
+              LoopbackServer::answer(200, benchSigner().sign(payloadOf(count, serviceKey))));
+    const auto waitFor = [&](int number) {
+        std::unique_lock guard(lock);
+        return changed.wait_for(guard, std::chrono::seconds(30), [&] { return fetched >= number; });
+    };
+    BenchFlags& flags = benchFlagsWithService(server.url("/cdn"), [](const KIVFetcherResult& result) {
+        const std::lock_guard guard(lock);
+        fetched += result.fetcherStatus == 3 ? 1 : 0;
+        changed.notify_all();
+    });
+    if (!waitFor(1)) {
+        state.SkipWithError("the document was not fetched");
+        return;
+    }
+    Reader reader(flags.plain);
+    reader.measure(true);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const double usual = reader.median();
+    for (auto _ : state) {
+        int next = 0;
+        {
+            const std::lock_guard guard(lock);
+            next = fetched + 1;
+        }
+        KIVCore::fetch();
+        waitFor(next);
+    }
+    state.counters["reads_slowdown"] = reader.median() / usual;
+}
+
+/// The state of so many flags rebuilt, as text and hash, after one property more.
+void buildState(benchmark::State& state) {
+    benchFlags();
+    auto flags = std::make_shared<KIVFeatureFlagsRepository>();
+    for (std::int64_t i = 0; i < state.range(0); ++i) {
+        flags->takeFeature(std::make_shared<KIVFlag>(false), "bench.state" + std::to_string(i));
+    }
+    const auto properties = std::make_shared<KIVCustomPropertiesRepository>();
+    const KIVDeviceProperties device(benchKey, std::nullopt, properties, flags);
+    for (auto _ : state) {
+        properties->addCustomProperty(KIVCustomProperty::withBoolValue("again", true));
+        benchmark::DoNotOptimize(device.allProperties());
+    }
+}
+
+// After those that need the client of another key.
+BENCHMARK(buildState)->Name("state")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(fetch)->Name("fetch")->Arg(10000)->Iterations(20)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+} // namespace

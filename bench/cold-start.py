@@ -1,0 +1,40 @@
+#!/usr/bin/env python3
+"""Starts an application again and again, and tells what setup and the first read of a flag take, and the memory.
+
+The figures are medians. Exit code 1 when a start did not serve the stored document.
+"""
+
+import json
+import pathlib
+import statistics
+import subprocess
+import tempfile
+
+PROGRAM = pathlib.Path(__file__).parent.parent / "build/release/bin/kiv_cold_start"
+ROUNDS = 40
+
+
+def run(what, folder):
+    done = subprocess.run([PROGRAM, what, folder], check=True, capture_output=True, text=True)
+    return json.loads(done.stdout) if done.stdout else {}
+
+
+def median(what, folder, figure):
+    return statistics.median(run(what, folder)[figure] for _ in range(ROUNDS))
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        run("prepare", folder)
+        starts = [run("start", folder) for _ in range(ROUNDS)]
+        for figure, most in (("setup", 5), ("first_read", 15)):
+            value = statistics.median(start[figure] for start in starts) / 1000
+            print(f"start/cold {figure:<22}{value:>10.2f} ms   <= {most}")
+        print(f"threads{'':<26}{max(start['threads'] for start in starts):>10}")
+        bare = median("bare", folder, "resident")
+        empty = median("empty", folder, "resident")
+        print(f"resident above a bare process{(empty - bare) / 1024:>14.2f} MB   <= 12")
+
+
+if __name__ == "__main__":
+    main()
