@@ -1,3 +1,4 @@
+#include <atomic>
 #include <fstream>
 #include <functional>
 #include <mutex>
@@ -52,6 +53,8 @@ protected:
         path = KIVHost::current()->libraryDirectory.value() + "/configuration.json";
         KIVCore::register_("store", flags);
     }
+
+    ~Setup() override { KIVCore::shutdown(); }
 
     KIVOptions options(const std::string& document) {
         kiv::writeFile(path, document);
@@ -426,16 +429,16 @@ TEST_F(Setup, KeepsEverythingInMemoryWithoutALibraryFolder) {
 
 TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
     KIVHost host;
-    int lines = 0;
-    host.logSink = [&](const std::string&) {
-        ++lines;
-        flags->open.isEnabled();
+    const auto lines = std::make_shared<std::atomic<int>>(0); // the library's threads go on logging
+    host.logSink = [lines, kept = flags](const std::string&) {
+        ++*lines;
+        kept->open.isEnabled();
         throw 1;
     };
     KIVHost::configure(host);
     KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
     EXPECT_TRUE(flags->open.isEnabled());
-    EXPECT_GT(lines, 0);
+    EXPECT_GT(*lines, 0);
 }
 
 // Setting up, registering, reading and shutting down from several threads at once.

@@ -99,8 +99,8 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
     for (const std::string& document : documents) {
         known.insert(std::string(*kiv::textMember(*kiv::parseJson(document), "data")));
     }
-    LoopbackServer server;
     std::atomic<unsigned> asked = 0;
+    LoopbackServer server;
     server.on("/cdn/" + key + "/" + KIVDeviceProperties::buidFor(key, signer.certificateBase64),
               [&](const auto& request, auto& connection) {
                   LoopbackServer::answer(200, documents[asked++ % 2])(request, connection);

@@ -234,18 +234,21 @@ TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
 }
 
 TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<std::string> toSend;
-    int streams = 0;
-    server.on("/sse/" + key, [&](const auto&, LoopbackServer::Connection& connection) {
+    struct Streams {
+        std::mutex lock;
+        std::condition_variable changed;
+        std::vector<std::string> toSend;
+        int opened = 0;
+    };
+    const auto streams = std::make_shared<Streams>();
+    server.on("/sse/" + key, [streams](const auto&, LoopbackServer::Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n:\n\n");
-        std::unique_lock guard(lock);
-        ++streams;
-        changed.notify_all();
-        while (changed.wait_for(guard, 20s, [&] { return !toSend.empty(); })) {
-            const std::string bytes = toSend.front();
-            toSend.erase(toSend.begin());
+        std::unique_lock guard(streams->lock);
+        ++streams->opened;
+        streams->changed.notify_all();
+        while (streams->changed.wait_for(guard, 20s, [&] { return !streams->toSend.empty(); })) {
+            const std::string bytes = streams->toSend.front();
+            streams->toSend.erase(streams->toSend.begin());
             if (bytes.empty() || !connection.send(bytes)) {
                 break;
             }
@@ -253,13 +256,13 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
         connection.close();
     });
     const auto send = [&](const std::string& bytes) {
-        const std::lock_guard guard(lock);
-        toSend.push_back(bytes);
-        changed.notify_all();
+        const std::lock_guard guard(streams->lock);
+        streams->toSend.push_back(bytes);
+        streams->changed.notify_all();
     };
     const auto waitForStreams = [&](int count) {
-        std::unique_lock guard(lock);
-        return changed.wait_for(guard, 20s, [&] { return streams == count; });
+        std::unique_lock guard(streams->lock);
+        return streams->changed.wait_for(guard, 20s, [&] { return streams->opened == count; });
     };
 
     serve(payload("red", {{"pushUpdates", "true"}}));
@@ -278,8 +281,8 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
     const auto opensAnew = [&] {
         KIVCore::fetch();
         EXPECT_EQ(nextResult(), "3");
-        const std::lock_guard guard(lock);
-        return streams == 2;
+        const std::lock_guard guard(streams->lock);
+        return streams->opened == 2;
     };
     bool opened = false;
     for (int i = 0; i < 200 && !opened; ++i) {
@@ -292,6 +295,7 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
     KIVCore::fetch();
     EXPECT_EQ(nextResult(), "3");
     EXPECT_TRUE(log.has({"Push Updates are off"}));
+    send("");
 }
 
 TEST_F(Fetch, IsInertAfterShutdown) {
