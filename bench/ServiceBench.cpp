@@ -7,11 +7,11 @@
 
 #include "BenchWorld.h"
 
-#include "Core/KIVCoreInstance.h"
+#include "Flags/KIVFeatureFlagsRepository.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/LoopbackServer.h"
 
-// What the library does by itself, beside an application that goes on reading.
+// What the library does beside an application that goes on reading, and when it is told of more.
 
 namespace {
 
@@ -117,8 +117,62 @@ void buildState(benchmark::State& state) {
     }
 }
 
-// After those that need the client of another key.
+// What is added from here on stays in the library, so names are new in each round and the rounds are few.
+
+constexpr int rounds = 20;
+
+std::vector<std::string> newNames(std::size_t count) {
+    static std::size_t made = 0;
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < count; ++i) {
+        names.push_back("registered.name" + std::to_string(++made));
+    }
+    return names;
+}
+
+void registerFlags(benchmark::State& state) {
+    benchFlags();
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto names = newNames(static_cast<std::size_t>(state.range(0)));
+        std::vector<std::shared_ptr<KIVFlag>> flags;
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            flags.push_back(std::make_shared<KIVFlag>(false));
+        }
+        state.ResumeTiming();
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            KIVCore::flagsRepository()->addFeature(flags[i], names[i]);
+        }
+    }
+}
+
+void addProperties(benchmark::State& state) {
+    benchFlags();
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto names = newNames(static_cast<std::size_t>(state.range(0)));
+        state.ResumeTiming();
+        for (const std::string& name : names) {
+            KIVCore::setCustomStringProperty("value", name);
+        }
+    }
+}
+
+// Fetches come after those that need the client of another key, and before flags pile up.
 BENCHMARK(buildState)->Name("state")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 BENCHMARK(fetch)->Name("fetch")->Arg(10000)->Iterations(20)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+BENCHMARK(registerFlags)
+    ->Name("register")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Iterations(rounds)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(addProperties)
+    ->Name("device/add_property")
+    ->Arg(100)
+    ->Arg(1000)
+    ->Iterations(rounds)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

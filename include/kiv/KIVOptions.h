@@ -16,8 +16,9 @@ struct KIVOptions {
     bool disableSyncLoadingFallback = false;
     /// Accept configuration documents without a valid signature. Always the case for keys of the UUID form.
     bool disableSignatureVerification = false;
-    /// Called after each fetch with its result, on the thread that fetched; for a stored or embedded document
-    /// on the thread of setup, before setup returns.
+    /// Called after each fetch with its result, on a thread of the library's; for a stored or embedded
+    /// document on the thread of setup, before setup returns. Not for a fetch that the configuration's
+    /// throttling leaves out, and not after shutdown.
     std::function<void(const KIVFetcherResult& result)> onConfigurationFetched = {};
     /// Called for each flag that was read and evaluated, on the thread that read it; not for the flags that
     /// it reads itself.
