@@ -1,6 +1,7 @@
 #include "KivxLanguage/KivxParser.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -116,29 +117,40 @@ std::optional<KivxEvaluationResult> KivxParser::evaluateExpression(std::string_v
 
 /// `none` when the evaluation fails.
 KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& context) const {
-    std::optional<KIVUserspaceHandlerException> callbackFailure;
-    std::string reason;
+    std::exception_ptr failure;
     try {
         running.refuseEndless();
         return evaluate(running, context);
-    } catch (const KIVUserspaceHandlerException& failure) {
-        callbackFailure = failure;
     } catch (const kiv::ThreadEnd&) {
         throw;
     } catch (...) {
+        failure = std::current_exception();
+    }
+    tellFailure(running, failure);
+    return KivxValue();
+}
+
+/// Outside the handler that caught it, as the application's callbacks run here.
+void KivxParser::tellFailure(Evaluation& running, const std::exception_ptr& caught) const {
+    std::optional<KIVUserspaceHandlerException> ofCallback;
+    std::string reason;
+    try {
+        std::rethrow_exception(caught);
+    } catch (const KIVUserspaceHandlerException& failure) {
+        ofCallback = failure;
+    } catch (...) {
         reason = KIVException::current().reason();
     }
-    running.failed(callbackFailure ? callbackFailure->exception().reason() : reason);
-    if (!callbackFailure) {
+    running.failed(ofCallback ? ofCallback->exception().reason() : reason);
+    if (!ofCallback) {
         KIV_DEBUG_LOG("Kivx exception %@", reason);
-        return KivxValue();
+        return;
     }
     if (errorInvoker_) {
-        errorInvoker_->trigger(callbackFailure->trigger(), callbackFailure->exception());
+        errorInvoker_->trigger(ofCallback->trigger(), ofCallback->exception());
     }
     KIV_DEBUG_LOG("Kivx Exception: Failed evaluate expression %@, user unhandled expression %@",
-                  running.expression, callbackFailure->exception().what());
-    return KivxValue();
+                  running.expression, ofCallback->exception().what());
 }
 
 /// The value on top after all tokens were walked from the last to the first; `none` for an unknown word on

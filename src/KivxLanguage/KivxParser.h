@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -60,6 +61,7 @@ private:
 
     void setOperatorHandlers();
     KivxValue valueOrNone(Evaluation& running, const EvaluationContext& context) const;
+    void tellFailure(Evaluation& running, const std::exception_ptr& caught) const;
     KivxValue evaluate(Evaluation& running, const EvaluationContext& context) const;
     void applyTraced(Evaluation& running, const KivxNode& node, KivxStack& stack,
                      const EvaluationContext& context) const;

@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include <unicode/uregex.h>
+#include <unicode/regex.h>
 #include <unicode/ustring.h>
 
 namespace kiv {
@@ -17,11 +17,6 @@ constexpr std::size_t keptPatterns = 16;
 
 constexpr std::int32_t stackLimit = 8'000'000; ///< bytes
 
-struct RegexCloser {
-    void operator()(URegularExpression* regex) const { uregex_close(regex); }
-};
-using Regex = std::unique_ptr<URegularExpression, RegexCloser>;
-
 /// UTF-8 as UTF-16, malformed sequences replaced; short texts stay off the heap.
 class Utf16 {
 public:
@@ -29,9 +24,13 @@ public:
         if (text.size() > small_.size()) {
             large_ = std::make_unique<UChar[]>(text.size());
         }
+        UChar* const units = large_ ? large_.get() : small_.data();
+        if (widenAscii(text, units)) {
+            length_ = static_cast<std::int32_t>(text.size());
+            return;
+        }
         UErrorCode status = U_ZERO_ERROR;
-        u_strFromUTF8WithSub(large_ ? large_.get() : small_.data(),
-                             static_cast<std::int32_t>(large_ ? text.size() : small_.size()), &length_,
+        u_strFromUTF8WithSub(units, static_cast<std::int32_t>(large_ ? text.size() : small_.size()), &length_,
                              text.data(), static_cast<std::int32_t>(text.size()), 0xFFFD, nullptr, &status);
     }
 
@@ -39,9 +38,48 @@ public:
     std::int32_t length() const { return length_; }
 
 private:
+    /// False when there is more than ASCII.
+    static bool widenAscii(std::string_view text, UChar* units) {
+        unsigned char all = 0;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            all |= static_cast<unsigned char>(text[i]);
+            units[i] = static_cast<unsigned char>(text[i]);
+        }
+        return all < 0x80;
+    }
+
     std::array<UChar, 128> small_;
     std::unique_ptr<UChar[]> large_;
     std::int32_t length_ = 0;
+};
+
+/// A compiled pattern with its matcher and the text that it looks at, all of which are used again: making
+/// them costs more than a short search.
+class Regex {
+public:
+    Regex(const Utf16& pattern, std::uint32_t flags, UErrorCode& status)
+        : matcher_(icu::UnicodeString(false, pattern.data(), pattern.length()), flags, status) {
+        matcher_.setStackLimit(stackLimit, status);
+        matcher_.useAnchoringBounds(false);
+    }
+
+    bool find(const Utf16& text, RegularExpressionSteps& steps, UErrorCode& status) {
+        matcher_.setMatchCallback(takeStep, &steps, status);
+        // The text goes away before the pattern does, which does not look at it again.
+        text_.setTo(false, text.data(), text.length());
+        matcher_.reset(text_);
+        return matcher_.find(status);
+    }
+
+private:
+    /// Called by ICU after each 10,000 saved states; false ends the search.
+    static UBool takeStep(const void* context, std::int32_t) {
+        RegularExpressionSteps& steps = *static_cast<RegularExpressionSteps*>(const_cast<void*>(context));
+        return ++steps.taken < steps.limit;
+    }
+
+    icu::UnicodeString text_;
+    icu::RegexMatcher matcher_;
 };
 
 std::uint32_t flagsOf(const RegularExpressionOptions& options) {
@@ -59,25 +97,27 @@ std::uint32_t flagsOf(const RegularExpressionOptions& options) {
 void prepareLibrary() {
     static const bool prepared = [] {
         UErrorCode status = U_ZERO_ERROR;
-        const Regex first(uregex_open(u"x", 1, 0, nullptr, &status));
+        const icu::RegexMatcher first(icu::UnicodeString("x"), 0, status);
         return U_SUCCESS(status);
     }();
     static_cast<void>(prepared);
 }
 
-Regex compile(std::string_view pattern, std::uint32_t flags, std::string& error) {
+std::unique_ptr<Regex> compile(std::string_view pattern, std::uint32_t flags, std::string& error) {
     prepareLibrary();
     const Utf16 text(pattern);
-    UErrorCode status = U_ZERO_ERROR;
-    UParseError where{};
-    Regex regex(uregex_open(text.data(), text.length(), flags, &where, &status));
-    if (U_FAILURE(status)) {
-        error = std::string(u_errorName(status)) + " at " + std::to_string(where.offset);
-        return nullptr;
+    UErrorCode status = pattern.empty() ? U_ILLEGAL_ARGUMENT_ERROR : U_ZERO_ERROR;
+    auto regex = std::make_unique<Regex>(text, flags, status);
+    if (U_SUCCESS(status)) {
+        return regex;
     }
-    uregex_setStackLimit(regex.get(), stackLimit, &status);
-    uregex_useAnchoringBounds(regex.get(), false, &status);
-    return regex;
+    // The matcher does not say where; a pattern alone does.
+    UParseError where{};
+    UErrorCode again = U_ZERO_ERROR;
+    const std::unique_ptr<icu::RegexPattern> faulty(icu::RegexPattern::compile(
+        icu::UnicodeString(false, text.data(), text.length()), flags, where, again));
+    error = std::string(u_errorName(status)) + " at " + std::to_string(where.offset);
+    return nullptr;
 }
 
 /// Whether this thread's cache has gone with the thread's other objects. It has no destructor, so it can be
@@ -98,14 +138,14 @@ public:
     }
 
     /// Compiled now unless kept; null when it does not compile.
-    URegularExpression* find(std::string_view pattern, std::uint32_t flags, std::string& error) {
+    Regex* find(std::string_view pattern, std::uint32_t flags, std::string& error) {
         for (auto each = kept_.begin(); each != kept_.end(); ++each) {
             if (each->flags == flags && each->pattern == pattern) {
                 kept_.splice(kept_.begin(), kept_, each);
                 return each->regex.get();
             }
         }
-        Regex regex = compile(pattern, flags, error);
+        auto regex = compile(pattern, flags, error);
         if (!regex) {
             return nullptr;
         }
@@ -120,26 +160,17 @@ private:
     struct Entry {
         std::string pattern;
         std::uint32_t flags;
-        Regex regex;
+        std::unique_ptr<Regex> regex;
     };
 
     std::list<Entry> kept_;
 };
 
-/// Called by ICU after each 10,000 saved states; false ends the search.
-UBool takeStep(const void* context, std::int32_t) {
-    RegularExpressionSteps& steps = *static_cast<RegularExpressionSteps*>(const_cast<void*>(context));
-    return ++steps.taken < steps.limit;
-}
-
-RegularExpressionOutcome search(URegularExpression* regex, std::string_view text,
-                                RegularExpressionSteps& steps, std::string& error) {
+RegularExpressionOutcome search(Regex& regex, std::string_view text, RegularExpressionSteps& steps,
+                                std::string& error) {
     const Utf16 searched(text);
     UErrorCode status = U_ZERO_ERROR;
-    uregex_setMatchCallback(regex, takeStep, &steps, &status);
-    // The text goes away before the pattern does, which does not look at it again.
-    uregex_setText(regex, searched.data(), searched.length(), &status);
-    const bool found = uregex_find(regex, 0, &status);
+    const bool found = regex.find(searched, steps, status);
     if (U_FAILURE(status)) {
         error = u_errorName(status);
         return RegularExpressionOutcome::exhausted;
@@ -159,13 +190,12 @@ RegularExpressionOutcome searchRegularExpression(std::string_view text, std::str
                                      : RegularExpressionOutcome::badPattern;
     }
     const std::uint32_t flags = flagsOf(options);
-    Regex lone;
+    std::unique_ptr<Regex> lone;
     if (cacheIsGone) {
         lone = compile(pattern, flags, error);
     }
-    URegularExpression* const regex =
-        cacheIsGone ? lone.get() : PatternCache::ofThread().find(pattern, flags, error);
-    return regex ? search(regex, text, steps, error) : RegularExpressionOutcome::badPattern;
+    Regex* const regex = cacheIsGone ? lone.get() : PatternCache::ofThread().find(pattern, flags, error);
+    return regex ? search(*regex, text, steps, error) : RegularExpressionOutcome::badPattern;
 }
 
 } // namespace kiv
