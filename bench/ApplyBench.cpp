@@ -40,7 +40,8 @@ struct ApplyWorld {
         if (!document) {
             return false;
         }
-        const auto parser = KIVClientDataParserFactory("", kiv::json::object()).dataParserWithData(document);
+        const auto parser = KIVClientDataParserFactory("", std::make_shared<const kiv::json::object>())
+                                .dataParserWithData(document);
         groups.setTargetGroups(parser->targetGroups());
         setter->setForExperiments(parser->experiments());
         return true;

@@ -103,14 +103,16 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         const kiv::WriterLock lock(fieldsLock_);
         deviceProperties_ = deviceProperties;
     }
+    // Others may hold the present client for a while yet; it must not give flags anything any more when the
+    // next one does.
+    if (const auto present = this->client()) {
+        present->stop();
+    }
     auto client = createClient(options);
     std::shared_ptr<KIVClient> replaced = client;
     {
         const kiv::WriterLock lock(fieldsLock_);
         client_.swap(replaced);
-    }
-    if (replaced) {
-        replaced->stop(); // at once: others may hold it for a while yet
     }
     replaced.reset();
     if (client) {
@@ -181,7 +183,7 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .deviceProperties = deviceProperties,
         .dataPersistency = dataPersistency,
         .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),
-                                                                          deviceProperties->getPropsCopy()),
+                                                                          deviceProperties->allProperties()),
         .appVersionMonitor = std::make_shared<const KIVAppVersionMonitor>(*dataPersistency),
         .configurationFetchedHandler = options.onConfigurationFetched,
         .impressionHandler = options.impressionHandler,

@@ -32,8 +32,8 @@ std::atomic<float> KIV_SetStateDebounceTime{3.0F};
 namespace {
 
 /// A key that was made current at an earlier launch is the one that this launch's client works for.
-KIVClient::Parts forStoredKey(KIVClient::Parts parts) {
-    if (const auto key = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY")) {
+KIVClient::Parts forStoredKey(KIVClient::Parts parts, const std::optional<std::string>& key) {
+    if (key) {
         parts.flagsRepository = parts.flagsRepositoryForSDKKey(*key);
         parts.deviceProperties = parts.devicePropertiesForSDKKey(*key);
     }
@@ -44,7 +44,9 @@ KIVClient::Parts forStoredKey(KIVClient::Parts parts) {
 
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
-    std::shared_ptr<KIVClient> client(new KIVClient(forStoredKey(std::move(parts))), [](KIVClient* own) {
+    const auto storedKey = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY");
+    parts = forStoredKey(std::move(parts), storedKey);
+    std::shared_ptr<KIVClient> client(new KIVClient(std::move(parts), storedKey), [](KIVClient* own) {
         own->stop();
         kiv::retire(std::unique_ptr<KIVClient>(own));
     });
@@ -52,7 +54,7 @@ std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     return client;
 }
 
-KIVClient::KIVClient(Parts parts)
+KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
     : parts_(std::move(parts)), targetGroupLinkArchiver_(std::make_shared<KIVTargetGroupLinkArchiver>()),
       parser_(std::make_shared<KivxParser>(parts_.errorInvoker)) {
     const auto stickiness = std::make_shared<KIVFeatureFlagsStickiness>(
@@ -82,9 +84,8 @@ KIVClient::KIVClient(Parts parts)
     productionConfigurationFetcher_ = std::make_shared<KIVConfigurationFetcher>(
         parts_.network, KIVConfigurationFetcher::productionType, std::move(manager), urlBuilder,
         parts_.deviceProperties, featureFlagSetter_);
-    stateSender_ =
-        std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties,
-                                         kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"));
+    stateSender_ = std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties,
+                                                    std::move(storedKey));
 }
 
 KIVClient::~KIVClient() = default;
@@ -151,6 +152,11 @@ void KIVClient::fetchConfiguration(const std::optional<std::string>& source) {
             if (result.configuration) {
                 client->recognizeJson(result.configuration, from == KIVConfigurationSource::store);
             }
+            // The first fetch has been to the store: the handler may ask for another.
+            client->isSetUp_ = true;
+            if (client->parts_.network->isStopped()) {
+                return;
+            }
             client->invokeFetchedConfigurationHandler(result, isPush);
         });
 }
@@ -180,7 +186,8 @@ void KIVClient::postRecognitionWithDataParser(const KIVClientDataParser& dataPar
 }
 
 bool KIVClient::handleTweakBundleWithDataParser(const KIVClientDataParser& dataParser) {
-    parts_.targetGroupRepository->setTargetGroups(dataParser.targetGroups());
+    featureFlagSetter_->unlessStopped(
+        [&] { parts_.targetGroupRepository->setTargetGroups(dataParser.targetGroups()); });
     auto experiments = dataParser.experiments();
     if (!experiments) {
         return false;
@@ -225,22 +232,24 @@ void KIVClient::startOrStopPushUpdatesListener(bool isPush) {
         stopPushUpdatesListener();
         return;
     }
-    std::unique_ptr<KIVNotificationListener> ended;
-    const kiv::WriterLock lock(listenerLock_);
-    if (notificationListener_ && !isPush && notificationListener_->hasEnded()) {
-        ended = std::move(notificationListener_);
-    }
-    if (notificationListener_ || parts_.network->isStopped()) {
-        return;
+    {
+        std::unique_ptr<KIVNotificationListener> ended;
+        const kiv::WriterLock lock(listenerLock_);
+        if (notificationListener_ && !isPush && notificationListener_->hasEnded()) {
+            ended = std::move(notificationListener_);
+        }
+        if (notificationListener_ || parts_.network->isStopped()) {
+            return;
+        }
+        notificationListener_ =
+            std::make_unique<KIVNotificationListener>(parts_.deviceProperties->appKey(), *url);
+        notificationListener_->on(KIVC_pushEventName, [weak = weak_from_this()](const auto&) {
+            if (const auto client = weak.lock()) {
+                client->fetchConfigurationFromURLExpanding("push");
+            }
+        });
     }
     KIV_DEBUG_LOG("Push Updates are on");
-    notificationListener_ =
-        std::make_unique<KIVNotificationListener>(parts_.deviceProperties->appKey(), *url);
-    notificationListener_->on(KIVC_pushEventName, [weak = weak_from_this()](const auto&) {
-        if (const auto client = weak.lock()) {
-            client->fetchConfigurationFromURLExpanding("push");
-        }
-    });
 }
 
 void KIVClient::stopPushUpdatesListener() {
@@ -254,20 +263,31 @@ void KIVClient::stopPushUpdatesListener() {
     }
 }
 
-void KIVClient::sendState() {
-    parts_.flagsRepository->logRepositoryState("Before sendState");
-    // Building the state takes longer the more there is registered.
-    parts_.network->urlSession().delegateQueue().post([sender = stateSender_] { sender->sendState(0.0); });
-}
+void KIVClient::sendState() { postState("sendState"); }
 
-void KIVClient::sendStateAfterRegistration() {
-    parts_.flagsRepository->logRepositoryState("Before sendStateAfterRegistration");
-    parts_.network->urlSession().delegateQueue().post([sender = stateSender_] { sender->sendState(0.0); });
+void KIVClient::sendStateAfterRegistration() { postState("sendStateAfterRegistration"); }
+
+/// Building the state takes longer the more there is registered. One that is waiting to be built will have
+/// all that is registered by now.
+void KIVClient::postState(std::string_view caller) {
+    KIV_DEBUG_LOG("CLIENT_DEBUG: KIVClient.%@ - client %@, SDK key %@", caller,
+                  reinterpret_cast<std::uintptr_t>(this), parts_.deviceProperties->appKey());
+    parts_.flagsRepository->logRepositoryState(kiv::format("Before %@", caller));
+    if (!isStateWaiting_.exchange(true)) {
+        parts_.network->urlSession().delegateQueue().post([weak = weak_from_this()] {
+            if (const auto client = weak.lock()) {
+                client->isStateWaiting_ = false;
+                client->stateSender_->sendState(0.0);
+            }
+        });
+    }
 }
 
 void KIVClient::debounceSendState() {
     parts_.flagsRepository->logRepositoryState("At debounceSendState");
-    const float wait = KIV_SetStateDebounceTime;
+    constexpr float longest = 1e6F;
+    const float asked = KIV_SetStateDebounceTime;
+    const float wait = asked > 0 ? std::min(asked, longest) : 0;
     const auto now = kiv::Clock::current().monotonic();
     bool isFirst = false;
     {
@@ -279,14 +299,17 @@ void KIVClient::debounceSendState() {
             debounceTimer_ = kiv::Timer(wait, false, [weak = weak_from_this()] {
                 kiv::postToMainQueue([weak] {
                     if (const auto client = weak.lock()) {
-                        client->parts_.flagsRepository->logRepositoryState("Before debounced sendState");
-                        client->sendState();
+                        client->postState("debounced sendState");
                     }
                 });
             });
         }
     }
-    if (!isFirst) {
+    if (isFirst) {
+        KIV_DEBUG_LOG("DEBOUNCE_DEBUG: KIVClient.debounceSendState - client %@, SDK key %@: in %@ seconds",
+                      reinterpret_cast<std::uintptr_t>(this), parts_.deviceProperties->appKey(),
+                      static_cast<double>(wait));
+    } else {
         KIV_DEBUG_LOG("DEBOUNCE_DEBUG: KIVClient.debounceSendState - Skipping duplicate state send request");
     }
 }

@@ -114,7 +114,7 @@ public:
     const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }
 
 private:
-    explicit KIVClient(Parts parts);
+    KIVClient(Parts parts, std::optional<std::string> storedKey);
     void start();
     void observe(std::string_view name, kiv::NotificationCenter::Observer observer);
     void setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source);
@@ -128,6 +128,7 @@ private:
     void invokeFetchedConfigurationHandler(const KIVConfigurationDataResult& result, bool isPush);
     void startOrStopPushUpdatesListener(bool isPush);
     void stopPushUpdatesListener();
+    void postState(std::string_view caller);
     void debounceSendState();
 
     const Parts parts_;
@@ -137,6 +138,7 @@ private:
     std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
     std::shared_ptr<KIVStateSender> stateSender_; ///< for the key of this client
     std::atomic<bool> isSetUp_{false};
+    std::atomic<bool> isStateWaiting_{false}; ///< a send was asked for and has not been built
     std::mutex listenerLock_;
     std::unique_ptr<KIVNotificationListener> notificationListener_; ///< null while push updates are off
     std::mutex debounceLock_;

@@ -12,7 +12,8 @@ std::string description(const kiv::json::value* node) { return node ? kiv::compa
 
 } // namespace
 
-KIVClientDataParser::KIVClientDataParser(std::string distinctId, kiv::json::object properties, Document data)
+KIVClientDataParser::KIVClientDataParser(std::string distinctId,
+                                         std::shared_ptr<const kiv::json::object> properties, Document data)
     : distinctId_(std::move(distinctId)), properties_(std::move(properties)), data_(std::move(data)) {}
 
 const kiv::json::value* KIVClientDataParser::member(const char* name) const {
@@ -66,7 +67,7 @@ bool KIVClientDataParser::isMatching(const kiv::json::value& bundle) const {
     }
     const auto& wanted = matcher->get_object();
     return std::all_of(wanted.begin(), wanted.end(), [this](const auto& pair) {
-        const auto* own = kiv::member(properties_, pair.key());
+        const auto* own = kiv::member(*properties_, pair.key());
         return own && kiv::equalJson(*own, pair.value());
     });
 }

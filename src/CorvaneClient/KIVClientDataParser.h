@@ -27,7 +27,8 @@ public:
     using Document = KIVConfigurationDataResult::Document;
 
     /// `properties` are those of the device; `data` is the payload, null for an empty one.
-    KIVClientDataParser(std::string distinctId, kiv::json::object properties, Document data);
+    KIVClientDataParser(std::string distinctId, std::shared_ptr<const kiv::json::object> properties,
+                        Document data);
 
     const std::string& distinctId() const { return distinctId_; }
 
@@ -48,7 +49,7 @@ private:
     const kiv::json::value* member(const char* name) const;
 
     std::string distinctId_;
-    kiv::json::object properties_;
+    std::shared_ptr<const kiv::json::object> properties_;
     Document data_;
     KIVExperimentDataParser experimentDataParser_;
 };

@@ -2,7 +2,8 @@
 
 #include <utility>
 
-KIVClientDataParserFactory::KIVClientDataParserFactory(std::string distinctId, kiv::json::object properties)
+KIVClientDataParserFactory::KIVClientDataParserFactory(std::string distinctId,
+                                                       std::shared_ptr<const kiv::json::object> properties)
     : distinctId_(std::move(distinctId)), properties_(std::move(properties)) {}
 
 std::unique_ptr<KIVClientDataParser>

@@ -19,7 +19,7 @@ public:
 /// Makes parsers for one device. Immutable.
 class KIVClientDataParserFactory : public KIVClientDataParserFactoryInterface {
 public:
-    KIVClientDataParserFactory(std::string distinctId, kiv::json::object properties);
+    KIVClientDataParserFactory(std::string distinctId, std::shared_ptr<const kiv::json::object> properties);
 
     std::unique_ptr<KIVClientDataParser>
     dataParserWithData(KIVConfigurationDataResult::Document data) const override;
@@ -29,6 +29,6 @@ public:
 
 private:
     std::string distinctId_;
-    kiv::json::object properties_;
+    std::shared_ptr<const kiv::json::object> properties_;
     std::vector<std::string> errors_;
 };

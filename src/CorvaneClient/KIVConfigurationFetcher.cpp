@@ -84,10 +84,12 @@ bool KIVConfigurationFetcher::shouldSkipFetch(const std::optional<std::string>& 
     if (wait <= 0 || (fetchSource && !considersPush)) {
         return false;
     }
-    const auto now = kiv::Clock::current().monotonic();
-    if (nextFetchTime_ && now < *nextFetchTime_) {
+    const KIVDate now = kiv::Clock::current().now();
+    // A clock that was set back to before the last fetch says nothing about how long ago that was.
+    if (lastFetchTime_ && now >= *lastFetchTime_ && now < *nextFetchTime_) {
         return true;
     }
+    lastFetchTime_ = now;
     nextFetchTime_ = now + std::chrono::seconds(wait);
     return false;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -88,5 +87,7 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVFeatureFlagsSetter> featureFlagSetter_;
     std::atomic<bool> notFirstTimeLoading_{false};
-    std::optional<std::chrono::steady_clock::time_point> nextFetchTime_; ///< on the session's queue only
+    // On the session's queue only.
+    std::optional<KIVDate> lastFetchTime_;
+    std::optional<KIVDate> nextFetchTime_;
 };

@@ -23,6 +23,15 @@ std::string keysOf(const kiv::json::object& state) {
     return keys;
 }
 
+/// The state with this send's own entries in place of the others.
+kiv::json::object together(const kiv::json::object& state, const kiv::json::object& own) {
+    kiv::json::object all = state;
+    for (const auto& pair : own) {
+        all[pair.key()] = pair.value();
+    }
+    return all;
+}
+
 } // namespace
 
 KIVStateSender::KIVStateSender(std::shared_ptr<const KIVNetwork> network,
@@ -46,41 +55,45 @@ std::optional<std::string> KIVStateSender::keyToSend() const {
 
 void KIVStateSender::sendState(double timeout) const {
     deviceProperties_->syncAndUpdateDevicePropsAfterObjectChange();
-    kiv::json::object state = deviceProperties_->getPropsCopy();
+    // Shared by all sends of this state; what differs for this one stands beside it.
+    const auto state = deviceProperties_->allProperties();
+    kiv::json::object own = {
+        {KIVC_DEVICE_PROPERTIES_APP_KEY, textOf(*state, KIVC_DEVICE_PROPERTIES_APP_KEY)},
+        {KIVC_DEVICE_PROPERTIES_STATE_MD5, textOf(*state, KIVC_DEVICE_PROPERTIES_STATE_MD5)}};
     const auto key = keyToSend();
-    const std::string original = textOf(state, KIVC_DEVICE_PROPERTIES_APP_KEY);
+    const std::string original = textOf(own, KIVC_DEVICE_PROPERTIES_APP_KEY);
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Using SDK key: %@%@", key.value_or("(null)"),
                   sourceOfKey());
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Original SDK key in props: %@", original);
     if (key && *key != original) {
         KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Updating SDK key in properties from %@ to %@",
                       original, *key);
-        state[KIVC_DEVICE_PROPERTIES_APP_KEY] = *key;
+        own[KIVC_DEVICE_PROPERTIES_APP_KEY] = *key;
         // The hash is not made anew: the service knows the state by the one it has always had.
-        const std::string hash = textOf(state, KIVC_DEVICE_PROPERTIES_STATE_MD5);
+        const std::string hash = textOf(own, KIVC_DEVICE_PROPERTIES_STATE_MD5);
         if (!original.empty() && hash.find(original) != std::string::npos) {
-            state[KIVC_DEVICE_PROPERTIES_STATE_MD5] = boost::replace_all_copy(hash, original, *key);
+            own[KIVC_DEVICE_PROPERTIES_STATE_MD5] = boost::replace_all_copy(hash, original, *key);
             KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Updated stateMd5 with current SDK key: %@",
-                          textOf(state, KIVC_DEVICE_PROPERTIES_STATE_MD5));
+                          textOf(own, KIVC_DEVICE_PROPERTIES_STATE_MD5));
         }
     }
-    KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Full props keys: %@", keysOf(state));
+    KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Full props keys: %@", keysOf(*state));
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - No flags in state");
-    KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Device properties: %@", kiv::compactJson(state));
-    const auto request = urlBuidler_->createNetworkStateCacheURL(state);
+    KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Device properties: %@", kiv::compactJson(*state));
+    const auto request = urlBuidler_->createNetworkStateCacheURL(own);
     if (!request) {
         KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Skipped sending state to CDN (nil URL)");
-        sendStateToApi(timeout, std::move(state));
+        sendStateToApi(timeout, together(*state, own));
         return;
     }
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Sending state %@ to CDN",
-                  textOf(state, KIVC_DEVICE_PROPERTIES_STATE_MD5));
+                  textOf(own, KIVC_DEVICE_PROPERTIES_STATE_MD5));
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - CDN URL: %@", request->url);
     network_->getJsonFromURL(
         *request, timeout,
-        [self = shared_from_this(), timeout, state = std::move(state)](const auto&, KIVNetworkError error) {
+        [self = shared_from_this(), timeout, state, own](const auto&, KIVNetworkError error) {
             if (error == KIVNetworkError::notFound) {
-                self->sendStateToApi(timeout, state);
+                self->sendStateToApi(timeout, together(*state, own));
             }
         },
         true, true);

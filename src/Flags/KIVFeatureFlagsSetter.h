@@ -52,6 +52,14 @@ public:
     /// Gives every registered flag its experiment of the new configuration, or none.
     void setForExperiments(std::shared_ptr<const KIVExperiments> experiments);
 
+    /// Runs it unless the setter was shut down, and not while it is being. It must call nothing back.
+    void unlessStopped(const std::function<void()>& change) {
+        const kiv::WriterLock lock(applyLock_);
+        if (!isStopped_) {
+            change();
+        }
+    }
+
     /// Clears all overrides and thaws the flags of level 1 and above.
     void resetForExperiments();
 

@@ -233,6 +233,9 @@ void KIVString::forceValue(std::string_view value) {
 }
 
 void KIVString::setFreezeLevel(unsigned level) {
+    if (!isUsingDefaultFreezeLevel() || freezeLevel() == level) {
+        return; // nothing to copy a state for
+    }
     change([&](State& next) {
         if (next.isUsingDefaultFreezeLevel) {
             next.freezeLevel = level;
@@ -241,6 +244,9 @@ void KIVString::setFreezeLevel(unsigned level) {
 }
 
 void KIVString::unfreezeWithLevel(unsigned level) {
+    if (!isFreezed()) {
+        return;
+    }
     change([&](State& next) {
         if (level <= next.freezeLevel) {
             next.isFreezed = false;

@@ -50,6 +50,9 @@ private:
     void run() {
         curl_global_init(CURL_GLOBAL_DEFAULT);
         CURLM* const multi = curl_multi_init();
+        // Further requests wait: the descriptors of the process are the application's.
+        curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, 12L);
+        curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, 32L);
         {
             const std::lock_guard lock(lock_);
             multi_ = multi;

@@ -58,47 +58,51 @@ class Script {
 public:
     KIVEventSource::OpenStream opener() {
         return [this](kiv::HttpRequest request, kiv::HttpStreamHandlers handlers) {
-            const std::lock_guard lock(lock_);
+            const std::lock_guard lock(meeting_->lock);
             requests_.push_back(std::move(request));
-            tasks_.push_back(std::make_shared<Task>(*this, std::move(handlers)));
-            changed_.notify_all();
+            tasks_.push_back(std::make_shared<Task>(meeting_, std::move(handlers)));
+            meeting_->changed.notify_all();
             return tasks_.back();
         };
     }
 
     /// Waits for the stream of that number, from 1.
     const kiv::HttpStreamHandlers& stream(std::size_t number = 1) {
-        std::unique_lock lock(lock_);
-        changed_.wait(lock, [&] { return tasks_.size() >= number; });
+        std::unique_lock lock(meeting_->lock);
+        meeting_->changed.wait(lock, [&] { return tasks_.size() >= number; });
         return tasks_[number - 1]->handlers;
     }
     /// False when nobody cancels the stream of that number.
     bool waitForCancel(std::size_t number = 1) {
-        std::unique_lock lock(lock_);
-        return changed_.wait_for(lock, std::chrono::seconds(20),
-                                 [&] { return tasks_[number - 1]->isCancelled; });
+        std::unique_lock lock(meeting_->lock);
+        return meeting_->changed.wait_for(lock, std::chrono::seconds(20),
+                                          [&] { return tasks_[number - 1]->isCancelled; });
     }
     const kiv::HttpRequest& request() { return requests_.front(); }
 
 private:
+    /// A library's thread may cancel when the test has ended.
+    struct Meeting {
+        std::mutex lock;
+        std::condition_variable changed;
+    };
     struct Task : kiv::HttpTask {
-        Task(Script& its, kiv::HttpStreamHandlers itsHandlers)
-            : script(its), handlers(std::move(itsHandlers)) {}
+        Task(std::shared_ptr<Meeting> its, kiv::HttpStreamHandlers itsHandlers)
+            : meeting(std::move(its)), handlers(std::move(itsHandlers)) {}
         void cancel() override {
             {
-                const std::lock_guard lock(script.lock_);
+                const std::lock_guard lock(meeting->lock);
                 isCancelled = true;
-                script.changed_.notify_all();
+                meeting->changed.notify_all();
             }
             handlers.completed(kiv::TransportError{"URLErrorDomain", kiv::TransportError::cancelled, ""});
         }
-        Script& script;
+        const std::shared_ptr<Meeting> meeting;
         const kiv::HttpStreamHandlers handlers;
         bool isCancelled = false;
     };
 
-    std::mutex lock_;
-    std::condition_variable changed_;
+    const std::shared_ptr<Meeting> meeting_ = std::make_shared<Meeting>();
     std::vector<kiv::HttpRequest> requests_;
     std::vector<std::shared_ptr<Task>> tasks_;
 };
