@@ -158,6 +158,15 @@ TEST_F(Fetch, ServesStoresAndTellsWhatTheServiceSays) {
         {"a reset", LoopbackServer::reset(), "5 KIVNetwork_unknownError", "green", "green"},
         {"half a body", LoopbackServer::raw(head + "99999\r\n\r\n" + good), "5 KIVNetwork_unknownError",
          "green", "green"},
+        {"a byte at a time",
+         [=](const auto&, LoopbackServer::Connection& connection) {
+             const std::string bytes = LoopbackServer::response(200, good);
+             connection.trickle(bytes.substr(0, 200), 1ms);
+             connection.send(bytes.substr(200));
+         },
+         "3", "red", "red"},
+        {"100 MB", LoopbackServer::flood("HTTP/1.1 200 OK\r\n\r\n", std::string(1U << 20, 'x'), 100U << 20),
+         "5 KIVNetwork_unknownError", "green", "green"},
         {"a redirect loop", LoopbackServer::redirect(302, "/cdn/" + key + "/" + buid),
          "5 KIVNetwork_unknownError", "green", "green"},
     };

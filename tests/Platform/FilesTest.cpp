@@ -6,6 +6,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "Platform/UserDefaults.h"
@@ -51,6 +52,21 @@ TEST_F(Files, AreWrittenWholeForTheUserAlone) {
     EXPECT_TRUE(kiv::removeFile(file));
     EXPECT_FALSE(kiv::fileExists(file));
     EXPECT_TRUE(kiv::removeFile(file));
+}
+
+TEST_F(Files, StayAsTheyWereWhenThereIsNoRoom) {
+    const std::string file = path("file");
+    ASSERT_TRUE(kiv::writeFile(file, "old"));
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit present{};
+    getrlimit(RLIMIT_FSIZE, &present);
+    const rlimit little{10'000, present.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &little);
+    EXPECT_FALSE(kiv::writeFile(file, std::string(100'000, 'x')));
+    EXPECT_FALSE(kiv::createFile(path("new"), std::string(100'000, 'x')));
+    setrlimit(RLIMIT_FSIZE, &present);
+    EXPECT_EQ(kiv::readFile(file), "old");
+    EXPECT_EQ(entries(path("")), 1) << "a temporary is left";
 }
 
 TEST_F(Files, AreCreatedByTheFirstOfMany) {

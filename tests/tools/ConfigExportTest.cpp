@@ -64,6 +64,17 @@ TEST_F(ConfigExport, IsServedByAnyWebServer) {
                                   "flags/.kiv/signing.certificate.txt", "--app-key", key});
     EXPECT_EQ(verified.exitCode, 0) << verified.out << verified.err;
     EXPECT_EQ(shell(curl + target + "0'").out, "404 text/html");
+
+    // An application that fetches it.
+    std::string certificate = read("flags/.kiv/signing.certificate.txt");
+    certificate.pop_back();
+    const Outcome application =
+        kiv({"shell"},
+            R"({"do":"host","libraryDirectory":")" + folder + "/library\"}\n" + R"({"do":"setup","key":")" +
+                key + R"(","options":{"customSigningCertificate":")" + certificate +
+                R"(","networkConfigurations":{"getConfigCloudEndpoint":"http://127.0.0.1:)" + port +
+                "\"}}}\n" + R"({"do":"wait","event":"configurationFetched","timeout":20})" + "\n");
+    EXPECT_NE(application.out.find(R"("fetcherStatus":3)"), std::string::npos) << application.out;
     EXPECT_EQ(nginx.end(SIGQUIT), 0);
 }
 
