@@ -7,7 +7,9 @@ namespace {
 
 /// Reads a payload as a client does, and gives each of its flags a value.
 void apply(const KIVConfigurationDataResult::Document& payload) {
-    const KIVClientDataParser parser("distinct", {{"platform", "linux"}}, payload);
+    const KIVClientDataParser parser(
+        "distinct", std::make_shared<const kiv::json::object>(kiv::json::object{{"platform", "linux"}}),
+        payload);
     parser.versionId();
     parser.tweakBundle();
     const auto experiments = parser.experiments();
