@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes a signing key, signs the shop's flags with it, and shows what the shop reads from the signed document and from a
-# tampered copy, what it may know and do about its customers,
-# and how it lives with a service. With --stay the service and the shop run on until they are interrupted. All files it makes are in a temporary folder, which it removes. The commands are taken from the
-# folder KIV_BIN, or from the project's build.
+# tampered copy, what it may know and do about its customers, and how it lives with a service. With --stay the service
+# and the shop run on until they are interrupted. All files it makes are in a temporary folder, which it removes. The
+# commands are taken from the folder KIV_BIN, or from the project's build.
 set -euo pipefail
 stay=
 if [[ ${1:-} == --stay ]]; then
