@@ -265,6 +265,12 @@ void KIVString::setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides,
 }
 
 void KIVString::setNameIfNone(const std::string& name) {
+    {
+        const kiv::ReadGuard guard;
+        if (state_.load(std::memory_order_seq_cst)->name) {
+            return; // nothing to copy a state for
+        }
+    }
     change([&](State& next) {
         if (!next.name) {
             next.name = name;
