@@ -55,12 +55,7 @@ std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& p
         KIV_DEBUG_LOG("Error processing request parameters");
         return std::nullopt;
     }
-    std::string body = kiv::prettyJson(parameters);
-    if (!kiv::isValidUtf8(body)) {
-        KIV_DEBUG_LOG("Internal Error processing request parameters error=%@", "a text is no UTF-8");
-        return std::nullopt;
-    }
-    return body;
+    return kiv::prettyJson(parameters);
 }
 
 /// Nothing when no body can be made.
