@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <boost/asio/ip/tcp.hpp>
 
@@ -15,7 +17,10 @@ using Socket = boost::asio::ip::tcp::socket;
 /// A request that has arrived whole.
 struct HttpCall {
     std::string method;
-    std::string path; ///< without the query
+    std::string path;  ///< without the query
+    std::string query; ///< what follows the question mark, as it was sent
+    std::string host;  ///< the header of that name, as the next ones
+    std::string origin;
     std::string contentType;
     std::string contentEncoding;
     std::string body;
@@ -24,9 +29,10 @@ struct HttpCall {
 /// What is answered, and what the access log says of it.
 struct HttpAnswer {
     unsigned status = 200;
-    std::shared_ptr<const std::string> body = {}; ///< JSON; null for none
-    std::string allow = {};                       ///< for status 405: the method that there is
-    std::string note = {};                        ///< for the log
+    std::shared_ptr<const std::string> body = {};                  ///< null for none
+    std::string type = "application/json";                         ///< of the body
+    std::vector<std::pair<std::string, std::string>> headers = {}; ///< beside those that all answers have
+    std::string note = {};                                         ///< for the log
     /// When it is set, the answer is a stream of events: it is given the connection once the head has been
     /// sent, and writes the rest itself. The ticket stands for the connection while it is open.
     std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};

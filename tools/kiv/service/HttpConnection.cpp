@@ -1,5 +1,6 @@
 #include "service/HttpConnection.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string_view>
@@ -74,9 +75,15 @@ private:
         auto request = parser_->release();
         keepAlive_ = request.keep_alive();
         const std::string_view target = request.target();
-        HttpCall call{std::string(request.method_string()), std::string(target.substr(0, target.find('?'))),
-                      std::string(request[http::field::content_type]),
-                      std::string(request[http::field::content_encoding]), std::move(request.body())};
+        const std::size_t pathEnd = std::min(target.find('?'), target.size());
+        HttpCall call{.method = std::string(request.method_string()),
+                      .path = std::string(target.substr(0, pathEnd)),
+                      .query = std::string(target.substr(std::min(pathEnd + 1, target.size()))),
+                      .host = std::string(request[http::field::host]),
+                      .origin = std::string(request[http::field::origin]),
+                      .contentType = std::string(request[http::field::content_type]),
+                      .contentEncoding = std::string(request[http::field::content_encoding]),
+                      .body = std::move(request.body())};
         service_.handler(std::move(call), [self = shared_from_this()](HttpAnswer answer) {
             answer.takeOver ? self->handOver(std::move(answer)) : self->write(std::move(answer));
         });
@@ -102,11 +109,11 @@ private:
         const std::string_view body = answer_.body ? std::string_view(*answer_.body) : "";
         Response& response = response_.emplace(http::status(answer_.status), http11);
         response.body() = {body.data(), body.size()};
-        response.set(http::field::content_type, "application/json");
+        response.set(http::field::content_type, answer_.type);
         response.set(http::field::cache_control, "no-cache");
         response.set("X-Content-Type-Options", "nosniff");
-        if (!answer_.allow.empty()) {
-            response.set(http::field::allow, answer_.allow);
+        for (const auto& [name, value] : answer_.headers) {
+            response.set(name, value);
         }
         response.keep_alive(keepAlive_);
         response.prepare_payload();

@@ -189,7 +189,7 @@ void Service::answer(HttpCall call, HttpReply reply) {
 void Service::answerFor(const Route& route, Target target, HttpCall call, HttpReply reply) {
     if (call.method != route.method) {
         HttpAnswer wrong = refusal(405, call.method + " is not for this path");
-        wrong.allow = route.method;
+        wrong.headers = {{"Allow", std::string(route.method)}};
         return reply(std::move(wrong));
     }
     if (!envelopes_.contains(target.key)) {
