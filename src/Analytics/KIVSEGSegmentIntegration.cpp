@@ -273,7 +273,6 @@ void KIVSEGSegmentIntegration::queueChanged() {
 void KIVSEGSegmentIntegration::persistQueue() {
     if (isChanged_) {
         isChanged_ = false;
-        ++writeCount_;
         storage_->setArray(queue(), queueKey);
     }
 }

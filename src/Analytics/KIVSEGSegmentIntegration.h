@@ -1,8 +1,6 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -56,9 +54,6 @@ public:
     /// Where the service that this client's calls are modelled on takes whole events; nothing is sent there.
     static std::string apiURL();
 
-    /// How often the queue has been written.
-    std::size_t writeCount() const { return writeCount_; }
-
 private:
     KIVSEGSegmentIntegration(const std::shared_ptr<KIVSEGAnalytics>& analytics,
                              std::shared_ptr<KIVSEGHTTPClient> httpClient,
@@ -94,7 +89,6 @@ private:
     const std::shared_ptr<KIVSEGStorage> storage_;
     kiv::SerialQueue serialQueue_;
     kiv::Timer flushTimer_;
-    std::atomic<std::size_t> writeCount_{0};
 
     // Used on the queue alone.
     std::optional<kiv::json::array> queue_; ///< nothing until it has been read
