@@ -15,8 +15,8 @@ public:
         text_ = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
         add(top);
         text_ += "</plist>\n";
-        return fits_ && text_.size() <= propertyListMemory && isSafeXmlPropertyList(text_) ? std::move(text_)
-                                                                                           : std::string();
+        return fits_ && lines_ < mostLines && text_.size() <= propertyListMemory ? std::move(text_)
+                                                                                 : std::string();
     }
 
 private:
@@ -65,8 +65,8 @@ private:
 
     template <class Container, class Add>
     void addContainer(const std::string& name, const Container& members, const Add& addMember) {
-        if (depth_ == propertyListDepth) {
-            fits_ = false;
+        fits_ = fits_ && depth_ < propertyListDepth && lines_ < mostLines;
+        if (!fits_) {
             return;
         }
         addLine("<" + name + ">");
@@ -94,7 +94,10 @@ private:
         text_.append(line).append("\n");
     }
 
-    void indent() { text_.append(depth_, '\t'); }
+    void indent() {
+        ++lines_;
+        text_.append(depth_, '\t');
+    }
 
     void addEscaped(std::string_view text) {
         std::size_t plain = 0;
@@ -139,8 +142,12 @@ private:
     /// How U+FFFE and U+FFFF begin.
     static constexpr std::string_view nonCharacters = "\xEF\xBF";
 
+    /// Each has two tags at most; some are left for those around the whole.
+    static constexpr std::size_t mostLines = propertyListTags / 2 - 8;
+
     std::string text_;
     std::size_t depth_ = 0;
+    std::size_t lines_ = 0;
     bool fits_ = true;
 };
 
