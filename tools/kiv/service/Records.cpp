@@ -143,7 +143,8 @@ std::vector<Records::FlagCounts> Records::impressionCounts(std::string_view key,
                                                            std::int64_t mostValues) {
     std::vector<FlagCounts> counts;
     for (bool found = countFlags_.run(key, mostFlags); found; found = countFlags_.step()) {
-        FlagCounts& flag = counts.emplace_back(countFlags_.text(0), countFlags_.number(1));
+        counts.push_back({countFlags_.text(0), countFlags_.number(1), {}});
+        FlagCounts& flag = counts.back();
         for (bool next = countValues_.run(key, std::string_view(flag.flag), mostValues); next;
              next = countValues_.step()) {
             flag.values.emplace_back(countValues_.text(0), countValues_.number(1));
