@@ -147,8 +147,8 @@ TEST_F(Queue, IsWrittenOnceForAllThatCameWhileTheWorkWentOn) {
     const auto analytics = KIVSEGAnalytics::create(patient);
     settle();
     const int watch = inotify_init1(IN_NONBLOCK);
-    ASSERT_GE(inotify_add_watch(watch, storage().folderURL().c_str(), IN_MOVED_TO), 0);
-    const auto writes = [&] {
+    ASSERT_GE(inotify_add_watch(watch, storage().folderURL().c_str(), IN_CREATE), 0);
+    const auto writes = [&] { // each of which makes a temporary of a new name
         settle();
         alignas(inotify_event) char buffer[64 * 1024];
         const ssize_t size = read(watch, buffer, sizeof buffer);
