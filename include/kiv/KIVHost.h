@@ -60,6 +60,9 @@ struct KIV_API KIVHost {
     /// Without it, impressions that wait to be sent stand in plain files.
     std::optional<AnalyticsEncryption> analyticsEncryption;
 
+    /// Also logs what becomes of impressions that go to a service: what is queued, sent and dropped.
+    bool analyticsLog = false;
+
     /// Receives every line that the library logs, without a line break. Called on the thread that logs, from
     /// several threads at once. It may call the library; what the library logs meanwhile is left out. Lines
     /// go to standard error when it is empty.

@@ -130,7 +130,7 @@ void KIVSEGAnalytics::reset() { run(KIVSEGEventType::reset, nullptr); }
 void KIVSEGAnalytics::flush() { run(KIVSEGEventType::flush, nullptr); }
 
 void KIVSEGAnalytics::run(KIVSEGEventType eventType, std::shared_ptr<const KIVSEGPayload> payload) {
-    if (!enabled_) {
+    if (!enabled()) {
         return;
     }
     runner_.run(KIVSEGContext(weak_from_this()).modify([&](KIVSEGContext& context) {
@@ -141,7 +141,6 @@ void KIVSEGAnalytics::run(KIVSEGEventType eventType, std::shared_ptr<const KIVSE
 }
 
 void KIVSEGAnalytics::close(double patience) {
-    enabled_ = false;
     if (!isClosed_.exchange(true)) {
         manager_->close(patience);
     }

@@ -61,9 +61,9 @@ public:
     void flush();
 
     /// Has no effect without a url, or once closed.
-    void enable() { enabled_ = configuration_->url && !isClosed_; }
+    void enable() { enabled_ = configuration_->url.has_value(); }
     void disable() { enabled_ = false; }
-    bool enabled() const { return enabled_; }
+    bool enabled() const { return enabled_ && !isClosed_; }
 
     /// Disables the client for good and ends its timer; its calls so far are still carried out. With
     /// `patience`, in seconds, waits so long at most until what they add has been written to disk; not when

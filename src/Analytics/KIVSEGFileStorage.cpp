@@ -5,13 +5,13 @@
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/Files.h"
 #include "Platform/LibraryPath.h"
-#include "Platform/PropertyListGuard.h"
 
 KIVSEGFileStorage::KIVSEGFileStorage() : KIVSEGFileStorage(applicationSupportDirectoryURL(), nullptr) {}
 
 KIVSEGFileStorage::KIVSEGFileStorage(std::string folder, std::shared_ptr<const KIVSEGCrypto> crypto)
     : KIVSEGStorage(std::move(crypto)), folder_(std::move(folder)) {
     createDirectoryIfNeeded();
+    kiv::removeAbandonedTemporaries(folder_);
 }
 
 std::string KIVSEGFileStorage::applicationSupportDirectoryURL() {
@@ -54,7 +54,7 @@ void KIVSEGFileStorage::setData(std::string_view data, std::string_view key) {
 }
 
 std::optional<std::string> KIVSEGFileStorage::dataForKey(std::string_view key) const {
-    std::optional<std::string> data = kiv::readFile(urlForKey(key), kiv::propertyListMemory);
+    std::optional<std::string> data = kiv::readFile(urlForKey(key), mostBytes);
     if (!data) {
         KIV_SEG_LOG("WARNING: No data file for key %@", key);
         return std::nullopt;

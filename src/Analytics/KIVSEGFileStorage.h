@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,12 +9,16 @@
 #include "Analytics/KIVSEGStorage.h"
 
 /// A storage of one file for each key, of the key's name: a property list in XML, or its encrypted bytes.
-/// Each file is marked as not to be backed up. Without a folder nothing is kept.
+/// Each file is marked as not to be backed up. A file of more than `mostBytes` cannot be read. Without a
+/// folder nothing is kept.
 class KIVSEGFileStorage : public KIVSEGStorage {
 public:
+    static constexpr std::size_t mostBytes = 16U << 20;
+
     /// In the application-support directory itself, without encryption.
     KIVSEGFileStorage();
-    /// Makes the folder when it is missing. `folder` is a path, empty for none.
+    /// Makes the folder when it is missing, and clears it of what killed processes left half written.
+    /// `folder` is a path, empty for none.
     KIVSEGFileStorage(std::string folder, std::shared_ptr<const KIVSEGCrypto> crypto);
 
     /// A path below the host's Library folder as it is now; empty when there is none.

@@ -50,7 +50,8 @@ kiv::json::array propertiesOf(const kiv::json::object& batch) {
     if (const kiv::json::array* list = events ? events->if_array() : nullptr) {
         all.reserve(list->size());
         for (const kiv::json::value& event : *list) {
-            if (const kiv::json::value* properties = kiv::member(event, "properties")) {
+            const kiv::json::value* properties = kiv::member(event, "properties");
+            if (properties && properties->is_object()) {
                 all.push_back(*properties);
             }
         }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <future>
 #include <utility>
+#include <vector>
 
 #include <kiv/KIVException.h>
 
@@ -24,108 +25,68 @@ constexpr std::string_view settingsKey = "kiv.analytics.settings.v2.plist";
 
 using kiv::json::object;
 
-const char* nameOf(KIVSEGEventType type) {
-    switch (type) {
-    case KIVSEGEventType::identify:
-        return "identify";
-    case KIVSEGEventType::track:
-        return "track";
-    case KIVSEGEventType::screen:
-        return "screen";
-    case KIVSEGEventType::group:
-        return "group";
-    case KIVSEGEventType::alias:
-        return "alias";
-    case KIVSEGEventType::reset:
-        return "reset";
-    case KIVSEGEventType::flush:
-        return "flush";
-    case KIVSEGEventType::receivedRemoteNotification:
-        return "receivedRemoteNotification";
-    case KIVSEGEventType::failedToRegisterForRemoteNotifications:
-        return "failedToRegisterForRemoteNotificationsWithError";
-    case KIVSEGEventType::registeredForRemoteNotifications:
-        return "registeredForRemoteNotificationsWithDeviceToken";
-    case KIVSEGEventType::handleActionWithIdentifier:
-        return "handleActionWithIdentifier";
-    case KIVSEGEventType::continueUserActivity:
-        return "continueUserActivity";
-    case KIVSEGEventType::openURL:
-        return "openURL";
-    case KIVSEGEventType::undefined:
-        break;
-    }
-    return nullptr;
+/// What a type of event is to the integrations.
+struct Operation {
+    const char* name = nullptr; ///< null: there is no such type
+    bool (*fits)(const KIVSEGPayload*) = nullptr;
+    void (*call)(KIVSEGIntegration&, const KIVSEGPayload*) = nullptr;
+};
+
+/// `call` takes the integration and the payload, which a middleware may have replaced by another.
+template <class Payload, class Call>
+constexpr Operation operation(const char* name, Call) {
+    return {name,
+            [](const KIVSEGPayload* payload) { return dynamic_cast<const Payload*>(payload) != nullptr; },
+            [](KIVSEGIntegration& integration, const KIVSEGPayload* payload) {
+                Call()(integration, static_cast<const Payload&>(*payload));
+            }};
 }
 
-/// A middleware may have put another payload into a context.
-bool fits(KIVSEGEventType type, const KIVSEGPayload* payload) {
-    switch (type) {
-    case KIVSEGEventType::identify:
-        return dynamic_cast<const KIVSEGIdentifyPayload*>(payload);
-    case KIVSEGEventType::track:
-        return dynamic_cast<const KIVSEGTrackPayload*>(payload);
-    case KIVSEGEventType::screen:
-        return dynamic_cast<const KIVSEGScreenPayload*>(payload);
-    case KIVSEGEventType::group:
-        return dynamic_cast<const KIVSEGGroupPayload*>(payload);
-    case KIVSEGEventType::alias:
-        return dynamic_cast<const KIVSEGAliasPayload*>(payload);
-    case KIVSEGEventType::receivedRemoteNotification:
-    case KIVSEGEventType::failedToRegisterForRemoteNotifications:
-    case KIVSEGEventType::registeredForRemoteNotifications:
-    case KIVSEGEventType::handleActionWithIdentifier:
-        return dynamic_cast<const KIVSEGRemoteNotificationPayload*>(payload);
-    case KIVSEGEventType::continueUserActivity:
-        return dynamic_cast<const KIVSEGContinueUserActivityPayload*>(payload);
-    case KIVSEGEventType::openURL:
-        return dynamic_cast<const KIVSEGOpenURLPayload*>(payload);
-    case KIVSEGEventType::reset:
-    case KIVSEGEventType::flush:
-    case KIVSEGEventType::undefined:
-        break;
-    }
-    return true;
+template <class Call>
+constexpr Operation operationWithoutPayload(const char* name, Call) {
+    return {name, [](const KIVSEGPayload*) { return true; },
+            [](KIVSEGIntegration& integration, const KIVSEGPayload*) { Call()(integration); }};
 }
 
-/// Calls the operation for the type. The payload fits it.
-void call(KIVSEGIntegration& integration, KIVSEGEventType type, const KIVSEGPayload* payload) {
-    switch (type) {
-    case KIVSEGEventType::identify:
-        return integration.identify(static_cast<const KIVSEGIdentifyPayload&>(*payload));
-    case KIVSEGEventType::track:
-        return integration.track(static_cast<const KIVSEGTrackPayload&>(*payload));
-    case KIVSEGEventType::screen:
-        return integration.screen(static_cast<const KIVSEGScreenPayload&>(*payload));
-    case KIVSEGEventType::group:
-        return integration.group(static_cast<const KIVSEGGroupPayload&>(*payload));
-    case KIVSEGEventType::alias:
-        return integration.alias(static_cast<const KIVSEGAliasPayload&>(*payload));
-    case KIVSEGEventType::reset:
-        return integration.reset();
-    case KIVSEGEventType::flush:
-        return integration.flush();
-    case KIVSEGEventType::continueUserActivity:
-        return integration.continueUserActivity(
-            static_cast<const KIVSEGContinueUserActivityPayload&>(*payload).activity);
-    case KIVSEGEventType::openURL: {
-        const auto& opened = static_cast<const KIVSEGOpenURLPayload&>(*payload);
-        return integration.openURL(opened.url, opened.options);
-    }
-    default:
-        break;
-    }
-    const auto& notification = static_cast<const KIVSEGRemoteNotificationPayload&>(*payload);
-    switch (type) {
-    case KIVSEGEventType::receivedRemoteNotification:
-        return integration.receivedRemoteNotification(notification.userInfo);
-    case KIVSEGEventType::failedToRegisterForRemoteNotifications:
-        return integration.failedToRegisterForRemoteNotificationsWithError(notification.error);
-    case KIVSEGEventType::registeredForRemoteNotifications:
-        return integration.registeredForRemoteNotificationsWithDeviceToken(notification.deviceToken);
-    default:
-        return integration.handleActionWithIdentifier(notification.actionIdentifier, notification.userInfo);
-    }
+/// By the number of the type.
+constexpr Operation operations[] = {
+    {},
+    operation<KIVSEGIdentifyPayload>("identify", [](auto& to, const auto& payload) { to.identify(payload); }),
+    operation<KIVSEGTrackPayload>("track", [](auto& to, const auto& payload) { to.track(payload); }),
+    operation<KIVSEGScreenPayload>("screen", [](auto& to, const auto& payload) { to.screen(payload); }),
+    operation<KIVSEGGroupPayload>("group", [](auto& to, const auto& payload) { to.group(payload); }),
+    operation<KIVSEGAliasPayload>("alias", [](auto& to, const auto& payload) { to.alias(payload); }),
+    operationWithoutPayload("reset", [](auto& to) { to.reset(); }),
+    operationWithoutPayload("flush", [](auto& to) { to.flush(); }),
+    operation<KIVSEGRemoteNotificationPayload>(
+        "receivedRemoteNotification",
+        [](auto& to, const auto& payload) { to.receivedRemoteNotification(payload.userInfo); }),
+    operation<KIVSEGRemoteNotificationPayload>("failedToRegisterForRemoteNotificationsWithError",
+                                               [](auto& to, const auto& payload) {
+                                                   to.failedToRegisterForRemoteNotificationsWithError(
+                                                       payload.error);
+                                               }),
+    operation<KIVSEGRemoteNotificationPayload>("registeredForRemoteNotificationsWithDeviceToken",
+                                               [](auto& to, const auto& payload) {
+                                                   to.registeredForRemoteNotificationsWithDeviceToken(
+                                                       payload.deviceToken);
+                                               }),
+    operation<KIVSEGRemoteNotificationPayload>("handleActionWithIdentifier",
+                                               [](auto& to, const auto& payload) {
+                                                   to.handleActionWithIdentifier(payload.actionIdentifier,
+                                                                                 payload.userInfo);
+                                               }),
+    {},
+    operation<KIVSEGContinueUserActivityPayload>(
+        "continueUserActivity",
+        [](auto& to, const auto& payload) { to.continueUserActivity(payload.activity); }),
+    operation<KIVSEGOpenURLPayload>(
+        "openURL", [](auto& to, const auto& payload) { to.openURL(payload.url, payload.options); }),
+};
+
+const Operation& operationOf(KIVSEGEventType type) {
+    const auto number = static_cast<std::size_t>(type);
+    return operations[number < std::size(operations) ? number : 0];
 }
 
 bool isTrue(const kiv::json::value& value) {
@@ -144,9 +105,11 @@ bool isTrue(const kiv::json::value& value) {
     }
 }
 
-object dictionary(const object& parent, std::string_view name) {
-    const kiv::json::value* value = kiv::member(parent, name);
-    return value && value->is_object() ? value->get_object() : object();
+const object none;
+
+const object& dictionary(const object& parent, std::string_view name) {
+    const object* found = kiv::objectMember(parent, name);
+    return found ? *found : none;
 }
 
 } // namespace
@@ -215,7 +178,13 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
             KIV_SEG_LOG("No settings for %@. Skipping.", key);
             continue;
         }
-        if (auto integration = factory->createWithSettings(own->get_object(), analytics)) {
+        std::shared_ptr<KIVSEGIntegration> integration;
+        const auto failure =
+            kiv::failureOf([&] { integration = factory->createWithSettings(own->get_object(), analytics); });
+        if (failure) {
+            KIV_SEG_LOG("The integration %@ cannot be made: %@", key, failure->what());
+        }
+        if (integration) {
             integrations_[key] = std::move(integration);
             const std::lock_guard lock(lock_);
             registeredIntegrations_[key] = false;
@@ -226,45 +195,59 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
 }
 
 void KIVSEGIntegrationsManager::context(Context context, const Next& next) {
-    const KIVSEGEventType type = context->eventType;
-    if (!nameOf(type)) {
-        const std::string problem = kiv::format("Received context with undefined event type %@", int(type));
+    const Operation& operation = operationOf(context->eventType);
+    if (!operation.name) {
+        const std::string problem =
+            kiv::format("Received context with undefined event type %@", int(context->eventType));
         KIV_SEG_LOG("[ERROR]: %@", problem);
         throw KIVException::internalInconsistency(problem);
     }
-    if (!fits(type, context->payload.get())) {
+    if (!operation.fits(context->payload.get())) {
         throw KIVException::internalInconsistency(
-            kiv::format("Received context whose payload is not one of %@", nameOf(type)));
+            kiv::format("Received context whose payload is not one of %@", operation.name));
     }
-    enqueue({type, context->payload});
+    enqueue({context->eventType, context->payload});
     next(std::move(context));
 }
 
 void KIVSEGIntegrationsManager::enqueue(Message message) {
     if (!initialized_) {
-        KIV_SEG_LOG("Queueing: %@", nameOf(message.type));
+        KIV_SEG_LOG("Queueing: %@", operationOf(message.type).name);
     }
-    Message dropped{KIVSEGEventType::undefined, nullptr};
+    message.size = sizeOf(message);
+    std::vector<Message> dropped; // let go of outside the lock
     bool isFirst = false;
     {
         const std::lock_guard lock(lock_);
-        if (message.type == KIVSEGEventType::track && ++tracksWaiting_ > mostWaiting) {
-            const auto oldest =
-                std::find_if(messageQueue_.begin(), messageQueue_.end(),
-                             [](const auto& each) { return each.type == KIVSEGEventType::track; });
-            dropped = std::move(*oldest);
-            messageQueue_.erase(oldest);
-            --tracksWaiting_;
+        if (message.size > 0) {
+            ++tracksWaiting_;
+            bytesWaiting_ += message.size;
         }
         messageQueue_.push_back(std::move(message));
+        while (tracksWaiting_ > 1 && (tracksWaiting_ > mostWaiting || bytesWaiting_ > mostBytesWaiting)) {
+            const auto oldest = std::find_if(messageQueue_.begin(), messageQueue_.end(),
+                                             [](const Message& each) { return each.size > 0; });
+            --tracksWaiting_;
+            bytesWaiting_ -= oldest->size;
+            dropped.push_back(std::move(*oldest));
+            messageQueue_.erase(oldest);
+        }
         isFirst = !std::exchange(isFlushPosted_, true);
     }
     if (isFirst) {
         serialQueue_.post([self = shared_from_this()] { self->flushMessageQueue(); });
     }
-    if (dropped.payload) {
-        KIV_SEG_LOG("Dropping the oldest of more than %@ events that wait to be queued", mostWaiting);
+    if (!dropped.empty()) {
+        KIV_SEG_LOG("Dropping the %@ oldest of too many events that wait to be queued", dropped.size());
     }
+}
+
+std::size_t KIVSEGIntegrationsManager::sizeOf(const Message& message) {
+    if (message.type != KIVSEGEventType::track) {
+        return 0;
+    }
+    const auto& properties = static_cast<const KIVSEGTrackPayload&>(*message.payload).properties;
+    return 1 + kiv::approximateSize(properties, KIVSEGEventQueue::deepestEvent).value_or(0);
 }
 
 void KIVSEGIntegrationsManager::flushMessageQueue() {
@@ -273,6 +256,7 @@ void KIVSEGIntegrationsManager::flushMessageQueue() {
         const std::lock_guard lock(lock_);
         messages.swap(messageQueue_);
         tracksWaiting_ = 0;
+        bytesWaiting_ = 0;
         isFlushPosted_ = false;
     }
     for (const Message& message : messages) {
@@ -281,21 +265,21 @@ void KIVSEGIntegrationsManager::flushMessageQueue() {
 }
 
 void KIVSEGIntegrationsManager::forward(const Message& message) {
-    static const object none;
+    const Operation& operation = operationOf(message.type);
     for (const auto& [key, integration] : integrations_) {
         if (!isIntegration(key, message.payload ? message.payload->integrations : none)) {
-            KIV_SEG_LOG("Not sending %@ to %@: it is disabled in the options", nameOf(message.type), key);
+            KIV_SEG_LOG("Not sending %@ to %@: it is disabled in the options", operation.name, key);
             continue;
         }
         if (message.type == KIVSEGEventType::track &&
             !isTrackEvent(static_cast<const KIVSEGTrackPayload&>(*message.payload).event, key, plan_)) {
-            KIV_SEG_LOG("Not sending %@ to %@: it is disabled in the plan", nameOf(message.type), key);
+            KIV_SEG_LOG("Not sending %@ to %@: it is disabled in the plan", operation.name, key);
             continue;
         }
-        const auto failure = kiv::failureOf(
-            [&message, &own = *integration] { call(own, message.type, message.payload.get()); });
+        const auto failure =
+            kiv::failureOf([&, &own = *integration] { operation.call(own, message.payload.get()); });
         if (failure) {
-            KIV_SEG_LOG("%@ of %@ failed: %@", nameOf(message.type), key, failure->what());
+            KIV_SEG_LOG("%@ of %@ failed: %@", operation.name, key, failure->what());
         }
     }
     if (message.type == KIVSEGEventType::reset) {
@@ -317,16 +301,12 @@ bool KIVSEGIntegrationsManager::isIntegration(std::string_view key, const object
 
 bool KIVSEGIntegrationsManager::isTrackEvent(std::string_view event, std::string_view key,
                                              const object& plan) {
-    const kiv::json::value* tracks = kiv::member(plan, "track");
-    const kiv::json::value* entry = tracks ? kiv::member(*tracks, event) : nullptr;
+    const object* entry = kiv::objectMember(dictionary(plan, "track"), event);
     if (!entry) {
         return true;
     }
     const kiv::json::value* enabled = kiv::member(*entry, "enabled");
-    const kiv::json::value* integrations = kiv::member(*entry, "integrations");
-    return enabled && isTrue(*enabled) &&
-           isIntegration(key,
-                         integrations && integrations->is_object() ? integrations->get_object() : object());
+    return enabled && isTrue(*enabled) && isIntegration(key, dictionary(*entry, "integrations"));
 }
 
 void KIVSEGIntegrationsManager::close(double patience) {

@@ -24,11 +24,13 @@ inline constexpr std::string_view KIVSEGSegmentIntegrationKey = "corvane";
 /// after the other on a queue of its own.
 ///
 /// Calls that wait for the queue are kept in order. Of events that are tracked faster than they can be taken,
-/// the newest `mostWaiting` are kept: no more would fit where they are going. Callable from any thread.
+/// the newest `mostWaiting` are kept, and no more than `mostBytesWaiting` of them: no more would fit where
+/// they are going. Other calls have no bound. Callable from any thread.
 class KIVSEGIntegrationsManager : public KIVSEGMiddleware,
                                   public std::enable_shared_from_this<KIVSEGIntegrationsManager> {
 public:
     static constexpr std::size_t mostWaiting = 1000;
+    static constexpr std::size_t mostBytesWaiting = 4U << 20;
 
     explicit KIVSEGIntegrationsManager(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
 
@@ -60,6 +62,7 @@ private:
     struct Message {
         KIVSEGEventType type;
         std::shared_ptr<const KIVSEGPayload> payload;
+        std::size_t size = 0; ///< about, in bytes; zero for what is not tracked
     };
 
     // All that follows runs on the queue.
@@ -75,6 +78,7 @@ private:
     void forward(const Message& message);
 
     void enqueue(Message message);
+    static std::size_t sizeOf(const Message& message);
 
     const std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration_;
     kiv::SerialQueue serialQueue_;
@@ -88,6 +92,7 @@ private:
     mutable std::mutex lock_; ///< for what follows
     std::deque<Message> messageQueue_;
     std::size_t tracksWaiting_ = 0;
+    std::size_t bytesWaiting_ = 0;
     bool isFlushPosted_ = false;
     std::optional<std::string> anonymousId_;
     kiv::json::object registeredIntegrations_;

@@ -12,7 +12,7 @@ struct KIVSEGPayload {
     /// Takes both from the members "context" and "integrations" of a call's options; one that is no
     /// dictionary counts as empty.
     explicit KIVSEGPayload(const kiv::json::object& options)
-        : context(dictionary(options, "context")), integrations(dictionary(options, "integrations")) {}
+        : context(member(options, "context")), integrations(member(options, "integrations")) {}
     virtual ~KIVSEGPayload() = default;
     KIVSEGPayload(const KIVSEGPayload&) = default;
     KIVSEGPayload& operator=(const KIVSEGPayload&) = delete;
@@ -21,9 +21,9 @@ struct KIVSEGPayload {
     kiv::json::object integrations;
 
 private:
-    static kiv::json::object dictionary(const kiv::json::object& options, std::string_view name) {
-        const kiv::json::value* value = kiv::member(options, name);
-        return value && value->is_object() ? value->get_object() : kiv::json::object();
+    static kiv::json::object member(const kiv::json::object& options, std::string_view name) {
+        const kiv::json::object* object = kiv::objectMember(options, name);
+        return object ? *object : kiv::json::object();
     }
 };
 

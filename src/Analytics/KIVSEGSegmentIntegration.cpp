@@ -1,7 +1,5 @@
 #include "Analytics/KIVSEGSegmentIntegration.h"
 
-#include <algorithm>
-#include <unordered_set>
 #include <utility>
 
 #include <kiv/NotificationCenter.h>
@@ -20,7 +18,6 @@ namespace {
 using kiv::json::array;
 using kiv::json::object;
 
-constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::string_view traitsKey = "kiv.segmentio.traits.plist";
 constexpr std::string_view userIdKey = "kiv.segmentio.userId";
 // Where earlier versions kept the same.
@@ -28,15 +25,10 @@ constexpr std::string_view olderUserIdKey = "KIVSEGUserId";
 constexpr std::string_view olderQueueKey = "KIVSEGQueue";
 constexpr std::string_view olderTraitsKey = "KIVSEGTraits";
 
-constexpr std::chrono::seconds longestUnwritten{1};
+constexpr std::chrono::minutes longestUpload{5};
 constexpr std::string_view self = "<KIVSEGSegmentIntegration>"; ///< in log lines
 
 std::string now() { return kiv::dateText(kiv::Clock::current().now()); }
-
-/// What an event is known by; null for what is no event of this client's.
-const kiv::json::string* identityOf(const kiv::json::value& event) {
-    return kiv::textMember(event, "messageId");
-}
 
 void merge(object& into, const object& later) {
     for (const auto& member : later) {
@@ -76,7 +68,7 @@ KIVSEGSegmentIntegration::KIVSEGSegmentIntegration(const std::shared_ptr<KIVSEGA
                                                    std::shared_ptr<KIVSEGHTTPClient> httpClient,
                                                    std::shared_ptr<KIVSEGStorage> storage)
     : analytics_(analytics), configuration_(analytics->configuration()), httpClient_(std::move(httpClient)),
-      storage_(std::move(storage)) {}
+      storage_(std::move(storage)), queue_(std::make_shared<KIVSEGEventQueue>(storage_, serialQueue_)) {}
 
 void KIVSEGSegmentIntegration::start() {
     serialQueue_.post([integration = shared_from_this()] {
@@ -131,20 +123,6 @@ object& KIVSEGSegmentIntegration::traits() {
 void KIVSEGSegmentIntegration::addTraits(const object& traits) {
     merge(this->traits(), traits);
     storage_->setDictionary(this->traits(), traitsKey);
-}
-
-array& KIVSEGSegmentIntegration::queue() {
-    if (!queue_) {
-        queue_.emplace();
-        kiv::json::value kept = storage_->arrayForKey(queueKey);
-        if (kept.is_array() && std::ranges::all_of(kept.get_array(), identityOf)) {
-            queue_ = std::move(kept.get_array());
-        } else if (!kept.is_null()) {
-            KIV_SEG_LOG("%@ What is kept under %@ is no queue of events; beginning a new one.", self,
-                        queueKey);
-        }
-    }
-    return *queue_;
 }
 
 void KIVSEGSegmentIntegration::identify(const KIVSEGIdentifyPayload& payload) {
@@ -244,14 +222,7 @@ void KIVSEGSegmentIntegration::enqueueAction(std::string_view action, object dic
 
 void KIVSEGSegmentIntegration::queuePayload(object event) {
     const auto failure = kiv::failureOf([&] {
-        array& events = queue();
-        if (events.size() >= maxQueueSize) {
-            const auto excess = static_cast<std::ptrdiff_t>(events.size() - (maxQueueSize - 1));
-            KIV_SEG_LOG("%@ Dropping the %@ oldest events: the queue is full.", self, excess);
-            events.erase(events.begin(), events.begin() + excess);
-        }
-        events.push_back(std::move(event));
-        queueChanged();
+        queue_->append(std::move(event));
         flushQueueByLength();
     });
     if (failure) {
@@ -259,27 +230,9 @@ void KIVSEGSegmentIntegration::queuePayload(object event) {
     }
 }
 
-void KIVSEGSegmentIntegration::queueChanged() {
-    const auto present = kiv::Clock::current().monotonic();
-    if (!isChanged_) {
-        isChanged_ = true;
-        changedAt_ = present;
-        serialQueue_.postAtRest([integration = shared_from_this()] { integration->persistQueue(); });
-    } else if (present - changedAt_ >= longestUnwritten) {
-        persistQueue();
-    }
-}
-
-void KIVSEGSegmentIntegration::persistQueue() {
-    if (isChanged_) {
-        isChanged_ = false;
-        storage_->setArray(queue(), queueKey);
-    }
-}
-
 void KIVSEGSegmentIntegration::flushQueueByLength() {
-    KIV_SEG_LOG("%@ Length is %lu.", self, queue().size());
-    if (!batchRequest_ && !hasFailed_ && queue().size() >= configuration_->flushAt) {
+    KIV_SEG_LOG("%@ Length is %lu.", self, queue_->size());
+    if (!isUploading_ && !hasFailed_ && queue_->size() >= configuration_->flushAt) {
         flush();
     }
 }
@@ -289,61 +242,58 @@ void KIVSEGSegmentIntegration::flushWithMaxSize(std::size_t maxSize) {
 }
 
 void KIVSEGSegmentIntegration::flushNow(std::size_t maxSize) {
-    if (queue().empty()) {
+    if (queue_->size() == 0) {
         KIV_SEG_LOG("%@ No queued API calls to flush.", self);
         return;
     }
-    if (batchRequest_) {
+    if (isUploading_) {
         KIV_SEG_LOG("%@ API request already in progress, not flushing again.", self);
+        giveUpSlowUpload();
         return;
     }
-    const array& events = queue();
-    const auto end = events.begin() + static_cast<std::ptrdiff_t>(std::min(maxSize, events.size()));
-    sendData(array(events.begin(), end));
+    if (configuration_->url) {
+        sendData(queue_->oldest(maxSize));
+    }
+}
+
+/// A service that sends a byte now and then would hold an upload open for ever.
+void KIVSEGSegmentIntegration::giveUpSlowUpload() {
+    if (batchRequest_ && kiv::Clock::current().monotonic() - uploadingSince_ > longestUpload) {
+        batchRequest_->cancel();
+    }
 }
 
 void KIVSEGSegmentIntegration::sendData(array batch) {
-    if (!configuration_->url) {
-        return;
-    }
-    persistQueue();
+    queue_->persist();
     hasFailed_ = false;
+    isUploading_ = true;
+    uploadingSince_ = kiv::Clock::current().monotonic();
     const object document{{"sentAt", now()}, {"batch", batch}};
     const auto sent = std::make_shared<const array>(std::move(batch));
-    KIV_SEG_LOG("%@ Flushing %lu of %lu queued API calls.", self, sent->size(), queue().size());
+    KIV_SEG_LOG("%@ Flushing %lu of %lu queued API calls.", self, sent->size(), queue_->size());
     KIV_SEG_LOG("Flushing batch %@.", kiv::compactJson(document));
     batchRequest_ = httpClient_->upload(document, *configuration_->url, configuration_->writeKey,
                                         [integration = shared_from_this(), sent](bool retry) {
-                                            // On its queue, and never before `batchRequest_` has been set.
                                             integration->serialQueue_.post([integration, sent, retry] {
                                                 integration->uploadCompleted(sent, retry);
                                             });
                                         });
-    notify(KIVSegmentDidSendRequestNotification, sent);
+    if (batchRequest_) {
+        notify(KIVSegmentDidSendRequestNotification, sent);
+    }
 }
 
 void KIVSEGSegmentIntegration::uploadCompleted(const std::shared_ptr<const array>& batch, bool retry) {
     hasFailed_ = retry;
-    if (!retry) {
-        removeFromQueue(*batch);
-        queueChanged();
-    }
+    isUploading_ = false;
     batchRequest_.reset();
+    if (isClosed_) {
+        queue_->readAgain(); // the next client of the key may have written
+    }
+    if (!retry) {
+        queue_->remove(*batch);
+    }
     notify(retry ? KIVSegmentRequestDidFailNotification : KIVSegmentRequestDidSucceedNotification, batch);
-}
-
-/// By identity: the oldest may have been dropped meanwhile.
-void KIVSEGSegmentIntegration::removeFromQueue(const array& batch) {
-    std::unordered_set<std::string_view> sent;
-    for (const auto& event : batch) {
-        sent.insert(*identityOf(event));
-    }
-    array& events = queue();
-    auto kept = events.begin();
-    while (kept != events.end() && sent.contains(*identityOf(*kept))) {
-        ++kept;
-    }
-    events.erase(events.begin(), kept);
 }
 
 void KIVSEGSegmentIntegration::notify(std::string_view name, std::shared_ptr<const array> batch) const {
@@ -355,7 +305,10 @@ void KIVSEGSegmentIntegration::notify(std::string_view name, std::shared_ptr<con
 
 void KIVSEGSegmentIntegration::close() {
     flushTimer_.cancel();
-    dispatch([](KIVSEGSegmentIntegration& own) { own.persistQueue(); });
+    dispatch([](KIVSEGSegmentIntegration& own) {
+        own.isClosed_ = true;
+        own.queue_->persist();
+    });
 }
 
 std::string KIVSEGSegmentIntegrationFactory::key() const { return std::string(KIVSEGSegmentIntegrationKey); }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Analytics/KIVSEGAnalyticsConfiguration.h"
+#include "Analytics/KIVSEGEventQueue.h"
 #include "Analytics/KIVSEGHTTPClient.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGStorage.h"
@@ -20,17 +21,15 @@ inline constexpr std::string_view KIVSegmentRequestDidFailNotification = "KIVSeg
 /// Keeps events in a queue on disk and uploads them in batches: when there are enough of them, every half
 /// minute, and when asked to.
 ///
-/// The queue holds the newest `maxQueueSize` events. It is written when the work thread has nothing else to
-/// do, after a second at the latest, and before any of it is uploaded. Events leave it when the service has
-/// taken them or has refused them for good. After an upload that failed otherwise, the next one is left to
-/// the timer or a call of `flush`, however many events come meanwhile.
+/// What is uploaded is on disk before. Events leave the queue when the service has taken them or has refused
+/// them for good. After an upload that failed otherwise, the next one is left to the timer or a call of
+/// `flush`, however many events come meanwhile.
 class KIVSEGSegmentIntegration : public KIVSEGIntegration,
                                  public std::enable_shared_from_this<KIVSEGSegmentIntegration> {
 public:
     using Object = kiv::json::object;
 
     static constexpr std::size_t maxBatchSize = 100;
-    static constexpr std::size_t maxQueueSize = 1000;
     static constexpr double flushInterval = 30; ///< seconds
 
     /// Reads who the user is, and starts the timer. The integration does not keep `analytics` alive.
@@ -71,16 +70,13 @@ private:
     void saveUserId(const std::string& userId);
     void addTraits(const Object& traits);
     Object& traits();
-    kiv::json::array& queue();
     Object integrationsDictionary(Object integrations) const;
     void queuePayload(Object event);
-    void queueChanged();
-    void persistQueue();
     void flushQueueByLength();
     void flushNow(std::size_t maxSize);
+    void giveUpSlowUpload();
     void sendData(kiv::json::array batch);
     void uploadCompleted(const std::shared_ptr<const kiv::json::array>& batch, bool retry);
-    void removeFromQueue(const kiv::json::array& batch);
     void notify(std::string_view name, std::shared_ptr<const kiv::json::array> batch) const;
 
     const std::weak_ptr<KIVSEGAnalytics> analytics_;
@@ -91,15 +87,16 @@ private:
     kiv::Timer flushTimer_;
 
     // Used on the queue alone.
-    std::optional<kiv::json::array> queue_; ///< nothing until it has been read
-    std::optional<Object> traits_;          ///< nothing until they have been read
+    const std::shared_ptr<KIVSEGEventQueue> queue_;
+    std::optional<Object> traits_; ///< nothing until they have been read
     std::optional<std::string> userId_;
     Object cachedStaticContext_;
-    Object referrer_;                             ///< what brought the user here
+    Object referrer_; ///< what brought the user here
+    bool isUploading_ = false;
     std::shared_ptr<kiv::HttpTask> batchRequest_; ///< the upload under way
-    bool hasFailed_ = false;                      ///< the last upload, and the timer has not come since
-    bool isChanged_ = false;                      ///< the queue, since it was written
-    std::chrono::steady_clock::time_point changedAt_;
+    std::chrono::steady_clock::time_point uploadingSince_;
+    bool hasFailed_ = false; ///< the last upload, and the timer has not come since
+    bool isClosed_ = false;
 };
 
 /// Makes the integration that is always there.

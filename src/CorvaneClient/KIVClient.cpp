@@ -23,6 +23,7 @@
 #include "Network/KIVNotificationListener.h"
 #include "Network/KIVURLBuilder.h"
 #include "Platform/Clock.h"
+#include "Platform/KeyForm.h"
 #include "Platform/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/Failure.h"
@@ -48,7 +49,11 @@ constexpr double shutdownPatience = 0.05;
 std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
     auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(
         parts.deviceProperties->appKey(), parts.deviceProperties, parts.environment->analyticsUrl());
-    if (const auto& encryption = KIVHost::current()->analyticsEncryption) {
+    const auto host = KIVHost::current();
+    if (host->analyticsLog) {
+        KIVSEGAnalytics::debug(true);
+    }
+    if (const auto& encryption = host->analyticsEncryption) {
         configuration->crypto =
             std::make_shared<KIVSEGAES256Crypto>(encryption->password, encryption->salt, encryption->iv);
     }
@@ -59,7 +64,10 @@ std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
 
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     // Observers that have just been removed may still run on other threads.
-    const auto storedKey = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY");
+    auto storedKey = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY");
+    if (storedKey && !kiv::isUuidForm(*storedKey) && !kiv::isApplicationKeyForm(*storedKey)) {
+        storedKey.reset(); // it would name files and addresses
+    }
     parts = forStoredKey(std::move(parts), storedKey);
     std::shared_ptr<KIVClient> client(new KIVClient(std::move(parts), storedKey), [](KIVClient* own) {
         own->stop();

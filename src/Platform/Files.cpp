@@ -1,6 +1,7 @@
 #include "Platform/Files.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -79,6 +80,8 @@ bool isFolder(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+constexpr std::string_view temporaryPrefix = ".kiv-";
+
 /// Writes the bytes to a temporary beside the file, which `putInPlace` then gives the file's name.
 template <class PutInPlace>
 bool writeThrough(const std::string& path, std::string_view bytes, PutInPlace&& putInPlace) {
@@ -91,7 +94,7 @@ bool writeThrough(const std::string& path, std::string_view bytes, PutInPlace&& 
     }
     std::string temporary;
     Descriptor file(retried([&] {
-        temporary = folder + ".kiv-XXXXXX";
+        temporary = folder + std::string(temporaryPrefix) + "XXXXXX";
         return ::mkostemp(temporary.data(), O_CLOEXEC);
     }));
     if (!file) {
@@ -185,6 +188,20 @@ std::error_code excludeFromBackup(const std::string& path) {
     const bool excluded = file && ::ioctl(file.get(), FS_IOC_GETFLAGS, &flags) == 0 &&
                           ::ioctl(file.get(), FS_IOC_SETFLAGS, &(flags |= FS_NODUMP_FL)) == 0;
     return excluded ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
+void removeAbandonedTemporaries(const std::string& folder) {
+    constexpr std::chrono::minutes longestWrite{1};
+    std::error_code failure;
+    for (std::filesystem::directory_iterator file(folder, failure), end; !failure && file != end;
+         file.increment(failure)) {
+        std::error_code gone;
+        const auto written = file->last_write_time(gone);
+        if (!gone && file->path().filename().native().starts_with(temporaryPrefix) &&
+            std::filesystem::file_time_type::clock::now() - written > longestWrite) {
+            ::unlink(file->path().c_str());
+        }
+    }
 }
 
 bool fileExists(const std::string& path) {

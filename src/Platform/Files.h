@@ -37,6 +37,10 @@ bool removeDirectory(const std::string& path);
 /// it.
 std::error_code excludeFromBackup(const std::string& path);
 
+/// Removes the temporaries of that folder that a process left behind when it was killed: those older than a
+/// minute.
+void removeAbandonedTemporaries(const std::string& folder);
+
 bool fileExists(const std::string& path);
 
 } // namespace kiv

@@ -325,4 +325,42 @@ const json::string* textMember(const json::object& object, std::string_view name
     return value ? value->if_string() : nullptr;
 }
 
+const json::object* objectMember(const json::object& object, std::string_view name) {
+    const json::value* value = member(object, name);
+    return value ? value->if_object() : nullptr;
+}
+
+std::optional<std::size_t> approximateSize(const json::value& value, std::size_t maxDepth) {
+    if (const json::object* object = value.if_object()) {
+        return approximateSize(*object, maxDepth);
+    }
+    constexpr std::size_t ofEach = 32;
+    std::size_t size = ofEach;
+    if (const json::string* text = value.if_string()) {
+        size += text->size();
+    } else if (const json::array* array = value.if_array()) {
+        for (const json::value& element : *array) {
+            const auto own = maxDepth > 0 ? approximateSize(element, maxDepth - 1) : std::nullopt;
+            if (!own) {
+                return std::nullopt;
+            }
+            size += *own;
+        }
+    }
+    return size;
+}
+
+std::optional<std::size_t> approximateSize(const json::object& object, std::size_t maxDepth) {
+    constexpr std::size_t ofKey = 16;
+    std::size_t size = 0;
+    for (const json::key_value_pair& pair : object) {
+        const auto own = maxDepth > 0 ? approximateSize(pair.value(), maxDepth - 1) : std::nullopt;
+        if (!own) {
+            return std::nullopt;
+        }
+        size += ofKey + pair.key().size() + *own;
+    }
+    return size;
+}
+
 } // namespace kiv

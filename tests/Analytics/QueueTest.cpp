@@ -171,4 +171,68 @@ TEST_F(Queue, IsWrittenOnceForAllThatCameWhileTheWorkWentOn) {
     close(watch);
 }
 
+TEST_F(Queue, OfLargeEventsIsShortAndSparesTheDisk) {
+    ManualClock& clock = ManualClock::install();
+    auto patient = configuration();
+    patient->flushAt = 10'000;
+    const auto analytics = KIVSEGAnalytics::create(patient);
+    const std::string large(100'000, 'x');
+    const auto trackLarge = [&](int first, int count) {
+        for (int i = first; i < first + count; ++i) {
+            analytics->track("impression", {{"number", i}, {"value", large}});
+            settle();
+        }
+    };
+    trackLarge(0, 18);
+    EXPECT_EQ(keptNumbers(), "0-17") << "16 MiB are written at will";
+    trackLarge(18, 52);
+    EXPECT_EQ(keptNumbers(), "0-17");
+    clock.advance(20);
+    EXPECT_EQ(keptNumbers(), "29-69") << "4 MiB of events";
+    trackLarge(70, 1);
+    EXPECT_EQ(keptNumbers(), "29-69");
+    analytics->flush(); // writes before it sends
+    EXPECT_EQ(sentNumbers(0), "30-70");
+
+    log.clear();
+    analytics->track("impression", {{"value", std::string(5'000'000, 'x')}});
+    kiv::json::value deep(1);
+    for (int i = 0; i < 600; ++i) {
+        deep = kiv::json::array{std::move(deep)};
+    }
+    analytics->track("impression", {{"value", std::move(deep)}});
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_TRUE(log.has({"Error writing payload", "too large, or nests too deep"}));
+    EXPECT_EQ(keptNumbers(), "none");
+}
+
+TEST_F(Queue, IsTheNextClientsOnceOneIsClosed) {
+    const std::string abandoned = storage().folderURL() + "/.kiv-abandoned";
+    const std::string young = storage().folderURL() + "/.kiv-young";
+    for (const auto& path : {abandoned, young}) {
+        std::ofstream(path) << "half";
+    }
+    std::filesystem::last_write_time(abandoned,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::minutes(2));
+    const auto answers = std::make_shared<std::promise<void>>();
+    answer([answers](const auto& request, auto& connection) {
+        answers->get_future().wait();
+        LoopbackServer::answer(200, "")(request, connection);
+    });
+    const auto first = client();
+    track(*first, 0, 20);
+    EXPECT_EQ(sentNumbers(0), "0-19");
+    EXPECT_FALSE(std::filesystem::exists(abandoned));
+    EXPECT_TRUE(std::filesystem::exists(young));
+    first->close(10);
+    auto patient = configuration();
+    patient->flushAt = 10'000;
+    const auto second = KIVSEGAnalytics::create(patient);
+    track(*second, 20, 5);
+    EXPECT_EQ(keptNumbers(), "0-24");
+    answers->set_value();
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "20-24");
+}
+
 } // namespace

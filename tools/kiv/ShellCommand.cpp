@@ -87,7 +87,7 @@ const std::vector<ShellCommand>& commands() {
         {"host",
          {"bundleIdentifier", "shortVersion", "version", "resourceDirectory", "libraryDirectory",
           "homeDirectory", "deviceName", "systemName", "systemVersion", "model", "vendorIdentifier", "locale",
-          "screen", "idiom"},
+          "screen", "idiom", "analyticsLog"},
          shell::configureHost},
         {"setup", {"key", "options", "platformVersion", "languageVersion"}, shell::setup},
         {"state", {}, state},

@@ -121,6 +121,7 @@ json::object shell::configureHost(ShellSession&, const ShellFields& fields) {
     fields.assign("vendorIdentifier", host.vendorIdentifier);
     fields.assign("locale", host.locale);
     fields.assign("idiom", host.idiom);
+    fields.assign("analyticsLog", host.analyticsLog);
     if (const auto screen = fields.find<json::object>("screen")) {
         host.screen = screenFrom(*screen);
     }

@@ -1,0 +1,138 @@
+#include "Analytics/KIVSEGEventQueue.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include <kiv/KIVException.h>
+
+#include "Analytics/KIVSEGLog.h"
+#include "Platform/Clock.h"
+
+namespace {
+
+using kiv::json::array;
+using kiv::json::object;
+
+constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
+constexpr std::chrono::seconds longestUnwritten{1};
+
+/// What an event is known by; null for what is no event of this client's.
+const kiv::json::string* identityOf(const kiv::json::value& event) {
+    return kiv::textMember(event, "messageId");
+}
+
+std::size_t sizeOf(const kiv::json::value& event) {
+    return kiv::approximateSize(event, KIVSEGEventQueue::deepestEvent)
+        .value_or(KIVSEGEventQueue::maxQueueBytes);
+}
+
+bool isQueue(const kiv::json::value& kept) {
+    return kept.is_array() && std::ranges::all_of(kept.get_array(), identityOf);
+}
+
+} // namespace
+
+KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, kiv::SerialQueue serialQueue)
+    : storage_(std::move(storage)), serialQueue_(std::move(serialQueue)),
+      creditedAt_(kiv::Clock::current().monotonic()) {}
+
+array& KIVSEGEventQueue::events() {
+    if (!events_) {
+        kiv::json::value kept = storage_->arrayForKey(queueKey);
+        if (!kept.is_null() && !isQueue(kept)) {
+            KIV_SEG_LOG("What is kept under %@ is no queue of events; beginning a new one.", queueKey);
+        }
+        events_ = isQueue(kept) ? std::move(kept.get_array()) : array();
+        bytes_ = 0;
+        for (const auto& event : *events_) {
+            bytes_ += sizeOf(event);
+        }
+        dropOldest(0);
+    }
+    return *events_;
+}
+
+/// So many, and as many more as make it fit.
+void KIVSEGEventQueue::dropOldest(std::size_t count) {
+    array& all = *events_;
+    while (count < all.size() && (all.size() - count > maxQueueSize || bytes_ > maxQueueBytes)) {
+        bytes_ -= sizeOf(all[count++]);
+    }
+    if (count > 0) {
+        KIV_SEG_LOG("Dropping the %@ oldest events: the queue is full.", count);
+        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+}
+
+void KIVSEGEventQueue::append(object event) {
+    const auto size = kiv::approximateSize(event, deepestEvent);
+    if (!size || *size > maxQueueBytes) {
+        throw KIVException::invalidArgument("an event is too large, or nests too deep, to be kept");
+    }
+    events().push_back(std::move(event));
+    bytes_ += *size;
+    dropOldest(0);
+    changed();
+}
+
+array KIVSEGEventQueue::oldest(std::size_t count) {
+    const array& all = events();
+    return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(std::min(count, all.size())));
+}
+
+/// By identity: some may have been dropped meanwhile. Those that are left come first.
+void KIVSEGEventQueue::remove(const array& batch) {
+    std::unordered_set<std::string_view> sent;
+    for (const auto& event : batch) {
+        sent.insert(*identityOf(event));
+    }
+    array& all = events();
+    auto left = all.begin();
+    while (left != all.end() && sent.contains(*identityOf(*left))) {
+        bytes_ -= sizeOf(*left++);
+    }
+    all.erase(all.begin(), left);
+    isChanged_ = true; // whatever has been written: what is sent must not be sent again
+    serialQueue_.postAtRest([queue = shared_from_this()] { queue->persist(); });
+}
+
+void KIVSEGEventQueue::readAgain() {
+    events_.reset();
+    isChanged_ = false;
+}
+
+void KIVSEGEventQueue::changed() {
+    const auto present = kiv::Clock::current().monotonic();
+    if (!isChanged_) {
+        isChanged_ = true;
+        changedAt_ = present;
+        serialQueue_.postAtRest([queue = shared_from_this()] { queue->persistIfAllowed(); });
+    } else if (present - changedAt_ >= longestUnwritten) {
+        persistIfAllowed();
+    }
+}
+
+void KIVSEGEventQueue::persistIfAllowed() {
+    const auto present = kiv::Clock::current().monotonic();
+    const std::chrono::duration<double> passed = present - std::exchange(creditedAt_, present);
+    credit_ = std::min<double>(writesAtWill, credit_ + passed.count() * writesPerSecond);
+    if (credit_ >= 0) {
+        persist();
+        return;
+    }
+    lateWrite_ = kiv::Timer(-credit_ / writesPerSecond, false, [weak = weak_from_this()] {
+        if (const auto queue = weak.lock()) {
+            queue->serialQueue_.post([queue] { queue->persist(); });
+        }
+    });
+}
+
+void KIVSEGEventQueue::persist() {
+    lateWrite_.cancel();
+    if (isChanged_) {
+        isChanged_ = false;
+        credit_ -= static_cast<double>(bytes_);
+        storage_->setArray(events(), queueKey);
+    }
+}
