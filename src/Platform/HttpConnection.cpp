@@ -111,11 +111,7 @@ private:
         Response& response = response_.emplace(http::status(answer_.status), http11);
         response.body() = {body.data(), body.size()};
         response.set(http::field::content_type, answer_.type);
-        response.set(http::field::cache_control, "no-cache");
-        response.set("X-Content-Type-Options", "nosniff");
-        for (const auto& [name, value] : answer_.headers) {
-            response.set(name, value);
-        }
+        setHeaders(response);
         response.keep_alive(keepAlive_);
         response.prepare_payload();
         stream_.expires_after(service_.limits.request);
@@ -124,11 +120,20 @@ private:
                           }));
     }
 
+    template <class Head>
+    void setHeaders(Head& head) const {
+        head.set(http::field::cache_control, "no-cache");
+        head.set("X-Content-Type-Options", "nosniff");
+        for (const auto& [name, value] : answer_.headers) {
+            head.set(name, value);
+        }
+    }
+
     void handOver(HttpAnswer answer) {
         answer_ = std::move(answer);
         auto head = std::make_shared<http::response<http::empty_body>>(http::status::ok, http11);
         head->set(http::field::content_type, "text/event-stream");
-        head->set(http::field::cache_control, "no-cache");
+        setHeaders(*head);
         head->set("X-Accel-Buffering", "no"); // tells a proxy to pass on each event at once
         head->keep_alive(false);
         stream_.expires_after(service_.limits.request);

@@ -157,6 +157,89 @@ TEST_F(Serve, KeepsStatesAndImpressions) {
     EXPECT_EQ(query("SELECT count(*) FROM impressions"), "4\n");
 }
 
+TEST_F(Serve, CountsImpressionsAlsoThoseFromBefore) {
+    const Outcome none = kiv({"impressions", "flags"});
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_CONTAINS(none.err, "flags/.kiv/records.sqlite: there are no records");
+    EXPECT_CONTAINS(kiv({"impressions", "missing"}).err, "missing: is no folder");
+    start();
+    EXPECT_CONTAINS(kiv({"impressions", "flags"}).out, "No impressions have been kept yet.");
+    EXPECT_EQ(service->end(SIGTERM), 0);
+    // Records as they were before there were counts, with impressions of two keys.
+    const std::string more = "INSERT INTO impressions (app_key, flag, value, received) VALUES ('" + key +
+                             "', 'shop.colour', 'a, \"\"b\"\"', '')";
+    write("before.sql",
+          "DROP TRIGGER impression_added; DROP TRIGGER impression_deleted; DROP TABLE flag_counts;"
+          "DROP TABLE value_counts; PRAGMA user_version = 0;" +
+              more + "," + more.substr(more.find("('")) + ",('other', 'f', NULL, '')");
+    ASSERT_EQ(shell("sqlite3 flags/.kiv/records.sqlite <before.sql").exitCode, 0);
+    EXPECT_CONTAINS(kiv({"impressions", "flags"}).err, "brings records of an older kiv up to date");
+
+    start();
+    const std::string header = "key,flag,value,impressions\n";
+    const std::string other = "other,f,,1\n";
+    const auto row = [&](const std::string& count) {
+        return key + ",shop.colour,\"a, \"\"\"\"b\"\"\"\"\"," + count + "\n";
+    };
+    const auto csv = [](const std::vector<std::string>& options = {}) {
+        std::vector<std::string> arguments{"impressions", "flags", "--csv"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return kiv(arguments).out;
+    };
+    EXPECT_EQ(csv(), header + row("2") + other);
+    EXPECT_EQ(
+        post(url("analyticsEndpoint", "impression/" + key),
+             R"({"events": [{"flag": "shop.colour", "value": "a, \"\"b\"\""},{"flag": "shop.colour"}]})")
+            .status,
+        "200");
+    EXPECT_EQ(csv({"--key", key}), header + row("3") + key + ",shop.colour,,1\n");
+    const Outcome shown = kiv({"impressions", "flags", "--key", key});
+    EXPECT_CONTAINS(shown.out, "shop.colour");
+    EXPECT_CONTAINS(shown.out, "75.00 %");
+    EXPECT_CONTAINS(shown.out, "(empty)");
+    const std::string remove = "DELETE FROM impressions WHERE value IS NULL";
+    ASSERT_EQ(shell("sqlite3 -cmd '.timeout 5000' flags/.kiv/records.sqlite '" + remove + "'").exitCode, 0);
+    EXPECT_EQ(csv(), header + row("3"));
+}
+
+TEST_F(Serve, ShowsItsPageToBrowsersOfThisMachineAlone) {
+    start();
+    const std::string root = std::string(*kiv::textMember(ready, "url"));
+    const std::string port = root.substr(root.rfind(':') + 1);
+    const struct {
+        std::string header;
+        std::string status;
+    } cases[] = {
+        {"Host: localhost:" + port, "200"},
+        {"Host: [::1]:" + port, "200"},
+        {"Host: evil.example:" + port, "403"},
+        {"Host: localhost.evil.example", "403"},
+        {"Host: 127.0.0.1.evil.example", "403"},
+        {"Host: 192.0.2.1:" + port, "403"},
+        {"Host: [", "403"},
+        {"Host;", "403"},
+        {"Origin: http://evil.example", "403"},
+        {"Origin: null", "403"},
+        {"Origin: " + root, "200"},
+    };
+    for (const auto& each : cases) {
+        for (const char* path : {"/", "/overview.js", "/overview?key=x"}) {
+            const Answer answer = get(root + path, "-H '" + each.header + "'");
+            EXPECT_EQ(answer.status, each.status) << each.header << " " << path;
+        }
+        if (each.status == "403") {
+            EXPECT_EQ(get(root + "/changes", "-H '" + each.header + "'").status, "403") << each.header;
+        }
+        EXPECT_EQ(get(configurationUrl(), "-H '" + each.header + "'").status, "200") << each.header;
+    }
+    EXPECT_EQ(post(root + "/overview", "{}").status, "405");
+    const std::string head = shell(curlLine(root + "/", "-i")).out;
+    EXPECT_CONTAINS(head, "Content-Type: text/html");
+    EXPECT_CONTAINS(head, "Content-Security-Policy: default-src 'none';");
+    EXPECT_CONTAINS(head, "X-Content-Type-Options: nosniff");
+    EXPECT_EQ(head.find("Access-Control"), head.npos);
+}
+
 TEST_F(Serve, AnnouncesWhatChangedAndRefusesWhatIsWrong) {
     start();
     const auto stream = openStream("stream");

@@ -52,6 +52,7 @@ void addShowCommand(CLI::App& parent, int& exitCode);
 void addLintCommand(CLI::App& parent, int& exitCode);
 void addExportCommand(CLI::App& parent, int& exitCode);
 void addServeCommand(CLI::App& parent, int& exitCode);
+void addImpressionsCommand(CLI::App& parent, int& exitCode);
 void addDeviceCommand(CLI::App& parent, int& exitCode);
 
 } // namespace kiv::tool

@@ -22,6 +22,7 @@ constexpr const char* examples = R"(Examples:
   kiv config sign payload.json --key signing.key.pem --out configuration.json
   kiv config verify configuration.json --certificate signing.certificate.txt
   kiv serve flags
+  kiv impressions flags
 
 'kiv SUBCOMMAND --help' tells more about each.
 Exit codes: 0 fine, 1 the input is bad, 2 wrong usage.)";
@@ -90,6 +91,7 @@ void prepare(CLI::App& app, int& exitCode) {
     addShellCommand(app, exitCode);
     addConfigCommand(app, exitCode);
     addServeCommand(app, exitCode);
+    addImpressionsCommand(app, exitCode);
     addDeviceCommand(app, exitCode);
 }
 

@@ -32,7 +32,6 @@ constexpr unsigned short usualPort = 8490;
 struct Options {
     std::string folder;
     std::string data;
-    std::string host = "127.0.0.1";
     unsigned short port = usualPort;
     bool asJson = false;
     bool isQuiet = false;
@@ -82,7 +81,7 @@ void introduce(const Options& options, const std::string& certificate, const std
                                               {"networkConfigurations", endpoints}});
     } else {
         std::cout << "Serving " << counted(keys.size(), "key") << " of " << printable(options.folder)
-                  << " at " << base << ". In the application:\n\n"
+                  << ". What applications report is shown at\n\n  " << base << "/\n\nIn the application:\n\n"
                   << optionsSource(endpoints, certificate);
     }
     std::cout << std::endl; // somebody may be waiting for it
@@ -90,7 +89,7 @@ void introduce(const Options& options, const std::string& certificate, const std
 
 std::unique_ptr<HttpServer> listening(net::io_context& io, const Options& options, HttpService service) {
     try {
-        return std::make_unique<HttpServer>(io, options.host, options.port, mostConnections(),
+        return std::make_unique<HttpServer>(io, options.settings.host, options.port, mostConnections(),
                                             std::move(service));
     } catch (const NoSuchHost&) {
         throw WrongUsage("--host: takes an address of this machine, for example 127.0.0.1 or ::1");
@@ -123,7 +122,13 @@ int serve(const Options& options) {
          .handler = [&](HttpCall call,
                         HttpReply reply) { service.answer(std::move(call), std::move(reply)); },
          .refused = [&](const HttpAnswer& answer) { journal.answered(answer, "bad request", ""); }});
-    introduce(options, folder.identity().certificate, baseUrl(options.host, server->port()), service.keys());
+<<<<<<< HEAD
+    introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server->port()),
+              service.keys());
+=======
+    introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server.port()),
+              service.keys());
+>>>>>>> page
     io.run();
     journal.told(Terminal::Style::good, "Stopped.");
     return exitFine;
@@ -142,7 +147,9 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
         ->add_option("--port", options->port,
                      "Port, " + std::to_string(usualPort) + " otherwise; 0 takes a free one")
         ->type_name("N");
-    command->add_option("--host", options->host, "Address to listen on, " + options->host + " otherwise")
+    command
+        ->add_option("--host", options->settings.host,
+                     "Address to listen on, " + options->settings.host + " otherwise")
         ->type_name("ADDRESS");
     command
         ->add_option("--data", options->data,

@@ -17,6 +17,7 @@
 
 #include <kiv/KIVCustomProperty.h>
 
+#include "Columns.h"
 #include "Command.h"
 #include "ConfigDocument.h"
 #include "EvaluationWorld.h"
@@ -196,23 +197,11 @@ json::object jsonOf(const Split& split) {
             {"shares", std::move(shares)}};
 }
 
-/// A field of a CSV line.
-std::string field(const std::string& text) {
-    if (text.find_first_of(",\"\n") == text.npos) {
-        return text;
-    }
-    std::string quoted = "\"";
-    for (const char c : text) {
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return quoted + "\"";
-}
-
 void printCsv(const Split& split) {
     std::cout << "outcome,value,count,share,expected\n";
     for (const Share& share : split.shares) {
-        std::cout << name(share.outcome.kind) << ',' << field(share.outcome.text) << ',' << share.count << ','
-                  << doubleText(split.partOf(share.count)) << ','
+        std::cout << name(share.outcome.kind) << ',' << csvField(share.outcome.text) << ',' << share.count
+                  << ',' << doubleText(split.partOf(share.count)) << ','
                   << (share.expected ? doubleText(*share.expected) : "") << "\n";
     }
 }

@@ -1,9 +1,8 @@
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <iostream>
 #include <string>
 
+#include "Columns.h"
 #include "Split.h"
 #include "Terminal.h"
 
@@ -12,25 +11,6 @@ namespace {
 
 using Style = Terminal::Style;
 using Kind = FlagOutcome::Kind;
-
-/// "31.25 %", in columns of one width.
-std::string percent(double part) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%6.2f %%", 100 * part);
-    return text.data();
-}
-
-/// A bar that fills `width` columns when the part is all, to an eighth of a column.
-std::string bar(double part, std::size_t width) {
-    constexpr std::array ends{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
-    const auto eighths = static_cast<std::size_t>(part * static_cast<double>(8 * width) + 0.5);
-    std::string text;
-    for (std::size_t full = 0; full < eighths / 8; ++full) {
-        text += "█";
-    }
-    text += ends.at(eighths % 8);
-    return text.empty() && part > 0 ? ends.at(1) : text;
-}
 
 std::string label(const FlagOutcome& outcome) {
     switch (outcome.kind) {
@@ -65,7 +45,6 @@ public:
 
 private:
     static constexpr std::size_t mostRows = 20;
-    static constexpr std::size_t partWidth = 8;
 
     void note(const std::string& text) const { std::cout << terminal_.wrapped(printable(text), 2) << '\n'; }
 
@@ -78,25 +57,26 @@ private:
         const std::size_t counts = std::max(std::to_string(split_.users).size(), displayWidth("users"));
         constexpr std::size_t widest = 40;
         constexpr std::size_t least = 8;
-        const std::size_t used = 2 + labels + 2 + counts + 2 + partWidth + 2 + partWidth + 2;
+        const std::size_t used = 2 + labels + 2 + counts + 2 + percentWidth + 2 + percentWidth + 2;
         const std::size_t room = terminal_.width() > used ? terminal_.width() - used : 0;
         const std::size_t bars = room < least ? 0 : std::min(room, widest);
         std::cout << "  "
-                  << terminal_.styled(Style::quiet, padded("value", labels) + "  " + right("users", counts) +
-                                                        "  " + right("share", partWidth) + "  " +
-                                                        right("expected", partWidth))
+                  << terminal_.styled(Style::quiet, padded("value", labels) + "  " +
+                                                        paddedLeft("users", counts) + "  " +
+                                                        paddedLeft("share", percentWidth) + "  " +
+                                                        paddedLeft("expected", percentWidth))
                   << '\n';
         std::size_t others = split_.users;
         for (std::size_t index = 0; index < rows; ++index) {
             const Share& share = split_.shares[index];
-            row(padded(label(share.outcome), labels), right(std::to_string(share.count), counts),
-                split_.partOf(share.count), share.expected ? percent(*share.expected) : right("–", partWidth),
-                bars);
+            row(padded(label(share.outcome), labels), paddedLeft(std::to_string(share.count), counts),
+                split_.partOf(share.count),
+                share.expected ? percent(*share.expected) : paddedLeft("–", percentWidth), bars);
             others -= share.count;
         }
         if (rows < split_.shares.size()) {
-            row(padded("others", labels), right(std::to_string(others), counts), split_.partOf(others),
-                right("–", partWidth), bars);
+            row(padded("others", labels), paddedLeft(std::to_string(others), counts), split_.partOf(others),
+                paddedLeft("–", percentWidth), bars);
         }
     }
 
@@ -138,12 +118,6 @@ private:
                  " the evaluation fails. 'kiv explain' tells why; one is " + inQuotes(split_.firstFailing) +
                  ".");
         }
-    }
-
-    /// The text at the right end of a column.
-    static std::string right(const std::string& text, std::size_t width) {
-        const std::size_t own = displayWidth(text);
-        return std::string(own < width ? width - own : 0, ' ') + text;
     }
 
     const Split& split_;

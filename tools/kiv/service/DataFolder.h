@@ -11,4 +11,7 @@ std::string dataFolder(const std::string& payloads, const std::string& wanted);
 
 std::string recordsFile(const std::string& dataFolder);
 
+/// The file of records that are there already, in the folder that `dataFolder` would give. Throws `BadInput`.
+std::string existingRecords(const std::string& payloads, const std::string& wanted);
+
 } // namespace kiv::tool

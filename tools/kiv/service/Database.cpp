@@ -16,26 +16,31 @@ namespace {
 }
 
 /// SQLite gives the files beside the database the mode of the database.
-void makePrivate(const std::string& file) {
+const std::string& madePrivate(const std::string& file) {
     const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (descriptor >= 0) {
         ::close(descriptor);
     }
+    return file;
 }
 
 } // namespace
 
-Database::Database(const std::string& file) : handle_(nullptr, sqlite3_close) {
-    makePrivate(file);
+Database::Database(const std::string& file) : Database(madePrivate(file), SQLITE_OPEN_READWRITE) {
+    execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+}
+
+Database Database::readOnly(const std::string& file) { return {file, SQLITE_OPEN_READONLY}; }
+
+Database::Database(const std::string& file, int openFlags) : handle_(nullptr, sqlite3_close) {
     sqlite3* handle = nullptr;
-    const int result = sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    const int result = sqlite3_open_v2(file.c_str(), &handle, openFlags, nullptr);
     handle_.reset(handle);
     if (result != SQLITE_OK) {
         failOf(handle);
     }
     constexpr int patience = 5000; // milliseconds, while another program writes
     sqlite3_busy_timeout(handle, patience);
-    execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
 }
 
 void Database::execute(const char* statements) {
@@ -77,6 +82,10 @@ std::string Database::Statement::text(int column) const {
     const auto* bytes = sqlite3_column_text(statement_.get(), column);
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
     return bytes ? std::string(reinterpret_cast<const char*>(bytes), size) : std::string();
+}
+
+std::int64_t Database::Statement::number(int column) const {
+    return sqlite3_column_int64(statement_.get(), column);
 }
 
 void Database::Statement::bind(int index, std::string_view text) {

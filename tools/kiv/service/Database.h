@@ -30,6 +30,7 @@ public:
         /// To the next row; false when there is none.
         bool step();
         std::string text(int column) const;
+        std::int64_t number(int column) const;
 
         /// Ends the reading; what was read does not hold up writers any more.
         void reset();
@@ -54,6 +55,9 @@ public:
     /// Opens the file, or makes it, readable by its owner alone.
     explicit Database(const std::string& file);
 
+    /// Opens a file that there is, whoever else has it open, to look at it.
+    static Database readOnly(const std::string& file);
+
     /// Runs statements without parameters.
     void execute(const char* statements);
     Statement prepare(std::string_view statement);
@@ -72,6 +76,8 @@ public:
     }
 
 private:
+    Database(const std::string& file, int openFlags);
+
     void rollBack() noexcept;
 
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle_;

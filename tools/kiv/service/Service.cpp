@@ -11,6 +11,8 @@
 #include "Platform/KeyForm.h"
 #include "service/Endpoints.h"
 #include "service/Gzip.h"
+#include "service/Overview.h"
+#include "service/RequestOrigin.h"
 
 namespace kiv::tool {
 namespace {
@@ -18,6 +20,7 @@ namespace {
 namespace net = boost::asio;
 
 constexpr const char* noFile = "there is no file for this key";
+constexpr const char* allPages = "";
 
 HttpAnswer jsonAnswer(const json::object& body, std::string note) {
     return {.body = std::make_shared<const std::string>(compactJson(body) + "\n"), .note = std::move(note)};
@@ -103,7 +106,7 @@ const Service::Route* Service::routeOf(std::string_view path, Target& target) {
 Service::Service(net::io_context& io, PayloadFolder& folder, Records& records, const Journal& journal,
                  const Settings& settings)
     : io_(io), folder_(folder), records_(records), journal_(journal), settings_(settings),
-      streams_(io, settings.keepAlive) {}
+      streams_(io, settings.keepAlive), pages_(io, settings.keepAlive) {}
 
 Service::~Service() { worker_.join(); }
 
@@ -142,6 +145,7 @@ void Service::apply(const std::vector<PayloadChange>& changes) {
             envelopes_.try_emplace(change.key);
         }
     }
+    pages_.announce(allPages);
 }
 
 void Service::tell(const PayloadChange& change) const {
@@ -171,6 +175,9 @@ void Service::tell(const PayloadChange& change) const {
 }
 
 void Service::answer(HttpCall call, HttpReply reply) {
+    if (answerPerson(call, reply)) {
+        return;
+    }
     Target target;
     const Route* route = routeOf(call.path, target);
     if (!route) {
@@ -184,6 +191,34 @@ void Service::answer(HttpCall call, HttpReply reply) {
         reply(std::move(answer));
     };
     answerFor(*route, std::move(target), std::move(call), std::move(logged));
+}
+
+bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
+    std::optional<HttpAnswer> answer = overview::file(call.path);
+    if (!answer && call.path != overview::dataPath && call.path != overview::changesPath) {
+        return false;
+    }
+    if (!isFromOwnPage(call, settings_.host)) {
+        answer = refusal(403, "the page is shown under an address of this machine only");
+        journal_.answered(*answer, "page", call.host);
+    } else if (call.method != "GET") {
+        answer = refusal(405, call.method + " is not for this path");
+        answer->headers = {{"Allow", "GET"}};
+    } else if (call.path == overview::dataPath) {
+        beside(reply,
+               [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
+        return true;
+    } else if (call.path == overview::changesPath) {
+        answer = openPage();
+    }
+    reply(std::move(*answer));
+    return true;
+}
+
+HttpAnswer Service::openPage() {
+    return {.takeOver = [this](Socket socket, std::shared_ptr<void> ticket) {
+        pages_.add(allPages, std::move(socket), std::move(ticket), [] {});
+    }};
 }
 
 void Service::answerFor(const Route& route, Target target, HttpCall call, HttpReply reply) {
@@ -236,7 +271,7 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
     if (!isStateHash(target.rest)) {
         return reply(refusal(400, "the hash in the path has 32 hexadecimal digits"));
     }
-    beside(std::move(call), std::move(reply), [this, target](const json::object& document) {
+    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
@@ -248,7 +283,7 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
 }
 
 void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
-    beside(std::move(call), std::move(reply), [this, target](const json::object& upload) {
+    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
         requireSame(upload, "corvaneKey", target.key);
         const json::value* events = member(upload, "events");
         if (!events || !events->is_array()) {
@@ -257,6 +292,13 @@ void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
         const std::size_t kept = records_.keepImpressions(target.key, upload);
         return jsonAnswer({{"stored", kept}}, counted(kept, "impression"));
     });
+}
+
+HttpReply Service::toldToPages(HttpReply reply) {
+    return [this, reply = std::move(reply)](HttpAnswer answer) {
+        pages_.announce(allPages);
+        reply(std::move(answer));
+    };
 }
 
 void Service::openStream(Target target, HttpCall, HttpReply reply) {

@@ -16,14 +16,15 @@
 
 namespace kiv::tool {
 
-/// Answers what applications ask of the six endpoints.
+/// Answers what applications ask of the six endpoints, and shows people what they have told.
 ///
 /// Two threads: one for all connections, which runs `io` and calls everything here; and one of its own for
 /// the folder and the records, so that a disk holds up no connection.
 class Service {
 public:
     struct Settings {
-        bool cdnMisses = false; ///< the configuration CDN answers 404, whatever it is asked for
+        std::string host = "127.0.0.1"; ///< the address that is listened on
+        bool cdnMisses = false;         ///< the configuration CDN answers 404, whatever it is asked for
         std::chrono::milliseconds keepAlive{15000};
         std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< of a body that was packed, when unpacked
     };
@@ -67,8 +68,15 @@ private:
     void keepImpressions(Target target, HttpCall call, HttpReply reply);
     void openStream(Target target, HttpCall call, HttpReply reply);
 
+    /// True when the call was for the page for people, and has been answered or will be.
+    bool answerPerson(const HttpCall& call, const HttpReply& reply);
+    HttpAnswer openPage();
+
     HttpAnswer configuration(const std::string& key) const;
     void tell(const PayloadChange& change) const;
+
+    /// The reply to a call that may change what pages show.
+    HttpReply toldToPages(HttpReply reply);
 
     /// Runs `work`, which makes an answer, beside the connections.
     void beside(HttpReply reply, std::function<HttpAnswer()> work);
@@ -82,6 +90,7 @@ private:
     const Journal& journal_;
     Settings settings_;
     PushStreams streams_;
+    PushStreams pages_; ///< those that people look at, all under one name
     std::map<std::string, Envelope, std::less<>> envelopes_; ///< by key; null when the payload was refused
 };
 
