@@ -122,13 +122,8 @@ int serve(const Options& options) {
          .handler = [&](HttpCall call,
                         HttpReply reply) { service.answer(std::move(call), std::move(reply)); },
          .refused = [&](const HttpAnswer& answer) { journal.answered(answer, "bad request", ""); }});
-<<<<<<< HEAD
     introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server->port()),
               service.keys());
-=======
-    introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server.port()),
-              service.keys());
->>>>>>> page
     io.run();
     journal.told(Terminal::Style::good, "Stopped.");
     return exitFine;
