@@ -142,6 +142,14 @@ HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wis
         auto choices = screen.choices(name);
         return choices.empty() ? refused(400, "There is no such choice") : document(std::move(choices));
     }
+    if (action == "rows") {
+        const auto* from = member(wish, "from");
+        const auto* count = member(wish, "count");
+        return from && from->is_int64() && from->get_int64() >= 0 && count && count->is_int64() &&
+                       count->get_int64() >= 0
+                   ? document(screen.rows(from->to_number<std::size_t>(), count->to_number<std::size_t>()))
+                   : refused(400, "This takes \"from\" and \"count\"");
+    }
     if (action == "toggle") {
         const auto* isOn = member(wish, "isOn");
         isDone = isOn && isOn->is_bool() && screen.toggle(name, isOn->get_bool());

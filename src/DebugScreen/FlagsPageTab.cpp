@@ -42,27 +42,37 @@ FlagsPageTab::FlagsPageTab(const KIVFlagsViewController& presented)
 }
 
 json::object FlagsPageTab::load(std::string_view search) {
+    constexpr std::size_t atOnce = 120;
     controller_->textDidChange(search);
     rows_.clear();
-    places_.clear();
+    told_.clear();
     json::array sections;
     for (std::size_t section = 0; section < controller_->numberOfSectionsInTableView(); ++section) {
-        json::array rows;
-        const auto& names = controller_->namespacesToFeatures()[section].names;
+        const auto& [title, names] = controller_->namespacesToFeatures()[section];
         for (std::size_t row = 0; row < names.size(); ++row) {
-            const auto cell = controller_->cellForRowAtIndexPath({section, row});
-            rows_.push_back({{section, row}, names[row], cell, shown(names[row], cell.get())});
-            rows.push_back(rows_.back().told);
+            rows_.push_back({.place = {section, row}, .name = names[row]});
         }
-        sections.push_back(json::object{{"title", controller_->titleForHeaderInSection(section)},
-                                        {"rows", std::move(rows)}});
+        sections.push_back(json::object{{"title", title}, {"count", names.size()}});
     }
-    for (std::size_t i = 0; i < rows_.size(); ++i) {
-        places_.emplace(rows_[i].name, i);
+    json::object screen = rows(0, atOnce);
+    screen["title"] = controller_->title();
+    screen["resetAll"] = controller_->rightBarButtonItem()->title;
+    screen["sections"] = std::move(sections);
+    return screen;
+}
+
+json::object FlagsPageTab::rows(std::size_t from, std::size_t count) {
+    json::array asked;
+    const std::size_t first = std::min(from, rows_.size());
+    const std::size_t end = first + std::min(count, rows_.size() - first);
+    for (std::size_t i = first; i < end; ++i) {
+        Row& row = rows_[i];
+        row.cell = controller_->cellForRowAtIndexPath(row.place);
+        row.told = shown(row.name, row.cell.get());
+        told_.emplace(row.name, i);
+        asked.push_back(row.told);
     }
-    return {{"title", controller_->title()},
-            {"resetAll", controller_->rightBarButtonItem()->title},
-            {"sections", std::move(sections)}};
+    return {{"rows", std::move(asked)}};
 }
 
 /// The repository may hold another flag of the name by now, or none.
@@ -77,7 +87,8 @@ void FlagsPageTab::refresh(Row& row) {
 
 json::object FlagsPageTab::changes() {
     json::array changed;
-    for (auto& row : rows_) {
+    for (const auto& [name, place] : told_) {
+        Row& row = rows_[place];
         refresh(row);
         auto now = shown(row.name, row.cell.get());
         if (now != row.told) {
@@ -89,8 +100,8 @@ json::object FlagsPageTab::changes() {
 }
 
 FlagsPageTab::Row* FlagsPageTab::find(std::string_view name) {
-    const auto found = places_.find(name);
-    return found == places_.end() ? nullptr : &rows_[found->second];
+    const auto found = told_.find(name);
+    return found == told_.end() ? nullptr : &rows_[found->second];
 }
 
 json::object FlagsPageTab::choices(std::string_view name) {

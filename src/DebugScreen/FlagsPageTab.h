@@ -19,10 +19,14 @@ public:
     /// Shows the flags of the same client as `presented`.
     explicit FlagsPageTab(const KIVFlagsViewController& presented);
 
-    /// Searches, and answers all that is to be drawn: title and sections with their rows.
+    /// Searches, and answers what is to be drawn: titles, sections with the number of their rows, and the
+    /// first rows.
     json::object load(std::string_view search);
 
-    /// The rows that have changed since they were last answered.
+    /// So many rows from that one on, counted through all sections.
+    json::object rows(std::size_t from, std::size_t count);
+
+    /// Those of the rows answered so far that have changed since.
     json::object changes();
 
     /// The choice for a row with a button; empty when there is no such row.
@@ -38,8 +42,8 @@ private:
     struct Row {
         KIVFlagsViewController::IndexPath place;
         std::string name;
-        std::shared_ptr<KIVVariantTableViewCell> cell; ///< null: its flag is registered no more
-        json::object told;
+        std::shared_ptr<KIVVariantTableViewCell> cell = {}; ///< null: its flag is registered no more
+        json::object told = {};                             ///< empty: it has not been answered yet
     };
 
     Row* find(std::string_view name);
@@ -48,7 +52,7 @@ private:
     const std::shared_ptr<KIVFlagsViewController> controller_;
     KIVFlagsAlert alert_; ///< the choice that was presented last
     std::vector<Row> rows_;
-    std::unordered_map<std::string_view, std::size_t> places_; ///< in `rows_`, by name
+    std::unordered_map<std::string_view, std::size_t> told_; ///< where rows that were answered stand, by name
 };
 
 } // namespace kiv

@@ -21,20 +21,24 @@ function application(t) {
     });
     t.after(() => child.kill("SIGKILL"));
     const waiting = [];
-    createInterface({ input: child.stdout }).on("line", (line) => {
-        const answer = JSON.parse(line);
-        if ("ok" in answer) {
-            const { resolve, reject } = waiting.shift();
-            answer.ok ? resolve(answer) : reject(new Error(line));
-        }
-    });
-    return {
+    const app = {
         pid: child.pid,
+        lastEvent: null, // that a configuration was fetched
         do: (name, fields = {}) => {
             child.stdin.write(`${JSON.stringify({ do: name, ...fields })}\n`);
             return new Promise((resolve, reject) => waiting.push({ resolve, reject }));
         },
     };
+    createInterface({ input: child.stdout }).on("line", (line) => {
+        const answer = JSON.parse(line);
+        if ("ok" in answer) {
+            const { resolve, reject } = waiting.shift();
+            answer.ok ? resolve(answer) : reject(new Error(line));
+        } else if (answer.event === "configurationFetched") {
+            app.lastEvent = answer;
+        }
+    });
+    return app;
 }
 
 const experiment = (flag, condition) => ({
@@ -80,15 +84,15 @@ async function shop(t, registered = shopFlags) {
     const publish = (content) => writeFileSync(join(folder, `${key}.flags.json`), JSON.stringify(content));
     publish(document("0.15", "EUR"));
     const { line } = await start(t, built("kiv"), ["serve", folder, "--port", "0", "--json", "--quiet"]);
-    const { certificate, networkConfigurations } = JSON.parse(line);
+    const { customSigningCertificate, networkConfigurations } = JSON.parse(line);
     const app = application(t);
     await app.do("host", { libraryDirectory: temporaryFolder(t), locale: "en_GB" });
     for (const [namespace, flags] of registered) {
         await app.do("register", { namespace, flags });
     }
-    const options = { customSigningCertificate: certificate, networkConfigurations };
-    await app.do("setup", { key, options });
+    await app.do("setup", { key, options: { customSigningCertificate, networkConfigurations } });
     await app.do("wait", { event: "configurationFetched", timeout: 10 });
+    assert.equal(app.lastEvent.errorDetails, null);
     const { address } = await app.do("flagsScreen");
     return { app, publish, address };
 }
@@ -267,7 +271,7 @@ test("ten thousand flags, one of them hostile", async (t) => {
 const answerTo = (address, path, { method = "GET", headers = {}, body } = {}) =>
     new Promise((resolve, reject) => {
         const { hostname, port } = new URL(address);
-        const asked = request({ hostname, port, path, method, headers }, (answer) => {
+        const asked = request({ hostname, port, path, method, headers, agent: false }, (answer) => {
             let text = "";
             answer.on("data", (data) => (text += data));
             answer.on("end", () => resolve({ status: answer.statusCode, text, headers: answer.headers }));

@@ -10,8 +10,9 @@ const tab = crypto.getRandomValues(new Uint32Array(4)).join("-");
 const rowsOfChunk = 60; // as many are drawn at once, when they come near the window
 const between = 1000; // milliseconds from one look for changes to the next
 
-/** By full name: what is shown, and its elements once it has been drawn. */
+/** By full name, those that are known: what is shown, and its elements once it has been drawn. */
 let rows = new Map();
+let count = 0; // of all rows
 
 // Asking
 
@@ -138,19 +139,21 @@ function update(data) {
   }
 }
 
-/** Pieces of sections, each with its header when it begins one. */
+/** Pieces of sections, each with its header when it begins one; `from` counts through all sections. */
 function piecesOf(sections) {
-  return sections.flatMap(({ title, rows: all }) => {
+  let from = 0;
+  return sections.flatMap(({ title, count }) => {
     const pieces = [];
-    for (let i = 0; i < all.length; i += rowsOfChunk) {
-      const piece = all.slice(i, i + rowsOfChunk);
-      pieces.push({ title, rows: piece, begins: i === 0, ends: i + piece.length === all.length });
+    for (let i = 0; i < count; i += rowsOfChunk) {
+      const size = Math.min(rowsOfChunk, count - i);
+      pieces.push({ title, from, count: size, begins: i === 0, ends: i + size === count });
+      from += size;
     }
     return pieces;
   });
 }
 
-function drawPiece({ title, rows: data, begins, ends }) {
+function drawPiece({ title, begins, ends }, names) {
   const section = element("section");
   section.setAttribute("aria-label", title || "(no name)");
   if (begins) {
@@ -158,7 +161,7 @@ function drawPiece({ title, rows: data, begins, ends }) {
   }
   const drawn = element("ul", `${begins ? "begins" : ""} ${ends ? "ends" : ""}`);
   drawn.setAttribute("role", "list");
-  drawn.append(...data.map(({ name }) => drawRow(rows.get(name).data)));
+  drawn.append(...names.map((name) => drawRow(rows.get(name).data)));
   section.append(drawn);
   return section;
 }
@@ -168,15 +171,31 @@ const near = new IntersectionObserver(
   { rootMargin: "1200px" },
 );
 
-/** A stretch of the list, as high as it will be about, that is drawn when it comes near the window. */
-function chunkOf(pieces) {
+/**
+ * A stretch of the list, as high as it will be about, that is drawn when it comes near the window. `names` has those
+ * of the rows that are known already.
+ */
+function chunkOf(pieces, names) {
   const chunk = element("div");
-  const high = pieces.reduce((sum, piece) => sum + piece.rows.length * 52 + (piece.begins ? 46 : 0), 0);
+  const { from } = pieces[0];
+  const count = pieces.reduce((sum, piece) => sum + piece.count, 0);
+  const high = pieces.reduce((sum, piece) => sum + piece.count * 52 + (piece.begins ? 46 : 0), 0);
   chunk.style.minHeight = `${high}px`;
-  chunk.fill = () => {
-    near.unobserve(chunk);
+  const drawAll = (own) => {
     chunk.style.minHeight = "";
-    chunk.append(...pieces.map(drawPiece));
+    chunk.append(...pieces.map((piece) => drawPiece(piece, own.slice(piece.from - from).slice(0, piece.count))));
+  };
+  chunk.fill = async () => {
+    near.unobserve(chunk);
+    if (from + count <= names.length) {
+      drawAll(names.slice(from));
+      return;
+    }
+    const answer = await ask("rows", { from, count });
+    if (answer && chunk.isConnected) {
+      answer.rows.forEach((data) => rows.set(data.name, { data, drawn: null }));
+      drawAll(answer.rows.map(({ name }) => name));
+    }
   };
   return chunk;
 }
@@ -186,32 +205,31 @@ function draw(screen) {
     return;
   }
   near.disconnect();
-  rows = new Map(screen.sections.flatMap((section) => section.rows.map((data) => [data.name, { data, drawn: null }])));
+  rows = new Map(screen.rows.map((data) => [data.name, { data, drawn: null }]));
+  const names = screen.rows.map(({ name }) => name);
   const chunks = [];
   let pieces = [];
-  let count = 0;
-  const close = () => {
-    chunks.push(chunkOf(pieces));
-    pieces = [];
-    count = 0;
-  };
+  let size = 0;
   for (const piece of piecesOf(screen.sections)) {
     pieces.push(piece);
-    count += piece.rows.length;
-    if (count >= rowsOfChunk) {
-      close();
+    size += piece.count;
+    if (size >= rowsOfChunk) {
+      chunks.push(chunkOf(pieces, names));
+      pieces = [];
+      size = 0;
     }
   }
   if (pieces.length > 0) {
-    close();
+    chunks.push(chunkOf(pieces, names));
   }
   list.replaceChildren(...chunks);
   chunks[0]?.fill();
   chunks.slice(1).forEach((chunk) => near.observe(chunk));
+  count = screen.sections.reduce((sum, section) => sum + section.count, 0);
   byId("title").textContent = document.title = screen.title;
   byId("reset-all").textContent = screen.resetAll;
   byId("empty").textContent = search.value ? "No flag is called that." : "No flags are registered.";
-  byId("empty").hidden = rows.size > 0;
+  byId("empty").hidden = count > 0;
 }
 
 function redraw(answer) {
@@ -285,7 +303,7 @@ async function runSearch() {
     }
   } while (asked !== search.value && !isOver);
   isSearching = false;
-  say(`${rows.size} ${rows.size === 1 ? "flag" : "flags"}`);
+  say(`${count} ${count === 1 ? "flag" : "flags"}`);
 }
 
 search.addEventListener("input", runSearch);
