@@ -1,6 +1,7 @@
 #include "DebugScreen/FlagsPageTab.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include <kiv/KIVBooleanSwitchTableViewCell.h>
@@ -86,6 +87,7 @@ void FlagsPageTab::refresh(Row& row) {
 }
 
 json::object FlagsPageTab::changes() {
+    const auto begun = std::chrono::steady_clock::now();
     json::array changed;
     for (const auto& [name, place] : told_) {
         Row& row = rows_[place];
@@ -96,7 +98,8 @@ json::object FlagsPageTab::changes() {
             changed.push_back(row.told);
         }
     }
-    return {{"rows", std::move(changed)}};
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
+    return {{"rows", std::move(changed)}, {"took", took.count()}};
 }
 
 FlagsPageTab::Row* FlagsPageTab::find(std::string_view name) {

@@ -26,7 +26,7 @@ public:
     /// So many rows from that one on, counted through all sections.
     json::object rows(std::size_t from, std::size_t count);
 
-    /// Those of the rows answered so far that have changed since.
+    /// Those of the rows answered so far that have changed since, and the milliseconds it took to find them.
     json::object changes();
 
     /// The choice for a row with a button; empty when there is no such row.

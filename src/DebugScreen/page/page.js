@@ -234,7 +234,7 @@ function draw(screen) {
 
 function redraw(answer) {
   answer?.rows.forEach(update);
-  return answer !== null;
+  return answer !== null; // it was done
 }
 
 function say(text) {
@@ -317,15 +317,13 @@ byId("search-form").addEventListener("submit", (event) => {
 let isOver = false;
 let nextLook = 0;
 
-/** Takes at most a small part of the time, however many flags there are. */
+/** Takes the application at most a small part of its time, however long its properties take to compute. */
 async function look() {
   clearTimeout(nextLook);
-  const begun = performance.now();
-  if (!document.hidden) {
-    redraw(await ask("changes"));
-  }
+  const answer = document.hidden ? null : await ask("changes");
+  redraw(answer);
   if (!isOver) {
-    nextLook = setTimeout(look, Math.max(between, 20 * (performance.now() - begun)));
+    nextLook = setTimeout(look, Math.max(between, 20 * (answer?.took ?? 0)));
   }
 }
 
