@@ -105,3 +105,18 @@ BenchFlags& benchFlagsWithService(const std::string& configCdn,
                                            .getConfigCloudEndpoint = configCdn}});
     return served;
 }
+
+BenchFlags& benchFlagsWithReports(const std::string& analytics) {
+    static BenchFlags& flags = [&]() -> BenchFlags& {
+        BenchFlags& served = benchFlags();
+        const std::string document = folder() + "/" + reportKey + ".json";
+        kiv::writeFile(document, benchSigner().sign(payload(
+                                     reportKey, experiment("1", "kiv.internal.analytics", R"("true")"))));
+        KIVCore::setupWithKey(reportKey, {.customSigningCertificate = benchSigner().certificateBase64,
+                                          .defaultConfigurationPath = document,
+                                          .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                              .analyticsEndpoint = analytics}});
+        return served;
+    }();
+    return flags;
+}

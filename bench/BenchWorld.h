@@ -37,6 +37,10 @@ BenchFlags& benchFlagsWithService(const std::string& configCdn,
                                   std::function<void(const KIVFetcherResult&)> fetched);
 inline const std::string serviceKey = "5e0bd1f2c3a4b5d6e7f80914";
 
+/// The same flags, after a setup with a further key whose impressions go to the service at the URL.
+BenchFlags& benchFlagsWithReports(const std::string& analytics);
+inline const std::string reportKey = "5e0bd1f2c3a4b5d6e7f80915";
+
 /// A payload with one flag and one rule an experiment.
 std::string payloadOf(std::size_t experiments, const std::string& key = benchKey);
 

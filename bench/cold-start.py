@@ -33,6 +33,10 @@ def main():
         print(f"threads{'':<26}{max(start['threads'] for start in starts):>10}")
         bare = median("bare", folder, "resident")
         empty = median("empty", folder, "resident")
+        stops = [run("stop", folder) for _ in range(ROUNDS)]
+        print(f"shutdown, service stalled{'':<3}{statistics.median(s['shutdown'] for s in stops) / 1000:>12.2f} ms"
+              f"   longest {max(s['shutdown'] for s in stops) / 1000:.2f} ms, <= 100")
+        print(f"events on disk after it, at least{min(s['kept'] for s in stops):>8}")
         print(f"resident above a bare process{(empty - bare) / 1024:>14.2f} MB   <= 12")
 
 

@@ -18,6 +18,10 @@ TARGETS = {
     "register/10000": ("ms", 50),
     "state/10000": ("ms", 60),
     "fetch/10000": ("ms", 80),
+    "impression/track": ("u", 12),
+    "impression/burst": ("u", None),
+    "impression/read": ("u", None),
+    "impression/flush/100": ("ms", 20),
 }
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -27,7 +31,7 @@ def nanoseconds(row):
 
 
 def base_name(name):
-    return re.sub(r"/(real_time|threads:1|iterations:\d+)\b", "", name)
+    return re.sub(r"/(real_time|manual_time|threads:1|iterations:\d+)\b", "", name)
 
 
 def line(name, time, measured, target, rest):
@@ -46,7 +50,7 @@ def main(path):
         time = nanoseconds(row)
         kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "unit")) else "ms", None))
         value = time / unit if kind == "u" else time / 1e6
-        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment", "reads_slowdown") if key in row)
+        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment", "reads_slowdown", "catch_up_ms", "memory_mb", "writes", "queue", "uploads") if key in row)
         alone = rows.get(name.replace("/threads:2", "")) if "/threads:2" in name else None
         if alone:
             # Time per read over all threads: two that do not disturb each other halve it.

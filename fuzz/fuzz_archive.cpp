@@ -5,8 +5,41 @@
 
 #include "Platform/PropertyList.h"
 
+namespace {
+
+std::string xmlOf(const kiv::json::value& value) {
+    switch (value.kind()) {
+    case kiv::json::kind::object:
+        return kiv::encodeXmlPropertyList(value.get_object());
+    case kiv::json::kind::array:
+        return kiv::encodeXmlPropertyList(value.get_array());
+    case kiv::json::kind::string:
+        return kiv::encodeXmlPropertyList(std::string_view(value.get_string()));
+    default:
+        return {};
+    }
+}
+
+/// A list in XML reads the same from its second writing on: the first may have replaced characters of keys,
+/// and made two of them one.
+void checkXml(const kiv::json::value& value) {
+    const std::string first = xmlOf(value);
+    if (first.empty()) {
+        return;
+    }
+    const std::string written = xmlOf(kiv::decodeAnyPropertyList(first).value());
+    if (xmlOf(kiv::decodeAnyPropertyList(written).value()) != written) {
+        std::abort();
+    }
+}
+
+} // namespace
+
 /// Reads the bytes as an archived record. What can be read can be written, and reads the same from then on.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (const auto any = kiv::decodeAnyPropertyList({reinterpret_cast<const char*>(data), size})) {
+        checkXml(*any);
+    }
     const auto first = kiv::decodePropertyList({reinterpret_cast<const char*>(data), size});
     if (!first) {
         return 0;

@@ -4,6 +4,7 @@
 //   kiv_cold_start start FOLDER     sets up and reads a flag; prints microseconds and kilobytes as JSON
 //   kiv_cold_start empty FOLDER     the same without any document
 //   kiv_cold_start bare FOLDER      does nothing with the library
+//   kiv_cold_start stop FOLDER      shuts down with impressions that a stalled service does not take
 
 #include <chrono>
 #include <cstdio>
@@ -13,8 +14,10 @@
 
 #include <kiv/kiv.h>
 
+#include "Analytics/KIVSEGFileStorage.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
 #include "Platform/Files.h"
+#include "Support/LoopbackServer.h"
 #include "Support/Signing.h"
 
 namespace {
@@ -78,6 +81,37 @@ int start(const std::string& folder, bool readsStored) {
     return value == readsStored ? 0 : 1;
 }
 
+/// Prints how long the shutdown took and how many events were on disk when it returned.
+int stop(const std::string& folder) {
+    LoopbackServer server;
+    server.on("/impression/" + key, LoopbackServer::stall());
+    configureHost(folder + "/stop");
+    const Signer signer = makeSigner();
+    const std::string document = folder + "/stop.json";
+    kiv::writeFile(document, signer.sign(R"({"application":")" + key + R"(","experiments":[{"_id":"a",)" +
+                                         R"("deploymentConfiguration":{"condition":"\"true\""},)" +
+                                         R"("featureFlags":[{"name":"kiv.internal.analytics"}]}]})"));
+    const auto flags = std::make_shared<StartFlags>();
+    KIVCore::register_("start", flags);
+    KIVCore::setupWithKey(
+        key, {.customSigningCertificate = signer.certificateBase64,
+              .defaultConfigurationPath = document,
+              .networkConfigurations = KIVNetworkConfigurationsOptions{.analyticsEndpoint = server.url("")}});
+    for (int i = 0; i < 1000; ++i) {
+        flags->flag7.isEnabled();
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    KIVCore::shutdown();
+    const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - begin;
+    const auto queue =
+        KIVSEGFileStorage(KIVSEGFileStorage::applicationSupportDirectoryURL() + "/" + key, nullptr)
+            .arrayForKey("kiv.segmentio.queue.plist");
+    std::printf(R"({"shutdown":%.1f,"kept":%zu})"
+                "\n",
+                took.count(), queue.is_array() ? queue.get_array().size() : 0);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -89,6 +123,9 @@ int main(int argc, char** argv) {
     if (what == "bare") {
         std::printf("{\"resident\":%ld}\n", statusOf("VmRSS"));
         return 0;
+    }
+    if (what == "stop") {
+        return stop(argv[2]);
     }
     return what == "start" || what == "empty" ? start(argv[2], what == "start") : 2;
 }

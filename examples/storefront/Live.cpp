@@ -68,6 +68,16 @@ private:
     std::size_t taken_ = 0;
 };
 
+/// What the shop asks its flags while somebody is in it. With analytics on, the service hears of each answer.
+void serveCustomer(const StoreFlags& flags) {
+    if (flags.newSearch.isEnabled() && flags.expressCheckout.isEnabled()) {
+        flags.paymentRetries.value();
+    }
+    flags.buttonColor.getStringValue();
+    flags.banner.getStringValue();
+    flags.discount.value();
+}
+
 volatile std::sig_atomic_t interrupted = 0;
 
 /// What a shop that stays has beside its own flags, so that there is something to see on the flags screen.
@@ -130,6 +140,7 @@ void runLive(const LiveRun& run, Report& report) {
     do {
         const auto result = results.next(run.stays ? 1s : 20s);
         if (!result && run.stays) {
+            serveCustomer(*flags);
             continue;
         }
         const auto heard = std::filesystem::file_time_type::clock::now();
@@ -142,4 +153,5 @@ void runLive(const LiveRun& run, Report& report) {
         std::fflush(stdout);
         report.check(run.stays || took < 1s, "the change should come within a second");
     } while (run.stays && interrupted == 0);
+    KIVCore::shutdown(); // impressions that wait to be sent are kept
 }

@@ -81,7 +81,7 @@ done
 sleep 0.3 # the stream opens
 sed -i 's/, 0\.15, 0)/, 0.25, 0)/' "$served"
 if [[ -n $stay ]]; then
-    printf '  Edit %s and see. Interrupt (Ctrl-C) to end.\n\n' "$served"
+    printf '  Edit %s and see. What the shop reads arrives at %s. Interrupt (Ctrl-C) to end.\n\n' "$served" "$url"
     trap 'kill -INT "$shop" 2>/dev/null || true' INT
     tail -n +1 -f --pid="$shop" "$work/live.txt" || true
 else

@@ -18,6 +18,15 @@ struct KIV_API KIVHost {
         int height = 0; ///< points
     };
 
+    /// What impressions that wait to be sent are encrypted with on disk (AES-256 in CBC mode, by a key
+    /// derived from the password). The application keeps all three, and gives the same ones at each start:
+    /// what was written with others cannot be read any more.
+    struct AnalyticsEncryption {
+        std::string password;
+        std::string salt; ///< bytes
+        std::string iv;   ///< 16 bytes
+    };
+
     /// Identifier of the application, in reverse domain order.
     std::optional<std::string> bundleIdentifier;
     /// Version of the application that its users see.
@@ -48,6 +57,9 @@ struct KIV_API KIVHost {
     /// Proxy for all requests, in place of the environment's.
     std::optional<std::string> proxy;
 
+    /// Without it, impressions that wait to be sent stand in plain files.
+    std::optional<AnalyticsEncryption> analyticsEncryption;
+
     /// Receives every line that the library logs, without a line break. Called on the thread that logs, from
     /// several threads at once. It may call the library; what the library logs meanwhile is left out. Lines
     /// go to standard error when it is empty.
@@ -58,7 +70,8 @@ struct KIV_API KIVHost {
     std::function<void(std::function<void()> task)> mainQueue;
 
     /// Replaces what the application told before. Call it before the first call of `KIVCore`: objects that
-    /// exist already keep what they have read. Callable from any thread.
+    /// exist already keep what they have read. Throws `std::invalid_argument`, and changes nothing, when
+    /// the encryption's IV has not 16 bytes. Callable from any thread.
     static void configure(KIVHost host);
 
     /// What the application told, completed with what was detected. Never null. Callable from any thread.

@@ -2,6 +2,8 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Analytics/KIVSEGAES256Crypto.h"
+#include "Analytics/KIVSEGAnalytics.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
 #include "CorvaneClient/KIVClientDataParser.h"
 #include "CorvaneClient/KIVClientDataParserFactory.h"
@@ -40,6 +42,19 @@ KIVClient::Parts forStoredKey(KIVClient::Parts parts, const std::optional<std::s
     return parts;
 }
 
+/// How long, in seconds, a shutdown waits for the disk.
+constexpr double shutdownPatience = 0.05;
+
+std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
+    auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(
+        parts.deviceProperties->appKey(), parts.deviceProperties, parts.environment->analyticsUrl());
+    if (const auto& encryption = KIVHost::current()->analyticsEncryption) {
+        configuration->crypto =
+            std::make_shared<KIVSEGAES256Crypto>(encryption->password, encryption->salt, encryption->iv);
+    }
+    return KIVSEGAnalytics::create(std::move(configuration));
+}
+
 } // namespace
 
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
@@ -56,7 +71,7 @@ std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
 
 KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
     : parts_(std::move(parts)), targetGroupLinkArchiver_(std::make_shared<KIVTargetGroupLinkArchiver>()),
-      parser_(std::make_shared<KivxParser>(parts_.errorInvoker)) {
+      parser_(std::make_shared<KivxParser>(parts_.errorInvoker)), analytics_(analyticsFor(parts_)) {
     const auto stickiness = std::make_shared<KIVFeatureFlagsStickiness>(
         [configuration = parts_.configuration] { return configuration->conf(); });
     // The setter hands the parser to flags, which other threads read: the operators come first.
@@ -74,7 +89,7 @@ KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
         .propertiesRepository = parts_.propertiesRepository,
         .flagsRepository = parts_.flagsRepository,
         .errorInvoker = parts_.errorInvoker,
-        .analytics = nullptr,
+        .analytics = analytics_,
     });
     flagValues->setFeatureFlagsSetter(featureFlagSetter_);
     const auto urlBuilder = std::make_shared<const KIVURLBuilder>(parts_.environment);
@@ -116,6 +131,7 @@ void KIVClient::stop() {
         debounceTimer_.cancel();
     }
     stopPushUpdatesListener();
+    analytics_->close();
 }
 
 void KIVClient::setup() {
@@ -325,6 +341,9 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 }
 
 void KIVClient::shutdown() {
+    featureFlagSetter_->shutdown(); // all impressions that there will be have been made
+    analytics_->flush();
+    analytics_->close(shutdownPatience);
     stop();
     parts_.flagsRepository->clear();
 }

@@ -31,6 +31,7 @@ class KIVFeatureFlagsRepository;
 class KIVFeatureFlagsSetter;
 class KIVNetwork;
 class KIVNotificationListener;
+class KIVSEGAnalytics;
 class KIVStateSender;
 class KIVTargetGroupLinkArchiver;
 class KIVTargetGroupRepository;
@@ -80,7 +81,8 @@ public:
     /// The network's comes later, on a thread of the library. Then sends the state.
     void setup();
 
-    /// Stops, and empties the flags repository.
+    /// Stops, sends what impressions wait to be sent, and empties the flags repository. Waits a little, far
+    /// less than a tenth of a second, for them to be on disk.
     void shutdown();
 
     /// The client hears of nothing and gives flags nothing any more; no request starts, and what is under way
@@ -110,6 +112,7 @@ public:
         return parts_.flagsRepository;
     }
     const std::shared_ptr<KIVConfiguration>& configuration() const { return parts_.configuration; }
+    const std::shared_ptr<KIVSEGAnalytics>& analytics() const { return analytics_; }
     const std::shared_ptr<KivxParser>& parser() const { return parser_; }
     const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }
 
@@ -134,6 +137,7 @@ private:
     const Parts parts_;
     std::shared_ptr<KIVTargetGroupLinkArchiver> targetGroupLinkArchiver_;
     std::shared_ptr<KivxParser> parser_;
+    std::shared_ptr<KIVSEGAnalytics> analytics_;
     std::shared_ptr<KIVFeatureFlagsSetter> featureFlagSetter_;
     std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
     std::shared_ptr<KIVStateSender> stateSender_; ///< for the key of this client

@@ -11,5 +11,5 @@ public:
     virtual ~KIVImpressionEvents() = default;
 
     /// Called on the thread that read the flag; may throw.
-    virtual void track(std::string_view event, const kiv::json::object& properties) = 0;
+    virtual void track(std::string_view event, kiv::json::object properties) = 0;
 };

@@ -1,8 +1,6 @@
 #include "Network/KIVNetwork.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <utility>
 
 #include <boost/json/monotonic_resource.hpp>
@@ -15,16 +13,6 @@
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
 
 namespace {
-
-bool isValidJson(const kiv::json::value& value) {
-    if (const auto* object = value.if_object()) {
-        return std::ranges::all_of(*object, [](const auto& pair) { return isValidJson(pair.value()); });
-    }
-    if (const auto* array = value.if_array()) {
-        return std::ranges::all_of(*array, isValidJson);
-    }
-    return !value.is_double() || std::isfinite(value.get_double());
-}
 
 /// A payload and the memory that all its values stand in, which is given back as one.
 struct Payload {
@@ -51,7 +39,7 @@ KIVConfigurationDataResult::Document parsePayload(std::string_view text, std::st
 
 /// The parameters as a body; nothing when they are no JSON.
 std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& parameters) {
-    if (!isValidJson(parameters)) {
+    if (!kiv::isJson(parameters)) {
         KIV_DEBUG_LOG("Error processing request parameters");
         return std::nullopt;
     }

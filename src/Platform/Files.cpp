@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -168,6 +171,20 @@ bool makeDirectories(const std::string& path) {
 
 bool removeFile(const std::string& path) {
     return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+bool removeDirectory(const std::string& path) {
+    std::error_code failure;
+    std::filesystem::remove_all(path, failure);
+    return !failure;
+}
+
+std::error_code excludeFromBackup(const std::string& path) {
+    const Descriptor file(retried([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }));
+    int flags = 0;
+    const bool excluded = file && ::ioctl(file.get(), FS_IOC_GETFLAGS, &flags) == 0 &&
+                          ::ioctl(file.get(), FS_IOC_SETFLAGS, &(flags |= FS_NODUMP_FL)) == 0;
+    return excluded ? std::error_code() : std::error_code(errno, std::generic_category());
 }
 
 bool fileExists(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 /// Small files, read and written whole. Nothing here throws; a failure is an empty result or false. An empty
 /// path names no file: it is not read, and writing to it fails.
@@ -28,6 +29,13 @@ bool makeDirectories(const std::string& path);
 
 /// True when the file is gone afterwards.
 bool removeFile(const std::string& path);
+
+/// Removes the folder and all in it. True when it is gone afterwards.
+bool removeDirectory(const std::string& path);
+
+/// Marks a file as one that backups leave out: the attribute that `chattr +d` sets. Not every file system has
+/// it.
+std::error_code excludeFromBackup(const std::string& path);
 
 bool fileExists(const std::string& path);
 

@@ -1,5 +1,6 @@
 #include "Platform/Json.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -275,6 +276,16 @@ std::optional<json::value> parseJson(std::string_view text, std::string* error, 
 std::string prettyJson(const json::value& document) { return DocumentWriter(true).write(document); }
 
 std::string compactJson(const json::value& document) { return DocumentWriter(false).write(document); }
+
+bool isJson(const json::value& document) {
+    if (const json::object* object = document.if_object()) {
+        return std::ranges::all_of(*object, [](const auto& pair) { return isJson(pair.value()); });
+    }
+    if (const json::array* array = document.if_array()) {
+        return std::ranges::all_of(*array, isJson);
+    }
+    return !document.is_double() || std::isfinite(document.get_double());
+}
 
 bool equalJson(const json::value& a, const json::value& b) {
     if (isNumber(a)) {

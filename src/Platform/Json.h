@@ -29,6 +29,9 @@ std::optional<json::value> parseJson(std::string_view text, std::string* error =
 /// Two spaces a level, `"key" : value`, members in the document's own order, no line break at the end.
 std::string prettyJson(const json::value& document);
 
+/// Whether the document has a text form of its own: JSON has no infinite numbers, nor any that is none.
+bool isJson(const json::value& document);
+
 /// On one line, without spaces.
 std::string compactJson(const json::value& document);
 

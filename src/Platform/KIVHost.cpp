@@ -1,6 +1,7 @@
 #include <kiv/KIVHost.h>
 
 #include <mutex>
+#include <stdexcept>
 
 #include <kiv/NotificationCenter.h>
 
@@ -18,9 +19,14 @@ Hosts& hosts() {
     return all;
 }
 
+constexpr std::size_t ivSize = 16;
+
 } // namespace
 
 void KIVHost::configure(KIVHost host) {
+    if (host.analyticsEncryption && host.analyticsEncryption->iv.size() != ivSize) {
+        throw std::invalid_argument("the IV of KIVHost::analyticsEncryption has 16 bytes");
+    }
     auto next = std::make_shared<const KIVHost>(kiv::completeHost(std::move(host)));
     // What the application told before is destroyed after the lock is released.
     const std::lock_guard lock(hosts().lock);

@@ -263,15 +263,17 @@ std::string encodePropertyList(const json::object& dictionary) {
     return list.replace(list.size() - trailerSize, sealSize, sealOf(list));
 }
 
-std::optional<json::object> decodePropertyList(std::string_view bytes) {
+std::optional<json::value> decodeAnyPropertyList(std::string_view bytes) {
     if (bytes.size() > propertyListMemory) {
         return std::nullopt;
     }
     const Node node = parse(bytes);
-    if (!node || plist_get_node_type(node.get()) != PLIST_DICT) {
-        return std::nullopt;
-    }
-    return objectOf(node.get());
+    return node ? valueOf(node.get()) : std::nullopt;
+}
+
+std::optional<json::object> decodePropertyList(std::string_view bytes) {
+    std::optional<json::value> value = decodeAnyPropertyList(bytes);
+    return value && value->is_object() ? std::optional(std::move(value->get_object())) : std::nullopt;
 }
 
 std::optional<json::object> readPropertyList(const std::string& path) {

@@ -6,12 +6,13 @@
 
 #include "Platform/Json.h"
 
-/// Property lists on disk, as the library's archives: binary, one dictionary at the top.
+/// Property lists on disk: as the library's archives, binary, with one dictionary at the top; or in XML, with
+/// a dictionary, array or text at the top.
 ///
 /// They carry texts, 64-bit integers, booleans, doubles, arrays and dictionaries (JSON's kinds without null).
-/// A written list is sealed with a checksum in the unused bytes of its trailer, which other tools ignore; a
-/// sealed list whose bytes have changed is damaged. Lists of other tools, binary or XML, are read when they
-/// are well formed.
+/// A written binary list is sealed with a checksum in the unused bytes of its trailer, which other tools
+/// ignore; a sealed list whose bytes have changed is damaged. Lists of other tools, binary or XML, are read
+/// when they are well formed.
 namespace kiv {
 
 /// The binary form. Nulls, and texts and keys with a zero byte, have no form and are dropped with their
@@ -20,12 +21,21 @@ namespace kiv {
 /// decodePropertyList accepts.
 std::string encodePropertyList(const json::object& dictionary);
 
-/// Whether a text or key comes back from a list as it went in: it is UTF-8 without a zero byte.
+/// The XML form. Nulls are dropped with their member; what of a text is not UTF-8, and each character that
+/// XML lacks (control characters, a zero byte), is replaced. Empty where encodePropertyList is.
+std::string encodeXmlPropertyList(const json::object& dictionary);
+std::string encodeXmlPropertyList(const json::array& array);
+std::string encodeXmlPropertyList(std::string_view text);
+
+/// Whether a text or key comes back from a binary list as it went in: it is UTF-8 without a zero byte.
 bool hasPropertyListForm(std::string_view text);
 
-/// Nothing when the bytes are damaged, hold no dictionary at the top, nest deeper than 500, or would take
-/// more than 256 MiB in memory (a shared value counts as often as it is referred to). Values of kinds that
-/// JSON lacks (dates, data) are dropped.
+/// Nothing when the bytes are damaged, nest deeper than 500, or would take more than 256 MiB in memory (a
+/// shared value counts as often as it is referred to). Values of kinds that JSON lacks (dates, data) are
+/// dropped; one at the top is nothing.
+std::optional<json::value> decodeAnyPropertyList(std::string_view bytes);
+
+/// Nothing also when there is no dictionary at the top.
 std::optional<json::object> decodePropertyList(std::string_view bytes);
 
 /// Nothing also when there is no such file.

@@ -255,7 +255,7 @@ public:
 
     bool isSafe() {
         while (skipPast(rest_, "<")) {
-            if (++tags_ > 2 * mostObjects || !readMarkup()) {
+            if (++tags_ > propertyListTags || !readMarkup()) {
                 return false;
             }
         }

@@ -17,6 +17,9 @@ constexpr std::size_t propertyListDepth = 500;
 /// for other values. It bounds the file, too, in which that text takes 128 MiB as UTF-16.
 constexpr std::size_t propertyListMemory = 256U << 20;
 
+/// Tags that an XML list may have, opening and closing ones.
+constexpr std::size_t propertyListTags = propertyListMemory / 32;
+
 /// Whether the bytes are a well-formed binary list within these limits, without a circle of references.
 bool isSafeBinaryPropertyList(std::string_view bytes);
 

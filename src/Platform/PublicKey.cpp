@@ -3,32 +3,13 @@
 #include <limits>
 #include <utility>
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
+#include "Platform/OpenSsl.h"
+
 namespace kiv {
-namespace {
-
-/// Drops what OpenSSL notes in the thread's queue of errors, which may be the application's too.
-class ErrorQueueGuard {
-public:
-    ErrorQueueGuard() { ERR_set_mark(); }
-    ~ErrorQueueGuard() { ERR_pop_to_mark(); }
-    ErrorQueueGuard(const ErrorQueueGuard&) = delete;
-    ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
-};
-
-template <auto free>
-struct Freer {
-    template <class T>
-    void operator()(T* object) const {
-        free(object);
-    }
-};
-
-} // namespace
 
 PublicKey::PublicKey(std::shared_ptr<evp_pkey_st> key) : key_(std::move(key)) {}
 

@@ -32,6 +32,9 @@ struct Timer::State {
 
 namespace {
 
+class TaskThread;
+thread_local const TaskThread* runningThread = nullptr;
+
 /// A thread of the library that runs tasks in the order in which they come, and those of timers when due.
 class TaskThread {
 public:
@@ -40,6 +43,12 @@ public:
     void post(Task task) {
         const std::lock_guard lock(lock_);
         tasks_.push_back(std::move(task));
+        wake();
+    }
+
+    void postAtRest(Task task) {
+        const std::lock_guard lock(lock_);
+        tasksAtRest_.push_back(std::move(task));
         wake();
     }
 
@@ -68,7 +77,11 @@ private:
     void wake() {
         if (!started_) { // tried again with the next task when the system had no thread to give
             started_ = startLibraryThread(
-                name_, [this] { run(); },
+                name_,
+                [this] {
+                    runningThread = this;
+                    run();
+                },
                 [this] {
                     const std::lock_guard lock(lock_);
                     wakeUp_.notify_all();
@@ -88,9 +101,9 @@ private:
         std::unique_lock lock(lock_);
         while (!processIsEnding()) {
             const Instant::duration untilNext = queueDueTimers();
-            if (!tasks_.empty()) {
-                Task task = std::move(tasks_.front());
-                tasks_.pop_front();
+            if (auto& waiting = tasks_.empty() ? tasksAtRest_ : tasks_; !waiting.empty()) {
+                Task task = std::move(waiting.front());
+                waiting.pop_front();
                 lock.unlock();
                 perform(std::move(task));
                 lock.lock();
@@ -151,6 +164,7 @@ private:
     std::condition_variable wakeUp_;
     std::condition_variable becameIdle_;
     std::deque<Task> tasks_;
+    std::deque<Task> tasksAtRest_;
     std::map<std::pair<Instant, std::uint64_t>, std::shared_ptr<Timer::State>> timers_;
     std::uint64_t lastNumber_ = 0;
     std::uint64_t idleAsked_ = 0;
@@ -181,16 +195,20 @@ thread_local const void* currentStrand = nullptr;
 
 SerialQueue::SerialQueue() : strand_(std::make_shared<Strand>()) {}
 
-void SerialQueue::post(std::function<void()> task) {
-    // One thread runs the tasks of all queues in the order in which they come, and so those of each.
-    workThread().post([strand = strand_, task = std::move(task)] {
+std::function<void()> SerialQueue::inside(std::function<void()> task) const {
+    return [strand = strand_, task = std::move(task)] {
         struct Current {
             explicit Current(const void* strand) { currentStrand = strand; }
             ~Current() { currentStrand = nullptr; }
         } const current(strand.get());
         task();
-    });
+    };
 }
+
+// One thread runs the tasks of all queues in the order in which they come, and so those of each.
+void SerialQueue::post(std::function<void()> task) { workThread().post(inside(std::move(task))); }
+
+void SerialQueue::postAtRest(std::function<void()> task) { workThread().postAtRest(inside(std::move(task))); }
 
 bool SerialQueue::isCurrent() const { return currentStrand == strand_.get(); }
 
@@ -222,6 +240,8 @@ void Timer::cancel() {
 }
 
 void Timer::timePassed() { workThread().waitUntilIdle(); }
+
+bool isOnWorkThread() noexcept { return runningThread == &workThread(); }
 
 void postToMainQueue(std::function<void()> task) {
     if (const auto host = KIVHost::current(); host->mainQueue) {

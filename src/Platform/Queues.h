@@ -17,13 +17,21 @@ public:
 
     void post(std::function<void()> task);
 
+    /// Runs the task like others of this queue, but not before no task of any queue is waiting any more.
+    void postAtRest(std::function<void()> task);
+
     /// Whether the caller is a task of this queue.
     bool isCurrent() const;
 
 private:
     struct Strand;
+    std::function<void()> inside(std::function<void()> task) const;
+
     std::shared_ptr<Strand> strand_;
 };
+
+/// Whether the caller runs on the thread of all serial queues and timers, where nothing may wait for them.
+bool isOnWorkThread() noexcept;
 
 /// Runs a task later, once or again and again, until it is cancelled or destroyed.
 ///

@@ -65,6 +65,19 @@ bool UserDefaults::remove(std::string_view key) {
     return save();
 }
 
+bool UserDefaults::removeAll(std::string_view prefix) {
+    const std::lock_guard lock(lock_);
+    refresh();
+    json::object kept;
+    for (json::key_value_pair& pair : values_) {
+        if (!std::string_view(pair.key()).starts_with(prefix)) {
+            kept.emplace(pair.key(), std::move(pair.value()));
+        }
+    }
+    values_ = std::move(kept);
+    return save();
+}
+
 void UserDefaults::refresh() {
     std::string stamp = stampOf(path_);
     if (stamp == stamp_) {

@@ -29,6 +29,8 @@ public:
     /// value then holds in memory only.
     bool set(std::string_view key, json::value value);
     bool remove(std::string_view key);
+    /// Removes every value whose key begins so, with one write of the file; "" is the beginning of all.
+    bool removeAll(std::string_view prefix);
 
 private:
     void refresh();

@@ -62,7 +62,7 @@ std::string formatted(std::string_view pattern, const std::vector<std::string>& 
         if (rest.starts_with("%@") || rest.starts_with("%s") || rest.starts_with("%d") ||
             rest.starts_with("%u")) {
             length = 2;
-        } else if (rest.starts_with("%ld")) {
+        } else if (rest.starts_with("%ld") || rest.starts_with("%lu")) {
             length = 3;
         }
         if (length == 0 || next == arguments.end()) {

@@ -28,7 +28,7 @@ inline std::string logText(double value) { return doubleText(value); }
 template <class T>
 requires std::is_integral_v<T> std::string logText(T value) { return std::to_string(value); }
 
-/// The pattern with each placeholder ("%@", "%s", "%d", "%u", "%ld") replaced by the next argument.
+/// The pattern with each placeholder ("%@", "%s", "%d", "%u", "%ld", "%lu") replaced by the next argument.
 std::string formatted(std::string_view pattern, const std::vector<std::string>& arguments);
 
 template <class... Arguments>

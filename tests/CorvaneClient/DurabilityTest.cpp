@@ -15,6 +15,8 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Analytics/KIVSEGFileStorage.h"
+#include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/PropertyList.h"
 #include "Reporting/KIVDeviceProperties.h"
@@ -171,6 +173,54 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
     EXPECT_GT(records, 0);
     EXPECT_GT(overrideFiles, 0);
     EXPECT_LT(overrideFiles, rounds);
+}
+
+TEST(Durability, OfQueuedEventsLosesTheNewestAtMost) {
+    std::signal(SIGPIPE, SIG_IGN);
+    const Signer signer = makeSigner();
+    const std::string root = *KIVHost::current()->libraryDirectory + "/queues/";
+    const std::string document = root + "document.json";
+    ASSERT_TRUE(
+        kiv::writeFile(document, signer.sign(R"({"application":")" + key + R"(","experiments":[{"_id":"a",)" +
+                                             R"("deploymentConfiguration":{"condition":"\"true\""},)" +
+                                             R"("featureFlags":[{"name":"kiv.internal.analytics"}]}]})")));
+    LoopbackServer server;
+    server.on("/impression/" + key, LoopbackServer::reset());
+    std::mt19937 random(std::random_device{}());
+    constexpr int rounds = 40;
+    std::size_t most = 0;
+    std::size_t before = 0;
+    for (int i = 0; i < rounds; ++i) {
+        // A few runs with one folder: what one has left, the next one goes on with.
+        const std::string folder = root + std::to_string(i / 4);
+        {
+            Application application;
+            application.tell({{"do", "host"}, {"libraryDirectory", folder}});
+            application.tell(
+                {{"do", "register"},
+                 {"flags", json::array{{{"name", "color"}, {"type", "string"}, {"default", "x"}}}}});
+            application.tell({{"do", "setup"},
+                              {"key", key},
+                              {"options",
+                               {{"customSigningCertificate", signer.certificateBase64},
+                                {"defaultConfigurationPath", document},
+                                {"networkConfigurations", {{"analyticsEndpoint", server.url("")}}}}}});
+            for (int read = 0; read < 200; ++read) {
+                application.tell({{"do", "read"}, {"name", "color"}});
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 120'000));
+            application.kill();
+        }
+        const KIVSEGFileStorage storage(folder + "/Application Support/" + key, nullptr);
+        const auto queue = storage.arrayForKey("kiv.segmentio.queue.plist");
+        const bool isThere = kiv::fileExists(storage.urlForKey("kiv.segmentio.queue.plist"));
+        ASSERT_EQ(queue.is_array(), isThere);
+        const std::size_t events = isThere ? queue.get_array().size() : 0;
+        EXPECT_GE(events, i % 4 == 0 ? 0 : before);
+        most = std::max(most, events);
+        before = events;
+    }
+    EXPECT_GT(most, 0U) << "some kills came after a write";
 }
 
 } // namespace

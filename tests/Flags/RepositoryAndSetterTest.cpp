@@ -92,7 +92,7 @@ TEST_F(Setter, LetsHandlersReadFlagsWithoutEnd) {
 
 TEST_F(Setter, SendsEventsOnlyWhileTheInternalFlagSaysSo) {
     struct Recorder : KIVImpressionEvents {
-        void track(std::string_view event, const kiv::json::object& body) override {
+        void track(std::string_view event, kiv::json::object body) override {
             EXPECT_EQ(event, "impression");
             bodies.push_back(body);
         }

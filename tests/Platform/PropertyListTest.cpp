@@ -1,9 +1,7 @@
+#include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -12,6 +10,7 @@
 
 #include "Platform/Files.h"
 #include "Platform/PropertyList.h"
+#include "Support/Shell.h"
 
 namespace {
 
@@ -100,23 +99,14 @@ TEST(PropertyLists, AreReadFromOtherTools) {
 }
 
 TEST(PropertyLists, AreReadByOtherToolsThoughSealed) {
-    if (std::system("python3 -c 'import plistlib' 2>/dev/null") != 0) {
-        GTEST_SKIP() << "no python3";
-    }
     const std::string path =
         std::filesystem::temp_directory_path() / ("kiv-list-" + std::to_string(::getpid()));
     ASSERT_TRUE(kiv::writePropertyList(
         path, objectOf(R"({"a": [-1, 18446744073709551615, true, 0.5, "é👋"], "b": {"": {}}})")));
-    const std::string command = "python3 -c 'import json, plistlib, sys; print(json.dumps(plistlib.load(open("
-                                "sys.argv[1], \"rb\"))))' " +
-                                path;
-    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
-    ASSERT_TRUE(output);
-    std::string line(512, '\0');
-    line.resize(std::fread(line.data(), 1, line.size(), output.get()));
+    const std::string json = plistAsJson(path);
     kiv::removeFile(path);
-    const auto read = kiv::parseJson(line);
-    ASSERT_TRUE(read) << line;
+    const auto read = kiv::parseJson(json);
+    ASSERT_TRUE(read) << json;
     EXPECT_EQ(kiv::compactJson(*read), R"({"a":[-1,18446744073709551615,true,0.5,"é👋"],"b":{"":{}}})");
 }
 
@@ -189,6 +179,43 @@ TEST(PropertyLists, WithoutASealSurviveAnyDamage) {
     // Many changes hit a text or a number and leave a well-formed list: the parser was reached.
     EXPECT_GT(accepted, 1000);
     EXPECT_LT(accepted, 19'000);
+}
+
+TEST(XmlPropertyLists, CarryEveryKindThereAndBackAndAreWholeOrNothing) {
+    json::array array = objectOf(R"({"": [
+        "Grüße 👋 <a> & \"b\" ]]>", "", "  ", " \r\n\t x\r", true, false, 0, -1, -9223372036854775808,
+        9223372036854775808, 18446744073709551615, 0.1, -2.5, 1784123456789.123, 1.5e300, 5e-324, [], {},
+        {"a": {"<b>&": ["c"]}, "": "empty key"}]})")[""]
+                            .as_array();
+    array.push_back(std::numeric_limits<double>::infinity());
+    array.push_back(-std::numeric_limits<double>::infinity());
+    const std::string list = kiv::encodeXmlPropertyList(array);
+    EXPECT_EQ(kiv::decodeAnyPropertyList(list), json::value(array)) << list;
+    for (std::size_t size = 0; size < list.rfind(">\n</plist>"); ++size) {
+        EXPECT_FALSE(kiv::decodeAnyPropertyList(list.substr(0, size))) << size;
+    }
+    const json::object dictionary{{"a", 1}};
+    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList(dictionary)), json::value(dictionary));
+    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList("a text")), json::value("a text"));
+    EXPECT_FALSE(kiv::decodeAnyPropertyList("<plist><date>2024-01-01T00:00:00Z</date></plist>"));
+}
+
+TEST(XmlPropertyLists, ReplaceWhatXmlLacks) {
+    json::object object{{"gone", nullptr}, {"list", {1, nullptr, std::nan("")}}};
+    object[std::string("k\0\1", 3)] = "\xFF|\xEF\xBF\xBE|\xEF\xBF\xBF|\xEF\xBF\xBD|\x1F|\xEF\xBF";
+    const std::string path =
+        std::filesystem::temp_directory_path() / ("kiv-xml-" + std::to_string(::getpid()));
+    ASSERT_TRUE(kiv::writeFile(path, kiv::encodeXmlPropertyList(object)));
+    EXPECT_EQ(plistAsJson(path),
+              "{\"list\": [1, NaN], \"k\uFFFD\uFFFD\": \"\uFFFD|\uFFFD|\uFFFD|\uFFFD|\uFFFD|\uFFFD\"}");
+    EXPECT_TRUE(kiv::readPropertyList(path));
+    kiv::removeFile(path);
+}
+
+TEST(XmlPropertyLists, NestToTheirLimit) {
+    const json::object deep = objectOf(nested(R"({"a":)", "1", "}", 500));
+    EXPECT_EQ(kiv::decodePropertyList(kiv::encodeXmlPropertyList(deep)), deep);
+    EXPECT_EQ(kiv::encodeXmlPropertyList(json::array{deep}), "");
 }
 
 } // namespace

@@ -287,7 +287,6 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
         {R"({"do": "wait", "event": "impresion", "timeout": 1})", "InvalidArgument", "mean impression?"},
         {R"({"do": "wait", "event": "impression", "timeout": -1})", "InvalidArgument", "from 0 to 86400"},
         {R"({"do": "setStateDebounceTime", "seconds": "3"})", "InvalidArgument", "must be a number"},
-        {R"({"do": "flush"})", "UnrecognizedOperation", "analytics"},
     };
     std::vector<std::string> lines{
         R"({"do": "register", "flags": [{"name": "colour", "type": "string", "default": "blue"}]})"};

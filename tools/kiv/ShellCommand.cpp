@@ -9,7 +9,10 @@
 #include <kiv/KIVCore.h>
 #include <kiv/KIVHost.h>
 
+#include "Analytics/KIVSEGAnalytics.h"
 #include "Command.h"
+#include "Core/KIVCoreInstance.h"
+#include "CorvaneClient/KIVClient.h"
 #include "Terminal.h"
 #include "shell/ShellSession.h"
 
@@ -68,7 +71,10 @@ json::object globalContext(ShellSession&, const ShellFields& fields) {
 }
 
 json::object flush(ShellSession&, const ShellFields&) {
-    throw KIVException::unrecognizedOperation("there is no analytics client to flush yet");
+    if (const auto client = KIVCoreInstance::getInstance().client()) {
+        client->analytics()->flush();
+    }
+    return {};
 }
 
 json::object quit(ShellSession& session, const ShellFields&) {

@@ -1,0 +1,149 @@
+#include "Analytics/KIVSEGHTTPClient.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+#include <strings.h>
+
+#include "Analytics/KIVSEGLog.h"
+#include "KIVBuildConfig.h"
+#include "Platform/Base64.h"
+#include "Platform/Clock.h"
+#include "Runtime/Failure.h"
+
+namespace {
+
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+const char* const productLabel = "kiv";
+
+auto findHeader(Headers& headers, const std::string& name) {
+    return std::ranges::find_if(
+        headers, [&](const auto& each) { return strcasecmp(each.first.c_str(), name.c_str()) == 0; });
+}
+
+void setHeader(Headers& headers, const std::string& name, const std::string& value) {
+    if (const auto found = findHeader(headers, name); found != headers.end()) {
+        found->second = value;
+    } else {
+        headers.emplace_back(name, value);
+    }
+}
+
+void addHeaders(Headers& headers, const Headers& additional) {
+    for (const auto& header : additional) {
+        if (findHeader(headers, header.first) == headers.end()) {
+            headers.push_back(header);
+        }
+    }
+}
+
+double millisecondsSince1970() {
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    return Milliseconds(kiv::Clock::current().now().time_since_epoch()).count();
+}
+
+kiv::json::array propertiesOf(const kiv::json::object& batch) {
+    kiv::json::array all;
+    const kiv::json::value* events = kiv::member(batch, "batch");
+    if (const kiv::json::array* list = events ? events->if_array() : nullptr) {
+        all.reserve(list->size());
+        for (const kiv::json::value& event : *list) {
+            if (const kiv::json::value* properties = kiv::member(event, "properties")) {
+                all.push_back(*properties);
+            }
+        }
+    }
+    return all;
+}
+
+/// Nothing when an event holds what JSON cannot say.
+std::optional<std::string> bodyOf(const kiv::json::object& batch, const KIVDeviceProperties& device) {
+    const kiv::json::value body = kiv::json::object{
+        {"analyticsVersion", "1.0.0"},     {"sdkVersion", kiv::build::version},
+        {"time", millisecondsSince1970()}, {"platform", device.platform()},
+        {"corvaneKey", device.appKey()},   {"events", propertiesOf(batch)},
+    };
+    return kiv::isJson(body) ? std::optional(kiv::compactJson(body)) : std::nullopt;
+}
+
+/// Whether the events are to be sent again after this outcome.
+bool isToBeRetried(const kiv::HttpResponse& response) {
+    if (response.error) {
+        KIV_SEG_LOG("Error uploading request %@.", response.error->description);
+        return true;
+    }
+    const int status = response.status;
+    if (status < 300) {
+        return false;
+    }
+    if (status < 400) {
+        KIV_SEG_LOG("Server responded with unexpected HTTP code %d.", status);
+        return true;
+    }
+    if (status == 429) {
+        KIV_SEG_LOG("Server limited client with response code %d.", status);
+        return true;
+    }
+    if (status >= 500) {
+        KIV_SEG_LOG("Server error with HTTP code %d.", status);
+        return true;
+    }
+    KIV_SEG_LOG("Server rejected payload with HTTP code %d.", status);
+    return false;
+}
+
+} // namespace
+
+KIVSEGHTTPClient::KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
+                                   std::shared_ptr<const KIVDeviceProperties> deviceProperties)
+    : requestFactory_(requestFactory ? std::move(requestFactory) : defaultRequestFactory()),
+      deviceProperties_(std::move(deviceProperties)),
+      genericSession_{{{"Accept-Encoding", "gzip"}, {"User-Agent", "analytics-ios/3.6.9"}}} {}
+
+KIVSEGRequestFactory KIVSEGHTTPClient::defaultRequestFactory() {
+    return [](const std::string& url) { return kiv::HttpRequest{.url = url}; };
+}
+
+std::string KIVSEGHTTPClient::authorizationHeader(std::string_view writeKey) {
+    return "Basic " + kiv::encodeBase64(std::string(writeKey) + ":");
+}
+
+const KIVSEGHTTPSession& KIVSEGHTTPClient::sessionForWriteKey(const std::string& writeKey) {
+    const std::lock_guard lock(lock_);
+    const auto [session, isNew] = sessionsByWriteKey_.try_emplace(writeKey);
+    if (isNew) {
+        session->second.additionalHeaders = {
+            {"Content-Type", "application/json"},
+            {"User-Agent", std::string(productLabel) + "/" + kiv::build::version}};
+    }
+    return session->second;
+}
+
+std::shared_ptr<kiv::HttpTask> KIVSEGHTTPClient::upload(const kiv::json::object& batch,
+                                                        const std::string& analyticsUrl,
+                                                        const std::string& writeKey,
+                                                        std::function<void(bool retry)> completionHandler) {
+    const std::string url = analyticsUrl + "/impression/" + deviceProperties_->appKey();
+    kiv::HttpRequest request;
+    if (const auto failure = kiv::failureOf([&] { request = requestFactory_(url); })) {
+        KIV_SEG_LOG("Error uploading request %@.", failure->what());
+        completionHandler(true);
+        return nullptr;
+    }
+    auto body = bodyOf(batch, *deviceProperties_);
+    if (!body) {
+        KIV_SEG_LOG("Error serializing JSON for batch upload %@", "a number is infinite or none");
+        completionHandler(false);
+        return nullptr;
+    }
+    request.method = "POST";
+    request.body = std::move(*body);
+    setHeader(request.headers, "Content-Type", "application/json");
+    addHeaders(request.headers, sessionForWriteKey(writeKey).additionalHeaders);
+    return kiv::sendHttpRequest(std::move(request), [completionHandler = std::move(completionHandler)](
+                                                        const kiv::HttpResponse& response) {
+        completionHandler(isToBeRetried(response));
+    });
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Platform/HttpClient.h"
+#include "Platform/Json.h"
+#include "Reporting/KIVDeviceProperties.h"
+
+/// Makes the request for a URL.
+using KIVSEGRequestFactory = std::function<kiv::HttpRequest(const std::string& url)>;
+
+/// What requests of one kind have in common: headers, which a request's own go before.
+struct KIVSEGHTTPSession {
+    std::vector<std::pair<std::string, std::string>> additionalHeaders;
+};
+
+/// Sends batches of events to the impression endpoint. Callable from any thread. When the client goes,
+/// uploads under way go on and their completions are called.
+class KIVSEGHTTPClient {
+public:
+    /// Without a factory the default one is used.
+    KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
+                     std::shared_ptr<const KIVDeviceProperties> deviceProperties);
+
+    /// Makes a plain request for the URL.
+    static KIVSEGRequestFactory defaultRequestFactory();
+
+    /// The value of an "Authorization" header, which uploads do not send.
+    static std::string authorizationHeader(std::string_view writeKey);
+
+    /// One for each key, made when it is first asked for. Both live as long as the client.
+    const KIVSEGHTTPSession& sessionForWriteKey(const std::string& writeKey);
+    const KIVSEGHTTPSession& genericSession() const { return genericSession_; }
+
+    /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
+    /// event without them sends nothing. The completion is called once, on the network thread, and must not
+    /// throw or wait; `retry` says that the events are to be sent again. When no body or request can be made
+    /// it is called before this returns null.
+    std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
+                                          const std::string& writeKey,
+                                          std::function<void(bool retry)> completionHandler);
+
+private:
+    const KIVSEGRequestFactory requestFactory_;
+    const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
+    const KIVSEGHTTPSession genericSession_;
+    std::mutex lock_;
+    std::map<std::string, KIVSEGHTTPSession> sessionsByWriteKey_; ///< guarded by the lock
+};

@@ -1,0 +1,3 @@
+#include "Analytics/KIVSEGLog.h"
+
+std::atomic<bool> kivSegLogEnabled{false};

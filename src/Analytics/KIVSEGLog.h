@@ -1,0 +1,17 @@
+#pragma once
+
+#include <atomic>
+
+#include "Runtime/KIVDebugger.h"
+
+/// The lines of the analytics log are written. Off until the application asks for them.
+extern std::atomic<bool> kivSegLogEnabled;
+
+/// A line of the analytics log, for the host's log sink: a pattern with placeholders, then its arguments,
+/// which are evaluated only when the line is written.
+#define KIV_SEG_LOG(...)                                                                                     \
+    do {                                                                                                     \
+        if (kivSegLogEnabled.load(std::memory_order_relaxed)) {                                              \
+            kiv::plainLog(kiv::format(__VA_ARGS__));                                                         \
+        }                                                                                                    \
+    } while (false)

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/Json.h"
+
+/// What a call of the analytics client carries, beside its own fields: the context of the event, and which
+/// integrations it is for.
+struct KIVSEGPayload {
+    /// Takes both from the members "context" and "integrations" of a call's options; one that is no
+    /// dictionary counts as empty.
+    explicit KIVSEGPayload(const kiv::json::object& options)
+        : context(dictionary(options, "context")), integrations(dictionary(options, "integrations")) {}
+    virtual ~KIVSEGPayload() = default;
+    KIVSEGPayload(const KIVSEGPayload&) = default;
+    KIVSEGPayload& operator=(const KIVSEGPayload&) = delete;
+
+    kiv::json::object context;
+    kiv::json::object integrations;
+
+private:
+    static kiv::json::object dictionary(const kiv::json::object& options, std::string_view name) {
+        const kiv::json::value* value = kiv::member(options, name);
+        return value && value->is_object() ? value->get_object() : kiv::json::object();
+    }
+};
+
+struct KIVSEGIdentifyPayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+    std::optional<std::string> userId;
+    std::optional<std::string> anonymousId;
+    kiv::json::object traits;
+};
+
+struct KIVSEGTrackPayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+    std::string event;
+    kiv::json::object properties;
+};
+
+struct KIVSEGScreenPayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+    std::string name;
+    std::optional<std::string> category;
+    kiv::json::object properties;
+};
+
+struct KIVSEGGroupPayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+    std::string groupId;
+    kiv::json::object traits;
+};
+
+struct KIVSEGAliasPayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+    std::string theNewId;
+};
+
+/// What the application's life consists of; it has no fields.
+struct KIVSEGApplicationLifecyclePayload : KIVSEGPayload {
+    using KIVSEGPayload::KIVSEGPayload;
+};
+
+/// A notification, or the outcome of registering for them; each call fills in what it is about.
+struct KIVSEGRemoteNotificationPayload : KIVSEGApplicationLifecyclePayload {
+    using KIVSEGApplicationLifecyclePayload::KIVSEGApplicationLifecyclePayload;
+    std::string actionIdentifier;
+    kiv::json::object userInfo;
+    std::string error;
+    std::string deviceToken; ///< bytes
+};
+
+/// Something that the user began elsewhere and goes on with here.
+struct KIVSEGUserActivity {
+    std::string activityType;
+    std::optional<std::string> webpageURL;
+};
+
+struct KIVSEGContinueUserActivityPayload : KIVSEGApplicationLifecyclePayload {
+    using KIVSEGApplicationLifecyclePayload::KIVSEGApplicationLifecyclePayload;
+    KIVSEGUserActivity activity;
+};
+
+struct KIVSEGOpenURLPayload : KIVSEGApplicationLifecyclePayload {
+    using KIVSEGApplicationLifecyclePayload::KIVSEGApplicationLifecyclePayload;
+    std::string url;
+    kiv::json::object options;
+};

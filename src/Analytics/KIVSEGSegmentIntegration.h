@@ -1,0 +1,120 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Analytics/KIVSEGAnalyticsConfiguration.h"
+#include "Analytics/KIVSEGHTTPClient.h"
+#include "Analytics/KIVSEGIntegration.h"
+#include "Analytics/KIVSEGStorage.h"
+#include "Platform/Clock.h"
+#include "Platform/Queues.h"
+
+/// Posted on the main queue about an upload; the object is the batch, a `kiv::json::array` of events.
+inline constexpr std::string_view KIVSegmentDidSendRequestNotification = "KIVSegmentDidSendRequest";
+inline constexpr std::string_view KIVSegmentRequestDidSucceedNotification = "KIVSegmentRequestDidSucceed";
+inline constexpr std::string_view KIVSegmentRequestDidFailNotification = "KIVSegmentRequestDidFail";
+
+/// Keeps events in a queue on disk and uploads them in batches: when there are enough of them, every half
+/// minute, and when asked to.
+///
+/// The queue holds the newest `maxQueueSize` events. It is written when the work thread has nothing else to
+/// do, after a second at the latest, and before any of it is uploaded. Events leave it when the service has
+/// taken them or has refused them for good. After an upload that failed otherwise, the next one is left to
+/// the timer or a call of `flush`, however many events come meanwhile.
+class KIVSEGSegmentIntegration : public KIVSEGIntegration,
+                                 public std::enable_shared_from_this<KIVSEGSegmentIntegration> {
+public:
+    using Object = kiv::json::object;
+
+    static constexpr std::size_t maxBatchSize = 100;
+    static constexpr std::size_t maxQueueSize = 1000;
+    static constexpr double flushInterval = 30; ///< seconds
+
+    /// Reads who the user is, and starts the timer. The integration does not keep `analytics` alive.
+    static std::shared_ptr<KIVSEGSegmentIntegration> create(const std::shared_ptr<KIVSEGAnalytics>& analytics,
+                                                            std::shared_ptr<KIVSEGHTTPClient> httpClient,
+                                                            std::shared_ptr<KIVSEGStorage> storage);
+
+    void identify(const KIVSEGIdentifyPayload& payload) override;
+    void track(const KIVSEGTrackPayload& payload) override;
+    void screen(const KIVSEGScreenPayload& payload) override;
+    void group(const KIVSEGGroupPayload& payload) override;
+    void alias(const KIVSEGAliasPayload& payload) override;
+    void reset() override;
+    void flush() override { flushWithMaxSize(maxBatchSize); }
+    void flushWithMaxSize(std::size_t maxSize);
+    void registeredForRemoteNotificationsWithDeviceToken(const std::string& deviceToken) override;
+    void continueUserActivity(const KIVSEGUserActivity& activity) override;
+    void openURL(const std::string& url, const Object& options) override;
+    void close() override;
+
+    /// Where the service that this client's calls are modelled on takes whole events; nothing is sent there.
+    static std::string apiURL();
+
+private:
+    KIVSEGSegmentIntegration(const std::shared_ptr<KIVSEGAnalytics>& analytics,
+                             std::shared_ptr<KIVSEGHTTPClient> httpClient,
+                             std::shared_ptr<KIVSEGStorage> storage);
+    void start();
+
+    /// On the queue: at once when the caller is there already.
+    template <class Task>
+    void dispatch(Task task);
+
+    void enqueueAction(std::string_view action, Object dictionary, const KIVSEGPayload& payload);
+
+    // All that follows runs on the queue.
+    std::optional<std::string> getUserId() const;
+    void saveUserId(const std::string& userId);
+    void addTraits(const Object& traits);
+    Object& traits();
+    kiv::json::array& queue();
+    Object integrationsDictionary(Object integrations) const;
+    void queuePayload(Object event);
+    void queueChanged();
+    void persistQueue();
+    void flushQueueByLength();
+    void flushNow(std::size_t maxSize);
+    void sendData(kiv::json::array batch);
+    void uploadCompleted(const std::shared_ptr<const kiv::json::array>& batch, bool retry);
+    void removeFromQueue(const kiv::json::array& batch);
+    void notify(std::string_view name, std::shared_ptr<const kiv::json::array> batch) const;
+
+    const std::weak_ptr<KIVSEGAnalytics> analytics_;
+    const std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration_;
+    const std::shared_ptr<KIVSEGHTTPClient> httpClient_;
+    const std::shared_ptr<KIVSEGStorage> storage_;
+    kiv::SerialQueue serialQueue_;
+    kiv::Timer flushTimer_;
+
+    // Used on the queue alone.
+    std::optional<kiv::json::array> queue_; ///< nothing until it has been read
+    std::optional<Object> traits_;          ///< nothing until they have been read
+    std::optional<std::string> userId_;
+    Object cachedStaticContext_;
+    Object referrer_;                             ///< what brought the user here
+    std::shared_ptr<kiv::HttpTask> batchRequest_; ///< the upload under way
+    bool hasFailed_ = false;                      ///< the last upload, and the timer has not come since
+    bool isChanged_ = false;                      ///< the queue, since it was written
+    std::chrono::steady_clock::time_point changedAt_;
+};
+
+/// Makes the integration that is always there.
+class KIVSEGSegmentIntegrationFactory : public KIVSEGIntegrationFactory {
+public:
+    KIVSEGSegmentIntegrationFactory(std::shared_ptr<KIVSEGHTTPClient> httpClient,
+                                    std::shared_ptr<KIVSEGStorage> storage)
+        : httpClient_(std::move(httpClient)), storage_(std::move(storage)) {}
+
+    std::string key() const override;
+    std::shared_ptr<KIVSEGIntegration>
+    createWithSettings(const kiv::json::object& settings,
+                       const std::shared_ptr<KIVSEGAnalytics>& analytics) const override;
+
+private:
+    const std::shared_ptr<KIVSEGHTTPClient> httpClient_;
+    const std::shared_ptr<KIVSEGStorage> storage_;
+};

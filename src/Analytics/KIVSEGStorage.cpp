@@ -1,0 +1,37 @@
+#include "Analytics/KIVSEGStorage.h"
+
+#include "Analytics/KIVSEGLog.h"
+#include "Platform/PropertyList.h"
+
+void KIVSEGStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
+    setPlist(kiv::encodeXmlPropertyList(dictionary), key);
+}
+
+void KIVSEGStorage::setArray(const kiv::json::array& array, std::string_view key) {
+    setPlist(kiv::encodeXmlPropertyList(array), key);
+}
+
+void KIVSEGStorage::setString(std::string_view string, std::string_view key) {
+    setPlist(kiv::encodeXmlPropertyList(string), key);
+}
+
+void KIVSEGStorage::setPlist(const std::string& serialized, std::string_view key) {
+    if (serialized.empty()) {
+        KIV_SEG_LOG("Unable to serialize data from plist object");
+        return;
+    }
+    setData(serialized, key);
+}
+
+kiv::json::value KIVSEGStorage::plistForKey(std::string_view key) const {
+    const std::optional<std::string> data = dataForKey(key);
+    if (!data) {
+        return nullptr;
+    }
+    std::optional<kiv::json::value> plist = kiv::decodeAnyPropertyList(*data);
+    if (!plist) {
+        KIV_SEG_LOG("Unable to parse plist from data %@", kiv::format("%@ bytes", data->size()));
+        return nullptr;
+    }
+    return std::move(*plist);
+}

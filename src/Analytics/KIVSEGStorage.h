@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Analytics/KIVSEGCrypto.h"
+#include "Platform/Json.h"
+
+/// Values by key that outlive the process: bytes, or property lists (dictionaries, arrays and texts).
+///
+/// Nothing here throws: a failure is logged and a value that cannot be read is none. A storage takes no
+/// locks; one that several threads use is theirs to guard, save that different keys may be used at once.
+class KIVSEGStorage {
+public:
+    virtual ~KIVSEGStorage() = default;
+    KIVSEGStorage(const KIVSEGStorage&) = delete;
+    KIVSEGStorage& operator=(const KIVSEGStorage&) = delete;
+
+    virtual void removeKey(std::string_view key) = 0;
+    virtual void resetAll() = 0;
+
+    virtual void setData(std::string_view data, std::string_view key) = 0;
+    virtual std::optional<std::string> dataForKey(std::string_view key) const = 0;
+
+    /// What a property list cannot carry is dropped or replaced, as encodeXmlPropertyList says.
+    virtual void setDictionary(const kiv::json::object& dictionary, std::string_view key);
+    virtual void setArray(const kiv::json::array& array, std::string_view key);
+    virtual void setString(std::string_view string, std::string_view key);
+
+    /// Whatever property list is stored, of any kind; null when there is none.
+    kiv::json::value dictionaryForKey(std::string_view key) const { return plistForKey(key); }
+    kiv::json::value arrayForKey(std::string_view key) const { return plistForKey(key); }
+    kiv::json::value stringForKey(std::string_view key) const { return plistForKey(key); }
+
+    /// What stored bytes go through; null when they are kept as they are. Set before the first use.
+    const std::shared_ptr<const KIVSEGCrypto>& crypto() const { return crypto_; }
+    void setCrypto(std::shared_ptr<const KIVSEGCrypto> crypto) { crypto_ = std::move(crypto); }
+
+protected:
+    explicit KIVSEGStorage(std::shared_ptr<const KIVSEGCrypto> crypto) : crypto_(std::move(crypto)) {}
+
+    virtual kiv::json::value plistForKey(std::string_view key) const;
+
+private:
+    /// `serialized` is empty when there is no such form.
+    void setPlist(const std::string& serialized, std::string_view key);
+
+    std::shared_ptr<const KIVSEGCrypto> crypto_;
+};

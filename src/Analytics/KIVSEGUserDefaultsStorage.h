@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Analytics/KIVSEGStorage.h"
+#include "Platform/UserDefaults.h"
+
+/// A storage in user defaults. Property lists are kept as they are when nothing encrypts them. Bytes, and so
+/// everything that is encrypted, are kept as base64 text.
+class KIVSEGUserDefaultsStorage : public KIVSEGStorage {
+public:
+    /// `defaults` must outlive this. With a prefix, keys are "prefix.key" there.
+    KIVSEGUserDefaultsStorage(kiv::UserDefaults& defaults, std::optional<std::string> namespacePrefix,
+                              std::shared_ptr<const KIVSEGCrypto> crypto);
+
+    kiv::UserDefaults& defaults() const { return defaults_; }
+    const std::optional<std::string>& namespacePrefix() const { return namespacePrefix_; }
+
+    void removeKey(std::string_view key) override;
+    /// Removes all that begins with the prefix; without one, all values of the defaults, whoever set them.
+    void resetAll() override;
+    void setData(std::string_view data, std::string_view key) override;
+    std::optional<std::string> dataForKey(std::string_view key) const override;
+    void setDictionary(const kiv::json::object& dictionary, std::string_view key) override;
+    void setArray(const kiv::json::array& array, std::string_view key) override;
+    void setString(std::string_view string, std::string_view key) override;
+
+protected:
+    kiv::json::value plistForKey(std::string_view key) const override;
+
+private:
+    std::string nameOf(std::string_view key) const;
+
+    kiv::UserDefaults& defaults_;
+    const std::optional<std::string> namespacePrefix_;
+};

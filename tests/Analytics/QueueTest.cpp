@@ -1,0 +1,174 @@
+#include <fstream>
+#include <future>
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include "Analytics/AnalyticsFixture.h"
+#include "Support/ManualClock.h"
+
+namespace {
+
+using Queue = AnalyticsFixture;
+
+const std::string succeeded(KIVSegmentRequestDidSucceedNotification);
+const std::string failed(KIVSegmentRequestDidFailNotification);
+
+std::string range(int first, int last) { return std::to_string(first) + "-" + std::to_string(last); }
+
+TEST_F(Queue, IsSentWhenThereIsEnoughOrHalfAMinuteHasPassed) {
+    ManualClock& clock = ManualClock::install();
+    const auto analytics = client();
+    track(*analytics, 0, 19);
+    EXPECT_EQ(keptNumbers(), "0-18");
+    EXPECT_TRUE(server.requests().empty());
+    clock.advance(31);
+    EXPECT_EQ(sentNumbers(0), "0-18");
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "none");
+
+    track(*analytics, 19, 20);
+    EXPECT_EQ(sentNumbers(1), "19-38");
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "none");
+    analytics->flush();
+    settle();
+    EXPECT_TRUE(log.has({"No queued API calls to flush."}));
+    EXPECT_EQ(server.requests().size(), 2U);
+}
+
+TEST_F(Queue, KeepsOrDropsABatchByWhatBecameOfIt) {
+    const struct {
+        const char* name;
+        LoopbackServer::Behaviour behaviour;
+        bool isDropped;
+        const char* line;
+    } cases[] = {
+        {"taken", LoopbackServer::answer(204, ""), true, nullptr},
+        {"broken off", LoopbackServer::reset(), false, "Error uploading request "},
+        {"moved nowhere", LoopbackServer::answer(302, ""), false, "unexpected HTTP code 302."},
+        {"too much", LoopbackServer::answer(429, ""), false, "limited client with response code 429."},
+        {"refused", LoopbackServer::answer(400, ""), true, "rejected payload with HTTP code 400."},
+        {"unknown", LoopbackServer::answer(404, ""), true, "rejected payload with HTTP code 404."},
+        {"failed", LoopbackServer::answer(500, ""), false, "error with HTTP code 500."},
+    };
+    const auto analytics = client();
+    int number = 0;
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        log.clear();
+        answer(each.behaviour);
+        track(*analytics, number, 3);
+        analytics->flush();
+        EXPECT_EQ(nextOutcome(), each.isDropped ? succeeded : failed);
+        EXPECT_EQ(keptNumbers(), each.isDropped ? "none" : range(number, number + 2));
+        EXPECT_TRUE(!each.line || log.has({each.line}));
+
+        answer(LoopbackServer::answer(200, ""));
+        track(*analytics, number + 3, 1);
+        const std::size_t before = server.requests().size();
+        analytics->flush();
+        EXPECT_EQ(nextOutcome(), succeeded);
+        EXPECT_EQ(sentNumbers(before), range(each.isDropped ? number + 3 : number, number + 3));
+        number += 4;
+    }
+}
+
+TEST_F(Queue, HoldsTheNewestThousandAndSendsTheOldestHundred) {
+    ManualClock& clock = ManualClock::install();
+    answer(LoopbackServer::answer(503, ""));
+    const auto analytics = client();
+    for (int i = 0; i < 1200; i += 50) { // no faster than they are taken
+        track(*analytics, i, 50);
+        settle();
+    }
+    EXPECT_EQ(nextOutcome(), failed);
+    EXPECT_EQ(keptNumbers(), "200-1199");
+    EXPECT_EQ(server.requests().size(), 1U) << "a service in trouble is not asked again by every event";
+
+    // While an upload is under way there is no other, and the queue may lose what is in it.
+    answer(LoopbackServer::stall());
+    clock.advance(31);
+    EXPECT_EQ(sentNumbers(1), "200-299");
+    analytics->flush();
+    track(*analytics, 1200, 10);
+    EXPECT_EQ(keptNumbers(), "210-1209");
+    EXPECT_TRUE(log.has({"API request already in progress, not flushing again."}));
+    EXPECT_EQ(server.requests().size(), 2U);
+}
+
+TEST_F(Queue, RemovesABatchByWhatIsInIt) {
+    const auto analytics = client();
+    answer([&](const auto& request, auto& connection) {
+        // The oldest events are dropped while they are under way.
+        track(*analytics, 20, 990);
+        settle();
+        LoopbackServer::answer(200, "")(request, connection);
+    });
+    track(*analytics, 0, 20);
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "20-1009");
+    answer(LoopbackServer::answer(200, ""));
+    analytics->flush();
+    EXPECT_EQ(sentNumbers(1), "20-119");
+}
+
+TEST_F(Queue, OutlivesTheProcessAndWhatIsNoQueueIsAnEmptyOne) {
+    client()->flush(); // makes the folder
+    settle();
+    answer(LoopbackServer::reset());
+    track(*client(), 0, 5); // the first run, offline
+    EXPECT_EQ(keptNumbers(), "0-4");
+    answer(LoopbackServer::answer(200, ""));
+    const std::string anonymousId(storage().stringForKey("KIVsegment.anonymousId").as_string());
+    {
+        const auto analytics = client();
+        analytics->flush();
+        EXPECT_EQ(nextOutcome(), succeeded);
+        EXPECT_EQ(sentNumbers(0), "0-4");
+        EXPECT_EQ(analytics->getAnonymousId(), anonymousId);
+    }
+    const char* const contents[] = {"", "no list", "<plist><dict/></plist>",
+                                    "<plist><array><string>x</string></array></plist>",
+                                    "<plist><array><dict/></array></plist>"};
+    for (const char* content : contents) {
+        SCOPED_TRACE(content);
+        log.clear();
+        std::ofstream(storage().urlForKey("kiv.segmentio.queue.plist"), std::ios::trunc) << content;
+        track(*client(), 7, 1);
+        EXPECT_EQ(keptNumbers(), "7-7");
+        EXPECT_TRUE(log.has({"is no queue of events"}) || log.has({"Unable to parse plist"}));
+    }
+}
+
+TEST_F(Queue, IsWrittenOnceForAllThatCameWhileTheWorkWentOn) {
+    auto patient = configuration();
+    patient->flushAt = 10'000;
+    const auto analytics = KIVSEGAnalytics::create(patient);
+    settle();
+    const int watch = inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(inotify_add_watch(watch, storage().folderURL().c_str(), IN_CREATE), 0);
+    const auto writes = [&] { // each of which makes a temporary of a new name
+        settle();
+        alignas(inotify_event) char buffer[64 * 1024];
+        const ssize_t size = read(watch, buffer, sizeof buffer);
+        int count = 0;
+        for (ssize_t at = 0; at < size; ++count) {
+            at += ssize_t(sizeof(inotify_event) + reinterpret_cast<const inotify_event*>(buffer + at)->len);
+        }
+        return count;
+    };
+    std::promise<void> goesOn;
+    kiv::SerialQueue().post([&] { goesOn.get_future().wait(); });
+    track(*analytics, 0, 400);
+    goesOn.set_value();
+    EXPECT_EQ(writes(), 1);
+    EXPECT_EQ(keptNumbers(), "0-399");
+
+    analytics->close(10);
+    track(*analytics, 400, 1);
+    EXPECT_EQ(writes(), 0) << "a closed client takes nothing";
+    close(watch);
+}
+
+} // namespace

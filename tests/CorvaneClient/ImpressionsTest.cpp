@@ -1,0 +1,122 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include <kiv/kiv.h>
+
+#include "Analytics/KIVSEGAES256Crypto.h"
+#include "Analytics/KIVSEGFileStorage.h"
+#include "Platform/Clock.h"
+#include "Platform/Files.h"
+#include "Platform/Queues.h"
+#include "Support/CapturedLog.h"
+#include "Support/LoopbackServer.h"
+#include "Support/Signing.h"
+
+namespace {
+
+const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+
+struct ShopFlags : KIVBaseContainer {
+    KIVString color{"blue", {"blue", "red"}};
+    KIVFlag open{true};
+    KIV_CONTAINER(ShopFlags, color, open);
+};
+
+/// An application with a shipped document, whose impressions go to a server.
+class Impressions : public ::testing::Test {
+protected:
+    Impressions() {
+        server.on("/impression/" + key, LoopbackServer::answer(200, ""));
+        KIVCore::register_("shop", flags);
+        KIVCore::setCustomStringProperty("loyal", "customer");
+    }
+    ~Impressions() override { KIVCore::shutdown(); }
+
+    void setUp(const std::string& analytics) {
+        const std::string path = *KIVHost::current()->libraryDirectory + "/shipped.json";
+        const auto experiment = [](const std::string& id, const std::string& condition,
+                                   const std::string& flag, const std::string& more) {
+            return R"({"_id":")" + id + R"(",)" + more + R"("deploymentConfiguration":{"condition":")" +
+                   condition + R"("},"featureFlags":[{"name":")" + flag + R"("}]})";
+        };
+        const Signer signer = makeSigner();
+        kiv::writeFile(
+            path,
+            signer.sign(R"({"application":")" + key + R"(","experiments":[)" +
+                        experiment("a", R"(\"red\")", "shop.color", R"("stickinessProperty":"customer",)") +
+                        "," + experiment("b", R"(\")" + analytics + R"(\")", "kiv.internal.analytics", "") +
+                        "]}"));
+        KIVCore::setupWithKey(key, {.customSigningCertificate = signer.certificateBase64,
+                                    .defaultConfigurationPath = path,
+                                    .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                        .analyticsEndpoint = server.url("")}});
+    }
+
+    static std::string queueFile() {
+        return *KIVHost::current()->libraryDirectory + "/Application Support/" + key +
+               "/kiv.segmentio.queue.plist";
+    }
+
+    CapturedLog log;
+    LoopbackServer server;
+    std::shared_ptr<ShopFlags> flags = std::make_shared<ShopFlags>();
+};
+
+TEST_F(Impressions, ArriveWhenTheDocumentAsksForThem) {
+    setUp("true");
+    EXPECT_EQ(flags->color.getStringValue(), "red");
+    EXPECT_TRUE(flags->open.isEnabled());
+    KIVCore::shutdown();
+    ASSERT_TRUE(server.waitForRequests(1));
+    const auto request = server.requests().front();
+    EXPECT_EQ(request.method + " " + request.target, "POST /impression/" + key);
+    auto body = kiv::parseJson(request.body)->get_object();
+    const auto seconds = [](const kiv::json::value& time) { return time.to_number<double>(); };
+    auto& events = body.at("events").get_array();
+    ASSERT_EQ(events.size(), 2U);
+    EXPECT_NEAR(seconds(events[0].at("time")), seconds(body.at("time")) / 1000, 60)
+        << "seconds, milliseconds";
+    for (auto& event : events) {
+        event.get_object().erase("time");
+    }
+    EXPECT_EQ(
+        events[0],
+        (kiv::json::object{
+            {"distinctId", "loyal"}, {"flag", "shop.color"}, {"type", "IMPRESSION"}, {"value", "red"}}));
+    EXPECT_EQ(events[1].at("flag"), "shop.open");
+    EXPECT_EQ(events[1].as_object().size(), 4U);
+}
+
+TEST_F(Impressions, StayAtHomeOtherwise) {
+    setUp("false");
+    EXPECT_EQ(flags->color.getStringValue(), "red");
+    KIVCore::shutdown();
+    kiv::Timer::timePassed();
+    EXPECT_FALSE(std::filesystem::exists(queueFile()));
+}
+
+TEST_F(Impressions, AreOnDiskAfterAShutdownThatTheServerHoldsUp) {
+    server.on("/impression/" + key, LoopbackServer::stall());
+    KIVHost host = *KIVHost::current();
+    host.analyticsEncryption = {.password = "secret", .salt = "salt", .iv = "short"};
+    EXPECT_THROW(KIVHost::configure(host), std::invalid_argument);
+    host.analyticsEncryption->iv = "sixteen bytes iv";
+    KIVHost::configure(host);
+    setUp("true");
+    EXPECT_EQ(flags->color.getStringValue(), "red");
+    KIVCore::shutdown();
+    kiv::Timer::timePassed();
+    const auto bytes = kiv::readFile(queueFile());
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(bytes->find("shop.color"), std::string::npos) << "encrypted";
+    const KIVSEGFileStorage storage(
+        std::filesystem::path(queueFile()).parent_path().string(),
+        std::make_shared<KIVSEGAES256Crypto>("secret", "salt", "sixteen bytes iv"));
+    const auto events = storage.arrayForKey("kiv.segmentio.queue.plist");
+    ASSERT_TRUE(events.is_array());
+    EXPECT_EQ(events.at(0).at("properties").at("flag"), "shop.color");
+}
+
+} // namespace
