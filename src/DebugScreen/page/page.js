@@ -7,7 +7,7 @@ const search = byId("search");
 const choice = byId("choice");
 
 const tab = crypto.getRandomValues(new Uint32Array(4)).join("-");
-const rowsOfChunk = 60; // as many are drawn at once, when they come near the window
+const rowsOfChunk = 40; // as many are drawn at once, when they come near the window
 const between = 1000; // milliseconds from one look for changes to the next
 
 /** By full name, those that are known: what is shown, and its elements once it has been drawn. */
