@@ -5,7 +5,11 @@ include(CMakePackageConfigHelpers)
 set(kiv_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kiv)
 
 install(TARGETS kiv EXPORT kivTargets)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kiv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+if(NOT KIV_FLAGS_SCREEN)
+    set(kiv_not_installed PATTERN KIVFlagsScreen.h EXCLUDE)
+endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kiv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h" ${kiv_not_installed})
 install(EXPORT kivTargets NAMESPACE kiv:: DESTINATION ${kiv_package_dir})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/kivConfig.cmake.in ${PROJECT_BINARY_DIR}/kivConfig.cmake

@@ -27,12 +27,28 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
 endif()
 
 file(GLOB_RECURSE kiv_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
+# The command has a server in any case; the library only for the flags screen.
+set(kiv_server_sources ${PROJECT_SOURCE_DIR}/src/Platform/HttpServer.cpp
+     ${PROJECT_SOURCE_DIR}/src/Platform/HttpConnection.cpp)
+set(kiv_screen_sources ${PROJECT_SOURCE_DIR}/src/DebugScreen/KIVFlagsScreen.cpp
+                       ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPage.cpp
+                       ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPageTab.cpp
+                       ${PROJECT_SOURCE_DIR}/src/Platform/SystemOpener.cpp)
+if(KIV_FLAGS_SCREEN)
+    set(kiv_server_sources "")
+else()
+    list(REMOVE_ITEM kiv_sources ${kiv_screen_sources} ${kiv_server_sources})
+endif()
 
 add_library(kiv_objects OBJECT ${kiv_sources})
 target_link_libraries(kiv_objects PRIVATE kiv_settings kiv_dependencies)
 target_include_directories(kiv_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
                                                ${KIV_GENERATED_DIR})
 target_compile_definitions(kiv_objects PRIVATE BOOST_ALL_NO_LIB $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
+if(KIV_FLAGS_SCREEN)
+    set(page src/DebugScreen/page)
+    kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/icon.svg)
+endif()
 set_target_properties(kiv_objects PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
 
@@ -53,7 +69,7 @@ if(BUILD_SHARED_LIBS)
     set_target_properties(kiv PROPERTIES LINK_DEPENDS ${exports})
 endif()
 
-add_library(kiv_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:kiv_objects>)
+add_library(kiv_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:kiv_objects> ${kiv_server_sources})
 target_include_directories(kiv_internal PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
                                                ${KIV_GENERATED_DIR})
 target_compile_definitions(kiv_internal PUBLIC BOOST_ALL_NO_LIB)

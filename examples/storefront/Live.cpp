@@ -8,6 +8,10 @@
 #include <memory>
 #include <optional>
 
+#if defined(STOREFRONT_SHOWS_FLAGS)
+#include <kiv/KIVFlagsScreen.h>
+#endif
+
 #include "Shop.h"
 #include "StoreFlags.h"
 
@@ -76,6 +80,28 @@ void serveCustomer(const StoreFlags& flags) {
 
 volatile std::sig_atomic_t interrupted = 0;
 
+/// What a shop that stays has beside its own flags, so that there is something to see on the flags screen.
+/// The currency is frozen by its first read.
+void registerTheRest() {
+    KIVCore::register_(std::make_shared<ApplicationFlags>());
+    KIVCore::register_("gift", std::make_shared<GiftFlags>());
+    const auto customer = std::make_shared<CustomerFlags>();
+    KIVCore::register_("customer", customer);
+    customer->currency.value();
+}
+
+#if defined(STOREFRONT_SHOWS_FLAGS)
+std::shared_ptr<KIVFlagsScreen> showFlags(Report& report) {
+    auto screen = std::make_shared<KIVFlagsScreen>(KIVCore::flagsViewController());
+    const auto presented = screen->present();
+    report.line("All flags, to look at and override: " + presented.address.value_or(presented.failure));
+    report.check(presented.address.has_value(), "the flags screen should be there");
+    return screen;
+}
+#else
+std::nullptr_t showFlags(Report&) { return nullptr; }
+#endif
+
 } // namespace
 
 void runLive(const LiveRun& run, Report& report) {
@@ -104,6 +130,10 @@ void runLive(const LiveRun& run, Report& report) {
     }
 
     report.space();
+    if (run.stays) {
+        registerTheRest();
+    }
+    [[maybe_unused]] const auto screen = run.stays ? showFlags(report) : nullptr;
     std::puts("  Listening. The discount of the file is being edited.");
     std::fflush(stdout);
     std::signal(SIGINT, [](int) { interrupted = 1; });

@@ -23,6 +23,7 @@ class KIVCustomPropertiesRepository;
 class KIVDynamicAPI;
 class KIVFeatureFlagsRepository;
 class KIVFlagsOverrides;
+class KIVFlagsViewController;
 class KIVTargetGroupRepository;
 class KIVUserspaceUnhandledErrorInvoker;
 
@@ -110,6 +111,10 @@ public:
 
     /// The local overrides of the current client; null before setup.
     static std::shared_ptr<KIVFlagsOverrides> overrides();
+
+    /// A new flags screen of the current client; null before setup and when this version is switched off.
+    /// `shutdown`, `reset` and another key's setup call its `done`.
+    static std::shared_ptr<KIVFlagsViewController> flagsViewController();
 
     /// Receives what the application's own callbacks threw: the source (0 dynamic-properties rule, 1
     /// configuration-fetched handler, 2 impression handler, 3 computed property) and the exception, on the

@@ -4,6 +4,7 @@
 
 #include <kiv/EvaluationContext.h>
 #include <kiv/KIVBaseContainer.h>
+#include <kiv/KIVBooleanSwitchTableViewCell.h>
 #include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVCore.h>
 #include <kiv/KIVCustomProperty.h>
@@ -16,13 +17,16 @@
 #include <kiv/KIVFetcherResult.h>
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVFlagsOverrides.h>
+#include <kiv/KIVFlagsViewController.h>
 #include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
+#include <kiv/KIVMultiVariantTableViewCell.h>
 #include <kiv/KIVNetworkConfigurationsOptions.h>
 #include <kiv/KIVNonnullString.h>
 #include <kiv/KIVNotifications.h>
 #include <kiv/KIVOptions.h>
 #include <kiv/KIVReportingValue.h>
 #include <kiv/KIVString.h>
+#include <kiv/KIVVariantTableViewCell.h>
 #include <kiv/KivxValue.h>
 #include <kiv/NotificationCenter.h>

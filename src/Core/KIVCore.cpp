@@ -2,6 +2,7 @@
 
 #include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVFlagsOverrides.h>
+#include <kiv/KIVFlagsViewController.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
@@ -48,6 +49,7 @@ void addOperations() {
         addOperation("unfreeze", &KIVCore::unfreeze);
         addOperation("flags", &KIVCore::flags);
         addOperation("overrides", &KIVCore::overrides);
+        addOperation("flagsViewController", &KIVCore::flagsViewController);
         addOperation("dynamicAPI", &KIVCore::dynamicAPI);
         addOperation("currentSDKKey", &KIVCore::currentSDKKey);
         addOperation("isVersionSwitchedOff", &KIVCore::isVersionSwitchedOff);
@@ -206,6 +208,10 @@ void KIVCore::unfreezeNamespace(KIVNonnullString nameSpace) {
 std::shared_ptr<KIVFlagsOverrides> KIVCore::overrides() {
     const auto client = instance().client();
     return client ? client->featureFlagSetter()->overrides() : nullptr;
+}
+
+std::shared_ptr<KIVFlagsViewController> KIVCore::flagsViewController() {
+    return isVersionSwitchedOff() ? nullptr : instance().flagsViewController();
 }
 
 void KIVCore::setUserspaceUnhandledErrorHandler(

@@ -2,6 +2,7 @@
 
 #include <kiv/KIVCore.h>
 #include <kiv/KIVException.h>
+#include <kiv/KIVFlagsViewController.h>
 #include <kiv/NotificationCenter.h>
 
 #include "CorvaneClient/KIVClient.h"
@@ -107,6 +108,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
     // next one does.
     if (const auto present = this->client()) {
         present->stop();
+        endFlagsScreens();
     }
     auto client = createClient(options);
     std::shared_ptr<KIVClient> replaced = client;
@@ -216,6 +218,7 @@ void KIVCoreInstance::reset() {
     if (const auto present = client()) {
         present->shutdown();
     }
+    endFlagsScreens();
     state_ = idle;
 }
 
@@ -249,6 +252,31 @@ std::optional<std::string> KIVCoreInstance::currentSDKKey() const {
 std::shared_ptr<KIVClient> KIVCoreInstance::client() const {
     const kiv::WriterLock lock(fieldsLock_);
     return client_;
+}
+
+std::shared_ptr<KIVFlagsViewController> KIVCoreInstance::flagsViewController() {
+    const kiv::WriterLock lock(fieldsLock_);
+    if (!client_) {
+        return nullptr;
+    }
+    std::erase_if(flagsScreens_, [](const auto& screen) { return screen.expired(); });
+    auto screen = std::make_shared<KIVFlagsViewController>(
+        client_->featureFlagSetter(), client_->configuration(), client_->flagsRepository());
+    flagsScreens_.push_back(screen);
+    return screen;
+}
+
+void KIVCoreInstance::endFlagsScreens() {
+    std::vector<std::weak_ptr<KIVFlagsViewController>> ended;
+    {
+        const kiv::WriterLock lock(fieldsLock_);
+        ended.swap(flagsScreens_);
+    }
+    for (const auto& each : ended) {
+        if (const auto screen = each.lock()) {
+            screen->done();
+        }
+    }
 }
 
 std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::deviceProperties() const {

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <kiv/KIVDynamicAPI.h>
 #include <kiv/KIVOptions.h>
@@ -19,6 +20,7 @@
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
 class KIVClient;
+class KIVFlagsViewController;
 
 /// The one object behind the facade: it owns what all keys share, what each key has, and the current client.
 /// Made at the first use and never destroyed, so that nothing depends on the order in which a process ends.
@@ -46,6 +48,8 @@ public:
 
     std::optional<std::string> currentSDKKey() const;
     std::shared_ptr<KIVClient> client() const;
+    /// A new flags screen of the current client; null without one.
+    std::shared_ptr<KIVFlagsViewController> flagsViewController();
     /// The current key's; null before setup.
     std::shared_ptr<KIVDeviceProperties> deviceProperties() const;
 
@@ -71,6 +75,8 @@ private:
                          std::shared_ptr<KIVFeatureFlagsRepository> flags);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     std::shared_ptr<KIVClient> createClient(const KIVOptions& options);
+    /// The client that they show has ended.
+    void endFlagsScreens();
 
     /// Held for the whole of a setup; its callbacks may set up again.
     std::recursive_mutex setupLock_;
@@ -86,6 +92,7 @@ private:
     mutable std::mutex fieldsLock_; ///< for the fields below; never held while a callback runs
     std::shared_ptr<KIVDeviceProperties> deviceProperties_;
     std::shared_ptr<KIVClient> client_;
+    std::vector<std::weak_ptr<KIVFlagsViewController>> flagsScreens_;
     std::map<std::string, std::shared_ptr<KIVDeviceProperties>, std::less<>> devicePropertiesPerSDKKey_;
     std::map<std::string, std::shared_ptr<KIVFeatureFlagsRepository>, std::less<>>
         flagsRepositoriesPerSDKKey_;

@@ -5,8 +5,10 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include <openssl/crypto.h>
@@ -21,7 +23,10 @@ struct LibraryThread {
     std::function<void()> run;
     std::function<void()> interrupt;
     std::chrono::milliseconds patience;
-    bool halted = false; ///< guarded by `Threads::lock`
+    pthread_t identifier{};
+    // Guarded by `Threads::lock`:
+    bool halted = false; ///< it runs nothing any more
+    bool left = false;   ///< its `run` has returned, and it is about to be gone
 };
 
 struct Threads {
@@ -35,6 +40,15 @@ struct Threads {
 thread_local LibraryThread* ownThread = nullptr;
 
 void haltAll();
+
+/// Waits for a thread that has left.
+void join(const LibraryThread& thread, std::chrono::milliseconds patience) {
+    const auto until = std::chrono::system_clock::now().time_since_epoch() + patience;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(until);
+    const timespec deadline{.tv_sec = seconds.count(),
+                            .tv_nsec = std::chrono::nanoseconds(until - seconds).count()};
+    pthread_timedjoin_np(thread.identifier, nullptr, &deadline);
+}
 
 Threads& threads() {
     static Threads& all = []() -> Threads& {
@@ -62,9 +76,29 @@ void haltAll() {
     }
     lock.lock();
     for (const auto& thread : started) {
-        own.someHalted.wait_until(lock, start + thread->patience,
-                                  [&] { return thread->halted || thread.get() == ownThread; });
+        own.someHalted.wait_until(lock, start + thread->patience, [&] {
+            return thread->halted || thread->left || thread.get() == ownThread;
+        });
+        if (thread->left && thread.get() != ownThread) {
+            join(*thread, thread->patience);
+        }
     }
+}
+
+/// Those that have ended of themselves. `own.lock` is held.
+void forgetEnded(Threads& own) {
+    std::erase_if(own.all, [](const auto& thread) {
+        return thread->left && pthread_tryjoin_np(thread->identifier, nullptr) == 0;
+    });
+}
+
+/// Whether the thread may return: not when the process is ending, as that would run the destructors of
+/// thread-local objects, perhaps of libraries that are gone.
+bool leave() {
+    Threads& own = threads();
+    const std::lock_guard lock(own.lock);
+    ownThread->left = !own.ending;
+    return ownThread->left;
 }
 
 [[noreturn]] void halt() {
@@ -73,7 +107,6 @@ void haltAll() {
         ownThread->halted = true;
     }
     threads().someHalted.notify_all();
-    // Returning would run the destructors of thread-local objects, perhaps of libraries that are gone.
     for (;;) {
         pause();
     }
@@ -85,24 +118,20 @@ void* threadMain(void* argument) {
     LibraryThread& own = **thread;
     ownThread = &own;
     pthread_setname_np(pthread_self(), own.name);
-    own.run();
-    halt();
+    std::exchange(own.run, {})();
+    if (!leave()) {
+        halt();
+    }
+    return nullptr;
 }
 
-bool startDetached(std::unique_ptr<std::shared_ptr<LibraryThread>> thread) {
-    pthread_attr_t attributes;
-    if (pthread_attr_init(&attributes) != 0) {
-        return false;
-    }
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+bool start(std::unique_ptr<std::shared_ptr<LibraryThread>> thread) {
     sigset_t every;
     sigset_t before;
     sigfillset(&every);
     pthread_sigmask(SIG_SETMASK, &every, &before);
-    pthread_t identifier;
-    const bool started = pthread_create(&identifier, &attributes, threadMain, thread.get()) == 0;
+    const bool started = pthread_create(&(*thread)->identifier, nullptr, threadMain, thread.get()) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_attr_destroy(&attributes);
     if (started) {
         thread.release();
     }
@@ -117,7 +146,11 @@ bool startLibraryThread(const char* name, std::function<void()> run, std::functi
     auto thread =
         std::make_shared<LibraryThread>(LibraryThread{name, std::move(run), std::move(interrupt), patience});
     const std::lock_guard lock(own.lock);
-    if (own.ending || !startDetached(std::make_unique<std::shared_ptr<LibraryThread>>(thread))) {
+    if (own.ending) {
+        return false;
+    }
+    forgetEnded(own);
+    if (!start(std::make_unique<std::shared_ptr<LibraryThread>>(thread))) {
         return false;
     }
     own.all.push_back(std::move(thread));

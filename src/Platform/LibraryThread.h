@@ -3,7 +3,7 @@
 #include <chrono>
 #include <functional>
 
-/// The few threads of the library. They are named, block every signal, and are never joined.
+/// The few threads of the library. They are named and block every signal, and nobody waits for their work.
 ///
 /// The end of the process does not wait for their work, but lets none of them run into what is being torn
 /// down: before OpenSSL and what is older gives up its memory, each thread is told to stop, and is given a
@@ -12,9 +12,9 @@
 namespace kiv {
 
 /// Starts a thread; false when the system has none to give or the process is ending. `name` has at most 15
-/// characters. `run` returns when, and only when, `processIsEnding`; `interrupt` is then called on the
-/// exiting thread to wake it, and must not wait. The end of the process waits for the thread as long as
-/// `patience`, at most. Callable from any thread.
+/// characters. The thread ends when `run` returns, and `run` returns when `processIsEnding`; `interrupt` is
+/// then called on the exiting thread to wake it, and must not wait. The end of the process waits for the
+/// thread as long as `patience`, at most. Callable from any thread.
 bool startLibraryThread(const char* name, std::function<void()> run, std::function<void()> interrupt,
                         std::chrono::milliseconds patience);
 

@@ -305,16 +305,34 @@ std::string_view withoutLeadingSpace(std::string_view text) {
     return {at, static_cast<std::size_t>(end - at)};
 }
 
-std::string capitalized(std::string_view text) {
+namespace {
+
+/// `map` writes the text with its cases changed to the sink.
+template <class Map>
+std::string withCases(std::string_view text, Map map) {
     constexpr auto longest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
     const std::string_view input = text.substr(0, longest);
     UErrorCode status = U_ZERO_ERROR;
     std::string result;
     icu::StringByteSink<std::string> sink(&result);
-    // The empty name is the root locale; null would be the process's.
-    icu::CaseMap::utf8ToTitle("", 0, nullptr, {input.data(), static_cast<std::int32_t>(input.size())}, sink,
-                              nullptr, status);
+    map(icu::StringPiece(input.data(), static_cast<std::int32_t>(input.size())), sink, status);
     return U_SUCCESS(status) ? result : std::string(text);
+}
+
+} // namespace
+
+// The empty name is the root locale; null would be the process's.
+
+std::string capitalized(std::string_view text) {
+    return withCases(text, [](icu::StringPiece input, icu::ByteSink& sink, UErrorCode& status) {
+        icu::CaseMap::utf8ToTitle("", 0, nullptr, input, sink, nullptr, status);
+    });
+}
+
+std::string lowercased(std::string_view text) {
+    return withCases(text, [](icu::StringPiece input, icu::ByteSink& sink, UErrorCode& status) {
+        icu::CaseMap::utf8ToLower("", 0, input, sink, nullptr, status);
+    });
 }
 
 } // namespace kiv

@@ -49,4 +49,6 @@ std::string_view withoutLeadingSpace(std::string_view text);
 /// First letter of each word in upper case, the others in lower case.
 std::string capitalized(std::string_view text);
 
+std::string lowercased(std::string_view text);
+
 } // namespace kiv

@@ -13,13 +13,13 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
+#include "Platform/HttpServer.h"
 #include "Platform/Json.h"
 #include "SigningIdentity.h"
 #include "Terminal.h"
 #include "service/DataFolder.h"
 #include "service/Endpoints.h"
 #include "service/FolderWatch.h"
-#include "service/HttpServer.h"
 #include "service/Service.h"
 
 namespace kiv::tool {
@@ -87,6 +87,17 @@ void introduce(const Options& options, const std::string& certificate, const std
     std::cout << std::endl; // somebody may be waiting for it
 }
 
+std::unique_ptr<HttpServer> listening(net::io_context& io, const Options& options, HttpService service) {
+    try {
+        return std::make_unique<HttpServer>(io, options.settings.host, options.port, mostConnections(),
+                                            std::move(service));
+    } catch (const NoSuchHost&) {
+        throw WrongUsage("--host: takes an address of this machine, for example 127.0.0.1 or ::1");
+    } catch (const CannotListen& problem) {
+        throw BadInput(problem.what(), std::nullopt, "--port 0 takes a free port.");
+    }
+}
+
 int serve(const Options& options) {
     std::signal(SIGPIPE, SIG_IGN);
     const std::string data = dataFolder(options.folder, options.data);
@@ -105,13 +116,13 @@ int serve(const Options& options) {
                          printable(options.folder) + ": is gone; what was served before is still served");
         });
     service.apply(folder.changes());
-    const HttpServer server(
-        io, options.settings.host, options.port, mostConnections(),
+    const auto server = listening(
+        io, options,
         {.limits = {},
          .handler = [&](HttpCall call,
                         HttpReply reply) { service.answer(std::move(call), std::move(reply)); },
          .refused = [&](const HttpAnswer& answer) { journal.answered(answer, "bad request", ""); }});
-    introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server.port()),
+    introduce(options, folder.identity().certificate, baseUrl(options.settings.host, server->port()),
               service.keys());
     io.run();
     journal.told(Terminal::Style::good, "Stopped.");

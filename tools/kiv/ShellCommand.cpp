@@ -115,6 +115,8 @@ const std::vector<ShellCommand>& commands() {
         {"override", {"name", "value"}, shell::setOverride},
         {"clearOverride", {"name"}, shell::clearOverride},
         {"clearOverrides", {}, shell::clearOverrides},
+        {"flagsScreen", {}, shell::presentFlagsScreen},
+        {"dismissFlagsScreen", {}, shell::dismissFlagsScreen},
         {"wait", {"event", "timeout"}, shell::waitForEvent},
         {"flush", {}, flush},
         {"quit", {}, quit},

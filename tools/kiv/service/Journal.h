@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Http.h"
 #include "Terminal.h"
-#include "service/Http.h"
 
 namespace kiv::tool {
 

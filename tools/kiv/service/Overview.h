@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service/Http.h"
+#include "Platform/Http.h"
 #include "service/Records.h"
 
 namespace kiv::tool {

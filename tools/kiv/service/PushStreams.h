@@ -10,7 +10,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "service/Http.h"
+#include "Platform/Http.h"
 
 namespace kiv::tool {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "service/Http.h"
+#include "Platform/Http.h"
 
 namespace kiv::tool {
 

@@ -8,7 +8,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/thread_pool.hpp>
 
-#include "service/Http.h"
+#include "Platform/Http.h"
 #include "service/Journal.h"
 #include "service/PayloadFolder.h"
 #include "service/PushStreams.h"

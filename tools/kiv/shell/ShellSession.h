@@ -8,6 +8,7 @@
 #include "shell/ShellFields.h"
 #include "shell/ShellOutput.h"
 
+class KIVFlagsScreen;
 class KIVString;
 
 namespace kiv::tool {
@@ -18,6 +19,7 @@ struct ShellSession {
     std::shared_ptr<ShellOutput> output = std::make_shared<ShellOutput>();
     /// What was registered, by full name: an application has its containers, also after a shutdown.
     std::map<std::string, std::shared_ptr<KIVString>> registered = {};
+    std::shared_ptr<KIVFlagsScreen> flagsScreen = {}; ///< null while none is presented
     bool isOver = false;
 };
 
@@ -45,6 +47,9 @@ json::object allFlags(ShellSession& session, const ShellFields& fields);
 json::object setOverride(ShellSession& session, const ShellFields& fields);
 json::object clearOverride(ShellSession& session, const ShellFields& fields);
 json::object clearOverrides(ShellSession& session, const ShellFields& fields);
+
+json::object presentFlagsScreen(ShellSession& session, const ShellFields& fields);
+json::object dismissFlagsScreen(ShellSession& session, const ShellFields& fields);
 
 json::object setProperty(ShellSession& session, const ShellFields& fields);
 json::object deviceProperties(ShellSession& session, const ShellFields& fields);

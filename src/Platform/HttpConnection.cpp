@@ -1,4 +1,4 @@
-#include "service/HttpConnection.h"
+#include "Platform/HttpConnection.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +12,7 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 
-namespace kiv::tool {
+namespace kiv {
 namespace {
 
 namespace net = boost::asio;
@@ -81,6 +81,7 @@ private:
                       .query = std::string(target.substr(std::min(pathEnd + 1, target.size()))),
                       .host = std::string(request[http::field::host]),
                       .origin = std::string(request[http::field::origin]),
+                      .fetchSite = std::string(request["Sec-Fetch-Site"]),
                       .contentType = std::string(request[http::field::content_type]),
                       .contentEncoding = std::string(request[http::field::content_encoding]),
                       .body = std::move(request.body())};
@@ -172,4 +173,4 @@ void serveConnection(Socket socket, const HttpService& service, std::shared_ptr<
     std::make_shared<Connection>(std::move(socket), service, std::move(ticket))->start();
 }
 
-} // namespace kiv::tool
+} // namespace kiv

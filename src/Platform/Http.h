@@ -10,7 +10,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 
-namespace kiv::tool {
+namespace kiv {
 
 using Socket = boost::asio::ip::tcp::socket;
 
@@ -21,6 +21,7 @@ struct HttpCall {
     std::string query; ///< what follows the question mark, as it was sent
     std::string host;  ///< the header of that name, as the next ones
     std::string origin;
+    std::string fetchSite; ///< Sec-Fetch-Site
     std::string contentType;
     std::string contentEncoding;
     std::string body;
@@ -54,4 +55,4 @@ struct HttpLimits {
     std::chrono::seconds between{75}; ///< for the next request of a connection to begin
 };
 
-} // namespace kiv::tool
+} // namespace kiv

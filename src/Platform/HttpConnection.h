@@ -3,9 +3,9 @@
 #include <functional>
 #include <memory>
 
-#include "service/Http.h"
+#include "Platform/Http.h"
 
-namespace kiv::tool {
+namespace kiv {
 
 /// How a server treats its connections.
 struct HttpService {
@@ -19,4 +19,4 @@ struct HttpService {
 /// outlive it; `ticket` is held as long as the connection is open.
 void serveConnection(Socket socket, const HttpService& service, std::shared_ptr<void> ticket);
 
-} // namespace kiv::tool
+} // namespace kiv

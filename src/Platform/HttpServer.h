@@ -2,15 +2,16 @@
 
 #include <cstddef>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "service/HttpConnection.h"
+#include "Platform/HttpConnection.h"
 
-namespace kiv::tool {
+namespace kiv {
 
 /// Counts the open connections: each holds a ticket.
 class ConnectionCount {
@@ -25,10 +26,19 @@ private:
     std::shared_ptr<std::size_t> open_ = std::make_shared<std::size_t>(0);
 };
 
+/// The host that was to be listened on is no address.
+class NoSuchHost : public std::exception {};
+
+/// The address cannot be had: `what` says so.
+class CannotListen : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// An HTTP/1.1 server. Everything happens on the one thread that runs `io`.
 class HttpServer {
 public:
-    /// Listens from now on. Port 0 takes a free one. Throws `BadInput` when the address cannot be had.
+    /// Listens from now on. Port 0 takes a free one. Throws `NoSuchHost` and `CannotListen`.
     HttpServer(boost::asio::io_context& io, const std::string& host, unsigned short port,
                std::size_t mostConnections, HttpService service);
 
@@ -44,4 +54,4 @@ private:
     HttpService service_;
 };
 
-} // namespace kiv::tool
+} // namespace kiv

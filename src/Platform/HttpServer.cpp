@@ -1,14 +1,14 @@
-#include "service/HttpServer.h"
+#include "Platform/HttpServer.h"
 
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/address.hpp>
+#include <fcntl.h>
 
-#include "Command.h"
 #include "Platform/Json.h"
 
-namespace kiv::tool {
+namespace kiv {
 namespace {
 
 namespace net = boost::asio;
@@ -17,11 +17,17 @@ using boost::system::error_code;
 constexpr std::string_view tooMany = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\n"
                                      "Content-Length: 0\r\nRetry-After: 1\r\n\r\n";
 
+/// A program that this process starts would keep the port, or hold a connection open.
+template <class Socket>
+void keepFromChildren(Socket& socket) {
+    ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
+}
+
 net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, unsigned short port) {
     error_code problem;
     const net::ip::address address = net::ip::make_address(host, problem);
     if (problem) {
-        throw WrongUsage("--host: takes an address of this machine, for example 127.0.0.1 or ::1");
+        throw NoSuchHost();
     }
     const net::ip::tcp::endpoint endpoint(address, port);
     net::ip::tcp::acceptor acceptor(io);
@@ -30,10 +36,10 @@ net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, u
     if (acceptor.open(endpoint.protocol(), problem) ||
         acceptor.set_option(net::socket_base::reuse_address(true), problem) ||
         acceptor.bind(endpoint, problem) || acceptor.listen(backlog, problem)) {
-        throw BadInput("cannot listen on " + host + ", port " + std::to_string(port) + ": " +
-                           problem.message(),
-                       std::nullopt, "--port 0 takes a free port.");
+        throw CannotListen("cannot listen on " + host + ", port " + std::to_string(port) + ": " +
+                           problem.message());
     }
+    keepFromChildren(acceptor);
     return acceptor;
 }
 
@@ -82,6 +88,7 @@ void HttpServer::accept() {
 
 void HttpServer::begin(Socket socket) {
     error_code ignored;
+    keepFromChildren(socket);
     if (auto ticket = connections_.ticket()) {
         socket.set_option(net::ip::tcp::no_delay(true), ignored);
         serveConnection(std::move(socket), service_, std::move(ticket));
@@ -91,4 +98,4 @@ void HttpServer::begin(Socket socket) {
     }
 }
 
-} // namespace kiv::tool
+} // namespace kiv

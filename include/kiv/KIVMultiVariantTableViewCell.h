@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <kiv/KIVVariantTableViewCell.h>
+
+/// A choice above the flags screen.
+struct KIVFlagsAlert {
+    struct Action {
+        std::string title;
+        bool isCancel = false;
+        /// To be called when the person picks it, on the screen's thread.
+        std::function<void()> handler;
+    };
+
+    std::string title;
+    std::string message;
+    std::vector<Action> actions;
+};
+
+/// The row of every flag that is no `KIVFlag`: a button with the value, which opens a choice of variations.
+class KIV_API KIVMultiVariantTableViewCell final : public KIVVariantTableViewCell {
+public:
+    KIVMultiVariantTableViewCell() = default;
+
+    static std::string cellIdentifier() { return "KIVMultiVariantTableViewCell"; }
+
+    /// Its title is in the screen's tint and begins at the left.
+    struct Button {
+        std::string title;
+        double leftContentInset = 5; ///< points
+    };
+    const Button& flagButton() const { return flagButton_; }
+
+    /// The person has pressed the button: the screen presents the choice. One that is no longer there
+    /// presents nothing.
+    void flagButtonTapped();
+
+private:
+    void showValue(const std::string& value) override;
+    void choose(const std::string& variation);
+
+    Button flagButton_;
+};

@@ -1,0 +1,186 @@
+#include "DebugScreen/FlagsPage.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <embedded/FlagsPage.h>
+#include <openssl/crypto.h>
+
+namespace kiv {
+namespace {
+
+constexpr std::size_t mostTabs = 16;
+
+/// The time it takes tells nothing about where the two differ.
+bool isSecret(std::string_view given, std::string_view secret) {
+    return given.size() == secret.size() && CRYPTO_memcmp(given.data(), secret.data(), secret.size()) == 0;
+}
+
+HttpAnswer withBody(unsigned status, std::string_view type, std::string body) {
+    return {.status = status,
+            .body = std::make_shared<const std::string>(std::move(body)),
+            .type = std::string(type),
+            .headers = {{"Cache-Control", "no-store"},
+                        {"Content-Security-Policy",
+                         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+                         "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+                        {"Referrer-Policy", "no-referrer"},
+                        {"X-Frame-Options", "DENY"},
+                        {"Cross-Origin-Resource-Policy", "same-origin"},
+                        {"Cross-Origin-Opener-Policy", "same-origin"}}};
+}
+
+HttpAnswer refused(unsigned status, std::string_view why) {
+    return withBody(status, "text/plain; charset=utf-8", std::string(why) + "\n");
+}
+
+HttpAnswer document(json::object content) { return withBody(200, "application/json", compactJson(content)); }
+
+std::string_view textOf(const json::object& wish, std::string_view field) {
+    const auto* text = textMember(wish, field);
+    return text ? std::string_view(*text) : std::string_view();
+}
+
+} // namespace
+
+FlagsPage::FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
+    : presented_(std::move(presented)), token_(std::move(token)) {}
+
+void FlagsPage::setPort(unsigned short port) {
+    port_ = std::to_string(port);
+    origin_ = "http://127.0.0.1:" + port_;
+}
+
+std::string FlagsPage::invite(std::string secret) {
+    const std::lock_guard lock(invitationLock_);
+    invitation_ = std::move(secret);
+    return origin_ + "/open/" + invitation_;
+}
+
+bool FlagsPage::takeInvitation(std::string_view path) {
+    constexpr std::string_view before = "/open/";
+    const std::lock_guard lock(invitationLock_);
+    const bool isInvited =
+        !invitation_.empty() && path.starts_with(before) && isSecret(path.substr(before.size()), invitation_);
+    if (isInvited) {
+        invitation_.clear();
+    }
+    return isInvited;
+}
+
+/// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
+/// stand for this machine, nor from its own origin or another port.
+bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
+    return (call.host == "127.0.0.1:" + port_ || call.host == "localhost:" + port_) &&
+           (call.origin.empty() || call.origin == "http://" + call.host) &&
+           (call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin");
+}
+
+HttpAnswer FlagsPage::answer(const HttpCall& call) {
+    const std::string_view path = call.path;
+    const HttpAnswer forbidden = refused(403, "Forbidden");
+    if (!isFromOwnPage(call)) {
+        return forbidden;
+    }
+    if (call.method == "GET" && takeInvitation(path)) {
+        HttpAnswer way = refused(303, "This way");
+        way.headers.emplace_back("Location", "/" + token_ + "/");
+        return way;
+    }
+    const std::size_t end = path.find('/', 1);
+    if (end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
+        return forbidden;
+    }
+    const std::string rest(path.substr(end + 1));
+    if (call.method == "GET" || call.method == "HEAD") {
+        return read(rest);
+    }
+    return call.method == "POST" ? act(rest, call) : refused(405, "This is for GET and POST");
+}
+
+HttpAnswer FlagsPage::read(const std::string& path) const {
+    const auto text = [](std::string_view type, std::string_view content) {
+        return withBody(200, type, std::string(content));
+    };
+    if (path.empty()) {
+        return text("text/html; charset=utf-8", embedded::page_html);
+    }
+    if (path == "page.css") {
+        return text("text/css; charset=utf-8", embedded::page_css);
+    }
+    if (path == "page.js") {
+        return text("text/javascript; charset=utf-8", embedded::page_js);
+    }
+    return path == "icon.svg" ? text("image/svg+xml", embedded::icon_svg) : refused(404, "Not found");
+}
+
+HttpAnswer FlagsPage::act(const std::string& action, const HttpCall& call) {
+    if (call.contentType != "application/json") {
+        return refused(415, "This takes application/json");
+    }
+    const auto parsed = parseJson(call.body);
+    const auto* wish = parsed ? parsed->if_object() : nullptr;
+    if (!wish) {
+        return refused(400, "This takes a JSON object");
+    }
+    const std::string_view id = textOf(*wish, "tab");
+    if (id.empty() || id.size() > 64) {
+        return refused(400, "This takes the \"tab\" that asks");
+    }
+    if (action == "load") {
+        FlagsPageTab* known = tab(id);
+        return document((known ? *known : newTab(id)).load(textOf(*wish, "search")));
+    }
+    FlagsPageTab* known = tab(id);
+    return known ? perform(action, *wish, *known) : refused(409, "This tab is to load first");
+}
+
+HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wish, FlagsPageTab& screen) {
+    const std::string_view name = textOf(wish, "name");
+    bool isDone = true;
+    if (action == "choices") {
+        auto choices = screen.choices(name);
+        return choices.empty() ? refused(400, "There is no such choice") : document(std::move(choices));
+    }
+    if (action == "rows") {
+        const auto* from = member(wish, "from");
+        const auto* count = member(wish, "count");
+        return from && from->is_int64() && from->get_int64() >= 0 && count && count->is_int64() &&
+                       count->get_int64() >= 0
+                   ? document(screen.rows(from->to_number<std::size_t>(), count->to_number<std::size_t>()))
+                   : refused(400, "This takes \"from\" and \"count\"");
+    }
+    if (action == "toggle") {
+        const auto* isOn = member(wish, "isOn");
+        isDone = isOn && isOn->is_bool() && screen.toggle(name, isOn->get_bool());
+    } else if (action == "choose") {
+        isDone = screen.choose(name, textOf(wish, "title"));
+    } else if (action == "reset") {
+        isDone = screen.reset(name);
+    } else if (action == "resetAll") {
+        screen.resetAll();
+    } else if (action != "changes") {
+        return refused(404, "Not found");
+    }
+    return isDone ? document(screen.changes()) : refused(400, "There is no such row, or it cannot do that");
+}
+
+FlagsPageTab* FlagsPage::tab(std::string_view id) {
+    const auto found =
+        std::find_if(tabs_.begin(), tabs_.end(), [&](const Tab& each) { return each.id == id; });
+    if (found == tabs_.end()) {
+        return nullptr;
+    }
+    tabs_.splice(tabs_.begin(), tabs_, found);
+    return &tabs_.front().screen;
+}
+
+/// A tab that was closed does not say so; one that asks again after all loads anew.
+FlagsPageTab& FlagsPage::newTab(std::string_view id) {
+    if (tabs_.size() == mostTabs) {
+        tabs_.pop_back();
+    }
+    return tabs_.emplace_front(std::string(id), *presented_).screen;
+}
+
+} // namespace kiv

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "DebugScreen/FlagsPageTab.h"
+#include "Platform/Http.h"
+
+namespace kiv {
+
+/// Answers what a browser asks for of a presented flags screen. All of it stands below the secret token, and
+/// who does not know that learns nothing. On the page's thread, but for `setPort` and `invite`.
+class FlagsPage {
+public:
+    FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
+
+    /// To be called once, before the first answer.
+    void setPort(unsigned short port);
+
+    /// The address of the page.
+    std::string address() const { return origin_ + "/" + token_ + "/"; }
+
+    /// An address that leads to the page once, for places where others may see it. Callable from any thread.
+    std::string invite(std::string secret);
+
+    HttpAnswer answer(const HttpCall& call);
+
+private:
+    struct Tab {
+        std::string id;
+        FlagsPageTab screen;
+
+        Tab(std::string name, const KIVFlagsViewController& presented)
+            : id(std::move(name)), screen(presented) {}
+    };
+
+    bool isFromOwnPage(const HttpCall& call) const;
+    bool takeInvitation(std::string_view path);
+    HttpAnswer read(const std::string& path) const;
+    HttpAnswer act(const std::string& action, const HttpCall& call);
+    HttpAnswer perform(const std::string& action, const json::object& wish, FlagsPageTab& screen);
+    FlagsPageTab* tab(std::string_view id);
+    FlagsPageTab& newTab(std::string_view id);
+
+    const std::shared_ptr<const KIVFlagsViewController> presented_;
+    const std::string token_;
+    std::string port_;
+    std::string origin_;
+    std::list<Tab> tabs_; ///< the one used last comes first
+    std::mutex invitationLock_;
+    std::string invitation_; ///< empty when there is none
+};
+
+} // namespace kiv

@@ -1,0 +1,179 @@
+#include <kiv/KIVFlagsScreen.h>
+
+#include <array>
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include <openssl/rand.h>
+
+#include <kiv/KIVFlagsViewController.h>
+
+#include "DebugScreen/FlagsPage.h"
+#include "Platform/HttpServer.h"
+#include "Platform/LibraryThread.h"
+#include "Platform/SystemOpener.h"
+#include "Runtime/Failure.h"
+#include "Runtime/KIVDebugger.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// 256 bits, in hexadecimal; empty when the system has no random numbers to give.
+std::string newSecret() {
+    std::array<unsigned char, 32> bytes{};
+    if (RAND_bytes(bytes.data(), bytes.size()) != 1) {
+        return "";
+    }
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        text += digits[byte >> 4U];
+        text += digits[byte & 15U];
+    }
+    return text;
+}
+
+} // namespace
+
+/// Serves the page from its making to `end`. Its thread keeps it alive.
+class KIVFlagsScreen::Server : public std::enable_shared_from_this<KIVFlagsScreen::Server> {
+public:
+    /// Throws `kiv::CannotListen`.
+    Server(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
+        : page_(std::move(presented), std::move(token)),
+          http_(std::make_unique<kiv::HttpServer>(
+              io_, "127.0.0.1", 0, mostConnections,
+              kiv::HttpService{.limits = {.bodyBytes = 64U << 10},
+                               .handler = [this](const kiv::HttpCall& call,
+                                                 const kiv::HttpReply& reply) { reply(answer(call)); },
+                               .refused = [](const kiv::HttpAnswer&) {}})) {
+        page_.setPort(http_->port());
+    }
+
+    /// False when there is no thread to be had.
+    bool start() {
+        return kiv::startLibraryThread(
+            "kiv-screen", [self = shared_from_this()] { self->run(); },
+            [weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->io_.stop();
+                }
+            },
+            50ms);
+    }
+
+    /// Nobody is answered any more once this has returned, unless an answer is waiting for a callback of the
+    /// application, which may be waiting for this.
+    void end() {
+        constexpr auto patience = 200ms;
+        io_.stop();
+        if (std::this_thread::get_id() != thread_) {
+            ended_.get_future().wait_for(patience);
+        }
+    }
+
+    std::string address() const { return page_.address(); }
+
+    bool open() {
+        std::string secret = newSecret();
+        return !secret.empty() && kiv::openWithSystem(page_.invite(std::move(secret)));
+    }
+
+private:
+    static constexpr std::size_t mostConnections = 64;
+
+    void run() {
+        thread_ = std::this_thread::get_id();
+        io_.run();
+        http_.reset();
+        ended_.set_value();
+    }
+
+    kiv::HttpAnswer answer(const kiv::HttpCall& call) {
+        kiv::HttpAnswer answer{.status = 500};
+        if (const auto failure = kiv::failureOf([&] { answer = page_.answer(call); })) {
+            KIV_DEBUG_LOG("Error: the flags screen failed: %@", failure->what());
+        }
+        return answer;
+    }
+
+    boost::asio::io_context io_{1};
+    kiv::FlagsPage page_;
+    std::unique_ptr<kiv::HttpServer> http_;
+    std::atomic<std::thread::id> thread_{};
+    std::promise<void> ended_;
+};
+
+struct KIVFlagsScreen::State {
+    std::shared_ptr<KIVFlagsViewController> controller;
+    mutable std::mutex lock; ///< for `server`
+    std::shared_ptr<Server> server;
+
+    void dismiss() {
+        std::shared_ptr<Server> ended;
+        {
+            const std::lock_guard guard(lock);
+            ended = std::move(server);
+        }
+        if (ended) {
+            ended->end();
+        }
+    }
+
+    std::shared_ptr<Server> presented() const {
+        const std::lock_guard guard(lock);
+        return server;
+    }
+};
+
+KIVFlagsScreen::KIVFlagsScreen(std::shared_ptr<KIVFlagsViewController> controller)
+    : state_(std::make_shared<State>()) {
+    state_->controller = std::move(controller);
+}
+
+KIVFlagsScreen::~KIVFlagsScreen() { dismiss(); }
+
+KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
+    if (!state_->controller) {
+        return {std::nullopt, "there are no flags to show before setup"};
+    }
+    std::string token = newSecret();
+    if (token.empty()) {
+        return {std::nullopt, "there are no random numbers to be had"};
+    }
+    const std::lock_guard lock(state_->lock);
+    if (state_->server) {
+        return {state_->server->address(), ""};
+    }
+    try {
+        auto server = std::make_shared<Server>(state_->controller, std::move(token));
+        if (!server->start()) {
+            return {std::nullopt, "there is no thread to be had"};
+        }
+        state_->server = std::move(server);
+    } catch (const std::exception& problem) {
+        return {std::nullopt, problem.what()};
+    }
+    state_->controller->setView({.reloadData = {}, .present = {}, .dismiss = [weak = std::weak_ptr(state_)] {
+                                     if (const auto state = weak.lock()) {
+                                         state->dismiss();
+                                     }
+                                 }});
+    return {state_->server->address(), ""};
+}
+
+bool KIVFlagsScreen::openInBrowser() {
+    const auto server = state_->presented();
+    return server && server->open();
+}
+
+void KIVFlagsScreen::dismiss() { state_->dismiss(); }
+
+std::optional<std::string> KIVFlagsScreen::address() const {
+    const auto server = state_->presented();
+    return server ? std::optional(server->address()) : std::nullopt;
+}

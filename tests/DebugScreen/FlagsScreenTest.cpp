@@ -1,0 +1,108 @@
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <kiv/KIVFlagsScreen.h>
+#include <kiv/kiv.h>
+
+#include "Platform/Files.h"
+#include "Platform/HttpClient.h"
+#include "Support/SilentServer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+void setUp(const SilentServer& network) {
+    KIVOptions options;
+    options.networkConfigurations = KIVNetworkConfigurationsOptions{.getConfigCloudEndpoint = network.url()};
+    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", options);
+}
+
+/// 0 when nobody answers.
+int statusOf(const std::string& url) {
+    auto status = std::make_shared<std::promise<int>>();
+    kiv::sendHttpRequest({.url = url},
+                         [status](const kiv::HttpResponse& response) { status->set_value(response.status); });
+    return status->get_future().get();
+}
+
+TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
+    KIVFlagsScreen early(KIVCore::flagsViewController());
+    EXPECT_EQ(early.present().address, std::nullopt);
+    EXPECT_FALSE(early.present().failure.empty());
+    EXPECT_FALSE(early.openInBrowser());
+
+    const SilentServer network;
+    setUp(network);
+    std::string last;
+    const auto controller = KIVCore::flagsViewController();
+    KIVFlagsScreen screen(controller);
+    const std::function<void()> ends[] = {[&] { screen.dismiss(); }, [&] { controller->done(); },
+                                          [&] { KIVCore::shutdown(); }};
+    for (const auto& end : ends) {
+        last = screen.present().address.value();
+        EXPECT_EQ(screen.present().address, last);
+        EXPECT_EQ(statusOf(last), 200);
+        end();
+        EXPECT_EQ(screen.address(), std::nullopt);
+        EXPECT_EQ(statusOf(last), 0);
+    }
+    {
+        KIVFlagsScreen other(controller);
+        last = other.present().address.value();
+    }
+    EXPECT_EQ(statusOf(last), 0);
+}
+
+TEST(FlagsScreenInTheBrowser, IsOpenedByTheSystem) {
+    const SilentServer network;
+    setUp(network);
+    const std::string folder = std::getenv("HOME");
+    kiv::writeFile(folder + "/xdg-open",
+                   "#!/bin/sh\nls /proc/self/fd | wc -l >\"$HOME/files\"\n"
+                   "printf %s \"$1\" >\"$HOME/part\"\nmv \"$HOME/part\" \"$HOME/opened\"\n");
+    std::filesystem::permissions(folder + "/xdg-open", std::filesystem::perms::owner_all);
+    KIVFlagsScreen screen(KIVCore::flagsViewController());
+    const std::string address = screen.present().address.value();
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_FALSE(screen.openInBrowser());
+    setenv("PATH", (folder + ":" + path).c_str(), 1);
+    ASSERT_TRUE(screen.openInBrowser());
+    std::optional<std::string> opened;
+    for (const auto late = std::chrono::steady_clock::now() + 10s;
+         !opened && std::chrono::steady_clock::now() < late; std::this_thread::sleep_for(5ms)) {
+        opened = kiv::readFile(folder + "/opened");
+    }
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(opened->find(address), std::string::npos) << "others can see it";
+    EXPECT_EQ(statusOf(*opened), 200);
+    EXPECT_EQ(statusOf(*opened), 403) << "it leads there once";
+    EXPECT_EQ(kiv::readFile(folder + "/files"), "4\n") << "input, outputs, and what `ls` itself opens";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+TEST(FlagsScreenInTheBrowser, DoesNotHoldUpTheEndOfTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const bool isDismissed : {false, true}) {
+        const auto end = [&] {
+            static const SilentServer& network = *new SilentServer;
+            setUp(network);
+            static KIVFlagsScreen& screen = *new KIVFlagsScreen(KIVCore::flagsViewController());
+            screen.present();
+            if (isDismissed) {
+                screen.dismiss();
+            }
+            std::exit(7);
+        };
+        EXPECT_EXIT(end(), ::testing::ExitedWithCode(7), "");
+    }
+}
+
+} // namespace

@@ -1,0 +1,348 @@
+// The flags screen in a browser, of an application that `kiv shell` plays.
+
+import assert from "node:assert/strict";
+import { spawn } from "node:child_process";
+import { mkdirSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
+import { request } from "node:http";
+import { join } from "node:path";
+import { createInterface } from "node:readline";
+import test from "node:test";
+import {
+    accessibilityFaults, built, inEveryLook, openBrowser, openPage, start, temporaryFolder,
+} from "./support.mjs";
+
+const key = "5e0bd1f2c3a4b5d6e7f80912";
+const hostile = `<img src=x onerror="document.title='taken'">`;
+
+/** An application: `app.do(name, fields)` answers what the shell does, and throws its errors. */
+function application(t) {
+    const child = spawn("setpriv", ["--pdeathsig", "KILL", "--", built("kiv"), "shell"], {
+        stdio: ["pipe", "pipe", "inherit"],
+    });
+    t.after(() => child.kill("SIGKILL"));
+    const waiting = [];
+    const app = {
+        pid: child.pid,
+        lastEvent: null, // that a configuration was fetched
+        do: (name, fields = {}) => {
+            child.stdin.write(`${JSON.stringify({ do: name, ...fields })}\n`);
+            return new Promise((resolve, reject) => waiting.push({ resolve, reject }));
+        },
+    };
+    createInterface({ input: child.stdout }).on("line", (line) => {
+        const answer = JSON.parse(line);
+        if ("ok" in answer) {
+            const { resolve, reject } = waiting.shift();
+            answer.ok ? resolve(answer) : reject(new Error(line));
+        } else if (answer.event === "configurationFetched") {
+            app.lastEvent = answer;
+        }
+    });
+    return app;
+}
+
+const experiment = (flag, condition) => ({
+    _id: flag,
+    name: flag,
+    deploymentConfiguration: { condition },
+    featureFlags: [{ name: flag }],
+});
+
+const document = (discount, currency) => ({
+    application: key,
+    experiments: [
+        experiment("kiv.internal.pushUpdates", "true"),
+        experiment("store.checkout.discount", discount),
+        experiment("store.currency", `"${currency}"`),
+    ],
+    targetGroups: [],
+});
+
+const shopFlags = [
+    ["store", [
+        { name: "expressCheckout", type: "flag", default: false },
+        { name: "newSearch", type: "flag", default: true },
+        { name: "buttonColor", type: "string", default: "blue", variations: ["blue", "dark green", "red"] },
+        { name: "paymentRetries", type: "int", default: 3, variations: [1, 3, 5] },
+        { name: "currency", type: "string", default: "USD", variations: ["USD", "EUR", "GBP"], freeze: 1 },
+    ]],
+    ["store.checkout", [
+        { name: "discount", type: "double", default: 0, variations: [0, 0.15, 0.25] },
+        { name: "greeting", type: "string", default: "Hello" },
+    ]],
+    ["gift", [
+        { name: "wrapping", type: "flag", default: false },
+        { name: "ribbon", type: "string", default: "white", variations: ["white", "gold"] },
+    ]],
+    ["", [{ name: "maintenance", type: "flag", default: false }]],
+];
+
+/** A shop that is set up, and whose service serves a document that can be changed. */
+async function shop(t, registered = shopFlags) {
+    const folder = join(temporaryFolder(t), "flags");
+    mkdirSync(folder);
+    const publish = (content) => writeFileSync(join(folder, `${key}.flags.json`), JSON.stringify(content));
+    publish(document("0.15", "EUR"));
+    const { line } = await start(t, built("kiv"), ["serve", folder, "--port", "0", "--json", "--quiet"]);
+    const { customSigningCertificate, networkConfigurations } = JSON.parse(line);
+    const app = application(t);
+    await app.do("host", { libraryDirectory: temporaryFolder(t), locale: "en_GB" });
+    for (const [namespace, flags] of registered) {
+        await app.do("register", { namespace, flags });
+    }
+    await app.do("setup", { key, options: { customSigningCertificate, networkConfigurations } });
+    await app.do("wait", { event: "configurationFetched", timeout: 10 });
+    assert.equal(app.lastEvent.errorDetails, null);
+    const { address } = await app.do("flagsScreen");
+    return { app, publish, address };
+}
+
+const row = (page, label) =>
+    page.locator(".row").filter({ has: page.locator(".label", { hasText: new RegExp(`^${label}$`) }) });
+const switchOf = (page, label) => page.getByRole("switch", { name: label, exact: true });
+const valueOf = (page, label) => row(page, label).locator(".value");
+const until = async (look, expected) => {
+    const late = Date.now() + 10_000;
+    let seen = await look();
+    while (seen !== expected && Date.now() < late) {
+        await new Promise((resolve) => setTimeout(resolve, 50));
+        seen = await look();
+    }
+    assert.equal(seen, expected);
+};
+const shownNames = (page) => page.locator(".row:visible .label").evaluateAll((all) => all.map((each) => each.title));
+
+test("a person groups, searches, switches, picks and resets", async (t) => {
+    const { app, publish, address } = await shop(t);
+    const read = async (name) => (await app.do("read", { name })).value;
+    assert.equal(await read("store.currency"), "EUR"); // and is frozen now
+    const browser = await openBrowser(t);
+    const { page, faults } = await openPage(browser, address);
+
+    await t.test("sections stand in the order of their first flags", async () => {
+        await page.getByRole("heading", { level: 1, name: "KIV" }).waitFor();
+        await page.getByRole("heading", { level: 2 }).first().waitFor();
+        const titles = await page.getByRole("heading", { level: 2 }).allTextContents();
+        assert.deepEqual(titles, ["gift", "Default Namespace", "store", "store.checkout"]);
+        assert.equal(await valueOf(page, "Discount").textContent(), "0.15");
+    });
+
+    await t.test("the search looks at the second component", async () => {
+        const field = page.getByRole("searchbox", { name: "Search flags" });
+        for (const [text, names] of [
+            ["CHECKOUT", ["store.checkout.discount", "store.checkout.greeting", "store.expressCheckout"]],
+            ["discount", []],
+            ["maint", ["maintenance"]],
+            ["", null],
+        ]) {
+            await field.fill(text);
+            await until(async () => (await shownNames(page)).length, names ? names.length : 10);
+            if (names) {
+                assert.deepEqual((await shownNames(page)).sort(), names);
+            }
+        }
+    });
+
+    await t.test("a switch overrides, and its row is reset", async () => {
+        await switchOf(page, "Express Checkout").focus();
+        await page.keyboard.press("Space");
+        await until(() => switchOf(page, "Express Checkout").getAttribute("aria-checked"), "true");
+        assert.equal(await read("store.expressCheckout"), true);
+        assert.equal(await row(page, "Express Checkout").locator(".detail").textContent(),
+            "Overriding original value: FALSE");
+        await row(page, "Express Checkout").hover();
+        await page.getByRole("button", { name: "Reset Express Checkout" }).click();
+        await until(() => switchOf(page, "Express Checkout").getAttribute("aria-checked"), "false");
+        assert.equal(await row(page, "Express Checkout").locator(".detail").isVisible(), false);
+        assert.equal(await read("store.expressCheckout"), false);
+    });
+
+    await t.test("a variation is stored as it is and shown capitalised", async () => {
+        await valueOf(page, "Button Color").click();
+        const dialog = page.getByRole("dialog", { name: "store.buttonColor" });
+        assert.equal(await dialog.locator("p").textContent(), "Override the value with");
+        assert.deepEqual(await dialog.getByRole("button").allTextContents(), ["blue", "dark green", "red", "Cancel"]);
+        assert.deepEqual(await accessibilityFaults(page), []);
+        await page.keyboard.press("Escape");
+        assert.equal(await valueOf(page, "Button Color").evaluate((each) => each === document.activeElement), true);
+        await page.keyboard.press("Enter");
+        await dialog.getByRole("button", { name: "dark green" }).click();
+        await until(() => valueOf(page, "Button Color").textContent(), "Dark Green");
+        assert.equal(await read("store.buttonColor"), "dark green");
+        assert.equal(await row(page, "Button Color").locator(".detail").textContent(),
+            "Overriding original value: blue");
+    });
+
+    await t.test("a push appears by itself, and not in a frozen flag", async () => {
+        publish(document("0.25", "GBP"));
+        await until(() => valueOf(page, "Discount").textContent(), "0.25");
+        assert.equal(await valueOf(page, "Currency").textContent(), "Eur");
+    });
+
+    await t.test("two tabs search for themselves and show the same values", async () => {
+        const other = await openPage(browser, address);
+        await other.page.getByRole("searchbox").fill("newSearch");
+        await until(async () => (await shownNames(other.page)).length, 1);
+        await switchOf(other.page, "New Search").click();
+        await until(() => switchOf(page, "New Search").getAttribute("aria-checked"), "false");
+        assert.equal((await shownNames(page)).length, 10);
+        assert.deepEqual(other.faults, []);
+    });
+
+    await t.test("it looks well and everybody can use it", async () => {
+        await switchOf(page, "Express Checkout").click();
+        await page.mouse.move(0, 0);
+        await page.evaluate(() => document.activeElement.blur());
+        await inEveryLook(page, "flags-screen", async (look) => {
+            assert.deepEqual(await accessibilityFaults(page), [], look);
+        });
+    });
+
+    await t.test("all is reset, and thaws", async () => {
+        await page.getByRole("button", { name: "Reset All" }).click();
+        await until(() => valueOf(page, "Button Color").textContent(), "Blue");
+        await until(() => valueOf(page, "Currency").textContent(), "Gbp");
+        assert.equal(await page.locator(".detail:visible").count(), 0);
+        assert.equal(await read("store.newSearch"), true);
+    });
+
+    await t.test("it says that it has ended", async () => {
+        assert.deepEqual(faults, []);
+        await app.do("shutdown");
+        await page.getByRole("alert").filter({ hasText: "This screen was closed" }).waitFor();
+    });
+});
+
+test("a finger swipes a row aside", async (t) => {
+    const { address, app } = await shop(t);
+    await app.do("override", { name: "gift.ribbon", value: "gold" });
+    const look = { viewport: { width: 390, height: 844 }, hasTouch: true, isMobile: true };
+    const { page, faults } = await openPage(await openBrowser(t), address, look);
+    await until(() => valueOf(page, "Ribbon").textContent(), "Gold");
+    const reset = page.getByRole("button", { name: "Reset Ribbon" });
+    assert.ok((await reset.boundingBox()).x >= 374, "is out of sight");
+    await row(page, "Ribbon").evaluate((each) => each.scrollTo(200, 0));
+    await until(async () => (await reset.boundingBox()).x < 310, true);
+    await reset.tap();
+    await until(() => valueOf(page, "Ribbon").textContent(), "White");
+    assert.deepEqual(await accessibilityFaults(page), []);
+    assert.deepEqual(faults, []);
+});
+
+test("ten thousand flags, one of them hostile", async (t) => {
+    const many = Array.from({ length: 10_000 }, (_, i) =>
+        i % 2 ? { name: `flag${i}`, type: "flag", default: false } : { name: `text${i}`, type: "string", default: "a" });
+    const nasty = { name: hostile, type: "string", default: hostile, variations: [hostile, "tame"] };
+    const { address, app } = await shop(t, [["many", many], ["nasty", [nasty]]]);
+    const browser = await openBrowser(t);
+    const begun = Date.now();
+    const { page, faults } = await openPage(browser, address);
+    await page.locator(".row").first().waitFor();
+    const painted = Date.now() - begun;
+    const keys = await page.evaluate(async () => {
+        const field = document.querySelector("#search");
+        const times = [];
+        for (const text of ["f", "fl", "fla", "flag", "flag1", "flag12", "text", ""]) {
+            await new Promise((resolve) => setTimeout(resolve, 150)); // as a person types
+            const before = performance.now();
+            const drawn = new Promise((resolve) =>
+                new MutationObserver((_, observer) => resolve(observer.disconnect()))
+                    .observe(document.querySelector("#list"), { childList: true }));
+            field.value = text;
+            field.dispatchEvent(new Event("input"));
+            await drawn;
+            times.push(performance.now() - before);
+        }
+        return times;
+    });
+    t.diagnostic(`first rows after ${painted} ms; a key: ${keys.map((each) => each.toFixed(0)).join(", ")} ms`);
+    assert.ok(painted < 1000, `the first rows were there after ${painted} ms`);
+    const middle = [...keys].sort((a, b) => a - b)[4];
+    assert.ok(middle < 50, `a key took ${keys} ms`);
+
+    await page.getByRole("searchbox").fill("<img");
+    await until(async () => (await shownNames(page)).join(), `nasty.${hostile}`);
+    await page.locator(".value").click();
+    await page.getByRole("dialog").getByRole("button", { name: "<img" }).click();
+    await page.locator(".detail").filter({ hasText: hostile }).waitFor();
+    assert.equal(await page.title(), "KIV");
+    assert.equal(await page.locator("main img, dialog img").count(), 0);
+    assert.deepEqual(faults, []);
+    assert.equal((await app.do("read", { name: `nasty.${hostile}` })).value, hostile);
+});
+
+/** The status and the body of an answer to a request as it is written here. */
+const answerTo = (address, path, { method = "GET", headers = {}, body } = {}) =>
+    new Promise((resolve, reject) => {
+        const { hostname, port } = new URL(address);
+        const asked = request({ hostname, port, path, method, headers, agent: false }, (answer) => {
+            let text = "";
+            answer.on("data", (data) => (text += data));
+            answer.on("end", () => resolve({ status: answer.statusCode, text, headers: answer.headers }));
+        });
+        asked.on("error", reject);
+        asked.end(body);
+    });
+
+test("it lets nobody else in", async (t) => {
+    const { address, app } = await shop(t);
+    const { port, pathname } = new URL(address);
+    const json = { "Content-Type": "application/json" };
+    const wish = (more = {}) => JSON.stringify({ tab: "t", ...more });
+    const load = { method: "POST", headers: json, body: wish() };
+    const reset = { method: "POST", headers: json, body: wish({ name: "gift.ribbon" }) };
+    await app.do("override", { name: "gift.ribbon", value: "gold" });
+
+    const page = await answerTo(address, pathname);
+    assert.equal(page.status, 200);
+    assert.match(page.headers["content-security-policy"], /default-src 'none'.*frame-ancestors 'none'/);
+    assert.equal(page.headers["cache-control"], "no-store");
+    assert.equal(page.headers["referrer-policy"], "no-referrer");
+    assert.equal(page.headers["access-control-allow-origin"], undefined);
+    assert.ok(pathname.length >= 34, "a token of 128 bits and more");
+
+    const wrong = `/${"0".repeat(pathname.length - 2)}/`;
+    const forbidden = [
+        ["/"], ["/page.js"], ["/favicon.ico"], [pathname.slice(0, -2) + "/"], [wrong], [`${wrong}load`, load],
+        [`${wrong}nothing`], ["/open/"], ["/open/x"], [pathname.slice(0, -1)],
+        [pathname, { headers: { Host: `rebound.example:${port}` } }],
+        [pathname, { headers: { Host: "127.0.0.1" } }],
+        [pathname, { headers: { "Sec-Fetch-Site": "cross-site" } }],
+        [`${pathname}reset`, { ...reset, headers: { ...json, Origin: "https://elsewhere.example" } }],
+        [`${pathname}reset`, { ...reset, headers: { ...json, Origin: "null" } }],
+        [`${pathname}reset`, { ...reset, headers: { ...json, "Sec-Fetch-Site": "same-site" } }],
+        [`${pathname}reset`, { ...reset, headers: { "Content-Type": "text/plain", Origin: "http://127.0.0.1:1" } }],
+    ];
+    const answers = await Promise.all(forbidden.map(([path, how]) => answerTo(address, path, how)));
+    answers.forEach(({ status, text }, i) => {
+        assert.equal(status, 403, forbidden[i].join());
+        assert.equal(text, "Forbidden\n");
+    });
+
+    assert.equal((await answerTo(address, `${pathname}load`, load)).status, 200);
+    const faulty = [
+        [400, "load", { ...load, body: "{" }], [400, "load", { ...load, body: "[]" }], [400, "load", { ...load, body: "{}" }],
+        [413, "load", { ...load, body: wish({ search: "x".repeat(70_000) }) }],
+        [415, "load", { ...load, headers: { "Content-Type": "text/plain" } }],
+        [409, "reset", { ...reset, body: JSON.stringify({ tab: "unknown" }) }],
+        [400, "reset", { ...reset, body: wish({ name: "no.such" }) }],
+        [400, "toggle", { ...load, body: wish({ name: "gift.ribbon", isOn: true }) }],
+        [400, "toggle", { ...load, body: wish({ name: "gift.wrapping", isOn: "yes" }) }],
+        [400, "choose", { ...load, body: wish({ name: "gift.ribbon", title: "of nobody" }) }],
+        [400, "choose", { ...load, body: wish({ name: "gift.ribbon", title: "Cancel" }) }],
+        [404, "nothing", load], [404, "nothing", {}], [404, "reset", {}], [405, "reset", { ...reset, method: "PUT" }],
+    ];
+    for (const [status, action, how] of faulty) {
+        assert.equal((await answerTo(address, `${pathname}${action}`, how)).status, status, `${action} ${how.body}`);
+    }
+    assert.equal((await app.do("peek", { name: "gift.ribbon" })).value, "gold", "nothing of it had an effect");
+
+    const threads = () =>
+        readdirSync(`/proc/${app.pid}/task`).map((id) => readFileSync(`/proc/${app.pid}/task/${id}/comm`, "utf8").trim());
+    assert.ok(threads().includes("kiv-screen"));
+    await app.do("dismissFlagsScreen");
+    await assert.rejects(answerTo(address, pathname), /ECONNREFUSED/);
+    await until(() => threads().includes("kiv-screen"), false);
+    const { address: next } = await app.do("flagsScreen");
+    assert.notEqual(new URL(next).pathname, pathname, "a token of its own");
+});
