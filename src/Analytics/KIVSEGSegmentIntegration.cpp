@@ -8,6 +8,7 @@
 #include "Analytics/KIVSEGIntegrationsManager.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/Dates.h"
+#include "Platform/Text.h"
 #include "Platform/UserDefaults.h"
 #include "Platform/Uuid.h"
 #include "Runtime/Failure.h"
@@ -34,18 +35,6 @@ void merge(object& into, const object& later) {
     for (const auto& member : later) {
         into.insert_or_assign(member.key(), member.value());
     }
-}
-
-/// Two lower-case hexadecimal digits a byte.
-std::string hexText(std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += digits[byte >> 4U];
-        text += digits[byte & 15U];
-    }
-    return text;
 }
 
 object trackDictionary(const KIVSEGTrackPayload& payload) {
@@ -162,7 +151,7 @@ void KIVSEGSegmentIntegration::alias(const KIVSEGAliasPayload& payload) {
 
 void KIVSEGSegmentIntegration::registeredForRemoteNotificationsWithDeviceToken(
     const std::string& deviceToken) {
-    dispatch([token = hexText(deviceToken)](KIVSEGSegmentIntegration& own) {
+    dispatch([token = kiv::hexText(deviceToken)](KIVSEGSegmentIntegration& own) {
         own.cachedStaticContext_["device"] = object{{"token", token}};
     });
 }

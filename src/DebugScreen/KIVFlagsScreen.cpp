@@ -1,20 +1,19 @@
 #include <kiv/KIVFlagsScreen.h>
 
-#include <array>
 #include <atomic>
 #include <future>
 #include <mutex>
 #include <thread>
 #include <utility>
 
-#include <openssl/rand.h>
-
 #include <kiv/KIVFlagsViewController.h>
 
 #include "DebugScreen/FlagsPage.h"
+#include "Platform/Cipher.h"
 #include "Platform/HttpServer.h"
 #include "Platform/LibraryThread.h"
 #include "Platform/SystemOpener.h"
+#include "Platform/Text.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -24,17 +23,8 @@ using namespace std::chrono_literals;
 
 /// 256 bits, in hexadecimal; empty when the system has no random numbers to give.
 std::string newSecret() {
-    std::array<unsigned char, 32> bytes{};
-    if (RAND_bytes(bytes.data(), bytes.size()) != 1) {
-        return "";
-    }
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 15U];
-    }
-    return text;
+    constexpr std::size_t size = 32;
+    return kiv::hexText(kiv::randomBytes(size).value_or(""));
 }
 
 } // namespace

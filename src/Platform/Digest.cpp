@@ -7,6 +7,8 @@
 #include <openssl/md5.h>
 #include <openssl/sha.h>
 
+#include "Platform/Text.h"
+
 namespace kiv {
 
 std::array<std::uint8_t, 16> md5(std::string_view bytes) {
@@ -26,14 +28,8 @@ std::array<std::uint8_t, 32> sha256(std::string_view bytes) {
 }
 
 std::string md5Hex(std::string_view bytes) {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(32);
-    for (const std::uint8_t byte : md5(bytes)) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 15U];
-    }
-    return text;
+    const auto digest = md5(bytes);
+    return hexText({reinterpret_cast<const char*>(digest.data()), digest.size()});
 }
 
 } // namespace kiv

@@ -49,6 +49,9 @@ std::string_view withoutLeadingSpace(std::string_view text);
 /// First letter of each word in upper case, the others in lower case.
 std::string capitalized(std::string_view text);
 
+/// Two lower-case hexadecimal digits a byte.
+std::string hexText(std::string_view bytes);
+
 std::string lowercased(std::string_view text);
 
 } // namespace kiv
