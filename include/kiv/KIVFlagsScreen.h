@@ -28,12 +28,12 @@ public:
     KIVFlagsScreen(const KIVFlagsScreen&) = delete;
     KIVFlagsScreen& operator=(const KIVFlagsScreen&) = delete;
 
-    /// Listens from now on. The screen becomes the controller's view. Presented already, it answers the
-    /// address that it has.
+    /// Listens from now on. Presented already, it answers the address that it has. A controller whose client
+    /// has been shut down or replaced is not presented any more.
     Presentation present();
 
-    /// Opens the address with the system's opener (`xdg-open`). The address that other users of this machine
-    /// can see in the list of processes works once. False when nothing is presented, or there is no opener.
+    /// Opens the address with the system's opener (`xdg-open`), by way of a file that this user alone can
+    /// read. False when nothing is presented, or there is no opener.
     bool openInBrowser();
 
     /// Listens no more; pages that are open say so. Does nothing when nothing is presented.

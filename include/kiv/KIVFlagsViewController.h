@@ -1,8 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,7 +24,7 @@ struct KIVFlagsAlert;
 ///
 /// The grouping is made on load and by each search; flags that are registered meanwhile are not in it. Values
 /// are read as cells are made. Reading them makes no impression and freezes nothing. It ends with
-/// `KIVCore::shutdown` and another key's setup, which call `done`: let go of it then. One thread at a time
+/// `KIVCore::shutdown` and another key's setup, which take it away: let go of it then. One thread at a time
 /// may use it; `done` and `setView` may be called from any.
 class KIV_API KIVFlagsViewController : public std::enable_shared_from_this<KIVFlagsViewController> {
 public:
@@ -66,8 +66,12 @@ public:
         std::vector<BarButtonItem> items;
     };
 
-    /// Makes the cell of an identifier.
-    using CellFactory = std::function<std::shared_ptr<KIVVariantTableViewCell>()>;
+    /// Shows the screen beside the view, and is told when to stop, on whatever thread that is.
+    class Presenter {
+    public:
+        virtual ~Presenter() = default;
+        virtual void dismiss() = 0;
+    };
 
     /// For the library. It begins without rows.
     KIVFlagsViewController(std::shared_ptr<KIVFeatureFlagsSetter> setter,
@@ -94,8 +98,14 @@ public:
     bool allowsSelection() const { return allowsSelection_; }
     bool extendedLayoutIncludesOpaqueBars() const { return extendedLayoutIncludesOpaqueBars_; }
 
-    /// Takes the screen away. Callable from any thread.
+    /// Takes the screen away, from the view and from all presenters. Callable from any thread.
     void done();
+
+    /// For the library: takes the screen away for good, as its client shows these flags no more. Callable
+    /// from any thread, as the next two.
+    void end();
+    bool hasEnded() const { return hasEnded_; }
+    void addPresenter(std::weak_ptr<Presenter> presenter);
 
     /// Sections stand in the order in which their first flag comes among all names, sorted regardless of case
     /// by the host's locale.
@@ -146,13 +156,14 @@ private:
     const std::shared_ptr<KIVConfiguration> configuration_;
     const std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository_;
     std::vector<Section> namespacesToFeatures_;
-    std::map<std::string, CellFactory> cellClasses_; ///< by identifier
     std::string title_;
     SearchBar searchbar_;
     std::optional<BarButtonItem> rightBarButtonItem_;
     std::optional<Toolbar> tableHeaderView_;
     bool allowsSelection_ = true;
     bool extendedLayoutIncludesOpaqueBars_ = false;
-    mutable std::mutex viewLock_; ///< never held while a callback runs
+    std::atomic<bool> hasEnded_{false};
+    mutable std::mutex viewLock_; ///< for what follows; never held while a callback runs
     std::shared_ptr<const View> view_;
+    std::vector<std::weak_ptr<Presenter>> presenters_;
 };

@@ -116,6 +116,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         const kiv::WriterLock lock(fieldsLock_);
         client_.swap(replaced);
     }
+    endFlagsScreens(); // those that were asked for meanwhile
     replaced.reset();
     if (client) {
         client->setup();
@@ -274,7 +275,7 @@ void KIVCoreInstance::endFlagsScreens() {
     }
     for (const auto& each : ended) {
         if (const auto screen = each.lock()) {
-            screen->done();
+            screen->end();
         }
     }
 }

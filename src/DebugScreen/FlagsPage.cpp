@@ -51,47 +51,30 @@ void FlagsPage::setPort(unsigned short port) {
     origin_ = "http://127.0.0.1:" + port_;
 }
 
-std::string FlagsPage::invite(std::string secret) {
-    const std::lock_guard lock(invitationLock_);
-    invitation_ = std::move(secret);
-    return origin_ + "/open/" + invitation_;
-}
-
-bool FlagsPage::takeInvitation(std::string_view path) {
-    constexpr std::string_view before = "/open/";
-    const std::lock_guard lock(invitationLock_);
-    const bool isInvited =
-        !invitation_.empty() && path.starts_with(before) && isSecret(path.substr(before.size()), invitation_);
-    if (isInvited) {
-        invitation_.clear();
-    }
-    return isInvited;
-}
-
 /// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
 /// stand for this machine, nor from its own origin or another port.
 bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
     return (call.host == "127.0.0.1:" + port_ || call.host == "localhost:" + port_) &&
-           (call.origin.empty() || call.origin == "http://" + call.host) &&
-           (call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin");
+           (call.origin.empty() || call.origin == "http://" + call.host);
 }
 
 HttpAnswer FlagsPage::answer(const HttpCall& call) {
     const std::string_view path = call.path;
-    const HttpAnswer forbidden = refused(403, "Forbidden");
+    HttpAnswer forbidden = refused(403, "Forbidden");
+    forbidden.closes = true; // who does not know the token keeps nobody out
     if (!isFromOwnPage(call)) {
         return forbidden;
-    }
-    if (call.method == "GET" && takeInvitation(path)) {
-        HttpAnswer way = refused(303, "This way");
-        way.headers.emplace_back("Location", "/" + token_ + "/");
-        return way;
     }
     const std::size_t end = path.find('/', 1);
     if (end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
         return forbidden;
     }
     const std::string rest(path.substr(end + 1));
+    // A link to the page itself may stand anywhere.
+    const bool isLink = call.method == "GET" && rest.empty();
+    if (!isLink && !call.fetchSite.empty() && call.fetchSite != "none" && call.fetchSite != "same-origin") {
+        return forbidden;
+    }
     if (call.method == "GET" || call.method == "HEAD") {
         return read(rest);
     }

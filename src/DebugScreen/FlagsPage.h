@@ -2,7 +2,6 @@
 
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -12,7 +11,7 @@
 namespace kiv {
 
 /// Answers what a browser asks for of a presented flags screen. All of it stands below the secret token, and
-/// who does not know that learns nothing. On the page's thread, but for `setPort` and `invite`.
+/// who does not know that learns nothing. On the page's thread, but for `setPort`.
 class FlagsPage {
 public:
     FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
@@ -22,9 +21,6 @@ public:
 
     /// The address of the page.
     std::string address() const { return origin_ + "/" + token_ + "/"; }
-
-    /// An address that leads to the page once, for places where others may see it. Callable from any thread.
-    std::string invite(std::string secret);
 
     HttpAnswer answer(const HttpCall& call);
 
@@ -38,7 +34,6 @@ private:
     };
 
     bool isFromOwnPage(const HttpCall& call) const;
-    bool takeInvitation(std::string_view path);
     HttpAnswer read(const std::string& path) const;
     HttpAnswer act(const std::string& action, const HttpCall& call);
     HttpAnswer perform(const std::string& action, const json::object& wish, FlagsPageTab& screen);
@@ -50,8 +45,6 @@ private:
     std::string port_;
     std::string origin_;
     std::list<Tab> tabs_; ///< the one used last comes first
-    std::mutex invitationLock_;
-    std::string invitation_; ///< empty when there is none
 };
 
 } // namespace kiv

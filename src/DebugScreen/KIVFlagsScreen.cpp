@@ -10,6 +10,7 @@
 
 #include "DebugScreen/FlagsPage.h"
 #include "Platform/Cipher.h"
+#include "Platform/Files.h"
 #include "Platform/HttpServer.h"
 #include "Platform/LibraryThread.h"
 #include "Platform/SystemOpener.h"
@@ -37,7 +38,7 @@ public:
         : page_(std::move(presented), std::move(token)),
           http_(std::make_unique<kiv::HttpServer>(
               io_, "127.0.0.1", 0, mostConnections,
-              kiv::HttpService{.limits = {.bodyBytes = 64U << 10},
+              kiv::HttpService{.limits = {.bodyBytes = 64U << 10, .request = 5s},
                                .handler = [this](const kiv::HttpCall& call,
                                                  const kiv::HttpReply& reply) { reply(answer(call)); },
                                .refused = [](const kiv::HttpAnswer&) {}})) {
@@ -60,6 +61,7 @@ public:
     /// application, which may be waiting for this.
     void end() {
         constexpr auto patience = 200ms;
+        way_.reset();
         io_.stop();
         if (std::this_thread::get_id() != thread_) {
             ended_.get_future().wait_for(patience);
@@ -68,13 +70,18 @@ public:
 
     std::string address() const { return page_.address(); }
 
+    /// By way of a file that leads there: others can see the arguments of a command, but not what is in it.
     bool open() {
-        std::string secret = newSecret();
-        return !secret.empty() && kiv::openWithSystem(page_.invite(std::move(secret)));
+        if (!way_) {
+            way_.emplace(R"(<!doctype html><meta charset="utf-8"><title>KIV</title>)"
+                         R"(<meta http-equiv="refresh" content="0;url=)" +
+                         address() + "\">\n");
+        }
+        return !way_->path().empty() && kiv::openWithSystem(way_->path());
     }
 
 private:
-    static constexpr std::size_t mostConnections = 64;
+    static constexpr std::size_t mostConnections = 256;
 
     void run() {
         thread_ = std::this_thread::get_id();
@@ -96,14 +103,15 @@ private:
     std::unique_ptr<kiv::HttpServer> http_;
     std::atomic<std::thread::id> thread_{};
     std::promise<void> ended_;
+    std::optional<kiv::PrivateFile> way_; ///< to the address
 };
 
-struct KIVFlagsScreen::State {
+struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter {
     std::shared_ptr<KIVFlagsViewController> controller;
     mutable std::mutex lock; ///< for `server`
     std::shared_ptr<Server> server;
 
-    void dismiss() {
+    void dismiss() override {
         std::shared_ptr<Server> ended;
         {
             const std::lock_guard guard(lock);
@@ -111,6 +119,23 @@ struct KIVFlagsScreen::State {
         }
         if (ended) {
             ended->end();
+        }
+    }
+
+    Presentation present(std::string token) {
+        const std::lock_guard guard(lock);
+        if (server) {
+            return {server->address(), ""};
+        }
+        try {
+            auto made = std::make_shared<Server>(controller, std::move(token));
+            if (!made->start()) {
+                return {std::nullopt, "there is no thread to be had"};
+            }
+            server = std::move(made);
+            return {server->address(), ""};
+        } catch (const std::exception& problem) {
+            return {std::nullopt, problem.what()};
         }
     }
 
@@ -135,30 +160,18 @@ KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
     if (token.empty()) {
         return {std::nullopt, "there are no random numbers to be had"};
     }
-    const std::lock_guard lock(state_->lock);
-    if (state_->server) {
-        return {state_->server->address(), ""};
+    state_->controller->addPresenter(state_);
+    Presentation presentation = state_->present(std::move(token));
+    if (state_->controller->hasEnded()) {
+        state_->dismiss();
+        return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
     }
-    try {
-        auto server = std::make_shared<Server>(state_->controller, std::move(token));
-        if (!server->start()) {
-            return {std::nullopt, "there is no thread to be had"};
-        }
-        state_->server = std::move(server);
-    } catch (const std::exception& problem) {
-        return {std::nullopt, problem.what()};
-    }
-    state_->controller->setView({.reloadData = {}, .present = {}, .dismiss = [weak = std::weak_ptr(state_)] {
-                                     if (const auto state = weak.lock()) {
-                                         state->dismiss();
-                                     }
-                                 }});
-    return {state_->server->address(), ""};
+    return presentation;
 }
 
 bool KIVFlagsScreen::openInBrowser() {
-    const auto server = state_->presented();
-    return server && server->open();
+    const std::lock_guard guard(state_->lock);
+    return state_->server && state_->server->open();
 }
 
 void KIVFlagsScreen::dismiss() { state_->dismiss(); }

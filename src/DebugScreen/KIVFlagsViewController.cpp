@@ -46,11 +46,6 @@ std::vector<KIVFlagsViewController::Section> grouped(std::vector<std::string> na
     return sections;
 }
 
-template <class Cell>
-std::pair<const std::string, KIVFlagsViewController::CellFactory> cellClass() {
-    return {Cell::cellIdentifier(), [] { return std::make_shared<Cell>(); }};
-}
-
 } // namespace
 
 KIVFlagsViewController::KIVFlagsViewController(std::shared_ptr<KIVFeatureFlagsSetter> setter,
@@ -73,7 +68,6 @@ std::shared_ptr<const KIVFlagsViewController::View> KIVFlagsViewController::view
 }
 
 void KIVFlagsViewController::viewDidLoad() {
-    cellClasses_ = {cellClass<KIVBooleanSwitchTableViewCell>(), cellClass<KIVMultiVariantTableViewCell>()};
     allowsSelection_ = false;
     extendedLayoutIncludesOpaqueBars_ = true;
     namespacesToFeatures_ = extractNamespacesToFeatures();
@@ -84,7 +78,11 @@ void KIVFlagsViewController::viewWillAppear(bool isInNavigationController, doubl
     reloadData();
     title_ = "KIV";
     const BarButtonItem flexibleSpace;
-    const BarButtonItem resetAll{"Reset All", [this] { resetAllFlags(); }};
+    const BarButtonItem resetAll{"Reset All", [weak = weak_from_this()] {
+                                     if (const auto screen = weak.lock()) {
+                                         screen->resetAllFlags();
+                                     }
+                                 }};
     rightBarButtonItem_.reset();
     tableHeaderView_.reset();
     if (isInNavigationController) {
@@ -98,6 +96,27 @@ void KIVFlagsViewController::done() {
     if (const auto present = view(); present->dismiss) {
         present->dismiss();
     }
+    std::vector<std::weak_ptr<Presenter>> presenters;
+    {
+        const std::lock_guard lock(viewLock_);
+        presenters.swap(presenters_);
+    }
+    for (const auto& each : presenters) {
+        if (const auto presenter = each.lock()) {
+            presenter->dismiss();
+        }
+    }
+}
+
+void KIVFlagsViewController::end() {
+    hasEnded_ = true;
+    done();
+}
+
+void KIVFlagsViewController::addPresenter(std::weak_ptr<Presenter> presenter) {
+    const std::lock_guard lock(viewLock_);
+    std::erase_if(presenters_, [](const auto& each) { return each.expired(); });
+    presenters_.push_back(std::move(presenter));
 }
 
 void KIVFlagsViewController::reloadData() const {
@@ -132,9 +151,12 @@ std::shared_ptr<KIVVariantTableViewCell> KIVFlagsViewController::cellForRowAtInd
     if (!feature) {
         return nullptr;
     }
-    const bool isBoolean = dynamic_cast<const KIVFlag*>(feature.get()) != nullptr;
-    auto cell = cellClasses_.at(isBoolean ? KIVBooleanSwitchTableViewCell::cellIdentifier()
-                                          : KIVMultiVariantTableViewCell::cellIdentifier())();
+    std::shared_ptr<KIVVariantTableViewCell> cell;
+    if (dynamic_cast<const KIVFlag*>(feature.get())) {
+        cell = std::make_shared<KIVBooleanSwitchTableViewCell>();
+    } else {
+        cell = std::make_shared<KIVMultiVariantTableViewCell>();
+    }
     cell->setSetter(setter_);
     cell->setFeature(feature);
     cell->setController(weak_from_this());
@@ -147,15 +169,16 @@ KIVFlagsViewController::editActionsForRowAtIndexPath(IndexPath indexPath) {
     if (!name) {
         return {};
     }
-    return {{"Reset", [this, own = *name] {
-                 setter_->overrides()->clearOverrideForName(own);
-                 reloadData();
+    return {{"Reset", [weak = weak_from_this(), own = *name] {
+                 if (const auto screen = weak.lock()) {
+                     screen->setter_->overrides()->clearOverrideForName(own);
+                     screen->reloadData();
+                 }
              }}};
 }
 
 void KIVFlagsViewController::resetAllFlags() {
-    setter_->unfreezeFlagsWithLevel(1);
-    setter_->resetForExperiments();
+    setter_->resetForExperiments(); // which thaws too
     reloadData();
 }
 

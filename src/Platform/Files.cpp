@@ -209,4 +209,26 @@ bool fileExists(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+PrivateFile::PrivateFile(std::string_view bytes, std::string_view suffix) {
+    std::error_code failure;
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    const std::string folder =
+        runtime && isFolder(runtime) ? runtime : std::filesystem::temp_directory_path(failure).string();
+    std::string path = folder + "/kiv-XXXXXX" + std::string(suffix);
+    Descriptor file(retried([&] { return ::mkostemps(path.data(), int(suffix.size()), O_CLOEXEC); }));
+    if (!file) {
+        return;
+    }
+    path_ = std::move(path);
+    if (!writeAll(file, bytes) || !file.close()) {
+        removeFile(std::exchange(path_, {}));
+    }
+}
+
+PrivateFile::~PrivateFile() {
+    if (!path_.empty()) {
+        removeFile(path_);
+    }
+}
+
 } // namespace kiv

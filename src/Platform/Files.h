@@ -43,4 +43,20 @@ void removeAbandonedTemporaries(const std::string& folder);
 
 bool fileExists(const std::string& path);
 
+/// A new file that its user alone can read, for other programs of that user; gone with this object. It lies
+/// in the user's runtime folder (XDG_RUNTIME_DIR), or where temporaries do.
+class PrivateFile {
+public:
+    explicit PrivateFile(std::string_view bytes, std::string_view suffix = ".html");
+    ~PrivateFile();
+    PrivateFile(const PrivateFile&) = delete;
+    PrivateFile& operator=(const PrivateFile&) = delete;
+
+    /// Empty when it could not be made.
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
 } // namespace kiv

@@ -34,6 +34,7 @@ struct HttpAnswer {
     std::string type = "application/json";                         ///< of the body
     std::vector<std::pair<std::string, std::string>> headers = {}; ///< beside those that all answers have
     std::string note = {};                                         ///< for the log
+    bool closes = false;                                           ///< the connection is closed after it
     /// When it is set, the answer is a stream of events: it is given the connection once the head has been
     /// sent, and writes the rest itself. The ticket stands for the connection while it is open.
     std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};

@@ -74,6 +74,7 @@ private:
     void dispatch() {
         auto request = parser_->release();
         keepAlive_ = request.keep_alive();
+        isHead_ = request.method() == http::verb::head;
         const std::string_view target = request.target();
         const std::size_t pathEnd = std::min(target.find('?'), target.size());
         HttpCall call{.method = std::string(request.method_string()),
@@ -112,8 +113,12 @@ private:
         response.body() = {body.data(), body.size()};
         response.set(http::field::content_type, answer_.type);
         setHeaders(response);
+        keepAlive_ = keepAlive_ && !answer_.closes;
         response.keep_alive(keepAlive_);
         response.prepare_payload();
+        if (isHead_) {
+            response.body() = {};
+        }
         stream_.expires_after(service_.limits.request);
         http::async_write(stream_, response, then([](Connection& self) {
                               self.keepAlive_ ? self.readHeader(self.service_.limits.between) : self.linger();
@@ -164,6 +169,7 @@ private:
     HttpAnswer answer_;
     std::optional<Response> response_;
     bool keepAlive_ = false;
+    bool isHead_ = false;
     std::array<char, 4096> discarded_{};
 };
 

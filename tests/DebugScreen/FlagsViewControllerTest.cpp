@@ -177,6 +177,23 @@ TEST_F(FlagsScreen, EndsWithItsClient) {
     EXPECT_EQ(dismissals, 1);
 }
 
+TEST(FlagsScreenOfTheFacade, HandsOutActionsThatMayOutliveIt) {
+    const auto flags = std::make_shared<KIVFlag>(false);
+    KIVCore::setupWithKey(key);
+    KIVCore::setVariant(flags, "a.on");
+    auto screen = KIVCore::flagsViewController();
+    screen->textDidChange("on"); // before it was loaded
+    ASSERT_NE(screen->cellForRowAtIndexPath({0, 0}), nullptr);
+    screen->viewWillAppear(true);
+    const auto resetAll = screen->rightBarButtonItem().value();
+    const auto reset = screen->editActionsForRowAtIndexPath({0, 0}).at(0);
+    KIVCore::overrides()->setOverride("true", "a.on");
+    screen.reset();
+    reset.handler();
+    resetAll.action();
+    EXPECT_TRUE(KIVCore::overrides()->hasOverride("a.on")) << "the screen is gone";
+}
+
 TEST(FlagsScreenOfTheFacade, IsNullWithoutAClient) {
     EXPECT_EQ(KIVCore::flagsViewController(), nullptr);
     kiv::UserDefaults::standard().set("KIVC_switchedOffVersion", kiv::json::value("588"));
