@@ -163,7 +163,7 @@ test("the page comes back with its service", async (t) => {
 
 // The shop of examples/storefront, from here on.
 
-test("counts move while the storefront reads flags", async (t) => {
+test("counts move, and the flags screen follows, while the storefront reads flags", async (t) => {
     const payload = readFileSync(inProject("examples/storefront/storefront.flags.json"), "utf8");
     const service = await serve(t, { [key]: JSON.parse(payload) });
     const work = temporaryFolder(t);
@@ -179,13 +179,21 @@ test("counts move while the storefront reads flags", async (t) => {
 
     const browser = await openBrowser(t);
     const { page, faults } = await openPage(browser, service.url);
-    await start(t, built("storefront"), [...shop, payloadFile, "stay"], { isReady: (line) => /Listening/.test(line) });
+    const { line } = await start(t, built("storefront"), [...shop, payloadFile, "stay"], {
+        isReady: (said) => said.includes("override: http"),
+    });
+    const screen = await openPage(browser, /http\S+/.exec(line)[0]);
+    const discount = screen.page.locator(".row", { hasText: "Discount" }).locator(".value");
+    await discount.filter({ hasText: "0.15" }).waitFor();
     await page.getByRole("row", { name: /^store.expressCheckout/ }).waitFor();
     const discounts = async () => (await shownCounts(page))["store.discount"] ?? {};
     const before = await eventually(page, discounts, (counts) => counts["0.15"] > 0);
 
     writeFileSync(payloadFile, payload.replace("0.15, 0)", "0.25, 0)"));
     await eventually(page, discounts, (counts) => counts["0.25"] > 0 && counts["0.15"] >= before["0.15"]);
+    await discount.filter({ hasText: "0.25" }).waitFor();
+    await screen.page.getByRole("heading", { name: "store", exact: true }).waitFor();
+    assert.deepEqual(screen.faults, []);
     await inEveryLook(page, "storefront-impressions", async (look) =>
         assert.deepEqual(await accessibilityFaults(page), [], look),
     );
