@@ -8,7 +8,7 @@ import { join } from "node:path";
 import { createInterface } from "node:readline";
 import test from "node:test";
 import {
-    accessibilityFaults, built, inEveryLook, openBrowser, openPage, start, temporaryFolder,
+    accessibilityFaults, built, inEveryLook, inProject, openBrowser, openPage, start, temporaryFolder,
 } from "./support.mjs";
 
 const key = "5e0bd1f2c3a4b5d6e7f80912";
@@ -140,20 +140,36 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
             if (names) {
                 assert.deepEqual((await shownNames(page)).sort(), names);
             }
+            const nothing = page.getByText("Nothing found. The search looks at the second part of a name.");
+            assert.equal(await nothing.isVisible(), names?.length === 0, text);
         }
     });
 
     await t.test("a switch overrides, and its row is reset", async () => {
         await switchOf(page, "Express Checkout").focus();
         await page.keyboard.press("Space");
-        await until(() => switchOf(page, "Express Checkout").getAttribute("aria-checked"), "true");
-        assert.equal(await read("store.expressCheckout"), true);
-        assert.equal(await row(page, "Express Checkout").locator(".detail").textContent(),
+        await until(() => row(page, "Express Checkout").locator(".detail").textContent(),
             "Overriding original value: FALSE");
+        assert.equal(await switchOf(page, "Express Checkout").getAttribute("aria-checked"), "true");
+        assert.equal(await read("store.expressCheckout"), true);
         await row(page, "Express Checkout").hover();
         await page.getByRole("button", { name: "Reset Express Checkout" }).click();
         await until(() => switchOf(page, "Express Checkout").getAttribute("aria-checked"), "false");
         assert.equal(await row(page, "Express Checkout").locator(".detail").isVisible(), false);
+        assert.equal(await read("store.expressCheckout"), false);
+    });
+
+    await t.test("two quick flips are two changes", async () => {
+        const asked = [];
+        const note = (request) => request.url().endsWith("/toggle") && asked.push(request.postDataJSON().isOn);
+        page.on("request", note);
+        const shown = await switchOf(page, "Express Checkout").evaluate((each) =>
+            [1, 2].map(() => (each.click(), each.getAttribute("aria-checked"))));
+        assert.deepEqual(shown, ["true", "false"]);
+        await until(() => asked.join(), "true,false");
+        page.off("request", note);
+        await row(page, "Express Checkout").locator(".detail").waitFor();
+        assert.equal(await switchOf(page, "Express Checkout").getAttribute("aria-checked"), "false");
         assert.equal(await read("store.expressCheckout"), false);
     });
 
@@ -166,7 +182,10 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
         await page.keyboard.press("Escape");
         assert.equal(await valueOf(page, "Button Color").evaluate((each) => each === document.activeElement), true);
         await page.keyboard.press("Enter");
-        await dialog.getByRole("button", { name: "dark green" }).click();
+        await dialog.waitFor();
+        assert.deepEqual(await dialog.locator("[aria-current=true]").allTextContents(), ["blue"]);
+        await page.keyboard.press("ArrowDown");
+        await page.keyboard.press("Enter");
         await until(() => valueOf(page, "Button Color").textContent(), "Dark Green");
         assert.equal(await read("store.buttonColor"), "dark green");
         assert.equal(await row(page, "Button Color").locator(".detail").textContent(),
@@ -206,10 +225,37 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
         assert.equal(await read("store.newSearch"), true);
     });
 
-    await t.test("it says that it has ended", async () => {
+    await t.test("it bears failures, and says that it has ended", async () => {
         assert.deepEqual(faults, []);
+        const closed = page.getByRole("alert").filter({ hasText: "This screen was closed" });
+        const answer = (action, how, times) => page.route(`**/${action}`, how, { times });
+
+        await answer("toggle", (route) => route.fulfill({ status: 400 }), 1);
+        await switchOf(page, "Express Checkout").click();
+        await page.getByText("That did not work.").waitFor();
+        await until(() => switchOf(page, "Express Checkout").getAttribute("aria-checked"), "false");
+
+        await answer("changes", (route) => route.abort(), 2);
+        await page.getByText("No answer. Trying again…").waitFor();
+        await app.do("override", { name: "gift.ribbon", value: "gold" });
+        await until(() => valueOf(page, "Ribbon").textContent(), "Gold");
+        assert.equal(await closed.isVisible(), false);
+
+        await answer("changes", (route) => route.fulfill({ status: 409 }), 1);
+        await answer("load", (route) => route.fulfill({ status: 403 }), 1);
+        await closed.waitFor();
+        await page.getByRole("button", { name: "Try again" }).click();
+        await closed.waitFor({ state: "hidden" });
+        await app.do("override", { name: "gift.ribbon", value: "white" });
+        await until(() => valueOf(page, "Ribbon").textContent(), "White");
+
         await app.do("shutdown");
-        await page.getByRole("alert").filter({ hasText: "This screen was closed" }).waitFor();
+        await page.setViewportSize({ width: 390, height: 400 });
+        await page.mouse.wheel(0, 2000);
+        await closed.waitFor();
+        assert.ok((await closed.boundingBox()).y >= 0, "stands in the window");
+        assert.deepEqual(await accessibilityFaults(page), []);
+        await page.screenshot({ path: inProject("build/screenshots/flags-screen-closed.png") });
     });
 });
 
@@ -269,6 +315,15 @@ test("ten thousand flags, one of them hostile", async (t) => {
     assert.equal(await page.locator("main img, dialog img").count(), 0);
     assert.deepEqual(faults, []);
     assert.equal((await app.do("read", { name: `nasty.${hostile}` })).value, hostile);
+
+    await page.route("**/rows", (route) => route.fulfill({ status: 500 }), { times: 1 });
+    await page.getByRole("searchbox").fill("");
+    await page.getByRole("region", { name: "many" }).waitFor();
+    await page.evaluate(() => scrollTo(0, 100_000));
+    await page.getByText("That did not work.").waitFor();
+    await until(() => page.locator("#list > div").evaluateAll((chunks) => chunks
+        .filter((each) => each.getBoundingClientRect().bottom > -1000 && each.getBoundingClientRect().top < 1800)
+        .every((each) => each.querySelector(".row"))), true);
 });
 
 /** The status and the body of an answer to a request as it is written here. */

@@ -5,14 +5,22 @@ const byId = (id) => document.getElementById(id);
 const list = byId("list");
 const search = byId("search");
 const choice = byId("choice");
+const actions = byId("choice-actions");
 
 const tab = crypto.getRandomValues(new Uint32Array(4)).join("-");
 const rowsOfChunk = 40; // as many are drawn at once, when they come near the window
 const between = 1000; // milliseconds from one look for changes to the next
+const pauses = [200, 400, 800, 1500, 2100]; // milliseconds before a request that got no answer is made again
 
-/** By full name, those that are known: what is shown, and its elements once it has been drawn. */
+/**
+ * By full name, those that are known: what is shown, its elements once it has been drawn, and how many flips of its
+ * switch are not answered yet.
+ */
 let rows = new Map();
 let count = 0; // of all rows
+let grouping = 0; // counts those the application has made; rows are asked for by their places in the last one
+let isOver = false;
+let nextLook = 0;
 
 // Asking
 
@@ -32,39 +40,90 @@ async function post(action, wish) {
   if (!answer.ok) {
     throw new Refused(answer.status);
   }
-  return answer.json();
+  const content = await answer.json();
+  if (action === "load") {
+    ++grouping;
+  }
+  return content;
+}
+
+/** Asks again when there is no answer. What is asked for may then have been done more than once, which does no harm. */
+async function postPatiently(action, wish) {
+  for (let tried = 0; ; ++tried) {
+    try {
+      const content = await post(action, wish);
+      if (tried > 0) {
+        checkDrawn();
+      }
+      return content;
+    } catch (problem) {
+      if (problem instanceof Refused || tried === pauses.length) {
+        throw problem;
+      }
+      warn("No answer. Trying again…");
+      await new Promise((resolve) => setTimeout(resolve, pauses[tried]));
+    }
+  }
+}
+
+/** The answer, or null when there is none; the person is told why. */
+async function answerTo(action, wish) {
+  if (isOver) {
+    return null;
+  }
+  try {
+    return await postPatiently(action, wish);
+  } catch (problem) {
+    if (!(problem instanceof Refused) || problem.status === 403) {
+      end();
+    } else if (problem.status === 409 && action !== "load") {
+      draw(await answerTo("load", { search: search.value })); // the screen had forgotten this tab
+      if (action !== "changes" && action !== "rows") {
+        warn("That did not work. Please try again.");
+      }
+    } else {
+      warn("That did not work.");
+    }
+    return null;
+  }
 }
 
 let last = Promise.resolve();
 
-/** One request after the other, so that no answer is older than the one before. Null when there is none. */
+/** One request after the other, so that no answer is older than the one before. Never rejects. */
 function ask(action, wish = {}) {
-  const asked = last.then(() => post(action, wish)).catch((problem) => fail(problem, action));
-  last = asked;
-  return asked;
+  last = last.then(() => answerTo(action, wish));
+  return last;
 }
 
-async function fail(problem, action) {
-  if (problem instanceof Refused && problem.status === 409 && action !== "load") {
-    draw(await post("load", { search: search.value })); // the screen had forgotten this tab
-  } else if (!(problem instanceof Refused) || problem.status === 403) {
-    end();
-  } else {
-    say("That did not work.");
-  }
-  return null;
+function setOver(over) {
+  isOver = over;
+  clearTimeout(nextLook);
+  warn("");
+  document.body.classList.toggle("is-gone", over);
+  byId("gone").hidden = !over;
+  byId("gone-text").textContent = over ? "This screen was closed. Open it again from the application." : "";
+  [list, byId("reset-all"), byId("search-form")].forEach((part) => (part.inert = over));
 }
 
 function end() {
-  clearTimeout(nextLook);
-  isOver = true;
-  document.body.classList.add("is-gone");
-  byId("gone").textContent = "This screen was closed. Open it again from the application.";
-  byId("gone").hidden = false;
-  list.inert = true;
-  document.querySelector("header").inert = true;
   choice.close();
+  setOver(true);
+  byId("again").focus();
 }
+
+byId("again").addEventListener("click", async () => {
+  const screen = await post("load", { search: search.value }).catch(() => null);
+  if (!screen) {
+    warn("Still no answer.");
+    return;
+  }
+  draw(screen);
+  if (isOver) {
+    setOver(false);
+    look();
+  }
+});
 
 // Drawing
 
@@ -78,6 +137,8 @@ function element(name, className, text) {
   }
   return made;
 }
+
+const labelOf = ({ label, name }) => label?.trim() || name;
 
 let numbers = 0;
 
@@ -126,16 +187,16 @@ function update(data) {
     return;
   }
   drawn.row.hidden = data.isGone === true;
-  drawn.label.textContent = data.label ?? "";
+  drawn.label.textContent = labelOf(data);
   drawn.label.title = data.name;
   drawn.detail.textContent = data.detail ?? "";
   drawn.detail.hidden = data.detail === undefined;
-  drawn.reset.setAttribute("aria-label", `Reset ${data.label}`);
-  if ("isOn" in data) {
+  drawn.reset.setAttribute("aria-label", `Reset ${labelOf(data)}`);
+  if (!("isOn" in data)) {
+    drawn.control.firstChild.textContent = drawn.control.title = data.value ?? "";
+    drawn.control.setAttribute("aria-label", `${labelOf(data)}: ${data.value || "(empty)"}`);
+  } else if (known.flips === 0) {
     drawn.control.setAttribute("aria-checked", data.isOn);
-  } else {
-    drawn.control.firstChild.textContent = data.value ?? "";
-    drawn.control.setAttribute("aria-label", `${data.label}: ${data.value || "(empty)"}`);
   }
 }
 
@@ -154,9 +215,9 @@ function piecesOf(sections) {
 }
 
 function drawPiece({ title, begins, ends }, names) {
-  const section = element("section");
-  section.setAttribute("aria-label", title || "(no name)");
+  const section = element(begins ? "section" : "div");
   if (begins) {
+    section.setAttribute("aria-label", title || "(no name)");
     section.append(element("h2", "section", title || "(no name)"));
   }
   const drawn = element("ul", `${begins ? "begins" : ""} ${ends ? "ends" : ""}`);
@@ -171,6 +232,8 @@ const near = new IntersectionObserver(
   { rootMargin: "1200px" },
 );
 
+const entryOf = (data) => [data.name, { data, drawn: null, flips: 0 }];
+
 /**
  * A stretch of the list, as high as it will be about, that is drawn when it comes near the window. `names` has those
  * of the rows that are known already.
@@ -181,7 +244,13 @@ function chunkOf(pieces, names) {
   const count = pieces.reduce((sum, piece) => sum + piece.count, 0);
   const high = pieces.reduce((sum, piece) => sum + piece.count * 52 + (piece.begins ? 46 : 0), 0);
   chunk.style.minHeight = `${high}px`;
+  const groupingHere = grouping;
+  const askForRows = async () => {
+    const answer = await ask("rows", { from, count });
+    return groupingHere === grouping && chunk.isConnected ? answer : undefined; // the places are of another grouping
+  };
   const drawAll = (own) => {
+    chunk.check = async () => redraw(await askForRows());
     chunk.style.minHeight = "";
     chunk.append(...pieces.map((piece) => drawPiece(piece, own.slice(piece.from - from).slice(0, piece.count))));
   };
@@ -191,13 +260,20 @@ function chunkOf(pieces, names) {
       drawAll(names.slice(from));
       return;
     }
-    const answer = await ask("rows", { from, count });
-    if (answer && chunk.isConnected) {
-      answer.rows.forEach((data) => rows.set(data.name, { data, drawn: null }));
+    const answer = await askForRows();
+    if (answer) {
+      answer.rows.map(entryOf).forEach(([name, row]) => rows.set(name, row));
       drawAll(answer.rows.map(({ name }) => name));
+    } else if (answer === null) {
+      setTimeout(() => chunk.isConnected && !isOver && near.observe(chunk), between);
     }
   };
   return chunk;
+}
+
+/** With an answer that was lost, changes may have been. */
+function checkDrawn() {
+  [...list.children].forEach((chunk) => chunk.check?.());
 }
 
 function draw(screen) {
@@ -205,7 +281,7 @@ function draw(screen) {
     return;
   }
   near.disconnect();
-  rows = new Map(screen.rows.map((data) => [data.name, { data, drawn: null }]));
+  rows = new Map(screen.rows.map(entryOf));
   const names = screen.rows.map(({ name }) => name);
   const chunks = [];
   let pieces = [];
@@ -228,27 +304,48 @@ function draw(screen) {
   count = screen.sections.reduce((sum, section) => sum + section.count, 0);
   byId("title").textContent = document.title = screen.title;
   byId("reset-all").textContent = screen.resetAll;
-  byId("empty").textContent = search.value ? "No flag is called that." : "No flags are registered.";
+  byId("empty").textContent = search.value
+    ? "Nothing found. The search looks at the second part of a name."
+    : "No flags are registered.";
   byId("empty").hidden = count > 0;
 }
 
 function redraw(answer) {
   answer?.rows.forEach(update);
-  return answer !== null; // it was done
+  return Boolean(answer); // it was done
 }
 
 function say(text) {
   byId("said").textContent = text;
 }
 
+let nextCalm = 0;
+
+/** Shows it for a while. */
+function warn(text) {
+  clearTimeout(nextCalm);
+  byId("warned").textContent = text;
+  nextCalm = setTimeout(() => (byId("warned").textContent = ""), 5000);
+}
+
 // What the person does
 
+/** The switch stands as the person has put it until the last flip is answered. */
 async function toggle(name) {
-  redraw(await ask("toggle", { name, isOn: !rows.get(name).data.isOn }));
+  const row = rows.get(name);
+  const isOn = row.drawn.control.getAttribute("aria-checked") !== "true";
+  row.drawn.control.setAttribute("aria-checked", isOn);
+  ++row.flips;
+  const answer = await ask("toggle", { name, isOn });
+  --row.flips;
+  redraw(answer);
+  if (rows.get(name) === row) {
+    update(row.data);
+  }
 }
 
 async function resetRow(name) {
-  const { label } = rows.get(name).data;
+  const label = labelOf(rows.get(name).data);
   if (redraw(await ask("reset", { name }))) {
     rows.get(name)?.drawn?.row.scrollTo({ left: 0, behavior: "smooth" });
     say(`${label} is reset.`);
@@ -262,10 +359,17 @@ async function choose(name) {
   }
   byId("choice-title").textContent = choices.title;
   byId("choice-message").textContent = choices.message;
-  byId("choice-actions").replaceChildren(
-    ...choices.actions.map(({ title, isCancel }) => {
+  // A row shows its value capitalised: of variations that differ in case alone, none can be told to be it.
+  const value = rows.get(name)?.data.value?.toLowerCase();
+  const present = choices.actions.filter(({ title, isCancel }) => !isCancel && title.toLowerCase() === value);
+  actions.replaceChildren(
+    ...choices.actions.map((each) => {
+      const { title, isCancel } = each;
       const action = element("button", isCancel ? "cancel" : "", title || "(empty)");
       action.type = "button";
+      if (present.length === 1 && present[0] === each) {
+        action.setAttribute("aria-current", "true");
+      }
       action.addEventListener("click", async () => {
         choice.close();
         if (!isCancel) {
@@ -275,8 +379,21 @@ async function choose(name) {
       return action;
     }),
   );
-  choice.showModal();
+  if (!choice.open) {
+    choice.showModal();
+  }
+  actions.querySelector("[aria-current]")?.focus();
 }
+
+actions.addEventListener("keydown", (event) => {
+  const all = [...actions.children];
+  const at = all.indexOf(document.activeElement);
+  const to = { ArrowUp: at - 1, ArrowDown: at + 1, Home: 0, End: all.length - 1 }[event.key];
+  if (to !== undefined) {
+    event.preventDefault();
+    all[to]?.focus();
+  }
+});
 
 choice.addEventListener("click", ({ target }) => target === choice && choice.close());
 
@@ -295,15 +412,18 @@ async function runSearch() {
   }
   isSearching = true;
   let asked;
+  let found;
   do {
     asked = search.value;
-    const found = await ask("load", { search: asked });
+    found = await ask("load", { search: asked });
     if (asked === search.value) {
       draw(found);
     }
   } while (asked !== search.value && !isOver);
   isSearching = false;
-  say(`${count} ${count === 1 ? "flag" : "flags"}`);
+  if (found) {
+    say(`${count} ${count === 1 ? "flag" : "flags"}`);
+  }
 }
 
 search.addEventListener("input", runSearch);
@@ -314,15 +434,13 @@ byId("search-form").addEventListener("submit", (event) => {
 
 // What changes elsewhere
 
-let isOver = false;
-let nextLook = 0;
-
 /** Takes the application at most a small part of its time, however long its properties take to compute. */
 async function look() {
   clearTimeout(nextLook);
   const answer = document.hidden ? null : await ask("changes");
   redraw(answer);
   if (!isOver) {
+    clearTimeout(nextLook);
     nextLook = setTimeout(look, Math.max(between, 20 * (answer?.took ?? 0)));
   }
 }
