@@ -362,7 +362,7 @@ test("it lets nobody else in", async (t) => {
         [`${wrong}nothing`], ["/open/"], ["/open/x"], [pathname.slice(0, -1)],
         [pathname, { headers: { Host: `rebound.example:${port}` } }],
         [pathname, { headers: { Host: "127.0.0.1" } }],
-        [pathname, { headers: { "Sec-Fetch-Site": "cross-site" } }],
+        [`${pathname}page.js`, { headers: { "Sec-Fetch-Site": "cross-site" } }],
         [`${pathname}reset`, { ...reset, headers: { ...json, Origin: "https://elsewhere.example" } }],
         [`${pathname}reset`, { ...reset, headers: { ...json, Origin: "null" } }],
         [`${pathname}reset`, { ...reset, headers: { ...json, "Sec-Fetch-Site": "same-site" } }],
