@@ -50,7 +50,7 @@ public:
     void openURL(const std::string& url, const Object& options) override;
     void close() override;
 
-    /// Where the service that this client's calls are modelled on takes whole events; nothing is sent there.
+    /// Where whole events would be imported; nothing is sent there.
     static std::string apiURL();
 
 private:
