@@ -371,7 +371,8 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
     KIVOptions all = options(signer.sign(payload(key)));
     all.impressionHandler = [held = std::make_shared<CallsOnDestruction>()](const KIVReportingValue& value) {
         if (value.name() == "store.open") {
-            KIVCore::setupWithKey(otherKey); // under the guard of this read: the client goes later
+            // Under the guard of this read: the client goes later.
+            KIVCore::setupWithKey(otherKey, {.networkConfigurations = KIVNetworkConfigurationsOptions()});
         }
     };
     KIVCore::setupWithKey(key, all);

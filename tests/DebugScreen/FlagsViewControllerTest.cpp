@@ -10,6 +10,9 @@ namespace {
 
 const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
 
+/// Without an endpoint nothing is looked up or asked for.
+const KIVOptions offline{.networkConfigurations = KIVNetworkConfigurationsOptions()};
+
 struct AppFlags : KIVBaseContainer {
     KIVFlag showNewLogin{true, 1};
     KIVString buttonColor{"deepBlue", {"deepBlue", "dark green"}};
@@ -168,18 +171,18 @@ TEST_F(FlagsScreen, EndsWithItsClient) {
     KIVCore::reset();
     EXPECT_EQ(dismissals, 1);
     EXPECT_EQ(screen->cellForRowAtIndexPath({0, 0}), nullptr) << "no flag is registered any more";
-    KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80913");
+    KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80913", offline);
     int ofSecond = 0;
     const auto second = KIVCore::flagsViewController();
     second->setView({.reloadData = {}, .present = {}, .dismiss = [&] { ++ofSecond; }});
-    KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80914");
+    KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80914", offline);
     EXPECT_EQ(ofSecond, 1);
     EXPECT_EQ(dismissals, 1);
 }
 
 TEST(FlagsScreenOfTheFacade, HandsOutActionsThatMayOutliveIt) {
     const auto flags = std::make_shared<KIVFlag>(false);
-    KIVCore::setupWithKey(key);
+    KIVCore::setupWithKey(key, offline);
     KIVCore::setVariant(flags, "a.on");
     auto screen = KIVCore::flagsViewController();
     screen->textDidChange("on"); // before it was loaded
@@ -197,7 +200,7 @@ TEST(FlagsScreenOfTheFacade, HandsOutActionsThatMayOutliveIt) {
 TEST(FlagsScreenOfTheFacade, IsNullWithoutAClient) {
     EXPECT_EQ(KIVCore::flagsViewController(), nullptr);
     kiv::UserDefaults::standard().set("KIVC_switchedOffVersion", kiv::json::value("588"));
-    KIVCore::setupWithKey(key);
+    KIVCore::setupWithKey(key, offline);
     EXPECT_EQ(KIVCore::flagsViewController(), nullptr);
     const auto byName = KIVCore::getObjectFromClass("KIVCore", "flagsViewController");
     EXPECT_EQ(std::any_cast<std::shared_ptr<KIVFlagsViewController>>(byName), nullptr);
