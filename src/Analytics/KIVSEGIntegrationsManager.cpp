@@ -105,11 +105,15 @@ bool isTrue(const kiv::json::value& value) {
     }
 }
 
-const object none;
+/// Never destroyed: the library's thread may use it while the process ends.
+const object& none() {
+    static const object& empty = *new object;
+    return empty;
+}
 
 const object& dictionary(const object& parent, std::string_view name) {
     const object* found = kiv::objectMember(parent, name);
-    return found ? *found : none;
+    return found ? *found : none();
 }
 
 } // namespace
@@ -267,7 +271,7 @@ void KIVSEGIntegrationsManager::flushMessageQueue() {
 void KIVSEGIntegrationsManager::forward(const Message& message) {
     const Operation& operation = operationOf(message.type);
     for (const auto& [key, integration] : integrations_) {
-        if (!isIntegration(key, message.payload ? message.payload->integrations : none)) {
+        if (!isIntegration(key, message.payload ? message.payload->integrations : none())) {
             KIV_SEG_LOG("Not sending %@ to %@: it is disabled in the options", operation.name, key);
             continue;
         }

@@ -95,6 +95,10 @@ TEST_F(Queue, HoldsTheNewestThousandAndSendsTheOldestHundred) {
     EXPECT_EQ(keptNumbers(), "210-1209");
     EXPECT_TRUE(log.has({"API request already in progress, not flushing again."}));
     EXPECT_EQ(server.requests().size(), 2U);
+
+    clock.advance(331);
+    EXPECT_EQ(nextOutcome(), failed) << "an upload is given up after five minutes";
+    EXPECT_EQ(keptNumbers(), "210-1209");
 }
 
 TEST_F(Queue, RemovesABatchByWhatIsInIt) {

@@ -10,6 +10,7 @@
 
 #include "Platform/Clock.h"
 #include "Platform/Files.h"
+#include "Platform/LinuxHost.h"
 #include "Platform/UserDefaults.h"
 
 namespace {
@@ -25,7 +26,6 @@ protected:
         unsetenv("LC_MESSAGES");
         setenv("LANG", "de_CH.UTF-8@euro", 1);
     }
-    void TearDown() override { fs::remove(information_); }
 
     static std::shared_ptr<const KIVHost> detected() {
         KIVHost::configure({});
@@ -33,7 +33,6 @@ protected:
     }
 
     const fs::path program_ = fs::read_symlink("/proc/self/exe");
-    const std::string information_ = program_.string() + ".info.json";
 };
 
 TEST_F(Host, DetectsWhatTheApplicationDoesNotTell) {
@@ -83,23 +82,28 @@ TEST_F(Host, ReadsTheLocaleAsTextAlone) {
 }
 
 TEST_F(Host, ReadsTheInformationFileBesideTheExecutable) {
-    ASSERT_TRUE(
-        kiv::writeFile(information_, R"({"bundleIdentifier": "com.example.shop", "shortVersion": "2.1",
-                                                 "version": 17, "resources": "../share/./"})"));
-    const auto host = detected();
-    EXPECT_EQ(host->bundleIdentifier, "com.example.shop");
-    EXPECT_EQ(host->shortVersion, "2.1");
-    EXPECT_FALSE(host->version);
-    EXPECT_EQ(host->resourceDirectory, (program_.parent_path().parent_path() / "share").string());
-    EXPECT_EQ(host->libraryDirectory, "/home/someone/.local/share/com.example.shop/Library");
+    // Of a program of its own: other processes run this one at the same time.
+    std::string folder = (fs::temp_directory_path() / "kiv-XXXXXX").string();
+    ASSERT_TRUE(mkdtemp(folder.data()));
+    const std::string program = folder + "/shop";
+    const std::string information = program + ".info.json";
+    ASSERT_TRUE(kiv::writeFile(information, R"({"bundleIdentifier": "com.example.shop", "shortVersion": "2.1",
+                                                "version": 17, "resources": "../share/./"})"));
+    const KIVHost host = kiv::completeHost({}, program);
+    EXPECT_EQ(host.bundleIdentifier, "com.example.shop");
+    EXPECT_EQ(host.shortVersion, "2.1");
+    EXPECT_FALSE(host.version);
+    EXPECT_EQ(host.resourceDirectory, (fs::path(folder).parent_path() / "share").string());
+    EXPECT_EQ(host.libraryDirectory, "/home/someone/.local/share/com.example.shop/Library");
     KIVHost told;
     told.shortVersion = "3";
-    KIVHost::configure(told);
-    EXPECT_EQ(KIVHost::current()->shortVersion, "3");
-    EXPECT_EQ(KIVHost::current()->bundleIdentifier, "com.example.shop");
+    told = kiv::completeHost(told, program);
+    EXPECT_EQ(told.shortVersion, "3");
+    EXPECT_EQ(told.bundleIdentifier, "com.example.shop");
 
-    ASSERT_TRUE(kiv::writeFile(information_, "damaged"));
-    EXPECT_FALSE(detected()->bundleIdentifier);
+    ASSERT_TRUE(kiv::writeFile(information, "damaged"));
+    EXPECT_FALSE(kiv::completeHost({}, program).bundleIdentifier);
+    fs::remove_all(folder);
 }
 
 TEST_F(Host, PlacesTheStandardDefaults) {

@@ -63,6 +63,33 @@ export async function start(test, command, args, { isReady = () => true, env = {
     return { line, end };
 }
 
+/** An application that `kiv shell` plays: `app.do(name, fields)` answers what the shell does, and throws its errors. */
+export function application(t) {
+    const child = spawn("setpriv", ["--pdeathsig", "KILL", "--", built("kiv"), "shell"], {
+        stdio: ["pipe", "pipe", "inherit"],
+    });
+    t.after(() => child.kill("SIGKILL"));
+    const waiting = [];
+    const app = {
+        pid: child.pid,
+        lastEvent: null, // that a configuration was fetched
+        do: (name, fields = {}) => {
+            child.stdin.write(`${JSON.stringify({ do: name, ...fields })}\n`);
+            return new Promise((resolve, reject) => waiting.push({ resolve, reject }));
+        },
+    };
+    createInterface({ input: child.stdout }).on("line", (line) => {
+        const answer = JSON.parse(line);
+        if ("ok" in answer) {
+            const { resolve, reject } = waiting.shift();
+            answer.ok ? resolve(answer) : reject(new Error(line));
+        } else if (answer.event === "configurationFetched") {
+            app.lastEvent = answer;
+        }
+    });
+    return app;
+}
+
 function onPath(command) {
     const found = process.env.PATH.split(delimiter)
         .map((folder) => join(folder, command))
