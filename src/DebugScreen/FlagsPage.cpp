@@ -1,6 +1,7 @@
 #include "DebugScreen/FlagsPage.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <embedded/FlagsPage.h>
@@ -10,6 +11,20 @@ namespace kiv {
 namespace {
 
 constexpr std::size_t mostTabs = 16;
+
+struct File {
+    std::string_view path;
+    std::string_view type;
+    std::string_view content;
+};
+constexpr File files[] = {
+    {"", "text/html; charset=utf-8", embedded::page_html},
+    {"page.css", "text/css; charset=utf-8", embedded::page_css},
+    {"page.js", "text/javascript; charset=utf-8", embedded::page_js},
+    {"requests.js", "text/javascript; charset=utf-8", embedded::requests_js},
+    {"rows.js", "text/javascript; charset=utf-8", embedded::rows_js},
+    {"icon.svg", "image/svg+xml", embedded::icon_svg},
+};
 
 /// The time it takes tells nothing about where the two differ.
 bool isSecret(std::string_view given, std::string_view secret) {
@@ -82,19 +97,10 @@ HttpAnswer FlagsPage::answer(const HttpCall& call) {
 }
 
 HttpAnswer FlagsPage::read(const std::string& path) const {
-    const auto text = [](std::string_view type, std::string_view content) {
-        return withBody(200, type, std::string(content));
-    };
-    if (path.empty()) {
-        return text("text/html; charset=utf-8", embedded::page_html);
-    }
-    if (path == "page.css") {
-        return text("text/css; charset=utf-8", embedded::page_css);
-    }
-    if (path == "page.js") {
-        return text("text/javascript; charset=utf-8", embedded::page_js);
-    }
-    return path == "icon.svg" ? text("image/svg+xml", embedded::icon_svg) : refused(404, "Not found");
+    const auto found =
+        std::find_if(std::begin(files), std::end(files), [&](const File& each) { return each.path == path; });
+    return found == std::end(files) ? refused(404, "Not found")
+                                    : withBody(200, found->type, std::string(found->content));
 }
 
 HttpAnswer FlagsPage::act(const std::string& action, const HttpCall& call) {

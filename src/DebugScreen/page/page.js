@@ -1,5 +1,8 @@
-// Draws what the flags screen's model tells, and tells it what the person does. Texts of flags are only ever set as
-// text. Grouping, labels and search are the model's; this page knows no rule of them.
+// Draws what the flags screen's model tells, and tells it what the person does. Grouping, labels and search are the
+// model's; this page knows no rule of them.
+
+import { Refused, groupings, post, postPatiently } from "./requests.js";
+import { drawRow, element, forgetRows, labelOf, learnRows, rowOf, updateRow } from "./rows.js";
 
 const byId = (id) => document.getElementById(id);
 const list = byId("list");
@@ -7,64 +10,14 @@ const search = byId("search");
 const choice = byId("choice");
 const actions = byId("choice-actions");
 
-const tab = crypto.getRandomValues(new Uint32Array(4)).join("-");
 const rowsOfChunk = 40; // as many are drawn at once, when they come near the window
 const between = 1000; // milliseconds from one look for changes to the next
-const pauses = [200, 400, 800, 1500, 2100]; // milliseconds before a request that got no answer is made again
 
-/**
- * By full name, those that are known: what is shown, its elements once it has been drawn, and how many flips of its
- * switch are not answered yet.
- */
-let rows = new Map();
 let count = 0; // of all rows
-let grouping = 0; // counts those the application has made; rows are asked for by their places in the last one
 let isOver = false;
 let nextLook = 0;
 
 // Asking
-
-class Refused extends Error {
-  constructor(status) {
-    super(`refused with ${status}`);
-    this.status = status;
-  }
-}
-
-async function post(action, wish) {
-  const answer = await fetch(action, {
-    method: "POST",
-    headers: { "Content-Type": "application/json" },
-    body: JSON.stringify({ tab, ...wish }),
-  });
-  if (!answer.ok) {
-    throw new Refused(answer.status);
-  }
-  const content = await answer.json();
-  if (action === "load") {
-    ++grouping;
-  }
-  return content;
-}
-
-/** Asks again when there is no answer. What is asked for may then have been done more than once, which does no harm. */
-async function postPatiently(action, wish) {
-  for (let tried = 0; ; ++tried) {
-    try {
-      const content = await post(action, wish);
-      if (tried > 0) {
-        checkDrawn();
-      }
-      return content;
-    } catch (problem) {
-      if (problem instanceof Refused || tried === pauses.length) {
-        throw problem;
-      }
-      warn("No answer. Trying again…");
-      await new Promise((resolve) => setTimeout(resolve, pauses[tried]));
-    }
-  }
-}
 
 /** The answer, or null when there is none; the person is told why. */
 async function answerTo(action, wish) {
@@ -72,7 +25,10 @@ async function answerTo(action, wish) {
     return null;
   }
   try {
-    return await postPatiently(action, wish);
+    return await postPatiently(action, wish, {
+      onSilence: () => warn("No answer. Trying again…"),
+      onLateAnswer: checkDrawn,
+    });
   } catch (problem) {
     if (!(problem instanceof Refused) || problem.status === 403) {
       end();
@@ -127,79 +83,6 @@ byId("again").addEventListener("click", async () => {
 
 // Drawing
 
-function element(name, className, text) {
-  const made = document.createElement(name);
-  if (className) {
-    made.className = className;
-  }
-  if (text !== undefined) {
-    made.textContent = text;
-  }
-  return made;
-}
-
-const labelOf = ({ label, name }) => label?.trim() || name;
-
-let numbers = 0;
-
-function drawRow(data) {
-  const row = element("li", "row");
-  const front = element("div", "front");
-  const texts = element("div", "texts");
-  const label = element("div", "label");
-  const detail = element("div", "detail");
-  const control = element("button", `control ${"isOn" in data ? "switch" : "value"}`);
-  const reset = element("button", "reset", "Reset");
-  control.type = reset.type = "button";
-  label.id = `label-${++numbers}`;
-  detail.id = `detail-${numbers}`;
-  control.setAttribute("aria-describedby", detail.id);
-  if ("isOn" in data) {
-    control.setAttribute("role", "switch");
-    control.setAttribute("aria-labelledby", label.id);
-  } else {
-    control.setAttribute("aria-haspopup", "dialog");
-    control.append(element("span"));
-  }
-  texts.append(label, detail);
-  front.append(texts, control);
-  row.append(front, reset);
-  rows.get(data.name).drawn = { row, label, detail, control, reset };
-  update(data);
-  control.addEventListener("click", () => ("isOn" in data ? toggle(data.name) : choose(data.name)));
-  reset.addEventListener("click", () => resetRow(data.name));
-  return row;
-}
-
-/** Brings a row up to date, where it stands. */
-function update(data) {
-  const known = rows.get(data.name);
-  if (!known) {
-    return;
-  }
-  const { drawn, data: before } = known;
-  known.data = data;
-  if (!drawn) {
-    return;
-  }
-  if (!data.isGone && "isOn" in data !== "isOn" in before && !before.isGone) {
-    drawn.row.replaceWith(drawRow(data)); // another flag of that name, of another kind
-    return;
-  }
-  drawn.row.hidden = data.isGone === true;
-  drawn.label.textContent = labelOf(data);
-  drawn.label.title = data.name;
-  drawn.detail.textContent = data.detail ?? "";
-  drawn.detail.hidden = data.detail === undefined;
-  drawn.reset.setAttribute("aria-label", `Reset ${labelOf(data)}`);
-  if (!("isOn" in data)) {
-    drawn.control.firstChild.textContent = drawn.control.title = data.value ?? "";
-    drawn.control.setAttribute("aria-label", `${labelOf(data)}: ${data.value || "(empty)"}`);
-  } else if (known.flips === 0) {
-    drawn.control.setAttribute("aria-checked", data.isOn);
-  }
-}
-
 /** Pieces of sections, each with its header when it begins one; `from` counts through all sections. */
 function piecesOf(sections) {
   let from = 0;
@@ -222,7 +105,7 @@ function drawPiece({ title, begins, ends }, names) {
   }
   const drawn = element("ul", `${begins ? "begins" : ""} ${ends ? "ends" : ""}`);
   drawn.setAttribute("role", "list");
-  drawn.append(...names.map((name) => drawRow(rows.get(name).data)));
+  drawn.append(...names.map(drawRow));
   section.append(drawn);
   return section;
 }
@@ -231,8 +114,6 @@ const near = new IntersectionObserver(
   (entries) => entries.filter(({ isIntersecting }) => isIntersecting).forEach(({ target }) => target.fill()),
   { rootMargin: "1200px" },
 );
-
-const entryOf = (data) => [data.name, { data, drawn: null, flips: 0 }];
 
 /**
  * A stretch of the list, as high as it will be about, that is drawn when it comes near the window. `names` has those
@@ -244,10 +125,10 @@ function chunkOf(pieces, names) {
   const count = pieces.reduce((sum, piece) => sum + piece.count, 0);
   const high = pieces.reduce((sum, piece) => sum + piece.count * 52 + (piece.begins ? 46 : 0), 0);
   chunk.style.minHeight = `${high}px`;
-  const groupingHere = grouping;
+  const groupingHere = groupings;
   const askForRows = async () => {
     const answer = await ask("rows", { from, count });
-    return groupingHere === grouping && chunk.isConnected ? answer : undefined; // the places are of another grouping
+    return groupingHere === groupings && chunk.isConnected ? answer : undefined; // the places are of another grouping
   };
   const drawAll = (own) => {
     chunk.check = async () => redraw(await askForRows());
@@ -262,8 +143,7 @@ function chunkOf(pieces, names) {
     }
     const answer = await askForRows();
     if (answer) {
-      answer.rows.map(entryOf).forEach(([name, row]) => rows.set(name, row));
-      drawAll(answer.rows.map(({ name }) => name));
+      drawAll(learnRows(answer.rows));
     } else if (answer === null) {
       setTimeout(() => chunk.isConnected && !isOver && near.observe(chunk), between);
     }
@@ -281,8 +161,8 @@ function draw(screen) {
     return;
   }
   near.disconnect();
-  rows = new Map(screen.rows.map(entryOf));
-  const names = screen.rows.map(({ name }) => name);
+  forgetRows();
+  const names = learnRows(screen.rows);
   const chunks = [];
   let pieces = [];
   let size = 0;
@@ -311,7 +191,7 @@ function draw(screen) {
 }
 
 function redraw(answer) {
-  answer?.rows.forEach(update);
+  answer?.rows.forEach(updateRow);
   return Boolean(answer); // it was done
 }
 
@@ -332,22 +212,22 @@ function warn(text) {
 
 /** The switch stands as the person has put it until the last flip is answered. */
 async function toggle(name) {
-  const row = rows.get(name);
+  const row = rowOf(name);
   const isOn = row.drawn.control.getAttribute("aria-checked") !== "true";
   row.drawn.control.setAttribute("aria-checked", isOn);
   ++row.flips;
   const answer = await ask("toggle", { name, isOn });
   --row.flips;
   redraw(answer);
-  if (rows.get(name) === row) {
-    update(row.data);
+  if (rowOf(name) === row) {
+    updateRow(row.data);
   }
 }
 
 async function resetRow(name) {
-  const label = labelOf(rows.get(name).data);
+  const label = labelOf(rowOf(name).data);
   if (redraw(await ask("reset", { name }))) {
-    rows.get(name)?.drawn?.row.scrollTo({ left: 0, behavior: "smooth" });
+    rowOf(name)?.drawn?.row.scrollTo({ left: 0, behavior: "smooth" });
     say(`${label} is reset.`);
   }
 }
@@ -360,7 +240,7 @@ async function choose(name) {
   byId("choice-title").textContent = choices.title;
   byId("choice-message").textContent = choices.message;
   // A row shows its value capitalised: of variations that differ in case alone, none can be told to be it.
-  const value = rows.get(name)?.data.value?.toLowerCase();
+  const value = rowOf(name)?.data.value?.toLowerCase();
   const present = choices.actions.filter(({ title, isCancel }) => !isCancel && title.toLowerCase() === value);
   actions.replaceChildren(
     ...choices.actions.map((each) => {
@@ -384,6 +264,18 @@ async function choose(name) {
   }
   actions.querySelector("[aria-current]")?.focus();
 }
+
+list.addEventListener("click", ({ target }) => {
+  const button = target.closest("button");
+  const name = button?.closest(".row").dataset.name;
+  if (button?.matches(".switch")) {
+    toggle(name);
+  } else if (button?.matches(".value")) {
+    choose(name);
+  } else if (button) {
+    resetRow(name);
+  }
+});
 
 actions.addEventListener("keydown", (event) => {
   const all = [...actions.children];
