@@ -12,6 +12,7 @@
 
 #include "Platform/Files.h"
 #include "Platform/PropertyListGuard.h"
+#include "Platform/PropertyListXml.h"
 #include "Platform/Text.h"
 
 namespace kiv {
@@ -211,37 +212,13 @@ std::optional<json::value> valueOf(plist_t node) {
     }
 }
 
-/// libplist reads the doubles of an XML list by the locale of its thread.
-class PlainLocale {
-public:
-    PlainLocale()
-        : plain_(newlocale(LC_ALL_MASK, "C", nullptr)), previous_(plain_ ? uselocale(plain_) : nullptr) {}
-    ~PlainLocale() {
-        if (plain_) {
-            uselocale(previous_);
-            freelocale(plain_);
-        }
-    }
-    PlainLocale(const PlainLocale&) = delete;
-    PlainLocale& operator=(const PlainLocale&) = delete;
-
-private:
-    locale_t plain_;
-    locale_t previous_;
-};
-
-Node parse(std::string_view bytes) {
-    const auto size = static_cast<std::uint32_t>(bytes.size());
+std::optional<json::value> readBinaryPropertyList(std::string_view bytes) {
     plist_t node = nullptr;
-    if (bytes.starts_with("bplist")) {
-        if (isSafeBinaryPropertyList(bytes) && isUndamaged(bytes)) {
-            plist_from_bin(bytes.data(), size, &node);
-        }
-    } else if (isSafeXmlPropertyList(bytes)) {
-        const PlainLocale plain;
-        plist_from_xml(bytes.data(), size, &node);
+    if (isSafeBinaryPropertyList(bytes) && isUndamaged(bytes)) {
+        plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &node);
     }
-    return Node(node);
+    const Node top(node);
+    return top ? valueOf(top.get()) : std::nullopt;
 }
 
 } // namespace
@@ -267,8 +244,7 @@ std::optional<json::value> decodeAnyPropertyList(std::string_view bytes) {
     if (bytes.size() > propertyListMemory) {
         return std::nullopt;
     }
-    const Node node = parse(bytes);
-    return node ? valueOf(node.get()) : std::nullopt;
+    return bytes.starts_with("bplist") ? readBinaryPropertyList(bytes) : readXmlPropertyList(bytes);
 }
 
 std::optional<json::object> decodePropertyList(std::string_view bytes) {

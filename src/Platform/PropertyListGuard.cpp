@@ -11,9 +11,7 @@ namespace {
 constexpr std::size_t headerSize = 8;
 constexpr std::size_t trailerSize = 32;
 
-/// A flat sum for each value: a node of libplist with its data and its place among its siblings.
-constexpr std::size_t valueMemory = 64;
-constexpr std::size_t mostObjects = propertyListMemory / valueMemory;
+constexpr std::size_t mostObjects = propertyListMemory / propertyListValueMemory;
 
 class BinaryGuard {
 public:
@@ -133,7 +131,7 @@ private:
         if (size > table_ - at) {
             return std::nullopt;
         }
-        return Object{.memory = valueMemory + 2 * size};
+        return Object{.memory = propertyListValueMemory + 2 * size};
     }
 
     /// A text counts by its length in UTF-8, the form that it takes in memory. libplist ends the process over
@@ -153,14 +151,15 @@ private:
                 length += (value >= 0x80 ? 1 : 0) + (value >= 0x800 && !isSurrogate ? 1 : 0);
             }
         }
-        return Object{.memory = valueMemory + 2 * length, .canBeKey = canBeKey};
+        return Object{.memory = propertyListValueMemory + 2 * length, .canBeKey = canBeKey};
     }
 
     std::optional<Object> container(std::size_t at, std::size_t refCount, std::size_t keyCount) const {
         if (refCount > (table_ - at) / refSize_) {
             return std::nullopt;
         }
-        return Object{.memory = valueMemory, .refs = at, .refCount = refCount, .keyCount = keyCount};
+        return Object{
+            .memory = propertyListValueMemory, .refs = at, .refCount = refCount, .keyCount = keyCount};
     }
 
     bool walk() {
@@ -201,7 +200,7 @@ private:
         }
         // All distinct objects together take no more than the whole with its repetitions does; and each has
         // to be counted at once, or objects that lie over one another would make a small file long to walk.
-        walked_ += object->memory + object->refCount * valueMemory;
+        walked_ += object->memory + object->refCount * propertyListValueMemory;
         if (walked_ > propertyListMemory) {
             return false;
         }
@@ -233,76 +232,8 @@ private:
     std::vector<Step> path_;
 };
 
-/// Takes what is before the mark, and the mark, off the text; false when it is not there.
-bool skipPast(std::string_view& text, std::string_view mark) {
-    const std::size_t at = text.find(mark);
-    text.remove_prefix(at == text.npos ? text.size() : at + mark.size());
-    return at != text.npos;
-}
-
-bool isContainer(std::string_view name) { return name == "dict" || name == "array"; }
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view space = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(space), text.size()));
-    return text.substr(0, text.find_last_not_of(space) + 1);
-}
-
-/// Follows the tags without looking at what is between them.
-class XmlGuard {
-public:
-    explicit XmlGuard(std::string_view bytes) : rest_(bytes) {}
-
-    bool isSafe() {
-        while (skipPast(rest_, "<")) {
-            if (++tags_ > propertyListTags || !readMarkup()) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-private:
-    bool readMarkup() {
-        if (rest_.starts_with("!--")) {
-            return skipPast(rest_, "-->");
-        }
-        if (rest_.starts_with("![CDATA[")) {
-            return skipPast(rest_, "]]>");
-        }
-        if (rest_.starts_with('?')) {
-            return skipPast(rest_, "?>");
-        }
-        const std::string_view tag = rest_.substr(0, rest_.find('>'));
-        // A bracket opens definitions of entities; a further tag could be one in quotes.
-        if (tag.size() == rest_.size() || tag.find_first_of("<[") != tag.npos) {
-            return false;
-        }
-        rest_.remove_prefix(tag.size() + 1);
-        return follow(tag);
-    }
-
-    bool follow(std::string_view tag) {
-        if (tag.starts_with('/')) {
-            depth_ -= isContainer(trimmed(tag.substr(1))) && depth_ > 0 ? 1 : 0;
-            return true;
-        }
-        const std::size_t end = std::min(tag.find_first_of(" \t\r\n/"), tag.size());
-        if (!isContainer(tag.substr(0, end)) || trimmed(tag.substr(end)) == "/") {
-            return true;
-        }
-        return ++depth_ <= propertyListDepth;
-    }
-
-    std::string_view rest_;
-    std::size_t depth_ = 0;
-    std::size_t tags_ = 0;
-};
-
 } // namespace
 
 bool isSafeBinaryPropertyList(std::string_view bytes) { return BinaryGuard(bytes).isSafe(); }
-
-bool isSafeXmlPropertyList(std::string_view bytes) { return XmlGuard(bytes).isSafe(); }
 
 } // namespace kiv

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <string_view>
 
-/// Looks over bytes before libplist parses them: it recurses as deep as a list nests, follows a shared
-/// reference each time it is met, and trusts more than one may trust a foreign file. The guards neither
-/// recurse nor allocate in proportion to what a list claims to hold.
+/// The limits of property lists, and a look over binary ones before libplist parses them: it recurses as deep
+/// as a list nests, follows a shared reference each time it is met, and trusts more than one may trust a
+/// foreign file. The guard neither recurses nor allocates in proportion to what a list claims to hold.
 namespace kiv {
 
 /// Arrays and dictionaries may nest this deep. What reading and writing need for that fits a stack of 256
@@ -17,14 +17,10 @@ constexpr std::size_t propertyListDepth = 500;
 /// for other values. It bounds the file, too, in which that text takes 128 MiB as UTF-16.
 constexpr std::size_t propertyListMemory = 256U << 20;
 
-/// Tags that an XML list may have, opening and closing ones.
-constexpr std::size_t propertyListTags = propertyListMemory / 32;
+/// The flat sum for a value: a node of libplist with its data and its place among its siblings.
+constexpr std::size_t propertyListValueMemory = 64;
 
 /// Whether the bytes are a well-formed binary list within these limits, without a circle of references.
 bool isSafeBinaryPropertyList(std::string_view bytes);
-
-/// Whether the bytes nest and hold no more tags than these limits allow, and define no entities. libplist
-/// finds the other faults of an XML list by itself.
-bool isSafeXmlPropertyList(std::string_view bytes);
 
 } // namespace kiv

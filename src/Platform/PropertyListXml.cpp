@@ -15,8 +15,8 @@ public:
         text_ = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
         add(top);
         text_ += "</plist>\n";
-        return fits_ && lines_ < mostLines && text_.size() <= propertyListMemory ? std::move(text_)
-                                                                                 : std::string();
+        return fits_ && memory_ <= propertyListMemory && text_.size() <= propertyListMemory ? std::move(text_)
+                                                                                            : std::string();
     }
 
 private:
@@ -65,7 +65,7 @@ private:
 
     template <class Container, class Add>
     void addContainer(const std::string& name, const Container& members, const Add& addMember) {
-        fits_ = fits_ && depth_ < propertyListDepth && lines_ < mostLines;
+        fits_ = fits_ && depth_ < propertyListDepth && memory_ <= propertyListMemory;
         if (!fits_) {
             return;
         }
@@ -75,28 +75,24 @@ private:
             addMember(each);
         }
         --depth_;
-        addLine("</" + name + ">");
+        text_.append("</").append(name).append(">\n");
     }
 
     void addText(std::string_view name, std::string_view text) {
-        indent();
         text_.append("<").append(name).append(">");
+        const std::size_t start = text_.size();
         if (isValidUtf8(text)) {
             addEscaped(text);
         } else {
             addEscaped(repairUtf8(text));
         }
+        memory_ += propertyListValueMemory + 2 * (text_.size() - start);
         text_.append("</").append(name).append(">\n");
     }
 
     void addLine(std::string_view line) {
-        indent();
+        memory_ += propertyListValueMemory + 2 * line.size();
         text_.append(line).append("\n");
-    }
-
-    void indent() {
-        ++lines_;
-        text_.append(depth_, '\t');
     }
 
     void addEscaped(std::string_view text) {
@@ -142,12 +138,9 @@ private:
     /// How U+FFFE and U+FFFF begin.
     static constexpr std::string_view nonCharacters = "\xEF\xBF";
 
-    /// Each has two tags at most; some are left for those around the whole.
-    static constexpr std::size_t mostLines = propertyListTags / 2 - 8;
-
     std::string text_;
     std::size_t depth_ = 0;
-    std::size_t lines_ = 0;
+    std::size_t memory_ = 0; ///< at least what reading it again will count
     bool fits_ = true;
 };
 

@@ -200,6 +200,48 @@ TEST(XmlPropertyLists, CarryEveryKindThereAndBackAndAreWholeOrNothing) {
     EXPECT_FALSE(kiv::decodeAnyPropertyList("<plist><date>2024-01-01T00:00:00Z</date></plist>"));
 }
 
+TEST(XmlPropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
+    for (const std::string content : {"",
+                                      "text",
+                                      "<true/><true/>",
+                                      "<unknown/>",
+                                      "<key>a</key>",
+                                      "<plist/>",
+                                      "<true>text</true>",
+                                      "<string><true/></string>",
+                                      "<string>&other;</string>",
+                                      "<integer>1x</integer>",
+                                      "<integer/>",
+                                      "<integer>18446744073709551616</integer>",
+                                      "<real>1,5</real>",
+                                      "<array>text</array>",
+                                      "<array><key>a</key></array>",
+                                      "<dict><key>a</key></dict>",
+                                      "<dict><true/></dict>",
+                                      "<dict><key>a</key><key>b</key></dict>",
+                                      "<dict></array>",
+                                      "<string>\x01</string>"}) {
+        EXPECT_FALSE(kiv::decodeAnyPropertyList("<plist>" + content + "</plist>")) << content;
+    }
+    EXPECT_FALSE(kiv::decodeAnyPropertyList("<true/>"));
+    EXPECT_EQ(
+        kiv::decodeAnyPropertyList("<plist><array><integer> 0xFF </integer><date/><real>+1e2</real><data>AA=="
+                                   "</data><![CDATA[ ]]><string><![CDATA[<]]>&#62;</string></array></plist>"),
+        json::value({255U, 100.0, "<>"}));
+}
+
+// Some parsers take a time that grows with the square of these.
+TEST(XmlPropertyLists, MayHoldManyEscapesAndMembers) {
+    json::object object{{"escaped", std::string()}};
+    for (int i = 0; i < 1'000'000; ++i) {
+        object["escaped"].get_string() += "&\r";
+    }
+    for (int i = 0; i < 300'000; ++i) {
+        object["key" + std::to_string(i)] = i;
+    }
+    EXPECT_TRUE(kiv::decodePropertyList(kiv::encodeXmlPropertyList(object)) == object);
+}
+
 TEST(XmlPropertyLists, ReplaceWhatXmlLacks) {
     json::object object{{"gone", nullptr}, {"list", {1, nullptr, std::nan("")}}};
     object[std::string("k\0\1", 3)] = "\xFF|\xEF\xBF\xBE|\xEF\xBF\xBF|\xEF\xBF\xBD|\x1F|\xEF\xBF";
