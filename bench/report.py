@@ -23,6 +23,10 @@ TARGETS = {
     "impression/read": ("u", None),
     "impression/flush/100": ("ms", 20),
 }
+# name of the benchmark: what its counters are to reach
+COUNTER_TARGETS = {
+    "impression/burst": {"catch_up_ms": 2000, "memory_mb": 8, "queue": 1000},
+}
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -58,6 +62,9 @@ def main(path):
         line(name, f"{time:,.1f} ns" if kind == "u" else f"{time / 1e6:,.2f} ms", f"{value:.2f} {kind}", target, rest)
         if target is not None and value > target:
             missed.append(name)
+        for counter, most in COUNTER_TARGETS.get(name, {}).items():
+            if row[counter] > most:
+                missed.append(f"{name} ({counter}: {row[counter]:.3g}, <= {most})")
     print("all that has a figure to reach has reached it" if not missed else "missed: " + ", ".join(missed))
 
 

@@ -12,7 +12,6 @@
 namespace {
 
 using kiv::json::array;
-using kiv::json::object;
 
 constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::chrono::seconds longestUnwritten{1};
@@ -65,7 +64,7 @@ void KIVSEGEventQueue::dropOldest(std::size_t count) {
     }
 }
 
-void KIVSEGEventQueue::append(object event) {
+void KIVSEGEventQueue::append(kiv::json::value event) {
     const auto size = kiv::approximateSize(event, deepestEvent);
     if (!size || *size > maxQueueBytes) {
         throw KIVException::invalidArgument("an event is too large, or nests too deep, to be kept");
@@ -131,8 +130,8 @@ void KIVSEGEventQueue::persistIfAllowed() {
 void KIVSEGEventQueue::persist() {
     lateWrite_.cancel();
     if (isChanged_) {
-        isChanged_ = false;
         credit_ -= static_cast<double>(bytes_);
-        storage_->setArray(events(), queueKey);
+        changedAt_ = kiv::Clock::current().monotonic();
+        isChanged_ = !storage_->setArray(events(), queueKey);
     }
 }

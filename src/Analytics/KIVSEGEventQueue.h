@@ -14,10 +14,13 @@
 ///
 /// It holds the newest `maxQueueSize` events, and no more than `maxQueueBytes` of them. It is read when it is
 /// first asked for. A change is written when no task waits any more, at the latest after a second; a process
-/// that keeps changing a large queue writes more seldom, once it has written `writesAtWill` bytes.
+/// that keeps changing a large queue writes more seldom, once it has written `writesAtWill` bytes. What could
+/// not be written is written with a later change, or by the next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
     static constexpr std::size_t maxQueueSize = 1000;
+    /// As approximateSize counts. A character takes at most five bytes in the file, so that it has less than
+    /// five times as many, which a storage can read.
     static constexpr std::size_t maxQueueBytes = 4U << 20;
     static constexpr std::size_t deepestEvent = 400;
     static constexpr std::size_t writesAtWill = 16U << 20;    ///< bytes
@@ -27,7 +30,7 @@ public:
 
     /// Drops the oldest when there are too many. Throws "InvalidArgument" for an event that is too large, or
     /// nests too deep, to be kept.
-    void append(kiv::json::object event);
+    void append(kiv::json::value event);
 
     std::size_t size() { return events().size(); }
 

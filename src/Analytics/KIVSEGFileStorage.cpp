@@ -34,29 +34,36 @@ void KIVSEGFileStorage::resetAll() {
     createDirectoryIfNeeded();
 }
 
-void KIVSEGFileStorage::setData(std::string_view data, std::string_view key) {
+bool KIVSEGFileStorage::setData(std::string_view data, std::string_view key) {
     std::optional<std::string> encrypted;
     if (crypto()) {
         encrypted = crypto()->encrypt(data);
         if (!encrypted) {
-            return;
+            return false;
         }
         data = *encrypted;
     }
     const std::string path = urlForKey(key);
     if (!kiv::writeFile(path, data)) {
         KIV_SEG_LOG("Unable to write data for key %@ to %@", key, kiv::shownPath(path));
-        return;
+        return false;
     }
     if (const std::error_code failure = kiv::excludeFromBackup(path)) {
         KIV_SEG_LOG("Error excluding %@ from backup %@", key, failure.message());
     }
+    return true;
 }
 
 std::optional<std::string> KIVSEGFileStorage::dataForKey(std::string_view key) const {
-    std::optional<std::string> data = kiv::readFile(urlForKey(key), mostBytes);
+    const std::string path = urlForKey(key);
+    std::optional<std::string> data = kiv::readFile(path, mostBytes);
     if (!data) {
-        KIV_SEG_LOG("WARNING: No data file for key %@", key);
+        if (kiv::fileExists(path)) {
+            KIV_SEG_LOG("Unable to read the data file for key %@, or it is too large: %@", key,
+                        kiv::shownPath(path));
+        } else {
+            KIV_SEG_LOG("WARNING: No data file for key %@", key);
+        }
         return std::nullopt;
     }
     return crypto() ? crypto()->decrypt(*data) : std::move(data);

@@ -13,7 +13,7 @@
 /// folder nothing is kept.
 class KIVSEGFileStorage : public KIVSEGStorage {
 public:
-    static constexpr std::size_t mostBytes = 16U << 20;
+    static constexpr std::size_t mostBytes = 32U << 20;
 
     /// In the application-support directory itself, without encryption.
     KIVSEGFileStorage();
@@ -31,7 +31,7 @@ public:
     void removeKey(std::string_view key) override;
     /// Removes the folder with all in it, and makes it again.
     void resetAll() override;
-    void setData(std::string_view data, std::string_view key) override;
+    bool setData(std::string_view data, std::string_view key) override;
     std::optional<std::string> dataForKey(std::string_view key) const override;
 
 private:

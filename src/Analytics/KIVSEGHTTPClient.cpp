@@ -18,6 +18,9 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 
 const char* const productLabel = "kiv";
 
+/// A service that takes or sends a byte now and then would hold an upload open for ever.
+constexpr double longestUpload = 300; // seconds
+
 auto findHeader(Headers& headers, const std::string& name) {
     return std::ranges::find_if(
         headers, [&](const auto& each) { return strcasecmp(each.first.c_str(), name.c_str()) == 0; });
@@ -141,6 +144,7 @@ std::shared_ptr<kiv::HttpTask> KIVSEGHTTPClient::upload(const kiv::json::object&
     }
     request.method = "POST";
     request.body = std::move(*body);
+    request.totalTimeout = longestUpload;
     setHeader(request.headers, "Content-Type", "application/json");
     addHeaders(request.headers, sessionForWriteKey(writeKey).additionalHeaders);
     return kiv::sendHttpRequest(std::move(request), [completionHandler = std::move(completionHandler)](

@@ -41,8 +41,8 @@ public:
 
     /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
     /// event without them sends nothing. The completion is called once, on the network thread, and must not
-    /// throw or wait; `retry` says that the events are to be sent again. When no body or request can be made
-    /// it is called before this returns null.
+    /// throw or wait; `retry` says that the events are to be sent again, as after an upload that took longer
+    /// than five minutes. When no body or request can be made it is called before this returns null.
     std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
                                           const std::string& writeKey,
                                           std::function<void(bool retry)> completionHandler);

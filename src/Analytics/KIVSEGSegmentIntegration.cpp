@@ -26,7 +26,6 @@ constexpr std::string_view olderUserIdKey = "KIVSEGUserId";
 constexpr std::string_view olderQueueKey = "KIVSEGQueue";
 constexpr std::string_view olderTraitsKey = "KIVSEGTraits";
 
-constexpr std::chrono::minutes longestUpload{5};
 constexpr std::string_view self = "<KIVSEGSegmentIntegration>"; ///< in log lines
 
 std::string now() { return kiv::dateText(kiv::Clock::current().now()); }
@@ -237,7 +236,6 @@ void KIVSEGSegmentIntegration::flushNow(std::size_t maxSize) {
     }
     if (isUploading_) {
         KIV_SEG_LOG("%@ API request already in progress, not flushing again.", self);
-        giveUpSlowUpload();
         return;
     }
     if (configuration_->url) {
@@ -245,18 +243,9 @@ void KIVSEGSegmentIntegration::flushNow(std::size_t maxSize) {
     }
 }
 
-/// A service that sends a byte now and then would hold an upload open for ever.
-void KIVSEGSegmentIntegration::giveUpSlowUpload() {
-    if (batchRequest_ && kiv::Clock::current().monotonic() - uploadingSince_ > longestUpload) {
-        batchRequest_->cancel();
-    }
-}
-
 void KIVSEGSegmentIntegration::sendData(array batch) {
     queue_->persist();
     hasFailed_ = false;
-    isUploading_ = true;
-    uploadingSince_ = kiv::Clock::current().monotonic();
     const object document{{"sentAt", now()}, {"batch", batch}};
     const auto sent = std::make_shared<const array>(std::move(batch));
     KIV_SEG_LOG("%@ Flushing %lu of %lu queued API calls.", self, sent->size(), queue_->size());
@@ -267,6 +256,7 @@ void KIVSEGSegmentIntegration::sendData(array batch) {
                                                 integration->uploadCompleted(sent, retry);
                                             });
                                         });
+    isUploading_ = true; // until a later task of this queue tells how it ended
     if (batchRequest_) {
         notify(KIVSegmentDidSendRequestNotification, sent);
     }
@@ -281,6 +271,9 @@ void KIVSEGSegmentIntegration::uploadCompleted(const std::shared_ptr<const array
     }
     if (!retry) {
         queue_->remove(*batch);
+    }
+    if (isClosed_) {
+        queue_->persist(); // before the next client writes again
     }
     notify(retry ? KIVSegmentRequestDidFailNotification : KIVSegmentRequestDidSucceedNotification, batch);
 }

@@ -74,7 +74,6 @@ private:
     void queuePayload(Object event);
     void flushQueueByLength();
     void flushNow(std::size_t maxSize);
-    void giveUpSlowUpload();
     void sendData(kiv::json::array batch);
     void uploadCompleted(const std::shared_ptr<const kiv::json::array>& batch, bool retry);
     void notify(std::string_view name, std::shared_ptr<const kiv::json::array> batch) const;
@@ -94,8 +93,7 @@ private:
     Object referrer_; ///< what brought the user here
     bool isUploading_ = false;
     std::shared_ptr<kiv::HttpTask> batchRequest_; ///< the upload under way
-    std::chrono::steady_clock::time_point uploadingSince_;
-    bool hasFailed_ = false; ///< the last upload, and the timer has not come since
+    bool hasFailed_ = false;                      ///< the last upload, and the timer has not come since
     bool isClosed_ = false;
 };
 

@@ -3,24 +3,24 @@
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/PropertyList.h"
 
-void KIVSEGStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
-    setPlist(kiv::encodeXmlPropertyList(dictionary), key);
+bool KIVSEGStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
+    return setPlist(kiv::encodeXmlPropertyList(dictionary), key);
 }
 
-void KIVSEGStorage::setArray(const kiv::json::array& array, std::string_view key) {
-    setPlist(kiv::encodeXmlPropertyList(array), key);
+bool KIVSEGStorage::setArray(const kiv::json::array& array, std::string_view key) {
+    return setPlist(kiv::encodeXmlPropertyList(array), key);
 }
 
-void KIVSEGStorage::setString(std::string_view string, std::string_view key) {
-    setPlist(kiv::encodeXmlPropertyList(string), key);
+bool KIVSEGStorage::setString(std::string_view string, std::string_view key) {
+    return setPlist(kiv::encodeXmlPropertyList(string), key);
 }
 
-void KIVSEGStorage::setPlist(const std::string& serialized, std::string_view key) {
+bool KIVSEGStorage::setPlist(const std::string& serialized, std::string_view key) {
     if (serialized.empty()) {
         KIV_SEG_LOG("Unable to serialize data from plist object");
-        return;
+        return false;
     }
-    setData(serialized, key);
+    return setData(serialized, key);
 }
 
 kiv::json::value KIVSEGStorage::plistForKey(std::string_view key) const {

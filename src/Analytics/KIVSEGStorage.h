@@ -11,7 +11,8 @@
 
 /// Values by key that outlive the process: bytes, or property lists (dictionaries, arrays and texts).
 ///
-/// Nothing here throws: a failure is logged and a value that cannot be read is none. A storage takes no
+/// Nothing here throws: a failure is logged; a setter returns whether the value is kept now, and a value that
+/// cannot be read is none. A storage takes no
 /// locks; one that several threads use is theirs to guard, save that different keys may be used at once.
 class KIVSEGStorage {
 public:
@@ -22,13 +23,13 @@ public:
     virtual void removeKey(std::string_view key) = 0;
     virtual void resetAll() = 0;
 
-    virtual void setData(std::string_view data, std::string_view key) = 0;
+    virtual bool setData(std::string_view data, std::string_view key) = 0;
     virtual std::optional<std::string> dataForKey(std::string_view key) const = 0;
 
     /// What a property list cannot carry is dropped or replaced, as encodeXmlPropertyList says.
-    virtual void setDictionary(const kiv::json::object& dictionary, std::string_view key);
-    virtual void setArray(const kiv::json::array& array, std::string_view key);
-    virtual void setString(std::string_view string, std::string_view key);
+    virtual bool setDictionary(const kiv::json::object& dictionary, std::string_view key);
+    virtual bool setArray(const kiv::json::array& array, std::string_view key);
+    virtual bool setString(std::string_view string, std::string_view key);
 
     /// Whatever property list is stored, of any kind; null when there is none.
     kiv::json::value dictionaryForKey(std::string_view key) const { return plistForKey(key); }
@@ -46,7 +47,7 @@ protected:
 
 private:
     /// `serialized` is empty when there is no such form.
-    void setPlist(const std::string& serialized, std::string_view key);
+    bool setPlist(const std::string& serialized, std::string_view key);
 
     std::shared_ptr<const KIVSEGCrypto> crypto_;
 };

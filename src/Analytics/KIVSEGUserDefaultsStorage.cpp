@@ -13,11 +13,9 @@ void KIVSEGUserDefaultsStorage::removeKey(std::string_view key) { defaults_.remo
 
 void KIVSEGUserDefaultsStorage::resetAll() { defaults_.removeAll(namespacePrefix_.value_or("")); }
 
-void KIVSEGUserDefaultsStorage::setData(std::string_view data, std::string_view key) {
+bool KIVSEGUserDefaultsStorage::setData(std::string_view data, std::string_view key) {
     const std::optional<std::string> stored = crypto() ? crypto()->encrypt(data) : std::string(data);
-    if (stored) {
-        defaults_.set(nameOf(key), kiv::json::string(kiv::encodeBase64(*stored)));
-    }
+    return stored && defaults_.set(nameOf(key), kiv::json::string(kiv::encodeBase64(*stored)));
 }
 
 std::optional<std::string> KIVSEGUserDefaultsStorage::dataForKey(std::string_view key) const {
@@ -26,28 +24,17 @@ std::optional<std::string> KIVSEGUserDefaultsStorage::dataForKey(std::string_vie
     return data && crypto() ? crypto()->decrypt(*data) : std::move(data);
 }
 
-void KIVSEGUserDefaultsStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
-    if (crypto()) {
-        KIVSEGStorage::setDictionary(dictionary, key);
-    } else {
-        defaults_.set(nameOf(key), dictionary);
-    }
+bool KIVSEGUserDefaultsStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
+    return crypto() ? KIVSEGStorage::setDictionary(dictionary, key) : defaults_.set(nameOf(key), dictionary);
 }
 
-void KIVSEGUserDefaultsStorage::setArray(const kiv::json::array& array, std::string_view key) {
-    if (crypto()) {
-        KIVSEGStorage::setArray(array, key);
-    } else {
-        defaults_.set(nameOf(key), array);
-    }
+bool KIVSEGUserDefaultsStorage::setArray(const kiv::json::array& array, std::string_view key) {
+    return crypto() ? KIVSEGStorage::setArray(array, key) : defaults_.set(nameOf(key), array);
 }
 
-void KIVSEGUserDefaultsStorage::setString(std::string_view string, std::string_view key) {
-    if (crypto()) {
-        KIVSEGStorage::setString(string, key);
-    } else {
-        defaults_.set(nameOf(key), kiv::json::string(string));
-    }
+bool KIVSEGUserDefaultsStorage::setString(std::string_view string, std::string_view key) {
+    return crypto() ? KIVSEGStorage::setString(string, key)
+                    : defaults_.set(nameOf(key), kiv::json::string(string));
 }
 
 kiv::json::value KIVSEGUserDefaultsStorage::plistForKey(std::string_view key) const {

@@ -22,11 +22,11 @@ public:
     void removeKey(std::string_view key) override;
     /// Removes all that begins with the prefix; without one, all values of the defaults, whoever set them.
     void resetAll() override;
-    void setData(std::string_view data, std::string_view key) override;
+    bool setData(std::string_view data, std::string_view key) override;
     std::optional<std::string> dataForKey(std::string_view key) const override;
-    void setDictionary(const kiv::json::object& dictionary, std::string_view key) override;
-    void setArray(const kiv::json::array& array, std::string_view key) override;
-    void setString(std::string_view string, std::string_view key) override;
+    bool setDictionary(const kiv::json::object& dictionary, std::string_view key) override;
+    bool setArray(const kiv::json::array& array, std::string_view key) override;
+    bool setString(std::string_view string, std::string_view key) override;
 
 protected:
     kiv::json::value plistForKey(std::string_view key) const override;

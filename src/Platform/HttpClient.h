@@ -50,6 +50,8 @@ struct HttpRequest {
     /// The request fails when no byte has come or gone for so many seconds, while it connects too; zero or
     /// less never.
     double idleTimeout = 60;
+    /// The request fails when it has not ended after so many seconds; zero or less never.
+    double totalTimeout = 0;
     /// Asks caches on the way for a fresh answer.
     bool ignoresCaches = false;
 };

@@ -78,6 +78,15 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+/// So many seconds after an instant; nothing for what means never.
+std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double seconds) {
+    using Duration = HttpTransfer::Instant::duration;
+    constexpr double longest = 1e9;
+    return seconds > 0 && seconds <= longest
+               ? std::optional(start + std::chrono::ceil<Duration>(std::chrono::duration<double>(seconds)))
+               : std::nullopt;
+}
+
 /// ASCII only, as names of header fields are.
 std::string lowercase(std::string_view text) {
     std::string result(text);
@@ -116,6 +125,7 @@ CURL* HttpTransfer::prepare() {
     configureConnection();
     configureCallbacks();
     touch();
+    begun_ = lastActivity_;
     return handle_.get();
 }
 
@@ -312,12 +322,9 @@ bool HttpTransfer::tooLarge() {
 }
 
 std::optional<HttpTransfer::Instant> HttpTransfer::deadline() const {
-    constexpr double longest = 1e9;
-    if (!(request_.idleTimeout > 0) || request_.idleTimeout > longest) {
-        return std::nullopt;
-    }
-    return lastActivity_ +
-           std::chrono::ceil<Instant::duration>(std::chrono::duration<double>(request_.idleTimeout));
+    const auto idle = after(lastActivity_, request_.idleTimeout);
+    const auto total = after(begun_, request_.totalTimeout);
+    return idle && total ? std::min(idle, total) : idle ? idle : total;
 }
 
 std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {

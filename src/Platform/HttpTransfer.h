@@ -39,7 +39,7 @@ public:
     CURL* handle() const { return handle_.get(); }
     const std::optional<TransportError>& failure() const { return failure_; }
 
-    /// When the request has failed if nothing comes or goes until then.
+    /// When the request has failed unless something comes or goes, or it ends, before.
     std::optional<Instant> deadline() const;
 
     /// How the request has ended by libcurl's account. Null when all went well.
@@ -88,6 +88,7 @@ private:
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
     curl_off_t moved_ = 0; ///< bytes of bodies, in both directions
+    Instant begun_{};
     Instant lastActivity_{};
 };
 

@@ -331,10 +331,11 @@ const json::object* objectMember(const json::object& object, std::string_view na
 }
 
 std::optional<std::size_t> approximateSize(const json::value& value, std::size_t maxDepth) {
-    if (const json::object* object = value.if_object()) {
-        return approximateSize(*object, maxDepth);
-    }
     constexpr std::size_t ofEach = 32;
+    if (const json::object* object = value.if_object()) {
+        const auto members = approximateSize(*object, maxDepth);
+        return members ? std::optional(ofEach + *members) : std::nullopt;
+    }
     std::size_t size = ofEach;
     if (const json::string* text = value.if_string()) {
         size += text->size();

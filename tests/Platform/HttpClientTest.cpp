@@ -261,7 +261,8 @@ TEST(HttpClient, TimesOutWhenNothingMoves) {
         EXPECT_GE(took, 300ms) << url;
         EXPECT_LT(took, 5s) << url;
     }
-    Answer slow({.url = server.url("/slow"), .idleTimeout = 0.6});
+    EXPECT_EQ(errorOf(fetch({.url = server.url("/slow"), .totalTimeout = 0.5})), TransportError::timedOut);
+    Answer slow({.url = server.url("/slow"), .idleTimeout = 0.6, .totalTimeout = 20});
     Answer never({.url = server.url("/never"), .idleTimeout = 0});
     const HttpResponse response = slow.response();
     EXPECT_EQ(response.body, "0123456789") << errorOf(response);
