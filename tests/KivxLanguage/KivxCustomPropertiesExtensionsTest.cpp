@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/Outcome.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 #include "Support/CapturedLog.h"
@@ -29,9 +29,8 @@ protected:
     void add(std::shared_ptr<const Property> property) { properties->addCustomProperty(std::move(property)); }
 
     std::string evaluate(std::string_view expression, Context context = Context::empty()) {
-        const auto result = parser.evaluateExpression(
-            expression, "running", EvaluationContext::initDefaultWithContext(std::move(context)));
-        return !result ? "undefined" : result->value().isNone() ? "empty" : *result->stringValue();
+        return outcome(parser, expression, "running",
+                       EvaluationContext::initDefaultWithContext(std::move(context)));
     }
 
     std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> invoker =
@@ -42,14 +41,7 @@ protected:
     KivxParser parser{invoker};
 };
 
-TEST_F(PropertyOperator, GivesTheValueInItsKind) {
-    const KIVDate date{std::chrono::seconds(1'000)};
-    add(Property::withIntValue("int", 42));
-    add(Property::withBoolValue("bool", true));
-    add(Property::withDoubleValue("double", 0.25));
-    add(Property::withStringValue("text", "caf\xC3\xA9"));
-    add(Property::withSemverValue("version", "1.10"));
-    add(Property::withDateTimeValue("date", date));
+TEST_F(PropertyOperator, AsksCallbacksWithTheFlagAndTheContext) {
     add(Property::withStringBlock("nothing", [](auto, const auto&) { return std::nullopt; }));
     add(Property::withDateTimeBlock("never", [](auto, const auto&) { return std::nullopt; }));
     add(Property::withStringBlock("about", [](std::string_view flag, const Context& context) {
@@ -57,55 +49,50 @@ TEST_F(PropertyOperator, GivesTheValueInItsKind) {
     }));
     add(std::make_shared<KIVDeviceProperty>(*Property::withStringValue("model", "M1")));
 
-    const std::pair<std::string, KivxValue> kinds[] = {
-        {"int", 42},         {"bool", true}, {"double", 0.25},    {"text", "caf\xC3\xA9"},
-        {"version", "1.10"}, {"date", date}, {"kiv.model", "M1"},
+    const OutcomeCase cases[] = {
+        {R"(property("kiv.model"))", "string M1"},
+        {R"(property("nothing"))", "undefined"},
+        {R"(isUndefined(property("never")))", "boolean 1"},
     };
-    for (const auto& [name, expected] : kinds) {
-        const auto result = parser.evaluateExpression("property(\"" + name + "\")", "running", {});
-        ASSERT_TRUE(result) << name;
-        EXPECT_EQ(result->value().kind(), expected.kind()) << name;
-        EXPECT_EQ(result->value(), expected) << name;
-    }
-    EXPECT_EQ(evaluate(R"(tsToNum(property("date")))"), "1000");
-    EXPECT_EQ(evaluate(R"(property("nothing"))"), "undefined");
-    EXPECT_EQ(evaluate(R"(isUndefined(property("never")))"), "true");
-    EXPECT_EQ(evaluate(R"(property("about"))", Context(Context::Values{{"who", "me"}})), "running me");
+    expectOutcomes(parser, cases);
+    EXPECT_EQ(evaluate(R"(property("about"))", Context(Context::Values{{"who", "me"}})), "string running me");
     EXPECT_TRUE(reported.empty());
 }
 
 TEST_F(PropertyOperator, AsksContextOrRuleForWhatNobodyRegistered) {
-    const KIVDate date{std::chrono::seconds(1)};
     const Context context(
-        Context::Values{{"text", "t"}, {"number", 1.5}, {"yes", true}, {"date", date}, {"name", "context"}});
-    const std::string expressions[] = {R"(property("text"))", R"(property("number"))",  R"(property("yes"))",
-                                       R"(property("date"))", R"(property("unknown"))", "property(7)",
-                                       "property()"};
-    const auto values = [&] {
-        std::vector<std::string> all;
-        for (const auto& expression : expressions) {
-            all.push_back(evaluate(expression, context));
-        }
-        return all;
+        Context::Values{{"text", "t"}, {"number", 1.5}, {"yes", true}, {"date", KIVDate{}}});
+    const struct {
+        std::string expression;
+        std::string fromContext;
+        std::string fromRule;
+    } cases[] = {
+        {R"(property("text"))", "string t", "undefined"},
+        {R"(property("number"))", "real 1.5", "real 1.5"},
+        {R"(property("yes"))", "boolean 1", "boolean 1"},
+        {R"(property("date"))", "undefined", "undefined"},
+        {R"(property("unknown"))", "undefined", "string rule"},
+        {"property(7)", "undefined", "undefined"},
+        {"property()", "undefined", "undefined"},
     };
-    const std::vector<std::string> fromContext = {"t",         "1.5",       "true",     "undefined",
-                                                  "undefined", "undefined", "undefined"};
-    EXPECT_EQ(values(), fromContext);
-
+    for (const auto& each : cases) {
+        EXPECT_EQ(evaluate(each.expression, context), each.fromContext) << each.expression;
+    }
     std::vector<std::string> asked;
     KivxCustomPropertiesExtensions(parser, properties, [&](std::string_view name, const Context& given) {
         asked.emplace_back(name);
         return name == "unknown" ? KivxValue("rule") : name == "text" ? KivxValue() : given.get(name);
     }).extend();
-    const std::vector<std::string> fromRule = {"undefined", "1.5",       "true",     "undefined",
-                                               "rule",      "undefined", "undefined"};
-    EXPECT_EQ(values(), fromRule) << "the context is not consulted beside a rule";
+    for (const auto& each : cases) { // the context is not consulted beside a rule
+        EXPECT_EQ(evaluate(each.expression, context), each.fromRule) << each.expression;
+    }
     EXPECT_EQ(asked, (std::vector<std::string>{"text", "number", "yes", "date", "unknown"}));
     add(Property::withStringValue("text", "registered"));
-    EXPECT_EQ(evaluate(R"(property("text"))"), "registered");
+    EXPECT_EQ(evaluate(cases[0].expression), "string registered");
 }
 
 TEST_F(PropertyOperator, ReportsWhatCallbacksThrow) {
+    const CapturedLog log;
     add(Property::withIntBlock("throws",
                                [](auto, const auto&) -> std::int32_t { throw std::runtime_error("one"); }));
     add(Property::withDateTimeBlock("throwsText",
@@ -117,6 +104,10 @@ TEST_F(PropertyOperator, ReportsWhatCallbacksThrow) {
     for (const char* name : {"throws", "throwsText", "throwsNumber", "unregistered"}) {
         EXPECT_EQ(evaluate("ifThen(false, property(\"" + std::string(name) + "\"), 1)"), "empty") << name;
     }
+    EXPECT_TRUE(
+        log.has({R"(Kivx Exception: Failed evaluate expression ifThen(false, property("throws"), 1), )"
+                 "user unhandled expression",
+                 "one"}));
     EXPECT_EQ(reported,
               (decltype(reported){{3, "one"}, {3, "two"}, {3, "an exception of another type"}, {0, "four"}}));
 }
@@ -148,8 +139,8 @@ TEST_F(PropertyOperator, KeepsATextWhosePropertyIsReplacedMeanwhile) {
         add(Property::withStringValue("replaces", "gone"));
         return std::optional<std::string>("y");
     }));
-    EXPECT_EQ(evaluate(R"(concat(property("replaces"), property("text")))"), "y" + text);
-    EXPECT_EQ(evaluate(R"(concat(property("replaces"), property("text")))"), "gonenew");
+    EXPECT_EQ(evaluate(R"(concat(property("replaces"), property("text")))"), "string y" + text);
+    EXPECT_EQ(evaluate(R"(concat(property("replaces"), property("text")))"), "string gonenew");
 }
 
 TEST_F(PropertyOperator, BoundsTheTextThatCallbacksMake) {

@@ -13,8 +13,8 @@ inline std::string kindAndText(const KivxValue& value) {
 
 /// Kind and text of what an expression gives, "undefined", or "empty" for a failed evaluation.
 inline std::string outcome(const KivxParser& parser, std::string_view expression,
-                           std::string_view flagName = "flag") {
-    const auto result = parser.evaluateExpression(expression, flagName, EvaluationContext::initDefault());
+                           std::string_view flagName = "flag", const EvaluationContext& context = {}) {
+    const auto result = parser.evaluateExpression(expression, flagName, context);
     return !result ? "undefined" : result->value().isNone() ? "empty" : kindAndText(result->value());
 }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "KivxLanguage/KivxParser.h"
-#include "Model/KIVConfigurationDataResult.h"
 #include "Model/KIVExperimentDataParser.h"
 #include "Model/KIVExperimentModel.h"
 
@@ -80,32 +79,17 @@ TEST(ExperimentDataParser, LeavesOutWhatIsMissingOrOfTheWrongKind) {
 }
 
 TEST(ExperimentDataParser, ReadsBooleansOfAllKinds) {
-    const std::pair<std::string, bool> cases[] = {
-        {"true", true},
-        {"false", false},
-        {"1", true},
-        {"-2", true},
-        {"0", false},
-        {"0.5", true},
-        {"0.0", false},
-        {R"("yes")", true},
-        {R"("0x10")", false},
-        {R"("")", false},
-        {"18446744073709551615", true},
+    const auto read = [](const std::string& text) {
+        const auto experiments =
+            parse("[{" + deployed + R"(,"featureFlags":[{"name":"f"}],"archived":)" + text + "}]");
+        return experimentOf(*experiments, "f")->archived();
     };
-    for (const auto& [text, expected] : cases) {
-        const auto experiments = parse("[{" + deployed + R"(,"featureFlags":[{"name":"f"}],"archived":)" +
-                                       text + R"(,"sticky":)" + text + "}]");
-        EXPECT_EQ(experimentOf(*experiments, "f")->archived(), expected) << text;
-        EXPECT_EQ(experimentOf(*experiments, "f")->sticky(), expected) << text;
+    for (const char* text : {"true", "1", "-2", "0.5", R"("yes")", "18446744073709551615"}) {
+        EXPECT_TRUE(read(text)) << text;
     }
-}
-
-TEST(ConfigurationDataResult, IsPresumedToCarryChangesUnlessItHasAnError) {
-    EXPECT_TRUE(KIVConfigurationDataResult(nullptr, KIVFetcherStatus::stored, std::nullopt).hasChanges);
-    EXPECT_FALSE(
-        KIVConfigurationDataResult(nullptr, KIVFetcherStatus::error, std::nullopt, "KIVNetwork_timeout")
-            .hasChanges);
+    for (const char* text : {"false", "0", "0.0", R"("")"}) {
+        EXPECT_FALSE(read(text)) << text;
+    }
 }
 
 } // namespace

@@ -5,9 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,19 +13,13 @@
 /// A program that runs beside the test, and is gone when this is.
 class Background {
 public:
-    /// What it writes goes into the two files.
-    Background(std::vector<std::string> command, const std::string& out, const std::string& err) {
-        std::vector<char*> arguments;
-        for (std::string& argument : command) {
-            arguments.push_back(argument.data());
-        }
-        arguments.push_back(nullptr);
+    /// The command is a single one for the shell, which becomes it.
+    explicit Background(const std::string& command) {
+        const std::string line = "exec " + command;
         process_ = fork();
         if (process_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            redirect(out, STDOUT_FILENO);
-            redirect(err, STDERR_FILENO);
-            execvp(arguments[0], arguments.data());
+            execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
             _exit(127);
         }
     }
@@ -51,10 +43,6 @@ public:
     }
 
 private:
-    static void redirect(const std::string& file, int descriptor) {
-        dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), descriptor);
-    }
-
     pid_t process_ = 0;
 };
 

@@ -1,11 +1,8 @@
 #include "KivCommand.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include "Background.h"
 #include "Platform/Digest.h"
+#include "Support/SilentServer.h"
 
 namespace {
 
@@ -25,55 +22,40 @@ protected:
         return key + "/" + kiv::md5Hex("iOS|1.9.0|" + key + "|" + kiv::md5Hex(certificate) + "|5.0.16");
     }
 
-    static std::string freePort() {
-        const int listener = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        bind(listener, reinterpret_cast<sockaddr*>(&address), size);
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-        close(listener);
-        return std::to_string(ntohs(address.sin_port));
-    }
-
-    static void writeNginxConfiguration(const std::string& port) {
+    static void writeNginxConfiguration(const std::string& address) {
         std::string temporaryPaths;
         for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
             temporaryPaths += std::string(kind) + "_temp_path temporary;\n";
         }
         write("nginx.conf", "daemon off; master_process off; pid nginx.pid; error_log stderr;\n"
                             "events {}\nhttp { access_log off;\n" +
-                                temporaryPaths + "server { listen 127.0.0.1:" + port +
+                                temporaryPaths + "server { listen " + address +
                                 "; root public; default_type application/json; } }\n");
     }
 };
 
 TEST_F(ConfigExport, IsServedByAnyWebServer) {
     ASSERT_EQ(kiv({"config", "export", "flags", "public"}).exitCode, 0);
-    const std::string port = freePort();
-    writeNginxConfiguration(port);
-    Background nginx({"nginx", "-p", folder, "-e", "stderr", "-c", "nginx.conf"}, "nginx.out", "nginx.err");
-    const std::string target =
-        "http://127.0.0.1:" + port + "/" + pathFor("flags/.kiv/signing.certificate.txt");
+    const std::string server = SilentServer().url(); // on a port that is free again
+    writeNginxConfiguration(server.substr(server.rfind('/') + 1));
+    Background nginx("nginx -p '" + folder + "' -e stderr -c nginx.conf 2>nginx.err");
+    const std::string target = server + "/" + pathFor("flags/.kiv/signing.certificate.txt");
     const std::string curl = "curl -sS --noproxy '*' --retry 50 --retry-delay 1 --retry-connrefused "
                              "-o fetched.json -w '%{http_code} %{content_type}' '";
     const Outcome fetched = shell(curl + target + "?canticache=7'");
     EXPECT_EQ(fetched.out, "200 application/json") << fetched.err << read("nginx.err");
-    const Outcome verified = kiv({"config", "verify", "fetched.json", "--certificate",
-                                  "flags/.kiv/signing.certificate.txt", "--app-key", key});
-    EXPECT_EQ(verified.exitCode, 0) << verified.out << verified.err;
+    output({"config", "verify", "fetched.json", "--certificate", "flags/.kiv/signing.certificate.txt",
+            "--app-key", key});
     EXPECT_EQ(shell(curl + target + "0'").out, "404 text/html");
 
     // An application that fetches it.
     std::string certificate = read("flags/.kiv/signing.certificate.txt");
     certificate.pop_back();
     const Outcome application =
-        kiv({"shell"},
-            R"({"do":"host","libraryDirectory":")" + folder + "/library\"}\n" + R"({"do":"setup","key":")" +
-                key + R"(","options":{"customSigningCertificate":")" + certificate +
-                R"(","networkConfigurations":{"getConfigCloudEndpoint":"http://127.0.0.1:)" + port +
-                "\"}}}\n" + R"({"do":"wait","event":"configurationFetched","timeout":20})" + "\n");
+        kiv({"shell"}, R"({"do":"host","libraryDirectory":")" + folder + "/library\"}\n" +
+                           R"({"do":"setup","key":")" + key + R"(","options":{"customSigningCertificate":")" +
+                           certificate + R"(","networkConfigurations":{"getConfigCloudEndpoint":")" + server +
+                           "\"}}}\n" + R"({"do":"wait","event":"configurationFetched","timeout":20})" + "\n");
     EXPECT_NE(application.out.find(R"("fetcherStatus":3)"), std::string::npos) << application.out;
     EXPECT_EQ(nginx.end(SIGQUIT), 0);
 }

@@ -3,9 +3,8 @@
 #include <set>
 
 #include "../../tools/kiv/OperatorSignatures.h"
+#include "KivxLanguage/ExperimentFixture.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
-#include "KivxLanguage/KivxExperimentsExtensions.h"
-#include "KivxLanguage/KivxParser.h"
 #include "KivxLanguage/KivxTrace.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 
@@ -168,9 +167,7 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
         write("document.json", document);
         const Outcome outcome = kiv({"config", "lint", "document.json"});
         EXPECT_EQ(outcome.exitCode, 1) << document;
-        for (const std::string& part : told) {
-            EXPECT_CONTAINS(outcome.out, part);
-        }
+        expectContains(outcome.out, told);
     }
 }
 
@@ -220,28 +217,16 @@ public:
     std::map<std::string, std::size_t> counted;
 };
 
-struct NoGroups : KivxTargetGroupSource {
-    bool isInTargetGroup(std::string_view, const KivxParser&, std::string_view) const override {
-        return false;
-    }
-    bool isTargetGroupPaired(std::string_view) const override { return false; }
-};
-struct NoFlags : KivxFlagValueSource {
-    std::optional<std::string> valueOfFlag(std::string_view, const EvaluationContext&) const override {
-        return {};
-    }
-};
+using OperatorSignatures = ExperimentFixture;
 
-TEST(OperatorSignatures, AreThoseOfTheParser) {
-    KivxParser parser;
-    KivxExperimentsExtensions(parser, std::make_shared<NoGroups>(), std::make_shared<NoFlags>()).extend();
-    KivxCustomPropertiesExtensions(parser, std::make_shared<KIVCustomPropertiesRepository>()).extend();
+TEST_F(OperatorSignatures, AreThoseOfTheParser) {
+    KivxCustomPropertiesExtensions(*parser, properties).extend();
     ArgumentCounter counter;
     const KivxTrace::Scope scope(counter);
-    for (const std::string& name : parser.operators().names()) {
+    for (const std::string& name : parser->operators().names()) {
         // Each operator can make something of one of these.
         for (const std::string_view arguments : {R"(("1", "1", "1", "1"))", R"(("1", ["1"]))"}) {
-            parser.evaluateExpression(name + std::string(arguments), "", EvaluationContext());
+            parser->evaluateExpression(name + std::string(arguments), "", EvaluationContext());
         }
     }
     std::map<std::string, std::size_t> expected;

@@ -5,26 +5,35 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include <pty.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "Platform/Json.h"
 
+#define EXPECT_CONTAINS(text, part)                                                                          \
+    EXPECT_TRUE((text).find(part) != std::string::npos) << (part) << "\nis not in\n" << (text)
+
 /// Runs the `kiv` command that was built, in a folder of the test's own.
 class KivCommand : public ::testing::Test {
 protected:
+    using Arguments = std::vector<std::string>;
+
     struct Outcome {
         int exitCode;
         std::string out;
         std::string err;
+    };
+
+    struct Call {
+        Arguments arguments;
+        int exitCode;
+        std::string told;
     };
 
     KivCommand() {
@@ -43,7 +52,7 @@ protected:
     }
 
     /// Arguments reach the command as they are.
-    static Outcome kiv(const std::vector<std::string>& arguments, std::string_view input = "") {
+    static Outcome kiv(const Arguments& arguments, std::string_view input = "") {
         write("stdin", input);
         return shell(commandLine(arguments) + " <stdin");
     }
@@ -53,7 +62,7 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout"), read("stderr")};
     }
 
-    static std::string commandLine(const std::vector<std::string>& arguments) {
+    static std::string commandLine(const Arguments& arguments) {
         std::string line = "'" KIV_TEST_BIN_DIR "/kiv'";
         for (std::string argument : arguments) {
             for (std::size_t at = 0; (at = argument.find('\'', at)) != argument.npos; at += 4) {
@@ -64,24 +73,41 @@ protected:
         return line;
     }
 
+    /// What the command writes when all is well.
+    static std::string output(const Arguments& arguments) {
+        const Outcome outcome = kiv(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
+        EXPECT_EQ(outcome.err, "");
+        return outcome.out;
+    }
+
+    static Arguments joined(Arguments arguments, const Arguments& more) {
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
+    /// Makes the calls, which all start alike. What each tells is on the output when it succeeds, else on the
+    /// error output, and nothing is on the other.
+    static void expectTold(const Arguments& start, std::span<const Call> calls) {
+        for (const Call& call : calls) {
+            const Outcome outcome = kiv(joined(start, call.arguments));
+            EXPECT_EQ(outcome.exitCode, call.exitCode) << call.told;
+            EXPECT_CONTAINS(call.exitCode == 0 ? outcome.out : outcome.err, call.told);
+            EXPECT_EQ(call.exitCode == 0 ? outcome.err : outcome.out, "") << call.told;
+        }
+    }
+
+    static void expectContains(const std::string& text, const std::vector<std::string>& parts) {
+        for (const std::string& part : parts) {
+            EXPECT_CONTAINS(text, part);
+        }
+    }
+
     /// What the command writes to a terminal of 60 columns.
-    static std::string onTerminal(const std::string& environment, const std::vector<std::string>& arguments) {
-        winsize size{24, 60, 0, 0};
-        int terminal = -1;
-        const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
-        if (child == 0) {
-            const std::string command =
-                "unset NO_COLOR; TERM=xterm " + environment + " " + commandLine(arguments);
-            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-            _exit(127);
-        }
-        std::string output;
-        char buffer[4096];
-        for (ssize_t length = 0; (length = ::read(terminal, buffer, sizeof buffer)) > 0;) {
-            output.append(buffer, static_cast<std::size_t>(length));
-        }
-        ::close(terminal);
-        waitpid(child, nullptr, 0);
+    static std::string onTerminal(const std::string& environment, const Arguments& arguments) {
+        write("on-terminal.sh",
+              "unset NO_COLOR; stty cols 60; TERM=xterm " + environment + " " + commandLine(arguments));
+        std::string output = shell("script -qec 'sh on-terminal.sh' /dev/null </dev/null").out;
         std::erase(output, '\r');
         return output;
     }
@@ -104,6 +130,3 @@ protected:
 
     const std::string folder = std::string(std::getenv("HOME")) + "/command";
 };
-
-#define EXPECT_CONTAINS(text, part)                                                                          \
-    EXPECT_TRUE((text).find(part) != std::string::npos) << (part) << "\nis not in\n" << (text)

@@ -33,11 +33,10 @@ protected:
         write("flags/" + key + ".flags.json", payload("red"));
     }
 
-    void start(std::vector<std::string> options = {}) {
-        std::vector<std::string> command{KIV_TEST_BIN_DIR "/kiv", "serve", "flags", "--port", "0", "--json"};
-        command.insert(command.end(), options.begin(), options.end());
+    void start(const Arguments& options = {}) {
+        const Arguments serve{"serve", "flags", "--port", "0", "--json"};
         std::filesystem::remove("ready");
-        service = std::make_unique<Background>(command, "ready", "log");
+        service = std::make_unique<Background>(commandLine(joined(serve, options)) + " >ready 2>log");
         waitUntil([] { return read("ready").ends_with('\n'); }, "the service, which said " + read("log"));
         ready = parsed(read("ready")).get_object();
         write("certificate.txt", *kiv::textMember(ready, "customSigningCertificate"));
@@ -66,9 +65,8 @@ protected:
 
     /// An open stream of the key; what it hears goes into a file.
     std::unique_ptr<Background> openStream(const std::string& file) const {
-        const std::string target = url("pushNotificationEndpoint", key);
-        auto stream = std::make_unique<Background>(
-            std::vector<std::string>{"curl", "-sSiN", "--noproxy", "*", target}, file, file + ".err");
+        auto stream = std::make_unique<Background>("curl -sSiN --noproxy '*' '" +
+                                                   url("pushNotificationEndpoint", key) + "' >" + file);
         waitFor(file, "\r\n\r\n");
         return stream;
     }
@@ -107,9 +105,7 @@ TEST_F(Serve, SignsWhatItServesOnceAndKeepsItsKey) {
     const Answer fromCdn = get(configurationUrl() + "?canticache=1&distinct_id=x");
     EXPECT_EQ(fromCdn.status, "200");
     write("envelope.json", fromCdn.body);
-    const Outcome verified =
-        kiv({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--app-key", key});
-    EXPECT_EQ(verified.exitCode, 0) << verified.out << verified.err;
+    output({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--app-key", key});
     EXPECT_CONTAINS(fromCdn.body, R"(\"condition\":\"\\\"red\\\"\")");
     EXPECT_EQ(post(url("getConfigApiEndpoint", key + "/" + hash), R"({"app_key": ")" + key + "\"}").body,
               fromCdn.body);
@@ -181,10 +177,8 @@ TEST_F(Serve, CountsImpressionsAlsoThoseFromBefore) {
     const auto row = [&](const std::string& count) {
         return key + ",shop.colour,\"a, \"\"\"\"b\"\"\"\"\"," + count + "\n";
     };
-    const auto csv = [](const std::vector<std::string>& options = {}) {
-        std::vector<std::string> arguments{"impressions", "flags", "--csv"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return kiv(arguments).out;
+    const auto csv = [](const Arguments& options = {}) {
+        return kiv(joined({"impressions", "flags", "--csv"}, options)).out;
     };
     EXPECT_EQ(csv(), header + row("2") + other);
     EXPECT_EQ(
@@ -193,10 +187,7 @@ TEST_F(Serve, CountsImpressionsAlsoThoseFromBefore) {
             .status,
         "200");
     EXPECT_EQ(csv({"--key", key}), header + row("3") + key + ",shop.colour,,1\n");
-    const Outcome shown = kiv({"impressions", "flags", "--key", key});
-    EXPECT_CONTAINS(shown.out, "shop.colour");
-    EXPECT_CONTAINS(shown.out, "75.00 %");
-    EXPECT_CONTAINS(shown.out, "(empty)");
+    expectContains(kiv({"impressions", "flags", "--key", key}).out, {"shop.colour", "75.00 %", "(empty)"});
     const std::string remove = "DELETE FROM impressions WHERE value IS NULL";
     ASSERT_EQ(shell("sqlite3 -cmd '.timeout 5000' flags/.kiv/records.sqlite '" + remove + "'").exitCode, 0);
     EXPECT_EQ(csv(), header + row("3"));
@@ -234,9 +225,8 @@ TEST_F(Serve, ShowsItsPageToBrowsersOfThisMachineAlone) {
     }
     EXPECT_EQ(post(root + "/overview", "{}").status, "405");
     const std::string head = shell(curlLine(root + "/", "-i")).out;
-    EXPECT_CONTAINS(head, "Content-Type: text/html");
-    EXPECT_CONTAINS(head, "Content-Security-Policy: default-src 'none';");
-    EXPECT_CONTAINS(head, "X-Content-Type-Options: nosniff");
+    expectContains(head, {"Content-Type: text/html", "Content-Security-Policy: default-src 'none';",
+                          "X-Content-Type-Options: nosniff"});
     EXPECT_EQ(head.find("Access-Control"), head.npos);
 }
 
@@ -278,10 +268,9 @@ TEST_F(Serve, RefusesPayloadsOfOthersAndTakesThemOnceTheyAreRight) {
     write("flags/shop.flags.json", "{}");
     write("flags/" + uuidKey + ".flags.json", R"({"data": "{}"})");
     start();
-    const std::string log = read("log");
-    EXPECT_CONTAINS(log, "is made for another application: the file's name says \"" + key + "\"");
-    EXPECT_CONTAINS(log, "flags/shop.flags.json: error: the name is no key");
-    EXPECT_CONTAINS(log, "is an envelope already");
+    expectContains(read("log"),
+                   {"is made for another application: the file's name says \"" + key + "\"",
+                    "flags/shop.flags.json: error: the name is no key", "is an envelope already"});
     EXPECT_EQ(get(configurationUrl()).status, "404");
     write(payloadFile, R"({"application": ")" + key + "\"}");
     waitFor("log", "signed and served");
@@ -346,27 +335,16 @@ TEST_F(Serve, SaysWhyItCannotStart) {
     start();
     const std::string root = std::string(*kiv::textMember(ready, "url"));
     const std::string port = root.substr(root.rfind(':') + 1);
-    const struct {
-        std::vector<std::string> options;
-        int exitCode;
-        std::string told;
-    } cases[] = {
+    const Call calls[] = {
         {{"missing"}, 1, "missing: is no folder"},
         {{"flags", "--port", port}, 1, "cannot listen on 127.0.0.1, port " + port},
         {{"flags", "--port", "0", "--host", "example"}, 2, "--host: takes an address of this machine"},
     };
-    for (const auto& each : cases) {
-        std::vector<std::string> arguments{"serve"};
-        arguments.insert(arguments.end(), each.options.begin(), each.options.end());
-        const Outcome outcome = kiv(arguments);
-        EXPECT_EQ(outcome.exitCode, each.exitCode);
-        EXPECT_CONTAINS(outcome.err, each.told);
-    }
+    expectTold({"serve"}, calls);
 }
 
 TEST_F(Serve, PrintsOptionsThatCompile) {
-    service = std::make_unique<Background>(
-        std::vector<std::string>{KIV_TEST_BIN_DIR "/kiv", "serve", "flags", "--port", "0"}, "ready", "log");
+    service = std::make_unique<Background>(commandLine({"serve", "flags", "--port", "0"}) + " >ready 2>log");
     waitFor("ready", "};\n");
     const std::string out = read("ready");
     const std::string source = out.substr(out.find("KIVOptions{"));

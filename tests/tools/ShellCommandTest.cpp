@@ -69,16 +69,17 @@ protected:
                 "screen": {"width": 320, "height": 480}, "idiom": "pad"})";
     }
 
+    std::string setupWith(object options) const {
+        options["customSigningCertificate"] = signer.certificateBase64;
+        return kiv::compactJson(object{{"do", "setup"}, {"key", key}, {"options", std::move(options)}});
+    }
+
     /// Sets up with a document that was signed for this test.
     std::string setup() const {
         write("flags.json", signer.sign(payload));
-        return kiv::compactJson(object{{"do", "setup"},
-                                       {"key", key},
-                                       {"options",
-                                        {{"customSigningCertificate", signer.certificateBase64},
-                                         {"defaultConfigurationPath", folder + "/flags.json"},
-                                         {"defaultFreezeLevel", 2},
-                                         {"networkConfigurations", object()}}}});
+        return setupWith({{"defaultConfigurationPath", folder + "/flags.json"},
+                          {"defaultFreezeLevel", 2},
+                          {"networkConfigurations", object()}});
     }
 
     const Signer signer = makeSigner();
@@ -204,20 +205,22 @@ TEST_F(ShellCommand, WaitsForEvents) {
     });
 }
 
-TEST_F(ShellCommand, WaitsForWhatAServiceSends) {
-    const std::vector<value> first = run({host(), setup(), R"({"do": "deviceProperties"})"});
-    const std::string path =
-        first[3].at("deviceProperties").at("cache_miss_relative_url").as_string().c_str();
+TEST_F(ShellCommand, TellsWhatTheHostIsAndWaitsForWhatAServiceSendsIt) {
+    const std::vector<value> first = run({host(), setup(), R"({"do": "deviceProperties"})", host()});
+    const object& device = first.at(3).at("deviceProperties").as_object();
+    EXPECT_EQ(device.at("app_key").as_string(), key);
+    EXPECT_EQ(device.at("device_name").as_string(), "bench");
+    EXPECT_EQ(device.at("screen_width").as_string(), "320");
+    EXPECT_EQ(device.at("userInterfaceIdiom").as_string(), "pad");
+    EXPECT_TRUE(std::filesystem::exists(folder + "/library"));
+    EXPECT_EQ(first.at(4).at("error").at("name").as_string(), "InternalInconsistency");
+
     LoopbackServer server;
-    server.on("/" + path, LoopbackServer::answer(200, signer.sign(payload)));
-    const std::string setupWithService =
-        kiv::compactJson(object{{"do", "setup"},
-                                {"key", key},
-                                {"options",
-                                 {{"customSigningCertificate", signer.certificateBase64},
-                                  {"networkConfigurations", {{"getConfigCloudEndpoint", server.url("")}}}}}});
+    server.on("/" + std::string(device.at("cache_miss_relative_url").as_string()),
+              LoopbackServer::answer(200, signer.sign(payload)));
     const std::vector<value> written =
-        run({host(), registration, setupWithService,
+        run({host(), registration,
+             setupWith({{"networkConfigurations", {{"getConfigCloudEndpoint", server.url("")}}}}),
              R"({"do": "wait", "event": "configurationFetched", "timeout": 30})",
              R"({"do": "peek", "name": "shop.limit"})"});
     const auto event =
@@ -227,18 +230,6 @@ TEST_F(ShellCommand, WaitsForWhatAServiceSends) {
     EXPECT_EQ(kiv::compactJson(written.back()), R"({"ok":true,"value":"5000000000"})");
     ASSERT_EQ(written.size(), 6U);
     EXPECT_LT(event - written.begin(), 4) << "the event came after the answer to wait";
-}
-
-TEST_F(ShellCommand, TellsWhatTheHostIs) {
-    const std::vector<value> written = run({host(), setup(), R"({"do": "deviceProperties"})", host()});
-    ASSERT_EQ(written.size(), 5U);
-    const object& device = written[3].at("deviceProperties").as_object();
-    EXPECT_EQ(device.at("app_key").as_string(), key);
-    EXPECT_EQ(device.at("device_name").as_string(), "bench");
-    EXPECT_EQ(device.at("screen_width").as_string(), "320");
-    EXPECT_EQ(device.at("userInterfaceIdiom").as_string(), "pad");
-    EXPECT_TRUE(std::filesystem::exists(folder + "/library"));
-    EXPECT_EQ(written[4].at("error").at("name").as_string(), "InternalInconsistency");
 }
 
 TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
@@ -251,12 +242,10 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
         {"nonsense", "InvalidArgument", "no JSON"},
         {"[1]", "InvalidArgument", "a command is a JSON object"},
         {"{}", "InvalidArgument", "\"do\": is missing"},
-        {R"({"do": 1})", "InvalidArgument", "\"do\": must be a text"},
         {R"({"do": "raed", "name": "a"})", "InvalidArgument", "Did you mean read?"},
         {"{\"do\": \"" + mega + "\"}", "InvalidArgument", "is none of host"},
         {mega, "InvalidArgument", "no JSON"},
         {"{\"do\": \"\xff\"}", "InvalidArgument", "no JSON"},
-        {R"({"do": "read"})", "InvalidArgument", "\"name\": is missing"},
         {R"({"do": "read", "name": null})", "InvalidArgument", "\"name\": must be a text"},
         {R"({"do": "read", "name": "colour", "context": [1]})", "InvalidArgument", "must be an object"},
         {R"({"do": "read", "name": "colour", "contxt": {}})", "InvalidArgument", "Did you mean context?"},
@@ -278,8 +267,6 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
          "Feature flag name cannot be nil"},
         {R"({"do": "dynamic", "call": "getValue", "name": "v", "default": "", "variations": [null]})",
          "InvalidArgument", "Feature flag variation cannot be nil"},
-        {R"({"do": "property", "type": "datetime", "key": "d", "value": "today"})", "InvalidArgument",
-         "2026-01-31T12:00"},
         {R"({"do": "property", "type": "int", "key": "i", "value": 5000000000})", "InvalidArgument",
          "\"value\": must be a whole number of 32 bits"},
         {R"({"do": "override", "name": "colour", "value": "x"})", "InternalInconsistency", "before setup"},

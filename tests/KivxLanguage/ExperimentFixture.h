@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Flags/FlagFixture.h"
+#include "Flags/KIVFlagValueSource.h"
+#include "KivxLanguage/KivxExperimentsExtensions.h"
+#include "Model/KIVTargetGroupLinkArchiver.h"
+#include "Model/KIVTargetGroupRepository.h"
+#include "Model/KIVTargetGroupSource.h"
+
+/// The operators of experiments as a client sets them up, over real flags and groups.
+class ExperimentFixture : public FlagFixture {
+protected:
+    ExperimentFixture() {
+        KivxExperimentsExtensions(*parser, std::make_shared<KIVTargetGroupSource>(groups, links), flagValues)
+            .extend();
+    }
+
+    void startWithSetter(std::function<void(const KIVReportingValue&)> handler = {}) {
+        start(std::move(handler));
+        flagValues->setFeatureFlagsSetter(setter);
+    }
+
+    std::shared_ptr<KIVTargetGroupRepository> groups = std::make_shared<KIVTargetGroupRepository>();
+    std::shared_ptr<KIVTargetGroupLinkArchiver> links = std::make_shared<KIVTargetGroupLinkArchiver>();
+    std::shared_ptr<KIVFlagValueSource> flagValues = std::make_shared<KIVFlagValueSource>(flags);
+};
