@@ -41,7 +41,9 @@ public:
               kiv::HttpService{.limits = {.bodyBytes = 64U << 10, .request = 5s},
                                .handler = [this](const kiv::HttpCall& call,
                                                  const kiv::HttpReply& reply) { reply(answer(call)); },
-                               .refused = [](const kiv::HttpAnswer&) {}})) {
+                               .refused = [](const kiv::HttpAnswer&) {},
+                               .turnAway = [this](const kiv::HttpCall& call) { return page_.turnAway(call); },
+                               .headers = kiv::FlagsPage::headers()})) {
         page_.setPort(http_->port());
     }
 
