@@ -108,7 +108,7 @@ private:
     std::optional<kiv::PrivateFile> way_; ///< to the address
 };
 
-struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter {
+struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_shared_from_this<State> {
     std::shared_ptr<KIVFlagsViewController> controller;
     mutable std::mutex lock; ///< for `server`
     std::shared_ptr<Server> server;
@@ -124,10 +124,19 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter {
         }
     }
 
-    Presentation present(std::string token) {
+    /// From its beginning on, `done` reaches this, and waits for the lock.
+    Presentation present() {
         const std::lock_guard guard(lock);
         if (server) {
             return {server->address(), ""};
+        }
+        controller->addPresenter(weak_from_this());
+        if (controller->hasEnded()) {
+            return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
+        }
+        std::string token = newSecret();
+        if (token.empty()) {
+            return {std::nullopt, "there are no random numbers to be had"};
         }
         try {
             auto made = std::make_shared<Server>(controller, std::move(token));
@@ -158,17 +167,7 @@ KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
     if (!state_->controller) {
         return {std::nullopt, "there are no flags to show before setup"};
     }
-    std::string token = newSecret();
-    if (token.empty()) {
-        return {std::nullopt, "there are no random numbers to be had"};
-    }
-    state_->controller->addPresenter(state_);
-    Presentation presentation = state_->present(std::move(token));
-    if (state_->controller->hasEnded()) {
-        state_->dismiss();
-        return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
-    }
-    return presentation;
+    return state_->present();
 }
 
 bool KIVFlagsScreen::openInBrowser() {
