@@ -74,12 +74,16 @@ public:
 
     /// By way of a file that leads there: others can see the arguments of a command, but not what is in it.
     bool open() {
-        if (!way_) {
+        if (!way_ || !kiv::fileExists(way_->path())) {
             way_.emplace(R"(<!doctype html><meta charset="utf-8"><title>KIV</title>)"
                          R"(<meta http-equiv="refresh" content="0;url=)" +
                          address() + "\">\n");
         }
-        return !way_->path().empty() && kiv::openWithSystem(way_->path());
+        const bool isOpened = !way_->path().empty() && kiv::openWithSystem(way_->path());
+        if (!isOpened) {
+            way_.reset();
+        }
+        return isOpened;
     }
 
 private:
