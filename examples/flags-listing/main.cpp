@@ -53,6 +53,9 @@ int main(int argc, char** argv) {
     if (!screen) {
         return EXIT_FAILURE;
     }
+    screen->viewDidLoad();
+    screen->viewWillAppear(true);
+    draw(*screen);
     screen->setView({
         .reloadData = [&] { draw(*screen); },
         .present =
@@ -65,9 +68,6 @@ int main(int argc, char** argv) {
             },
         .dismiss = [] { std::puts("\n(the screen is gone)"); },
     });
-    screen->viewDidLoad();
-    screen->viewWillAppear(true);
-
     screen->textDidChange("color"); // a search
     if (const auto cell =
             std::dynamic_pointer_cast<KIVMultiVariantTableViewCell>(screen->cellForRowAtIndexPath({0, 0}))) {

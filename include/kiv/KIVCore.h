@@ -113,7 +113,8 @@ public:
     static std::shared_ptr<KIVFlagsOverrides> overrides();
 
     /// A new flags screen of the current client; null before setup and when this version is switched off.
-    /// `shutdown`, `reset` and another key's setup call its `done`.
+    /// `shutdown`, `reset` and another key's setup call its `done`; one that is asked for after them, and
+    /// before the next setup, is never presented in the browser.
     static std::shared_ptr<KIVFlagsViewController> flagsViewController();
 
     /// Receives what the application's own callbacks threw: the source (0 dynamic-properties rule, 1

@@ -66,7 +66,8 @@ public:
         std::vector<BarButtonItem> items;
     };
 
-    /// Shows the screen beside the view, and is told when to stop, on whatever thread that is.
+    /// Shows the screen beside the view, and is told when to stop, on whatever thread that is: by each
+    /// `done`, also when it does not show it.
     class Presenter {
     public:
         virtual ~Presenter() = default;
@@ -102,7 +103,7 @@ public:
     void done();
 
     /// For the library: takes the screen away for good, as its client shows these flags no more. Callable
-    /// from any thread, as the next two.
+    /// from any thread, as the next two. A presenter is added once, however often that is asked for.
     void end();
     bool hasEnded() const { return hasEnded_; }
     void addPresenter(std::weak_ptr<Presenter> presenter);

@@ -115,8 +115,8 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
     {
         const kiv::WriterLock lock(fieldsLock_);
         client_.swap(replaced);
+        hasClientEnded_ = false;
     }
-    endFlagsScreens(); // those that were asked for meanwhile
     replaced.reset();
     if (client) {
         client->setup();
@@ -263,6 +263,9 @@ std::shared_ptr<KIVFlagsViewController> KIVCoreInstance::flagsViewController() {
     std::erase_if(flagsScreens_, [](const auto& screen) { return screen.expired(); });
     auto screen = std::make_shared<KIVFlagsViewController>(
         client_->featureFlagSetter(), client_->configuration(), client_->flagsRepository());
+    if (hasClientEnded_) {
+        screen->end();
+    }
     flagsScreens_.push_back(screen);
     return screen;
 }
@@ -272,6 +275,7 @@ void KIVCoreInstance::endFlagsScreens() {
     {
         const kiv::WriterLock lock(fieldsLock_);
         ended.swap(flagsScreens_);
+        hasClientEnded_ = true;
     }
     for (const auto& each : ended) {
         if (const auto screen = each.lock()) {

@@ -75,7 +75,7 @@ private:
                          std::shared_ptr<KIVFeatureFlagsRepository> flags);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     std::shared_ptr<KIVClient> createClient(const KIVOptions& options);
-    /// The client that they show has ended.
+    /// The client that they show has ended: those that are asked for from now on have too.
     void endFlagsScreens();
 
     /// Held for the whole of a setup; its callbacks may set up again.
@@ -93,6 +93,7 @@ private:
     std::shared_ptr<KIVDeviceProperties> deviceProperties_;
     std::shared_ptr<KIVClient> client_;
     std::vector<std::weak_ptr<KIVFlagsViewController>> flagsScreens_;
+    bool hasClientEnded_ = false;
     std::map<std::string, std::shared_ptr<KIVDeviceProperties>, std::less<>> devicePropertiesPerSDKKey_;
     std::map<std::string, std::shared_ptr<KIVFeatureFlagsRepository>, std::less<>>
         flagsRepositoriesPerSDKKey_;

@@ -34,15 +34,7 @@ bool isSecret(std::string_view given, std::string_view secret) {
 HttpAnswer withBody(unsigned status, std::string_view type, std::string body) {
     return {.status = status,
             .body = std::make_shared<const std::string>(std::move(body)),
-            .type = std::string(type),
-            .headers = {{"Cache-Control", "no-store"},
-                        {"Content-Security-Policy",
-                         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
-                         "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-                        {"Referrer-Policy", "no-referrer"},
-                        {"X-Frame-Options", "DENY"},
-                        {"Cross-Origin-Resource-Policy", "same-origin"},
-                        {"Cross-Origin-Opener-Policy", "same-origin"}}};
+            .type = std::string(type)};
 }
 
 HttpAnswer refused(unsigned status, std::string_view why) {
@@ -66,6 +58,17 @@ void FlagsPage::setPort(unsigned short port) {
     origin_ = "http://127.0.0.1:" + port_;
 }
 
+HttpHeaders FlagsPage::headers() {
+    return {{"Cache-Control", "no-store"},
+            {"Content-Security-Policy",
+             "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+             "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+            {"Referrer-Policy", "no-referrer"},
+            {"X-Frame-Options", "DENY"},
+            {"Cross-Origin-Resource-Policy", "same-origin"},
+            {"Cross-Origin-Opener-Policy", "same-origin"}};
+}
+
 /// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
 /// stand for this machine, nor from its own origin or another port.
 bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
@@ -73,23 +76,26 @@ bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
            (call.origin.empty() || call.origin == "http://" + call.host);
 }
 
-HttpAnswer FlagsPage::answer(const HttpCall& call) {
+/// What the call asks for below the token; nothing when it may ask for nothing.
+std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) const {
     const std::string_view path = call.path;
-    HttpAnswer forbidden = refused(403, "Forbidden");
-    forbidden.closes = true; // who does not know the token keeps nobody out
-    if (!isFromOwnPage(call)) {
-        return forbidden;
-    }
     const std::size_t end = path.find('/', 1);
-    if (end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
-        return forbidden;
+    if (!isFromOwnPage(call) || end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
+        return std::nullopt;
     }
-    const std::string rest(path.substr(end + 1));
+    const std::string_view rest = path.substr(end + 1);
     // A link to the page itself may stand anywhere.
     const bool isLink = call.method == "GET" && rest.empty();
-    if (!isLink && !call.fetchSite.empty() && call.fetchSite != "none" && call.fetchSite != "same-origin") {
-        return forbidden;
-    }
+    const bool isOwn = call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin";
+    return isLink || isOwn ? std::optional(rest) : std::nullopt;
+}
+
+std::optional<HttpAnswer> FlagsPage::turnAway(const HttpCall& call) const {
+    return allowedPath(call) ? std::nullopt : std::optional(refused(403, "Forbidden"));
+}
+
+HttpAnswer FlagsPage::answer(const HttpCall& call) {
+    const std::string rest(allowedPath(call).value_or(""));
     if (call.method == "GET" || call.method == "HEAD") {
         return read(rest);
     }

@@ -2,6 +2,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,14 @@ public:
     /// The address of the page.
     std::string address() const { return origin_ + "/" + token_ + "/"; }
 
+    /// Of all answers.
+    static HttpHeaders headers();
+
+    /// The same answer for all calls that may not ask for anything, whatever they are; nothing for those that
+    /// may. Looks at no body.
+    std::optional<HttpAnswer> turnAway(const HttpCall& call) const;
+
+    /// For calls that are not turned away.
     HttpAnswer answer(const HttpCall& call);
 
 private:
@@ -34,6 +43,7 @@ private:
     };
 
     bool isFromOwnPage(const HttpCall& call) const;
+    std::optional<std::string_view> allowedPath(const HttpCall& call) const;
     HttpAnswer read(const std::string& path) const;
     HttpAnswer act(const std::string& action, const HttpCall& call);
     HttpAnswer perform(const std::string& action, const json::object& wish, FlagsPageTab& screen);

@@ -41,7 +41,9 @@ public:
               kiv::HttpService{.limits = {.bodyBytes = 64U << 10, .request = 5s},
                                .handler = [this](const kiv::HttpCall& call,
                                                  const kiv::HttpReply& reply) { reply(answer(call)); },
-                               .refused = [](const kiv::HttpAnswer&) {}})) {
+                               .refused = [](const kiv::HttpAnswer&) {},
+                               .turnAway = [this](const kiv::HttpCall& call) { return page_.turnAway(call); },
+                               .headers = kiv::FlagsPage::headers()})) {
         page_.setPort(http_->port());
     }
 
@@ -72,12 +74,16 @@ public:
 
     /// By way of a file that leads there: others can see the arguments of a command, but not what is in it.
     bool open() {
-        if (!way_) {
+        if (!way_ || !kiv::fileExists(way_->path())) {
             way_.emplace(R"(<!doctype html><meta charset="utf-8"><title>KIV</title>)"
                          R"(<meta http-equiv="refresh" content="0;url=)" +
                          address() + "\">\n");
         }
-        return !way_->path().empty() && kiv::openWithSystem(way_->path());
+        const bool isOpened = !way_->path().empty() && kiv::openWithSystem(way_->path());
+        if (!isOpened) {
+            way_.reset();
+        }
+        return isOpened;
     }
 
 private:
@@ -106,7 +112,7 @@ private:
     std::optional<kiv::PrivateFile> way_; ///< to the address
 };
 
-struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter {
+struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_shared_from_this<State> {
     std::shared_ptr<KIVFlagsViewController> controller;
     mutable std::mutex lock; ///< for `server`
     std::shared_ptr<Server> server;
@@ -122,10 +128,19 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter {
         }
     }
 
-    Presentation present(std::string token) {
+    /// From its beginning on, `done` reaches this, and waits for the lock.
+    Presentation present() {
         const std::lock_guard guard(lock);
         if (server) {
             return {server->address(), ""};
+        }
+        controller->addPresenter(weak_from_this());
+        if (controller->hasEnded()) {
+            return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
+        }
+        std::string token = newSecret();
+        if (token.empty()) {
+            return {std::nullopt, "there are no random numbers to be had"};
         }
         try {
             auto made = std::make_shared<Server>(controller, std::move(token));
@@ -156,17 +171,7 @@ KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
     if (!state_->controller) {
         return {std::nullopt, "there are no flags to show before setup"};
     }
-    std::string token = newSecret();
-    if (token.empty()) {
-        return {std::nullopt, "there are no random numbers to be had"};
-    }
-    state_->controller->addPresenter(state_);
-    Presentation presentation = state_->present(std::move(token));
-    if (state_->controller->hasEnded()) {
-        state_->dismiss();
-        return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
-    }
-    return presentation;
+    return state_->present();
 }
 
 bool KIVFlagsScreen::openInBrowser() {

@@ -99,7 +99,7 @@ void KIVFlagsViewController::done() {
     std::vector<std::weak_ptr<Presenter>> presenters;
     {
         const std::lock_guard lock(viewLock_);
-        presenters.swap(presenters_);
+        presenters = presenters_;
     }
     for (const auto& each : presenters) {
         if (const auto presenter = each.lock()) {
@@ -115,7 +115,9 @@ void KIVFlagsViewController::end() {
 
 void KIVFlagsViewController::addPresenter(std::weak_ptr<Presenter> presenter) {
     const std::lock_guard lock(viewLock_);
-    std::erase_if(presenters_, [](const auto& each) { return each.expired(); });
+    std::erase_if(presenters_, [&](const auto& each) {
+        return each.expired() || !(each.owner_before(presenter) || presenter.owner_before(each));
+    });
     presenters_.push_back(std::move(presenter));
 }
 

@@ -80,6 +80,19 @@ bool isFolder(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+void removeOlder(std::chrono::minutes age, const std::string& folder, std::string_view prefix) {
+    std::error_code failure;
+    for (std::filesystem::directory_iterator file(folder, failure), end; !failure && file != end;
+         file.increment(failure)) {
+        std::error_code gone;
+        const auto written = file->last_write_time(gone);
+        if (!gone && file->path().filename().native().starts_with(prefix) &&
+            std::filesystem::file_time_type::clock::now() - written > age) {
+            ::unlink(file->path().c_str());
+        }
+    }
+}
+
 constexpr std::string_view temporaryPrefix = ".kiv-";
 
 /// Writes the bytes to a temporary beside the file, which `putInPlace` then gives the file's name.
@@ -192,16 +205,7 @@ std::error_code excludeFromBackup(const std::string& path) {
 
 void removeAbandonedTemporaries(const std::string& folder) {
     constexpr std::chrono::minutes longestWrite{1};
-    std::error_code failure;
-    for (std::filesystem::directory_iterator file(folder, failure), end; !failure && file != end;
-         file.increment(failure)) {
-        std::error_code gone;
-        const auto written = file->last_write_time(gone);
-        if (!gone && file->path().filename().native().starts_with(temporaryPrefix) &&
-            std::filesystem::file_time_type::clock::now() - written > longestWrite) {
-            ::unlink(file->path().c_str());
-        }
-    }
+    removeOlder(longestWrite, folder, temporaryPrefix);
 }
 
 bool fileExists(const std::string& path) {
@@ -214,7 +218,10 @@ PrivateFile::PrivateFile(std::string_view bytes, std::string_view suffix) {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     const std::string folder =
         runtime && isFolder(runtime) ? runtime : std::filesystem::temp_directory_path(failure).string();
-    std::string path = folder + "/kiv-XXXXXX" + std::string(suffix);
+    constexpr std::string_view prefix = "kiv-private-";
+    constexpr std::chrono::hours longestUse{1};
+    removeOlder(longestUse, folder, prefix);
+    std::string path = folder + "/" + std::string(prefix) + "XXXXXX" + std::string(suffix);
     Descriptor file(retried([&] { return ::mkostemps(path.data(), int(suffix.size()), O_CLOEXEC); }));
     if (!file) {
         return;

@@ -43,8 +43,9 @@ void removeAbandonedTemporaries(const std::string& folder);
 
 bool fileExists(const std::string& path);
 
-/// A new file that its user alone can read, for other programs of that user; gone with this object. It lies
-/// in the user's runtime folder (XDG_RUNTIME_DIR), or where temporaries do.
+/// A new file that its user alone can read, for other programs of that user to read at once; gone with this
+/// object. It lies in the user's runtime folder (XDG_RUNTIME_DIR), or where temporaries do. Those that a
+/// process left behind there when it was killed are removed: those older than an hour.
 class PrivateFile {
 public:
     explicit PrivateFile(std::string_view bytes, std::string_view suffix = ".html");

@@ -14,7 +14,7 @@ namespace kiv {
 
 using Socket = boost::asio::ip::tcp::socket;
 
-/// A request that has arrived whole.
+/// A request. A header that came more than once is all that came, with commas between.
 struct HttpCall {
     std::string method;
     std::string path;  ///< without the query
@@ -27,14 +27,16 @@ struct HttpCall {
     std::string body;
 };
 
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
 /// What is answered, and what the access log says of it.
 struct HttpAnswer {
     unsigned status = 200;
-    std::shared_ptr<const std::string> body = {};                  ///< null for none
-    std::string type = "application/json";                         ///< of the body
-    std::vector<std::pair<std::string, std::string>> headers = {}; ///< beside those that all answers have
-    std::string note = {};                                         ///< for the log
-    bool closes = false;                                           ///< the connection is closed after it
+    std::shared_ptr<const std::string> body = {}; ///< null for none
+    std::string type = "application/json";        ///< of the body
+    HttpHeaders headers = {};                     ///< beside those that all answers have
+    std::string note = {};                        ///< for the log
+    bool closes = false;                          ///< the connection is closed after it
     /// When it is set, the answer is a stream of events: it is given the connection once the head has been
     /// sent, and writes the rest itself. The ticket stands for the connection while it is open.
     std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};
@@ -42,7 +44,7 @@ struct HttpAnswer {
 
 using HttpReply = std::function<void(HttpAnswer)>;
 
-/// Answers calls by calling `reply` once, now or later, on the server's thread.
+/// Answers calls that have arrived whole by calling `reply` once, now or later, on the server's thread.
 using HttpHandler = std::function<void(HttpCall call, HttpReply reply)>;
 
 /// A refusal with a JSON body that says why.

@@ -47,10 +47,49 @@ private:
         parser_->header_limit(service_.limits.headerBytes);
         parser_->body_limit(service_.limits.bodyBytes);
         stream_.expires_after(patience);
-        http::async_read_header(stream_, buffer_, *parser_,
-                                [self = shared_from_this()](error_code problem, std::size_t) {
-                                    problem ? self->refuse(problem) : self->invite();
-                                });
+        call_ = {};
+        keepAlive_ = isHead_ = false;
+        http::async_read_header(
+            stream_, buffer_, *parser_, [self = shared_from_this()](error_code problem, std::size_t) {
+                // A body that says it is too large says so at the end of the header.
+                !problem || problem == http::error::body_limit ? self->admit(problem) : self->refuse(problem);
+            });
+    }
+
+    void admit(error_code problem) {
+        const auto& request = parser_->get();
+        const std::string_view target = request.target();
+        const std::size_t pathEnd = std::min(target.find('?'), target.size());
+        call_ = {.method = std::string(request.method_string()),
+                 .path = std::string(target.substr(0, pathEnd)),
+                 .query = std::string(target.substr(std::min(pathEnd + 1, target.size()))),
+                 .host = header("Host"),
+                 .origin = header("Origin"),
+                 .fetchSite = header("Sec-Fetch-Site"),
+                 .contentType = header("Content-Type"),
+                 .contentEncoding = header("Content-Encoding"),
+                 .body = {}};
+        keepAlive_ = request.keep_alive();
+        isHead_ = request.method() == http::verb::head;
+        if (auto answer = turnedAway()) {
+            answer->closes = true; // after it the body would come
+            write(std::move(*answer));
+        } else {
+            problem ? refuse(problem) : invite();
+        }
+    }
+
+    std::string header(std::string_view name) const {
+        std::string all;
+        const auto [first, last] = parser_->get().equal_range(name);
+        for (auto each = first; each != last; ++each) {
+            all += (each == first ? "" : ", ") + std::string(each->value());
+        }
+        return all;
+    }
+
+    std::optional<HttpAnswer> turnedAway() const {
+        return service_.turnAway ? service_.turnAway(call_) : std::nullopt;
     }
 
     /// A client with much to send may wait for a word first.
@@ -72,21 +111,8 @@ private:
     }
 
     void dispatch() {
-        auto request = parser_->release();
-        keepAlive_ = request.keep_alive();
-        isHead_ = request.method() == http::verb::head;
-        const std::string_view target = request.target();
-        const std::size_t pathEnd = std::min(target.find('?'), target.size());
-        HttpCall call{.method = std::string(request.method_string()),
-                      .path = std::string(target.substr(0, pathEnd)),
-                      .query = std::string(target.substr(std::min(pathEnd + 1, target.size()))),
-                      .host = std::string(request[http::field::host]),
-                      .origin = std::string(request[http::field::origin]),
-                      .fetchSite = std::string(request["Sec-Fetch-Site"]),
-                      .contentType = std::string(request[http::field::content_type]),
-                      .contentEncoding = std::string(request[http::field::content_encoding]),
-                      .body = std::move(request.body())};
-        service_.handler(std::move(call), [self = shared_from_this()](HttpAnswer answer) {
+        call_.body = std::move(parser_->get().body());
+        service_.handler(std::move(call_), [self = shared_from_this()](HttpAnswer answer) {
             answer.takeOver ? self->handOver(std::move(answer)) : self->write(std::move(answer));
         });
     }
@@ -97,13 +123,16 @@ private:
             problem == http::error::end_of_stream || problem == http::error::partial_message) {
             return;
         }
-        const HttpAnswer answer = problem == http::error::body_limit ? refusal(413, "the body is too large")
-                                  : problem == http::error::header_limit
-                                      ? refusal(431, "the header is too large")
-                                      : refusal(400, "no HTTP: " + problem.message());
+        const auto refused = [&] {
+            return problem == http::error::body_limit     ? refusal(413, "the body is too large")
+                   : problem == http::error::header_limit ? refusal(431, "the header is too large")
+                                                          : refusal(400, "no HTTP: " + problem.message());
+        };
+        auto stranger = turnedAway();
+        HttpAnswer answer = stranger ? std::move(*stranger) : refused();
         service_.refused(answer);
-        keepAlive_ = false;
-        write(answer);
+        answer.closes = true;
+        write(std::move(answer));
     }
 
     void write(HttpAnswer answer) {
@@ -129,8 +158,10 @@ private:
     void setHeaders(Head& head) const {
         head.set(http::field::cache_control, "no-cache");
         head.set("X-Content-Type-Options", "nosniff");
-        for (const auto& [name, value] : answer_.headers) {
-            head.set(name, value);
+        for (const auto* headers : {&service_.headers, &answer_.headers}) {
+            for (const auto& [name, value] : *headers) {
+                head.set(name, value);
+            }
         }
     }
 
@@ -166,6 +197,7 @@ private:
     std::shared_ptr<void> ticket_;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::string_body>> parser_;
+    HttpCall call_; ///< as much of it as has been read
     HttpAnswer answer_;
     std::optional<Response> response_;
     bool keepAlive_ = false;

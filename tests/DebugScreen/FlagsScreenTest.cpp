@@ -41,6 +41,11 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
     const SilentServer network;
     setUp(network);
     std::string last;
+    {
+        KIVFlagsScreen brief(KIVCore::flagsViewController());
+        last = brief.present().address.value();
+    }
+    EXPECT_EQ(statusOf(last), 0);
     const auto controller = KIVCore::flagsViewController();
     KIVFlagsScreen screen(controller);
     const std::function<void()> ends[] = {[&] { screen.dismiss(); }, [&] { controller->done(); },
@@ -61,14 +66,12 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
         }
         EXPECT_FALSE(screen.address() || other.address());
     }
-    const auto gone = screen.present();
-    EXPECT_FALSE(gone.address) << "its flags are another client's by now, or nobody's";
-    EXPECT_FALSE(gone.failure.empty());
-    {
-        KIVFlagsScreen empty(KIVCore::flagsViewController());
-        last = empty.present().address.value();
+    KIVFlagsScreen late(KIVCore::flagsViewController());
+    for (KIVFlagsScreen* each : {&screen, &late}) {
+        const auto gone = each->present();
+        EXPECT_FALSE(gone.address) << "its flags are another client's by now, or nobody's";
+        EXPECT_FALSE(gone.failure.empty());
     }
-    EXPECT_EQ(statusOf(last), 0);
 }
 
 TEST(FlagsScreenInTheBrowser, IsOpenedByTheSystem) {
@@ -79,11 +82,17 @@ TEST(FlagsScreenInTheBrowser, IsOpenedByTheSystem) {
                    "#!/bin/sh\nls /proc/self/fd | wc -l >\"$HOME/files\"\n"
                    "printf %s \"$1\" >\"$HOME/part\"\nmv \"$HOME/part\" \"$HOME/opened\"\n");
     std::filesystem::permissions(folder + "/xdg-open", std::filesystem::perms::owner_all);
+    const std::string runtime = folder + "/runtime";
+    const std::string abandoned = runtime + "/kiv-private-killed.html";
+    kiv::writeFile(abandoned, "");
+    std::filesystem::last_write_time(abandoned, std::filesystem::file_time_type::clock::now() - 61min);
+    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
     KIVFlagsScreen screen(KIVCore::flagsViewController());
     const std::string address = screen.present().address.value();
     const std::string path = std::getenv("PATH");
     setenv("PATH", "/nowhere", 1);
     EXPECT_FALSE(screen.openInBrowser());
+    EXPECT_TRUE(std::filesystem::is_empty(runtime));
     setenv("PATH", (folder + ":" + path).c_str(), 1);
     ASSERT_TRUE(screen.openInBrowser());
     std::optional<std::string> opened;

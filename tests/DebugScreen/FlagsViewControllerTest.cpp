@@ -166,10 +166,20 @@ TEST_F(FlagsScreen, ResetAllClearsOverridesAndThaws) {
 }
 
 TEST_F(FlagsScreen, EndsWithItsClient) {
+    struct Counter : KIVFlagsViewController::Presenter {
+        int dismissals = 0;
+        void dismiss() override { ++dismissals; }
+    };
+    const auto presenter = std::make_shared<Counter>();
+    screen->addPresenter(presenter);
+    screen->addPresenter(presenter);
+    screen->done();
+    EXPECT_EQ(presenter->dismissals, 1);
     KIVCore::shutdown();
-    EXPECT_EQ(dismissals, 1);
+    EXPECT_EQ(presenter->dismissals, 2) << "what it presents again is reached too";
+    EXPECT_EQ(dismissals, 2);
     KIVCore::reset();
-    EXPECT_EQ(dismissals, 1);
+    EXPECT_EQ(dismissals, 2);
     EXPECT_EQ(screen->cellForRowAtIndexPath({0, 0}), nullptr) << "no flag is registered any more";
     KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80913", offline);
     int ofSecond = 0;
@@ -177,7 +187,7 @@ TEST_F(FlagsScreen, EndsWithItsClient) {
     second->setView({.reloadData = {}, .present = {}, .dismiss = [&] { ++ofSecond; }});
     KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80914", offline);
     EXPECT_EQ(ofSecond, 1);
-    EXPECT_EQ(dismissals, 1);
+    EXPECT_EQ(dismissals, 2);
 }
 
 TEST(FlagsScreenOfTheFacade, HandsOutActionsThatMayOutliveIt) {

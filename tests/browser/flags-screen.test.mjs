@@ -157,15 +157,18 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
         assert.deepEqual(await dialog.locator("[aria-current=true]").allTextContents(), ["blue"]);
         await page.keyboard.press("ArrowDown");
         await page.keyboard.press("Enter");
-        await until(() => valueOf(page, "Button Color").textContent(), "Dark Green");
+        await until(() => page.locator("#said").textContent(), "Button Color: Dark Green");
         assert.equal(await read("store.buttonColor"), "dark green");
         assert.equal(await row(page, "Button Color").locator(".detail").textContent(),
             "Overriding original value: blue");
     });
 
     await t.test("a push appears by itself, and not in a frozen flag", async () => {
+        await valueOf(page, "Discount").click();
         publish(document("0.25", "GBP"));
-        await until(() => valueOf(page, "Discount").textContent(), "0.25");
+        await until(() => page.locator("[aria-current=true]").textContent(), "0.25");
+        await page.keyboard.press("Escape");
+        assert.equal(await valueOf(page, "Discount").textContent(), "0.25");
         assert.equal(await valueOf(page, "Currency").textContent(), "Eur");
     });
 
@@ -217,8 +220,21 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
         await closed.waitFor();
         await page.getByRole("button", { name: "Try again" }).click();
         await closed.waitFor({ state: "hidden" });
+        assert.equal(await page.getByRole("searchbox").evaluate((each) => each === document.activeElement), true);
         await app.do("override", { name: "gift.ribbon", value: "white" });
         await until(() => valueOf(page, "Ribbon").textContent(), "White");
+
+        process.kill(app.pid, "SIGSTOP");
+        await valueOf(page, "Ribbon").click();
+        await page.getByText("Waiting for the application…").waitFor();
+        const search = page.getByRole("searchbox");
+        await search.fill("nosuch");
+        process.kill(app.pid, "SIGCONT");
+        await page.getByText("Nothing found.").waitFor();
+        assert.equal(await page.getByText("Waiting for the application…").isVisible(), false);
+        assert.equal(await page.getByRole("dialog").isVisible(), false, "the choice comes too late");
+        await search.fill("");
+        await valueOf(page, "Ribbon").waitFor();
 
         await app.do("shutdown");
         await page.setViewportSize({ width: 390, height: 400 });
@@ -238,8 +254,14 @@ test("a finger swipes a row aside", async (t) => {
     await until(() => valueOf(page, "Ribbon").textContent(), "Gold");
     const reset = page.getByRole("button", { name: "Reset Ribbon" });
     assert.ok((await reset.boundingBox()).x >= 374, "is out of sight");
-    await row(page, "Ribbon").evaluate((each) => each.scrollTo(200, 0));
-    await until(async () => (await reset.boundingBox()).x < 310, true);
+    const isAside = async () => (await reset.boundingBox()).x < 310;
+    const swipe = () => row(page, "Ribbon").evaluate((each) => each.scrollTo(200, 0));
+    await swipe();
+    await until(isAside, true);
+    await page.getByRole("heading", { level: 1 }).tap();
+    await until(isAside, false);
+    await swipe();
+    await until(isAside, true);
     await reset.tap();
     await until(() => valueOf(page, "Ribbon").textContent(), "White");
     assert.deepEqual(await accessibilityFaults(page), []);
@@ -261,6 +283,11 @@ test("ten thousand flags, one of them hostile", async (t) => {
         const drawn = await page.locator(".row").count();
         assert.ok(drawn > 0 && drawn <= Math.min(expected, 200), `${drawn} rows are drawn for "${text}"`);
     }
+
+    await page.evaluate(() => scrollTo(0, 1000));
+    const behind = page.locator(".row .control").nth(5);
+    await behind.focus();
+    assert.ok((await behind.boundingBox()).y > (await page.locator("header").boundingBox()).height, "is in sight");
 
     await page.getByRole("searchbox").fill("<img");
     await until(async () => (await shownNames(page)).join(), `nasty.${hostile}`);
@@ -315,6 +342,10 @@ test("it lets nobody else in", async (t) => {
     const wrong = `/${"0".repeat(pathname.length - 2)}/`;
     const forbidden = [
         ["/"], ["/page.js"], ["/favicon.ico"], [pathname.slice(0, -2) + "/"], [wrong], [`${wrong}load`, load],
+        [`${wrong}load`, { ...load, body: "x".repeat(70_000) }],
+        [wrong, { headers: { "Content-Length": 9, Expect: "100-continue" } }],
+        [wrong, { headers: { "X-Long": "x".repeat(20_000) } }],
+        [pathname, { headers: ["Host", `127.0.0.1:${port}`, "Host", `rebound.example:${port}`] }],
         [`${wrong}nothing`], ["/open/"], ["/open/x"], [pathname.slice(0, -1)],
         [pathname, { headers: { Host: `rebound.example:${port}` } }],
         [pathname, { headers: { Host: "127.0.0.1" } }],
@@ -325,9 +356,10 @@ test("it lets nobody else in", async (t) => {
         [`${pathname}reset`, { ...reset, headers: { "Content-Type": "text/plain", Origin: "http://127.0.0.1:1" } }],
     ];
     const answers = await Promise.all(forbidden.map(([path, how]) => answerTo(address, path, how)));
-    answers.forEach(({ status, text }, i) => {
+    answers.forEach(({ status, text, headers }, i) => {
         assert.equal(status, 403, forbidden[i].join());
         assert.equal(text, "Forbidden\n");
+        assert.equal(headers["cache-control"], "no-store");
     });
 
     assert.equal((await answerTo(address, `${pathname}load`, load)).status, 200);
@@ -344,7 +376,9 @@ test("it lets nobody else in", async (t) => {
         [404, "nothing", load], [404, "nothing", {}], [404, "reset", {}], [405, "reset", { ...reset, method: "PUT" }],
     ];
     for (const [status, action, how] of faulty) {
-        assert.equal((await answerTo(address, `${pathname}${action}`, how)).status, status, `${action} ${how.body}`);
+        const answer = await answerTo(address, `${pathname}${action}`, how);
+        assert.equal(answer.status, status, `${action} ${how.body}`);
+        assert.equal(answer.headers["cache-control"], "no-store");
     }
     assert.equal((await app.do("peek", { name: "gift.ribbon" })).value, "gold", "nothing of it had an effect");
 

@@ -2,7 +2,7 @@
 // model's; this page knows no rule of them.
 
 import { Refused, groupings, post, postPatiently } from "./requests.js";
-import { drawRow, element, forgetRows, labelOf, learnRows, rowOf, updateRow } from "./rows.js";
+import { drawRow, element, forgetRows, labelOf, learnRows, rowOf, updateRow, wordsOf } from "./rows.js";
 
 const byId = (id) => document.getElementById(id);
 const list = byId("list");
@@ -11,6 +11,7 @@ const choice = byId("choice");
 const actions = byId("choice-actions");
 
 const rowsOfChunk = 40; // as many are drawn at once, when they come near the window
+const waiting = "Waiting for the application…";
 const between = 1000; // milliseconds from one look for changes to the next
 
 let count = 0; // of all rows
@@ -26,6 +27,7 @@ async function answerTo(action, wish) {
   }
   try {
     return await postPatiently(action, wish, {
+      onLongWait: warnOfWait,
       onSilence: () => warn("No answer. Trying again…"),
       onLateAnswer: checkDrawn,
     });
@@ -41,6 +43,8 @@ async function answerTo(action, wish) {
       warn("That did not work.");
     }
     return null;
+  } finally {
+    calm(waiting);
   }
 }
 
@@ -69,7 +73,8 @@ function end() {
 }
 
 byId("again").addEventListener("click", async () => {
-  const screen = await post("load", { search: search.value }).catch(() => null);
+  const screen = await post("load", { search: search.value }, { onLongWait: warnOfWait }).catch(() => null);
+  calm(waiting);
   if (!screen) {
     warn("Still no answer.");
     return;
@@ -77,6 +82,8 @@ byId("again").addEventListener("click", async () => {
   draw(screen);
   if (isOver) {
     setOver(false);
+    search.focus();
+    say("The screen is back.");
     look();
   }
 });
@@ -192,6 +199,7 @@ function draw(screen) {
 
 function redraw(answer) {
   answer?.rows.forEach(updateRow);
+  tick();
   return Boolean(answer); // it was done
 }
 
@@ -205,7 +213,20 @@ let nextCalm = 0;
 function warn(text) {
   clearTimeout(nextCalm);
   byId("warned").textContent = text;
-  nextCalm = setTimeout(() => (byId("warned").textContent = ""), 5000);
+  nextCalm = setTimeout(() => calm(text), 5000);
+}
+
+/** Until the answer comes. */
+function warnOfWait() {
+  warn(waiting);
+  clearTimeout(nextCalm);
+}
+
+/** Takes that warning away, if it is still the last. */
+function calm(text) {
+  if (byId("warned").textContent === text) {
+    byId("warned").textContent = "";
+  }
 }
 
 // What the person does
@@ -232,38 +253,55 @@ async function resetRow(name) {
   }
 }
 
+let choiceOf = ""; // the full name of the flag that the choice is or was for
+
+/**
+ * Marks the present value in the choice. A row shows its value capitalised: of variations that differ in case alone,
+ * none can be told to be it.
+ */
+function tick() {
+  const value = rowOf(choiceOf)?.data.value?.toLowerCase();
+  const variations = [...actions.children].filter(({ className }) => className !== "cancel");
+  const present = variations.filter(({ dataset }) => dataset.title.toLowerCase() === value);
+  variations.forEach((each) => each.setAttribute("aria-current", present.length === 1 && present[0] === each));
+}
+
 async function choose(name) {
+  const row = rowOf(name);
   const choices = await ask("choices", { name });
-  if (!choices) {
-    return;
+  if (!choices || isSearching || rowOf(name) !== row) {
+    return; // the person has gone on to something else
   }
   byId("choice-title").textContent = choices.title;
   byId("choice-message").textContent = choices.message;
-  // A row shows its value capitalised: of variations that differ in case alone, none can be told to be it.
-  const value = rowOf(name)?.data.value?.toLowerCase();
-  const present = choices.actions.filter(({ title, isCancel }) => !isCancel && title.toLowerCase() === value);
   actions.replaceChildren(
-    ...choices.actions.map((each) => {
-      const { title, isCancel } = each;
+    ...choices.actions.map(({ title, isCancel }) => {
       const action = element("button", isCancel ? "cancel" : "", title || "(empty)");
       action.type = "button";
-      if (present.length === 1 && present[0] === each) {
-        action.setAttribute("aria-current", "true");
-      }
+      action.dataset.title = title;
       action.addEventListener("click", async () => {
         choice.close();
-        if (!isCancel) {
-          redraw(await ask("choose", { name, title }));
+        if (!isCancel && redraw(await ask("choose", { name, title })) && rowOf(name)) {
+          say(wordsOf(rowOf(name).data));
         }
       });
       return action;
     }),
   );
+  choiceOf = name;
+  tick();
   if (!choice.open) {
     choice.showModal();
   }
-  actions.querySelector("[aria-current]")?.focus();
+  actions.querySelector("[aria-current=true]")?.focus();
 }
+
+/** A row that was swiped aside goes back when something else is touched. */
+document.addEventListener("pointerdown", ({ target }) => {
+  const touched = target.closest(".row");
+  const aside = [...list.querySelectorAll(".row")].filter((row) => row !== touched && row.scrollLeft > 0);
+  aside.forEach((row) => row.scrollTo({ left: 0, behavior: "smooth" }));
+});
 
 list.addEventListener("click", ({ target }) => {
   const button = target.closest("button");

@@ -36,6 +36,9 @@ export function element(name, className, text) {
 
 export const labelOf = ({ label, name }) => label?.trim() || name;
 
+/** What a row with a button says. */
+export const wordsOf = (data) => `${labelOf(data)}: ${data.value || "(empty)"}`;
+
 /** A known row's element. Its buttons, of the classes "switch", "value" and "reset", are named by its data-name. */
 export function drawRow(name) {
   const { data } = rowOf(name);
@@ -89,7 +92,7 @@ export function updateRow(data) {
   drawn.reset.setAttribute("aria-label", `Reset ${labelOf(data)}`);
   if (!("isOn" in data)) {
     drawn.control.firstChild.textContent = drawn.control.title = data.value ?? "";
-    drawn.control.setAttribute("aria-label", `${labelOf(data)}: ${data.value || "(empty)"}`);
+    drawn.control.setAttribute("aria-label", wordsOf(data));
   } else if (known.flips === 0) {
     drawn.control.setAttribute("aria-checked", data.isOn);
   }
