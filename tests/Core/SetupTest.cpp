@@ -1,8 +1,5 @@
 #include <atomic>
-#include <fstream>
 #include <functional>
-#include <mutex>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -13,8 +10,11 @@
 #include "Platform/Files.h"
 #include "Platform/UserDefaults.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
+#include "Support/CapturedLog.h"
+#include "Support/Host.h"
 #include "Support/Signing.h"
 #include "Support/SilentServer.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -43,17 +43,7 @@ std::string payload(const std::string& application, const std::string& color = "
 
 class Setup : public ::testing::Test {
 protected:
-    Setup() {
-        KIVHost host;
-        host.logSink = [log = log_](const std::string& line) {
-            const std::lock_guard lock(log->lock);
-            log->lines.push_back(line);
-        };
-        KIVHost::configure(host);
-        path = KIVHost::current()->libraryDirectory.value() + "/configuration.json";
-        KIVCore::register_("store", flags);
-    }
-
+    Setup() { KIVCore::register_("store", flags); }
     ~Setup() override { KIVCore::shutdown(); }
 
     KIVOptions options(const std::string& document) {
@@ -74,12 +64,6 @@ protected:
         EXPECT_EQ(flags->discount.value(), 0.0);
     }
 
-    bool logged(const std::string& text) const {
-        const std::lock_guard lock(log_->lock);
-        return std::any_of(log_->lines.begin(), log_->lines.end(),
-                           [&](const auto& line) { return line.find(text) != std::string::npos; });
-    }
-
     static std::string nameOfFailure(KIVNullableString wrongKey) {
         try {
             KIVCore::setupWithKey(wrongKey);
@@ -89,19 +73,12 @@ protected:
         }
     }
 
+    CapturedLog log;
     std::shared_ptr<StoreFlags> flags = std::make_shared<StoreFlags>();
     Signer signer = makeSigner();
-    std::string path;
+    const std::string path = *KIVHost::current()->libraryDirectory + "/configuration.json";
     std::vector<KIVFetcherResult> results;
     SilentServer network; ///< no fetch ends while the test runs
-
-private:
-    /// The library's threads outlive the test.
-    struct Log {
-        std::mutex lock;
-        std::vector<std::string> lines;
-    };
-    std::shared_ptr<Log> log_ = std::make_shared<Log>();
 };
 
 TEST_F(Setup, ServesASignedEmbeddedDocument) {
@@ -135,7 +112,7 @@ TEST_F(Setup, ServesASignedEmbeddedDocument) {
 
     KIVCore::setupWithKey(key, options(signer.sign(payload(key, "red"))));
     EXPECT_EQ(flags->color.value(), "green") << "a key is set up once";
-    EXPECT_TRUE(logged("KIV SDK key " + key + " was already initialized, skipping Setup"));
+    EXPECT_TRUE(log.has({"KIV SDK key " + key + " was already initialized, skipping Setup"}));
 }
 
 TEST_F(Setup, RefusesWhatIsNotAGenuineDocumentOfItsApplication) {
@@ -144,46 +121,35 @@ TEST_F(Setup, RefusesWhatIsNotAGenuineDocumentOfItsApplication) {
     tampered.replace(tampered.find("green"), 5, "grown");
     std::string unsignedDocument = good;
     unsignedDocument.replace(unsignedDocument.find("signature_v0"), 12, "signature_v9");
-    struct Case {
-        const char* what;
+    const struct {
+        std::string key; ///< as each is set up once
         std::string document;
         const char* line; ///< what the log says
+    } cases[] = {
+        {"a00000000000000000000001", tampered, "KIVNetwork_signatureWasNotVerified"},
+        {"a00000000000000000000002", unsignedDocument, "KIVNetwork_signatureWasNotVerified"},
+        {"a00000000000000000000003", makeSigner().sign(payload("a00000000000000000000003")),
+         "KIVNetwork_signatureWasNotVerified"},
+        {"a00000000000000000000004", signer.sign("{nonsense"), "KIVNetwork_jsonParsing"},
+        {"a00000000000000000000005", good, "Error: recognizeJson, missmatched appKey. expected: "},
+        {"a00000000000000000000006", good.substr(0, good.size() / 2), "configuration.json"},
     };
-    const Case cases[] = {
-        {"tampered", tampered, "KIVNetwork_signatureWasNotVerified"},
-        {"unsigned", unsignedDocument, "KIVNetwork_signatureWasNotVerified"},
-        {"signed by another", makeSigner().sign(payload(key)), "KIVNetwork_signatureWasNotVerified"},
-        {"payload is no JSON", signer.sign("{nonsense"), "KIVNetwork_jsonParsing"},
-        {"foreign", signer.sign(payload(otherKey)), "Error: recognizeJson, missmatched appKey. expected: "},
-        {"truncated", good.substr(0, good.size() / 2), "configuration.json"},
-        {"empty", "", "configuration.json"},
-        {"no JSON", "<html>", "configuration.json"},
-        {"too large", std::string((64U << 20) + 1, ' '), "configuration.json"},
-    };
-    int number = 0;
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.what);
-        std::string each = key;
-        each.back() = static_cast<char>('0' + number);
-        each[0] = 'a';
-        ++number;
-        std::string document = one.document;
-        // The same document for each key of the table.
-        if (std::string(one.what) == "foreign") {
-            document = signer.sign(payload(otherKey));
-        }
-        KIVCore::setupWithKey(each, options(document));
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.key);
+        log.clear();
+        KIVCore::setupWithKey(one.key, options(one.document));
         EXPECT_EQ(KIVCore::state(), 2U);
         expectDefaults();
-        EXPECT_TRUE(logged(one.line));
+        EXPECT_TRUE(log.has({one.line}));
     }
 }
 
 TEST_F(Setup, RefusesAMalformedKeyAndRecovers) {
     const std::string refusal = "wrong apiKey format/Please enter a valid apiKey";
-    for (const char* wrong : {"", "5e0bd1f2", "5e0bd1f2c3a4b5d6e7f8091g", " 5e0bd1f2c3a4b5d6e7f80912",
-                              "5e0bd1f2c3a4b5d6e7f80912\n", "0ac4f5e6-1111-2222-3333-0123456789a",
-                              "0ac4f5e611112222333301234567-89ab-xx"}) {
+    for (const char* wrong :
+         {"", "5e0bd1f2", "5e0bd1f2c3a4b5d6e7f8091g", " 5e0bd1f2c3a4b5d6e7f80912",
+          "5e0bd1f2c3a4b5d6e7f80912\n", "0ac4f5e6-1111-2222-3333-0123456789a",
+          "0ac4f5e6-1111-2222-3333-0123456789ab\n", "0ac4f5e6-11112-222-3333-0123456789ab"}) {
         EXPECT_EQ(nameOfFailure(wrong), refusal) << wrong;
         EXPECT_EQ(KIVCore::state(), 4U);
     }
@@ -243,9 +209,7 @@ TEST_F(Setup, WithAUuidKeyChecksNoSignature) {
 }
 
 TEST_F(Setup, TrustsTheBuiltInCertificate) {
-    std::ifstream file(KIV_TEST_DATA "/builtin-signed.json");
-    const std::string document((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    KIVOptions all = options(document);
+    KIVOptions all = options(kiv::readFile(KIV_TEST_DATA "/builtin-signed.json").value());
     all.customSigningCertificate = std::nullopt;
     KIVCore::setupWithKey(key, all);
     ASSERT_EQ(results.size(), 1U);
@@ -258,7 +222,7 @@ TEST_F(Setup, DoesNothingWhenThisBuildIsSwitchedOff) {
     KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
     EXPECT_EQ(KIVCore::state(), 2U);
     EXPECT_EQ(KIVCore::overrides(), nullptr);
-    EXPECT_TRUE(logged("Current KIV SDK version (588) was switched off for this app, please contact "));
+    EXPECT_TRUE(log.has({"Current KIV SDK version (588) was switched off for this app, please contact "}));
     expectDefaults();
 }
 
@@ -266,8 +230,8 @@ TEST_F(Setup, KeepsSilentFilesOutOfTheLog) {
     KIVOptions all = options(signer.sign(payload(otherKey)));
     all.silentFiles = {"KIVClient.cpp"};
     KIVCore::setupWithKey(key, all);
-    EXPECT_FALSE(logged("missmatched"));
-    EXPECT_TRUE(logged("KIV SDK(build 588):KIVCoreInstance.cpp:"));
+    EXPECT_FALSE(log.has({"missmatched"}));
+    EXPECT_TRUE(log.has({"KIV SDK(build 588):KIVCoreInstance.cpp:"}));
 }
 
 /// An exception that says nothing about itself.
@@ -289,14 +253,11 @@ TEST_F(Setup, ReportsAThrowingHandler) {
     EXPECT_EQ(error, std::pair(1U, std::string()));
     KIVCore::setUserspaceUnhandledErrorHandler(
         [](unsigned, const KIVException&) { throw std::runtime_error("again"); });
-    KIVCore::setupWithKey(otherKey, [&] {
-        KIVOptions other = options(signer.sign(payload(otherKey)));
-        other.onConfigurationFetched = [](const KIVFetcherResult&) { throw std::runtime_error("first"); };
-        return other;
-    }());
+    all.onConfigurationFetched = [](const KIVFetcherResult&) { throw std::runtime_error("first"); };
+    KIVCore::setupWithKey(otherKey, all);
     EXPECT_TRUE(
-        logged("User Unhandled Error Handler itself threw an exception: std::exception: again. original "
-               "exception: std::exception: first"));
+        log.has({"User Unhandled Error Handler itself threw an exception: std::exception: again. original "
+                 "exception: std::exception: first"}));
 }
 
 /// Runs the task on a thread of its own. True when the thread ended inside a callback that calls `leave`.
@@ -329,9 +290,7 @@ TEST_F(Setup, LetsAThreadEndInACallback) {
     EXPECT_TRUE(endsEarly([&] { center.post("leave", 1); }));
     center.removeObserver(token);
 
-    KIVHost host;
-    host.logSink = [](const std::string&) { leave(); };
-    KIVHost::configure(host);
+    configureHost([](KIVHost& host) { host.logSink = [](const std::string&) { leave(); }; });
     EXPECT_TRUE(endsEarly([&] { KIVCore::setupWithKey(key); }));
     KIVHost::configure({});
     all.onConfigurationFetched = nullptr;
@@ -389,10 +348,7 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
     const auto hasGone = [] {
         return KIVCore::propertiesRepository()->customPropertyForName("of.the.destructor") != nullptr;
     };
-    for (int i = 0; i < 500 && !hasGone(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_TRUE(hasGone());
+    EXPECT_TRUE(eventually(hasGone));
     EXPECT_THROW(KIVCore::setVariant(nullptr, "x"), KIVException);
 }
 
@@ -425,18 +381,18 @@ TEST_F(Setup, KeepsEverythingInMemoryWithoutALibraryFolder) {
     EXPECT_FALSE(overrides->cacheOverrides());
     overrides->setOverride("red", flags->color);
     EXPECT_EQ(flags->color.value(), "red");
-    EXPECT_TRUE(logged("could not write a file: there is no Library folder"));
+    EXPECT_TRUE(log.has({"could not write a file: there is no Library folder"}));
 }
 
 TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
-    KIVHost host;
     const auto lines = std::make_shared<std::atomic<int>>(0); // the library's threads go on logging
-    host.logSink = [lines, kept = flags](const std::string&) {
-        ++*lines;
-        kept->open.isEnabled();
-        throw 1;
-    };
-    KIVHost::configure(host);
+    configureHost([&](KIVHost& host) {
+        host.logSink = [lines, kept = flags](const std::string&) {
+            ++*lines;
+            kept->open.isEnabled();
+            throw 1;
+        };
+    });
     KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
     EXPECT_TRUE(flags->open.isEnabled());
     EXPECT_GT(*lines, 0);
@@ -445,28 +401,22 @@ TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
 // Setting up, registering, reading and shutting down from several threads at once.
 TEST_F(Setup, IsSafeFromSeveralThreads) {
     const KIVOptions all = options(signer.sign(payload(key)));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([this, &all, i] {
-            std::string own = key;
-            own.back() = static_cast<char>('a' + i);
-            const auto container = std::make_shared<StoreFlags>();
-            KIVCore::register_("thread" + std::to_string(i), container);
-            KIVCore::setupWithKey(i % 2 ? own : key, all);
-            for (int n = 0; n < 50; ++n) {
-                flags->color.value();
-                container->open.isEnabled();
-                KIVCore::dynamicAPI()->getInt("by.name." + std::to_string(n), 1);
-                KIVCore::unfreeze();
-            }
-            if (i == 3) {
-                KIVCore::shutdown();
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    onThreads(4, [&](int i) {
+        std::string own = key;
+        own.back() = static_cast<char>('a' + i);
+        const auto container = std::make_shared<StoreFlags>();
+        KIVCore::register_("thread" + std::to_string(i), container);
+        KIVCore::setupWithKey(i % 2 ? own : key, all);
+        for (int n = 0; n < 50; ++n) {
+            flags->color.value();
+            container->open.isEnabled();
+            KIVCore::dynamicAPI()->getInt("by.name." + std::to_string(n), 1);
+            KIVCore::unfreeze();
+        }
+        if (i == 3) {
+            KIVCore::shutdown();
+        }
+    });
     EXPECT_EQ(KIVCore::flags().size(), 5 * 4U + 50U);
 }
 

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -12,6 +11,7 @@
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/CapturedLog.h"
 #include "Support/Signing.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -80,18 +80,19 @@ TEST_F(ConfigurationStores, TheDefaultIsTheResourceElseThePath) {
 
 TEST_F(ConfigurationStores, AreOnDiskWhenASetterReturnsWhoeverElseIsWriting) {
     const auto own = manager();
-    std::atomic<bool> done = false;
-    std::thread other([&] {
-        while (!done) {
-            own->setProductionConfiguration(documentOf(R"({"data":"some"})"));
+    int written = 0;
+    const auto write = [&] {
+        own->setProductionConfiguration(documentOf(R"({"data":")" + std::to_string(++written) + "\"}"));
+    };
+    write();
+    besideThreads(1, write, [&] {
+        for (std::int32_t type = 1; type <= 50; ++type) {
+            own->setNextStartLoadingType(type);
+            EXPECT_EQ(manager()->nextStartLoadingType(), type);
         }
     });
-    for (std::int32_t type = 1; type <= 50; ++type) {
-        own->setNextStartLoadingType(type);
-        EXPECT_EQ(manager()->nextStartLoadingType(), type);
-    }
-    done = true;
-    other.join();
+    EXPECT_EQ(manager()->nextStartLoadingType(), 50);
+    EXPECT_EQ(*kiv::textMember(*manager()->productionConfiguration(), "data"), std::to_string(written));
 }
 
 TEST_F(ConfigurationStores, ABadDefaultIsNoneAndTheLogSaysWhy) {
@@ -130,52 +131,31 @@ TEST_F(ConfigurationStores, EachChangeIsOnDiskAtOnce) {
 }
 
 TEST_F(ConfigurationStores, RecordsOfOtherVersionsAndDamagedOnes) {
-    const kiv::json::object good{{"formatVersion_majorNumber", 1},
-                                 {"formatVersion_minorNumber", 0},
-                                 {"nextStartLoadingType", 1},
-                                 {"productionConfiguration", {{"data", "{}"}}}};
-    const auto with = [&](const char* key, kiv::json::value value) {
-        kiv::json::object changed = good;
-        changed[key] = std::move(value);
-        return changed;
-    };
     struct Case {
-        kiv::json::object archive;
+        const char* member;
+        kiv::json::value value;
         int type;
         bool hasConfiguration;
     };
     const Case cases[] = {
-        {good, 1, true},
-        {with("formatVersion_majorNumber", 0), 0, false},
-        {with("formatVersion_minorNumber", -1), 0, false},
-        {with("formatVersion_majorNumber", 2), 1, true},
-        {with("formatVersion_majorNumber", "1"), 0, false},
-        {with("nextStartLoadingType", "1"), 0, true},
-        {with("productionConfiguration", "text"), 1, false},
+        {"formatVersion_majorNumber", 1, 1, true},     {"formatVersion_majorNumber", 0, 0, false},
+        {"formatVersion_minorNumber", -1, 0, false},   {"formatVersion_majorNumber", 2, 1, true},
+        {"formatVersion_majorNumber", "1", 0, false},  {"nextStartLoadingType", "1", 0, true},
+        {"productionConfiguration", "text", 1, false},
     };
     for (const Case& one : cases) {
-        ASSERT_TRUE(kiv::writePropertyList(record, one.archive));
-        EXPECT_EQ(manager()->nextStartLoadingType(), one.type) << kiv::compactJson(one.archive);
-        EXPECT_EQ(manager()->productionConfiguration() != nullptr, one.hasConfiguration)
-            << kiv::compactJson(one.archive);
+        kiv::json::object archive{{"formatVersion_majorNumber", 1},
+                                  {"formatVersion_minorNumber", 0},
+                                  {"nextStartLoadingType", 1},
+                                  {"productionConfiguration", {{"data", "{}"}}}};
+        archive[one.member] = one.value;
+        SCOPED_TRACE(kiv::compactJson(archive));
+        ASSERT_TRUE(kiv::writePropertyList(record, archive));
+        EXPECT_EQ(manager()->nextStartLoadingType(), one.type);
+        EXPECT_EQ(manager()->productionConfiguration() != nullptr, one.hasConfiguration);
     }
     kiv::writeFile(record, "bplist00 nonsense");
     EXPECT_EQ(manager()->nextStartLoadingType(), 0);
-}
-
-TEST_F(ConfigurationStores, TheLastOfManyWritersWins) {
-    const auto shared = manager();
-    std::thread other([&] {
-        for (int i = 0; i < 30; ++i) {
-            shared->setNextStartLoadingType(1);
-        }
-    });
-    for (int i = 0; i < 30; ++i) {
-        shared->setProductionConfiguration(documentOf(R"({"data":")" + std::to_string(i) + "\"}"));
-    }
-    other.join();
-    EXPECT_EQ(manager()->nextStartLoadingType(), 1);
-    EXPECT_EQ(*kiv::textMember(*manager()->productionConfiguration(), "data"), "29");
 }
 
 TEST_F(ConfigurationStores, TheDocumentSignedLaterIsChosen) {
@@ -202,14 +182,13 @@ TEST_F(ConfigurationStores, TheDocumentSignedLaterIsChosen) {
         {"neither", nullptr, nullptr, false},
     };
     for (const Case& one : cases) {
+        SCOPED_TRACE(one.what);
         const auto& winner = one.storedWins ? one.stored : one.embedded;
         const auto chosen = KIVConfigurationFetcher::cachedConfigurationByDate(one.stored, one.embedded);
-        EXPECT_EQ(chosen.configuration, winner) << one.what;
+        EXPECT_EQ(chosen.configuration, winner);
         EXPECT_EQ(chosen.fetcherStatus,
-                  one.storedWins ? KIVFetcherStatus::stored : KIVFetcherStatus::embedded)
-            << one.what;
-        EXPECT_EQ(chosen.configurationDate, KIVConfigurationFetcher::signedDateFromConfiguration(winner))
-            << one.what;
+                  one.storedWins ? KIVFetcherStatus::stored : KIVFetcherStatus::embedded);
+        EXPECT_EQ(chosen.configurationDate, KIVConfigurationFetcher::signedDateFromConfiguration(winner));
     }
 }
 

@@ -13,11 +13,9 @@
 
 #include <gtest/gtest.h>
 
-#include <kiv/KIVHost.h>
-
 #include "Analytics/KIVSEGFileStorage.h"
+#include "CorvaneClient/Shop.h"
 #include "Platform/Files.h"
-#include "Platform/Json.h"
 #include "Platform/PropertyList.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/LoopbackServer.h"
@@ -27,15 +25,7 @@ namespace {
 
 namespace json = kiv::json;
 
-const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
-const std::string command = KIV_TEST_BIN_DIR "/kiv";
-
-std::string payload(std::size_t size) {
-    return R"({"application":")" + key + R"(","experiments":[],"padding":")" + std::string(size, 'x') +
-           R"("})";
-}
-
-/// An application in a process of its own, driven by lines.
+/// An application with one flag, in a process of its own, driven by lines.
 class Application {
 public:
     Application() {
@@ -48,7 +38,7 @@ public:
             dup2(ends[0], STDIN_FILENO);
             dup2(nowhere, STDOUT_FILENO);
             dup2(nowhere, STDERR_FILENO);
-            execl(command.c_str(), "kiv", "shell", nullptr);
+            execl(KIV_TEST_BIN_DIR "/kiv", "kiv", "shell", nullptr);
             _exit(127);
         }
         close(ends[0]);
@@ -59,6 +49,19 @@ public:
     }
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
+
+    void setUp(const std::string& folder, const Signer& signer, const json::object& endpoints,
+               const std::string& defaultConfigurationPath = "") {
+        tell({{"do", "host"}, {"libraryDirectory", folder}});
+        tell({{"do", "register"},
+              {"flags", json::array{{{"name", "color"}, {"type", "string"}, {"default", "x"}}}}});
+        tell({{"do", "setup"},
+              {"key", shopKey},
+              {"options",
+               {{"customSigningCertificate", signer.certificateBase64},
+                {"defaultConfigurationPath", defaultConfigurationPath},
+                {"networkConfigurations", endpoints}}}});
+    }
 
     /// Until the process is killed.
     void tell(const json::object& line) {
@@ -95,15 +98,18 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
     std::signal(SIGPIPE, SIG_IGN);
     constexpr int rounds = 200;
     const Signer signer = makeSigner();
-    const std::string documents[] = {signer.sign(payload(100)), signer.sign(payload(400'000))};
+    const auto document = [&](std::size_t size) {
+        return signer.sign(payloadOf({}, {{"padding", std::string(size, 'x')}}));
+    };
+    const std::string documents[] = {document(100), document(400'000)};
     const std::string overrides[] = {std::string(10, 'a'), std::string(200'000, 'b')};
     std::set<std::string> known;
-    for (const std::string& document : documents) {
-        known.insert(std::string(*kiv::textMember(*kiv::parseJson(document), "data")));
+    for (const std::string& each : documents) {
+        known.insert(std::string(*kiv::textMember(*kiv::parseJson(each), "data")));
     }
     std::atomic<unsigned> asked = 0;
     LoopbackServer server;
-    server.on("/cdn/" + key + "/" + KIVDeviceProperties::buidFor(key, signer.certificateBase64),
+    server.on("/cdn/" + shopKey + "/" + KIVDeviceProperties::buidFor(shopKey, signer.certificateBase64),
               [&](const auto& request, auto& connection) {
                   LoopbackServer::answer(200, documents[asked++ % 2])(request, connection);
               });
@@ -119,16 +125,7 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
                     application.kill();
                 }
             });
-            application.tell({{"do", "host"}, {"libraryDirectory", folder}});
-            application.tell(
-                {{"do", "register"},
-                 {"flags", json::array{{{"name", "color"}, {"type", "string"}, {"default", "x"}}}}});
-            application.tell(
-                {{"do", "setup"},
-                 {"key", key},
-                 {"options",
-                  {{"customSigningCertificate", signer.certificateBase64},
-                   {"networkConfigurations", {{"getConfigCloudEndpoint", server.url("/cdn")}}}}}});
+            application.setUp(folder, signer, {{"getConfigCloudEndpoint", server.url("/cdn")}});
             for (int step = 0; step < 6; ++step) {
                 application.tell({{"do", "override"}, {"name", "color"}, {"value", overrides[step % 2]}});
                 application.tell({{"do", "fetch"}});
@@ -150,7 +147,7 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
         // Now and then a fresh folder, so that identities are made.
         const std::string folder = root + std::to_string(i / 3);
         run(folder, whole * (random() % 1000) / 1000);
-        const auto identity = wholeList(folder + "/corvane-" + key + "-properties.plist", identities);
+        const auto identity = wholeList(folder + "/corvane-" + shopKey + "-properties.plist", identities);
         const auto record =
             wholeList(folder + "/Application Support/Persistency/KIVClientConfigurationLoadingData", records);
         const auto kept =
@@ -158,8 +155,8 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
         if (identity) {
             EXPECT_TRUE(kiv::textMember(*identity, "distinct_id"));
         }
-        if (const auto* document = record ? kiv::member(*record, "productionConfiguration") : nullptr) {
-            EXPECT_TRUE(known.contains(std::string(*kiv::textMember(*document, "data"))));
+        if (const auto* stored = record ? kiv::member(*record, "productionConfiguration") : nullptr) {
+            EXPECT_TRUE(known.contains(std::string(*kiv::textMember(*stored, "data"))));
         }
         if (const auto* value = kept ? kiv::textMember(*kept, "color") : nullptr) {
             EXPECT_TRUE(*value == overrides[0] || *value == overrides[1]);
@@ -181,11 +178,9 @@ TEST(Durability, OfQueuedEventsLosesTheNewestAtMost) {
     const std::string root = *KIVHost::current()->libraryDirectory + "/queues/";
     const std::string document = root + "document.json";
     ASSERT_TRUE(
-        kiv::writeFile(document, signer.sign(R"({"application":")" + key + R"(","experiments":[{"_id":"a",)" +
-                                             R"("deploymentConfiguration":{"condition":"\"true\""},)" +
-                                             R"("featureFlags":[{"name":"kiv.internal.analytics"}]}]})")));
+        kiv::writeFile(document, signer.sign(payloadOf({experiment("kiv.internal.analytics", "true")}))));
     LoopbackServer server;
-    server.on("/impression/" + key, LoopbackServer::reset());
+    server.on("/impression/" + shopKey, LoopbackServer::reset());
     std::mt19937 random(std::random_device{}());
     constexpr int rounds = 40;
     std::size_t most = 0;
@@ -195,23 +190,14 @@ TEST(Durability, OfQueuedEventsLosesTheNewestAtMost) {
         const std::string folder = root + std::to_string(i / 4);
         {
             Application application;
-            application.tell({{"do", "host"}, {"libraryDirectory", folder}});
-            application.tell(
-                {{"do", "register"},
-                 {"flags", json::array{{{"name", "color"}, {"type", "string"}, {"default", "x"}}}}});
-            application.tell({{"do", "setup"},
-                              {"key", key},
-                              {"options",
-                               {{"customSigningCertificate", signer.certificateBase64},
-                                {"defaultConfigurationPath", document},
-                                {"networkConfigurations", {{"analyticsEndpoint", server.url("")}}}}}});
+            application.setUp(folder, signer, {{"analyticsEndpoint", server.url("")}}, document);
             for (int read = 0; read < 200; ++read) {
                 application.tell({{"do", "read"}, {"name", "color"}});
             }
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 120'000));
             application.kill();
         }
-        const KIVSEGFileStorage storage(folder + "/Application Support/" + key, nullptr);
+        const KIVSEGFileStorage storage(folder + "/Application Support/" + shopKey, nullptr);
         const auto queue = storage.arrayForKey("kiv.segmentio.queue.plist");
         const bool isThere = kiv::fileExists(storage.urlForKey("kiv.segmentio.queue.plist"));
         ASSERT_EQ(queue.is_array(), isThere);

@@ -1,48 +1,39 @@
+#include <array>
+#include <atomic>
 #include <condition_variable>
 #include <deque>
-#include <map>
+#include <future>
 #include <mutex>
-#include <thread>
 
 #include <gtest/gtest.h>
-
-#include <kiv/kiv.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
+#include "CorvaneClient/Shop.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"
 #include "Support/Signing.h"
+#include "Support/Threads.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using Server = LoopbackServer;
 
-const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
 const std::string early = "2026-01-01T00:00:00.000Z";
 const std::string late = "2026-02-01T00:00:00.000Z";
 
-struct ShopFlags : KIVBaseContainer {
-    KIVString color{"default"};
-    KIV_CONTAINER(ShopFlags, color);
-};
-
-std::string experiment(const std::string& flag, const std::string& value) {
-    return R"({"_id":")" + flag + R"(","deploymentConfiguration":{"condition":"\")" + value +
-           R"(\""},"featureFlags":[{"name":")" + flag + R"("}]})";
-}
-
-/// A payload that gives the shop's colour, and some internal flags.
-std::string payload(const std::string& color, const std::map<std::string, std::string>& internal = {},
-                    const std::string& more = "") {
-    std::string experiments = experiment("shop.color", color);
-    for (const auto& [name, value] : internal) {
-        experiments += "," + experiment("kiv.internal." + name, value);
+/// A payload that gives the shop's colour, and an internal flag.
+std::string payload(const std::string& color, const std::string& internal = "",
+                    const std::string& text = "") {
+    kiv::json::array experiments{experiment("shop.color", color)};
+    if (!internal.empty()) {
+        experiments.push_back(experiment("kiv.internal." + internal, text));
     }
-    return R"({"application":")" + key + R"(",)" + more + R"("experiments":[)" + experiments + "]}";
+    return payloadOf(experiments);
 }
 
 /// An application with one flag, set up against a server on loopback.
@@ -52,15 +43,15 @@ protected:
     ~Fetch() override { KIVCore::shutdown(); }
 
     void setUp(KIVNetworkConfigurationsOptions endpoints) {
-        KIVCore::setupWithKey(key, {.onConfigurationFetched =
-                                        [heard = heard](const KIVFetcherResult& result) {
-                                            const std::lock_guard lock(heard->lock);
-                                            heard->results.push_back(result);
-                                            heard->changed.notify_all();
-                                        },
-                                    .verbose = 1,
-                                    .customSigningCertificate = signer.certificateBase64,
-                                    .networkConfigurations = std::move(endpoints)});
+        KIVCore::setupWithKey(shopKey, {.onConfigurationFetched =
+                                            [heard = heard](const KIVFetcherResult& result) {
+                                                const std::lock_guard lock(heard->lock);
+                                                heard->results.push_back(result);
+                                                heard->changed.notify_all();
+                                            },
+                                        .verbose = 1,
+                                        .customSigningCertificate = signer.certificateBase64,
+                                        .networkConfigurations = std::move(endpoints)});
     }
     void setUp() { setUp({.getConfigCloudEndpoint = server.url("/cdn")}); }
 
@@ -83,7 +74,7 @@ protected:
     /// The colour in the stored document.
     std::string stored() const {
         const auto document =
-            KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, key)
+            KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, shopKey)
                 .productionConfiguration();
         const auto* data = document ? kiv::textMember(*document, "data") : nullptr;
         if (!data) {
@@ -97,11 +88,11 @@ protected:
         return "another";
     }
 
-    void answerCdn(LoopbackServer::Behaviour behaviour) {
-        server.on("/cdn/" + key + "/" + buid, std::move(behaviour));
+    void answerCdn(Server::Behaviour behaviour) {
+        server.on("/cdn/" + shopKey + "/" + buid, std::move(behaviour));
     }
     void serve(const std::string& payload, const std::string& date = late) {
-        answerCdn(LoopbackServer::answer(200, signer.sign(payload, date)));
+        answerCdn(Server::answer(200, signer.sign(payload, date)));
     }
 
     struct Heard {
@@ -112,7 +103,7 @@ protected:
 
     CapturedLog log;
     const Signer signer = makeSigner();
-    const std::string buid = KIVDeviceProperties::buidFor(key, signer.certificateBase64);
+    const std::string buid = KIVDeviceProperties::buidFor(shopKey, signer.certificateBase64);
     LoopbackServer server;
     std::shared_ptr<ShopFlags> flags = std::make_shared<ShopFlags>();
     std::shared_ptr<Heard> heard = std::make_shared<Heard>();
@@ -124,53 +115,40 @@ TEST_F(Fetch, ServesStoresAndTellsWhatTheServiceSays) {
     const std::string unverifiable = makeSigner().sign(payload("red"), early);
     const std::string foreign =
         signer.sign(R"({"application":"5e0bd1f2c3a4b5d6e7f80913","experiments":[]})", early);
-    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
     const struct {
         const char* name;
-        LoopbackServer::Behaviour behaviour;
+        Server::Behaviour behaviour;
         std::string result; ///< status and error
         std::string stored;
         std::string served;
     } cases[] = {
-        {"a document", LoopbackServer::answer(200, good), "3", "red", "red"},
-        {"any status with a document", LoopbackServer::answer(500, good), "3", "red", "red"},
-        {"a redirect to it", LoopbackServer::redirect(302, "/elsewhere"), "3", "red", "red"},
-        {"a dummy", LoopbackServer::answer(200, signer.sign(payload("red", {}, R"("dummy":true,)"), early)),
+        {"a document", Server::answer(200, good), "3", "red", "red"},
+        {"any status with a document", Server::answer(500, good), "3", "red", "red"},
+        {"a redirect to it", Server::redirect(302, "/elsewhere"), "3", "red", "red"},
+        {"a dummy",
+         Server::answer(200,
+                        signer.sign(payloadOf({experiment("shop.color", "red")}, {{"dummy", true}}), early)),
          "3", "green", "red"},
-        {"a document for another application", LoopbackServer::answer(200, foreign), "3", "another", "green"},
-        {"a wrong signature", LoopbackServer::answer(200, unverifiable),
-         "5 KIVNetwork_signatureWasNotVerified", "red", "green"},
-        {"data that is no JSON", LoopbackServer::answer(200, signer.sign("{red", early)),
-         "5 KIVNetwork_jsonParsing", "red", "green"},
-        {"no envelope", LoopbackServer::answer(200, "{}"), "5 KIVNetwork_signatureWasNotVerified", "nothing",
+        {"a document for another application", Server::answer(200, foreign), "3", "another", "green"},
+        {"a wrong signature", Server::answer(200, unverifiable), "5 KIVNetwork_signatureWasNotVerified",
+         "red", "green"},
+        {"data that is no JSON", Server::answer(200, signer.sign("{red", early)), "5 KIVNetwork_jsonParsing",
+         "red", "green"},
+        {"no envelope", Server::answer(200, "{}"), "5 KIVNetwork_signatureWasNotVerified", "nothing",
          "green"},
-        {"an array", LoopbackServer::answer(200, "[1]"), "5 KIVNetwork_jsonParsing", "green", "green"},
-        {"HTML", LoopbackServer::answer(200, "<html></html>"), "5 KIVNetwork_jsonParsing", "green", "green"},
-        {"an empty body", LoopbackServer::answer(200, ""), "5 KIVNetwork_emptyResult", "green", "green"},
-        {"an error without a body", LoopbackServer::answer(429, ""), "5 KIVNetwork_emptyResult", "green",
-         "green"},
-        {"not found, and no API", LoopbackServer::answer(404, ""), "5 KIVNetwork_unknownError", "green",
-         "green"},
-        {"forbidden, and no API", LoopbackServer::answer(403, good), "5 KIVNetwork_unknownError", "green",
-         "green"},
-        {"a body that says not found, and no API", LoopbackServer::answer(200, R"({"result":404})"),
+        {"an array", Server::answer(200, "[1]"), "5 KIVNetwork_jsonParsing", "green", "green"},
+        {"HTML", Server::answer(200, "<html></html>"), "5 KIVNetwork_jsonParsing", "green", "green"},
+        {"an empty body", Server::answer(200, ""), "5 KIVNetwork_emptyResult", "green", "green"},
+        {"an error without a body", Server::answer(429, ""), "5 KIVNetwork_emptyResult", "green", "green"},
+        {"not found, and no API", Server::answer(404, ""), "5 KIVNetwork_unknownError", "green", "green"},
+        {"forbidden, and no API", Server::answer(403, good), "5 KIVNetwork_unknownError", "green", "green"},
+        {"a body that says not found, and no API", Server::answer(200, R"({"result":404})"),
          "5 KIVNetwork_unknownError", "green", "green"},
-        {"a reset", LoopbackServer::reset(), "5 KIVNetwork_unknownError", "green", "green"},
-        {"half a body", LoopbackServer::raw(head + "99999\r\n\r\n" + good), "5 KIVNetwork_unknownError",
-         "green", "green"},
-        {"a byte at a time",
-         [=](const auto&, LoopbackServer::Connection& connection) {
-             const std::string bytes = LoopbackServer::response(200, good);
-             connection.trickle(bytes.substr(0, 200), 1ms);
-             connection.send(bytes.substr(200));
-         },
-         "3", "red", "red"},
-        {"100 MB", LoopbackServer::flood("HTTP/1.1 200 OK\r\n\r\n", std::string(1U << 20, 'x'), 100U << 20),
-         "5 KIVNetwork_unknownError", "green", "green"},
-        {"a redirect loop", LoopbackServer::redirect(302, "/cdn/" + key + "/" + buid),
+        {"a reset", Server::reset(), "5 KIVNetwork_unknownError", "green", "green"},
+        {"half a body", Server::raw("HTTP/1.1 200 OK\r\nContent-Length: 99999\r\n\r\n" + good),
          "5 KIVNetwork_unknownError", "green", "green"},
     };
-    server.on("/elsewhere", LoopbackServer::answer(200, good));
+    server.on("/elsewhere", Server::answer(200, good));
     setUp();
     EXPECT_EQ(nextResult(), "5 KIVNetwork_unknownError") << "the server does not know it yet";
     for (const auto& each : cases) {
@@ -187,8 +165,8 @@ TEST_F(Fetch, ServesStoresAndTellsWhatTheServiceSays) {
 }
 
 TEST_F(Fetch, AsksTheApiForWhatTheCdnDoesNotHave) {
-    server.on("/api/" + key + "/" + buid, LoopbackServer::answer(200, signer.sign(payload("red"), late),
-                                                                 {{"Content-Type", "application/json"}}));
+    server.on("/api/" + shopKey + "/" + buid,
+              Server::answer(200, signer.sign(payload("red"), late), {{"Content-Type", "application/json"}}));
     setUp({.getConfigApiEndpoint = server.url("/api/"), .getConfigCloudEndpoint = server.url("/cdn")});
     EXPECT_EQ(nextResult(), "3");
     EXPECT_EQ(flags->color.value(), "red");
@@ -209,7 +187,7 @@ TEST_F(Fetch, AsksTheApiForWhatTheCdnDoesNotHave) {
     EXPECT_EQ(requests[1].headers.at("content-type"), "application/json");
     const auto body = kiv::parseJson(requests[1].body);
     ASSERT_TRUE(body);
-    EXPECT_EQ(*kiv::textMember(*body, "app_key"), key);
+    EXPECT_EQ(*kiv::textMember(*body, "app_key"), shopKey);
     EXPECT_EQ(*kiv::textMember(*body, "buid"), buid);
 
     // Without a CDN the API is asked at once.
@@ -222,17 +200,14 @@ TEST_F(Fetch, AsksTheApiForWhatTheCdnDoesNotHave) {
 
 TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
     ManualClock& clock = ManualClock::install();
-    serve(payload("red", {{"throttleFetchInSeconds", "30"}}));
+    serve(payload("red", "throttleFetchInSeconds", "30"));
     setUp();
     EXPECT_EQ(nextResult(), "3");
     KIVCore::fetch(); // starts the time
     EXPECT_EQ(nextResult(), "3");
     clock.advance(29);
     KIVCore::fetch();
-    for (int i = 0; i < 1000 && !log.has({"Skipping fetch - kill switch"}); ++i) {
-        std::this_thread::sleep_for(10ms);
-    }
-    EXPECT_TRUE(log.has({"Skipping fetch - kill switch"}));
+    EXPECT_TRUE(eventually([&] { return log.has({"Skipping fetch - kill switch"}); }));
     KIVCoreInstance::getInstance().client()->fetchConfigurationFromURLExpanding("push");
     EXPECT_EQ(nextResult(), "3") << "the push stream's are not throttled";
     clock.advance(2);
@@ -243,72 +218,42 @@ TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
 }
 
 TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
-    struct Streams {
-        std::mutex lock;
-        std::condition_variable changed;
-        std::vector<std::string> toSend;
-        int opened = 0;
-    };
-    const auto streams = std::make_shared<Streams>();
-    server.on("/sse/" + key, [streams](const auto&, LoopbackServer::Connection& connection) {
+    // What each stream in turn is sent before it ends.
+    const auto words = std::make_shared<std::array<std::promise<std::string>, 2>>();
+    const auto opened = std::make_shared<std::atomic<std::size_t>>(0);
+    server.on("/sse/" + shopKey, [words, opened](const auto&, Server::Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n:\n\n");
-        std::unique_lock guard(streams->lock);
-        ++streams->opened;
-        streams->changed.notify_all();
-        while (streams->changed.wait_for(guard, 20s, [&] { return !streams->toSend.empty(); })) {
-            const std::string bytes = streams->toSend.front();
-            streams->toSend.erase(streams->toSend.begin());
-            if (bytes.empty() || !connection.send(bytes)) {
-                break;
-            }
-        }
+        connection.send(words->at((*opened)++).get_future().get());
         connection.close();
     });
-    const auto send = [&](const std::string& bytes) {
-        const std::lock_guard guard(streams->lock);
-        streams->toSend.push_back(bytes);
-        streams->changed.notify_all();
-    };
-    const auto waitForStreams = [&](int count) {
-        std::unique_lock guard(streams->lock);
-        return streams->changed.wait_for(guard, 20s, [&] { return streams->opened == count; });
-    };
 
-    serve(payload("red", {{"pushUpdates", "true"}}));
+    serve(payload("red", "pushUpdates", "true"));
     setUp({.getConfigCloudEndpoint = server.url("/cdn"), .pushNotificationEndpoint = server.url("/sse")});
     EXPECT_EQ(nextResult(), "3");
-    ASSERT_TRUE(waitForStreams(1));
+    ASSERT_TRUE(eventually([&] { return *opened == 1; }));
     EXPECT_TRUE(log.has({"Push Updates are on"}));
 
-    serve(payload("green", {{"pushUpdates", "true"}}));
-    send("event: other\ndata: x\n\nevent: changed\ndata: y\n\n");
+    serve(payload("green", "pushUpdates", "true"));
+    words->at(0).set_value("event: other\ndata: x\n\nevent: changed\ndata: y\n\n");
     EXPECT_EQ(nextResult(), "3");
     EXPECT_EQ(flags->color.value(), "green");
 
     // A stream that has ended is opened anew by an ordinary fetch.
-    send("");
-    const auto opensAnew = [&] {
+    EXPECT_TRUE(eventually([&] {
         KIVCore::fetch();
         EXPECT_EQ(nextResult(), "3");
-        const std::lock_guard guard(streams->lock);
-        return streams->opened == 2;
-    };
-    bool opened = false;
-    for (int i = 0; i < 200 && !opened; ++i) {
-        opened = opensAnew();
-        std::this_thread::sleep_for(10ms);
-    }
-    EXPECT_TRUE(opened);
+        return *opened == 2;
+    }));
 
     serve(payload("blue"));
     KIVCore::fetch();
     EXPECT_EQ(nextResult(), "3");
     EXPECT_TRUE(log.has({"Push Updates are off"}));
-    send("");
+    words->at(1).set_value("");
 }
 
 TEST_F(Fetch, IsInertAfterShutdown) {
-    answerCdn(LoopbackServer::stall());
+    answerCdn(Server::stall());
     setUp({.getConfigCloudEndpoint = server.url("/cdn"), .sendStateApiEndpoint = server.url("/state")});
     ASSERT_TRUE(server.waitForRequests(2));
     const auto start = std::chrono::steady_clock::now();

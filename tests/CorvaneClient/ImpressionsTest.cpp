@@ -1,12 +1,10 @@
 #include <filesystem>
-#include <fstream>
 
 #include <gtest/gtest.h>
 
-#include <kiv/kiv.h>
-
 #include "Analytics/KIVSEGAES256Crypto.h"
 #include "Analytics/KIVSEGFileStorage.h"
+#include "CorvaneClient/Shop.h"
 #include "Platform/Clock.h"
 #include "Platform/Files.h"
 #include "Platform/Queues.h"
@@ -16,19 +14,11 @@
 
 namespace {
 
-const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
-
-struct ShopFlags : KIVBaseContainer {
-    KIVString color{"blue", {"blue", "red"}};
-    KIVFlag open{true};
-    KIV_CONTAINER(ShopFlags, color, open);
-};
-
 /// An application with a shipped document, whose impressions go to a server.
 class Impressions : public ::testing::Test {
 protected:
     Impressions() {
-        server.on("/impression/" + key, LoopbackServer::answer(200, ""));
+        server.on("/impression/" + shopKey, LoopbackServer::answer(200, ""));
         KIVCore::register_("shop", flags);
         KIVCore::setCustomStringProperty("loyal", "customer");
     }
@@ -36,26 +26,18 @@ protected:
 
     void setUp(const std::string& analytics) {
         const std::string path = *KIVHost::current()->libraryDirectory + "/shipped.json";
-        const auto experiment = [](const std::string& id, const std::string& condition,
-                                   const std::string& flag, const std::string& more) {
-            return R"({"_id":")" + id + R"(",)" + more + R"("deploymentConfiguration":{"condition":")" +
-                   condition + R"("},"featureFlags":[{"name":")" + flag + R"("}]})";
-        };
         const Signer signer = makeSigner();
-        kiv::writeFile(
-            path,
-            signer.sign(R"({"application":")" + key + R"(","experiments":[)" +
-                        experiment("a", R"(\"red\")", "shop.color", R"("stickinessProperty":"customer",)") +
-                        "," + experiment("b", R"(\")" + analytics + R"(\")", "kiv.internal.analytics", "") +
-                        "]}"));
-        KIVCore::setupWithKey(key, {.customSigningCertificate = signer.certificateBase64,
-                                    .defaultConfigurationPath = path,
-                                    .networkConfigurations = KIVNetworkConfigurationsOptions{
-                                        .analyticsEndpoint = server.url("")}});
+        kiv::writeFile(path, signer.sign(payloadOf(
+                                 {experiment("shop.color", "red", {{"stickinessProperty", "customer"}}),
+                                  experiment("kiv.internal.analytics", analytics)})));
+        KIVCore::setupWithKey(shopKey, {.customSigningCertificate = signer.certificateBase64,
+                                        .defaultConfigurationPath = path,
+                                        .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                            .analyticsEndpoint = server.url("")}});
     }
 
     static std::string queueFile() {
-        return *KIVHost::current()->libraryDirectory + "/Application Support/" + key +
+        return *KIVHost::current()->libraryDirectory + "/Application Support/" + shopKey +
                "/kiv.segmentio.queue.plist";
     }
 
@@ -71,7 +53,7 @@ TEST_F(Impressions, ArriveWhenTheDocumentAsksForThem) {
     KIVCore::shutdown();
     ASSERT_TRUE(server.waitForRequests(1));
     const auto request = server.requests().front();
-    EXPECT_EQ(request.method + " " + request.target, "POST /impression/" + key);
+    EXPECT_EQ(request.method + " " + request.target, "POST /impression/" + shopKey);
     auto body = kiv::parseJson(request.body)->get_object();
     const auto seconds = [](const kiv::json::value& time) { return time.to_number<double>(); };
     auto& events = body.at("events").get_array();
@@ -98,7 +80,7 @@ TEST_F(Impressions, StayAtHomeOtherwise) {
 }
 
 TEST_F(Impressions, AreOnDiskAfterAShutdownThatTheServerHoldsUp) {
-    server.on("/impression/" + key, LoopbackServer::stall());
+    server.on("/impression/" + shopKey, LoopbackServer::stall());
     KIVHost host = *KIVHost::current();
     host.analyticsEncryption = {.password = "secret", .salt = "salt", .iv = "short"};
     EXPECT_THROW(KIVHost::configure(host), std::invalid_argument);

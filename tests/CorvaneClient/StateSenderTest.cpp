@@ -1,13 +1,8 @@
-#include <chrono>
-#include <thread>
-
 #include <gtest/gtest.h>
-
-#include <kiv/kiv.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
-#include "Platform/Json.h"
+#include "CorvaneClient/Shop.h"
 #include "Platform/UserDefaults.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
@@ -15,24 +10,16 @@
 
 namespace {
 
-const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
-
-struct ShopFlags : KIVBaseContainer {
-    KIVString color{"blue", {"blue", "red"}};
-    KIVFlag open{true};
-    KIV_CONTAINER(ShopFlags, color, open);
-};
-
 /// An application against a server that knows no state until the test says so.
 class State : public ::testing::Test {
 protected:
     ~State() override { KIVCore::shutdown(); }
 
     void setUp() {
-        KIVCore::setupWithKey(key, {.verbose = 1,
-                                    .networkConfigurations = KIVNetworkConfigurationsOptions{
-                                        .sendStateApiEndpoint = server.url("/api"),
-                                        .sendStateCloudEndpoint = server.url("/cdn")}});
+        KIVCore::setupWithKey(shopKey, {.verbose = 1,
+                                        .networkConfigurations = KIVNetworkConfigurationsOptions{
+                                            .sendStateApiEndpoint = server.url("/api"),
+                                            .sendStateCloudEndpoint = server.url("/cdn")}});
     }
 
     /// Method and path of each request so far, which there must be so many of.
@@ -56,8 +43,8 @@ TEST_F(State, IsPostedWhenTheCdnDoesNotKnowIt) {
     KIVCore::setCustomDateTimeProperty(KIVDate(), "since");
     KIVCore::setCustomStringProperty("x", "text");
     setUp();
-    EXPECT_EQ(requests(2), (std::vector<std::string>{"GET /cdn/" + key + "/" + hash(),
-                                                     "POST /api/" + key + "/" + hash()}));
+    EXPECT_EQ(requests(2), (std::vector<std::string>{"GET /cdn/" + shopKey + "/" + hash(),
+                                                     "POST /api/" + shopKey + "/" + hash()}));
     const auto body = kiv::parseJson(server.requests()[1].body);
     ASSERT_TRUE(body && body->is_object());
     std::string members;
@@ -76,18 +63,18 @@ TEST_F(State, IsPostedWhenTheCdnDoesNotKnowIt) {
     // A state that the CDN knows is not posted, and neither is one that it cannot tell about.
     const auto container = std::make_shared<ShopFlags>();
     const std::string before = hash();
-    server.on("/api/" + key + "/" + before, LoopbackServer::answer(200, "{}"));
-    server.on("/cdn/" + key + "/" + before, LoopbackServer::answer(200, "{}"));
+    server.on("/api/" + shopKey + "/" + before, LoopbackServer::answer(200, "{}"));
+    server.on("/cdn/" + shopKey + "/" + before, LoopbackServer::answer(200, "{}"));
     KIVCoreInstance::getInstance().client()->sendState();
-    EXPECT_EQ(requests(3)[2], "GET /cdn/" + key + "/" + before);
-    server.on("/cdn/" + key + "/" + before, LoopbackServer::answer(500, ""));
+    EXPECT_EQ(requests(3)[2], "GET /cdn/" + shopKey + "/" + before);
+    server.on("/cdn/" + shopKey + "/" + before, LoopbackServer::answer(500, ""));
     KIVCoreInstance::getInstance().client()->sendState();
-    EXPECT_EQ(requests(4)[3], "GET /cdn/" + key + "/" + before);
+    EXPECT_EQ(requests(4)[3], "GET /cdn/" + shopKey + "/" + before);
 
     KIVCore::register_("more", container);
     EXPECT_NE(hash(), before);
-    EXPECT_EQ(requests(6)[4], "GET /cdn/" + key + "/" + hash());
-    EXPECT_EQ(requests(6)[5], "POST /api/" + key + "/" + hash());
+    EXPECT_EQ(requests(6)[4], "GET /cdn/" + shopKey + "/" + hash());
+    EXPECT_EQ(requests(6)[5], "POST /api/" + shopKey + "/" + hash());
 }
 
 TEST_F(State, OfManyPropertiesIsSentOnce) {
@@ -103,7 +90,7 @@ TEST_F(State, OfManyPropertiesIsSentOnce) {
     EXPECT_TRUE(
         log.has({"DEBOUNCE_DEBUG: KIVClient.debounceSendState - Skipping duplicate state send request"}));
     clock.advance(1);
-    EXPECT_EQ(requests(4)[2], "GET /cdn/" + key + "/" + hash());
+    EXPECT_EQ(requests(4)[2], "GET /cdn/" + shopKey + "/" + hash());
     clock.advance(100);
     EXPECT_EQ(server.requests().size(), 4U);
 }

@@ -66,13 +66,7 @@ TEST(Containers, StayAliveWithTheirFlags) {
     EXPECT_TRUE(watched.expired());
 }
 
-TEST(Containers, NameFlagsByTheirNamespace) {
-    EXPECT_EQ(KIVClassRegister::fullName("config_main", "enableX"), "enableX");
-    EXPECT_EQ(KIVClassRegister::fullName("main", "enableX"), "main.enableX");
-    EXPECT_EQ(KIVClassRegister::fullName("", "enableX"), "enableX");
-}
-
-TEST(Containers, TakeEachNamespaceOnce) {
+TEST(Containers, TakeEachNamespaceOnceAndNameFlagsByIt) {
     Registered all;
     const auto reasonFor = [&](KIVNullableString nameSpace) -> std::string {
         try {
@@ -88,7 +82,8 @@ TEST(Containers, TakeEachNamespaceOnce) {
     EXPECT_EQ(reasonFor("a"), "");
     EXPECT_EQ(reasonFor("a"), "A container with the given namesapce ('a') has already been registered.");
     EXPECT_EQ(reasonFor(nullptr), "Parameter 'namespace' cannot be nil.");
-    EXPECT_EQ(all.names, Names({"inherited", "a.inherited"}));
+    EXPECT_EQ(reasonFor("config_main"), "");
+    EXPECT_EQ(all.names, Names({"inherited", "a.inherited", "inherited"}));
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 #include <atomic>
-#include <thread>
-
-#include <kiv/KIVHost.h>
 
 #include "Flags/FlagFixture.h"
 #include "Flags/KIVFeatureFlagsParser.h"
 #include "Flags/KIVFeatureFlagsStickiness.h"
 #include "Flags/KIVStringSetterParameters.h"
 #include "Platform/Files.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -204,32 +202,24 @@ TEST_F(Setter, LetsReadsGoOnWhileEverythingChanges) {
     start([&](const KIVReportingValue&) { ++impressions; });
     const auto flag = add<KIVString>("flag", "default");
     const auto frozen = add<KIVString>("frozen", "default", std::vector<KIVNullableString>(), 1U);
-    std::atomic<bool> done{false};
     std::atomic<int> wrong{0};
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i) {
-        readers.emplace_back([&] {
-            while (!done) {
-                for (const auto& read : {flag, frozen}) {
-                    const std::string value = read->value();
-                    wrong += value != "a" && value != "b" && value != "default" && value != "override";
-                }
-            }
-        });
-    }
-    for (int i = 0; i < 200; ++i) {
-        apply({{"flag", i % 2 ? R"("a")" : R"("b")"}, {"frozen", R"("a")"}});
-        setter->unfreezeFlagsWithLevel(1);
-        add<KIVFlag>("flag" + std::to_string(i), false);
-        if (i % 50 == 0) {
-            setter->overrides()->setOverride("override", *flag);
-            setter->overrides()->clearOverrideForName("flag");
+    const auto read = [&] {
+        for (const auto& each : {flag, frozen}) {
+            const std::string value = each->value();
+            wrong += value != "a" && value != "b" && value != "default" && value != "override";
         }
-    }
-    done = true;
-    for (auto& reader : readers) {
-        reader.join();
-    }
+    };
+    besideThreads(3, read, [&] {
+        for (int i = 0; i < 200; ++i) {
+            apply({{"flag", i % 2 ? R"("a")" : R"("b")"}, {"frozen", R"("a")"}});
+            setter->unfreezeFlagsWithLevel(1);
+            add<KIVFlag>("flag" + std::to_string(i), false);
+            if (i % 50 == 0) {
+                setter->overrides()->setOverride("override", *flag);
+                setter->overrides()->clearOverrideForName("flag");
+            }
+        }
+    });
     EXPECT_EQ(wrong, 0);
     EXPECT_GT(impressions, 0);
 }

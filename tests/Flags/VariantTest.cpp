@@ -2,7 +2,6 @@
 #include <kiv/KIVReportingValue.h>
 
 #include "Flags/FlagFixture.h"
-#include "Flags/FlagNumbers.h"
 
 namespace {
 
@@ -41,6 +40,10 @@ TEST_F(Variants, OfEachTypeReadWhatTheConfigurationGives) {
         {R"("0")", 0, 0, false, "0"},
         {R"("0.0")", 5, 2.5, false, "0.0"},
         {R"("1e3")", 5, 2.5, false, "1e3"},
+        {R"("6.")", 6, 2.5, false, "6."},
+        {R"(".5")", 5, 2.5, false, ".5"},
+        {R"("1.2.3")", 5, 2.5, false, "1.2.3"},
+        {"\"1\n\"", 1, 1, false, "1\n"},
         {R"(" 8")", 8, 2.5, false, " 8"},
         {R"("3000000000")", 3000000000, 3e9, false, "3000000000"},
         {R"("9223372036854775808")", INT64_MAX, 9223372036854775808.0, false, "9223372036854775808"},
@@ -133,27 +136,6 @@ TEST_F(Variants, AnnounceEachEvaluatedReadOnceTheyHaveAName) {
     EXPECT_EQ(ran, 3);
     ASSERT_EQ(seen.size(), 3U);
     EXPECT_EQ(seen[2], "<KIVReportingValue> - plain (true) [YES]");
-}
-
-TEST_F(Variants, TakeTheDefaultFreezeLevelUnlessTheyHaveTheirOwn) {
-    flags->setFreezeLevel(2);
-    const auto usual = add<KIVFlag>("usual", false);
-    const auto own = add<KIVFlag>("own", false, 0U);
-    EXPECT_EQ(usual->freezeLevel(), 2U);
-    EXPECT_EQ(own->freezeLevel(), 0U);
-    flags->setFreezeLevel(1);
-    EXPECT_EQ(usual->freezeLevel(), 1U);
-    EXPECT_EQ(own->freezeLevel(), 0U);
-    EXPECT_TRUE(usual->isUsingDefaultFreezeLevel());
-}
-
-TEST_F(Variants, CheckTheFormOfADouble) {
-    for (const char* good : {"0", "-3", "12.50", "007", "1\n"}) {
-        EXPECT_TRUE(kiv::checkDoubleFormat(good)) << good;
-    }
-    for (const char* bad : {"", "-", ".5", "5.", "+5", " 5", "5 ", "1e3", "1.2.3", "--1", "1\n\n"}) {
-        EXPECT_FALSE(kiv::checkDoubleFormat(bad)) << bad;
-    }
 }
 
 } // namespace

@@ -93,14 +93,6 @@ TEST(ExtractInnerJson, TellsFailuresApartAndReportsEach) {
     EXPECT_TRUE(log.has({"KIVNetwork_jsonParsing", "url=two"}));
 }
 
-TEST(ExtractInnerJson, NamesItsErrors) {
-    EXPECT_EQ(KIVNetwork::networkErrorString(KIVNetworkError::notFound), "KIVNetwork_404");
-    EXPECT_EQ(KIVNetwork::networkErrorString(KIVNetworkError::emptyResult), "KIVNetwork_emptyResult");
-    for (const int none : {-1, 0, 7}) {
-        EXPECT_EQ(KIVNetwork::networkErrorString(static_cast<KIVNetworkError>(none)), std::nullopt) << none;
-    }
-}
-
 class SignatureChecker : public ::testing::Test {
 protected:
     bool verifies(const std::optional<std::string>& certificate, std::optional<std::string_view> text) {

@@ -3,13 +3,14 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "Platform/UserDefaults.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -17,9 +18,7 @@ namespace fs = std::filesystem;
 
 class Files : public testing::Test {
 protected:
-    void TearDown() override { fs::remove_all(folder_); }
-
-    std::string path(const std::string& name) const { return (folder_ / name).string(); }
+    std::string path(const std::string& name) const { return folder_ / name; }
 
     static mode_t mode(const std::string& path) {
         struct stat status = {};
@@ -32,8 +31,7 @@ protected:
     }
 
 private:
-    std::string template_ = (fs::temp_directory_path() / "kiv-XXXXXX").string();
-    const fs::path folder_ = mkdtemp(template_.data());
+    const TemporaryFolder folder_;
 };
 
 TEST_F(Files, AreWrittenWholeForTheUserAlone) {
@@ -42,11 +40,16 @@ TEST_F(Files, AreWrittenWholeForTheUserAlone) {
     bytes.append(100'000, 'x');
     ASSERT_TRUE(kiv::writeFile(file, "old"));
     ASSERT_TRUE(kiv::writeFile(file, bytes));
-    EXPECT_EQ(kiv::readFile(file), bytes);
-    EXPECT_EQ(mode(file), 0600U);
+    EXPECT_FALSE(kiv::createFile(file, "another")) << "it is there";
+    EXPECT_TRUE(kiv::createFile(path("a/new"), bytes));
+    for (const std::string& each : {file, path("a/new")}) {
+        EXPECT_EQ(kiv::readFile(each), bytes);
+        EXPECT_EQ(mode(each), 0600U);
+    }
     EXPECT_EQ(mode(path("a")), 0700U);
     EXPECT_EQ(mode(path("a/b")), 0700U);
     EXPECT_EQ(entries(path("a/b")), 1) << "a temporary is left";
+    EXPECT_EQ(entries(path("a")), 2) << "a temporary is left";
     EXPECT_FALSE(kiv::readFile(file, bytes.size() - 1));
     EXPECT_TRUE(kiv::readFile(file, bytes.size()));
     EXPECT_TRUE(kiv::removeFile(file));
@@ -69,28 +72,6 @@ TEST_F(Files, StayAsTheyWereWhenThereIsNoRoom) {
     EXPECT_EQ(entries(path("")), 1) << "a temporary is left";
 }
 
-TEST_F(Files, AreCreatedByTheFirstOfMany) {
-    const std::string file = path("folder/file");
-    std::atomic<int> created = 0;
-    std::string first;
-    std::vector<std::thread> creators;
-    for (const char letter : {'a', 'b', 'c', 'd'}) {
-        creators.emplace_back([&, letter] {
-            if (kiv::createFile(file, std::string(500, letter))) {
-                ++created;
-                first = std::string(500, letter);
-            }
-        });
-    }
-    for (std::thread& creator : creators) {
-        creator.join();
-    }
-    EXPECT_EQ(created, 1);
-    EXPECT_EQ(kiv::readFile(file), first);
-    EXPECT_EQ(mode(file), 0600U);
-    EXPECT_EQ(entries(path("folder")), 1) << "a temporary is left";
-}
-
 TEST_F(Files, FailWithoutHarm) {
     ASSERT_TRUE(kiv::writeFile(path("file"), ""));
     EXPECT_EQ(kiv::readFile(path("file")), "");
@@ -108,24 +89,18 @@ TEST_F(Files, FailWithoutHarm) {
 }
 
 TEST_F(Files, HoldOneWritersBytesWhenManyWrite) {
-    std::atomic<bool> done = false;
-    std::vector<std::thread> writers;
-    ASSERT_TRUE(kiv::writeFile(path("shared/file"), std::string(5000, 'a')));
-    for (const char letter : {'a', 'b', 'c'}) {
-        writers.emplace_back([&, letter] {
-            for (int i = 0; i < 20; ++i) {
-                EXPECT_TRUE(kiv::writeFile(path("shared/file"), std::string(5000, letter)));
-            }
-            done = true;
-        });
-    }
-    while (!done) {
-        const std::string bytes = kiv::readFile(path("shared/file")).value();
+    const std::string file = path("shared/file");
+    ASSERT_TRUE(kiv::writeFile(file, std::string(5000, 'a')));
+    const auto read = [&] {
+        const std::string bytes = kiv::readFile(file).value();
         ASSERT_EQ(bytes, std::string(5000, bytes.at(0)));
-    }
-    for (std::thread& writer : writers) {
-        writer.join();
-    }
+    };
+    const auto write = [&](int number) {
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_TRUE(kiv::writeFile(file, std::string(5000, "abc"[number])));
+        }
+    };
+    besideThreads(1, read, [&] { onThreads(3, write); });
     EXPECT_EQ(entries(path("shared")), 1);
 }
 

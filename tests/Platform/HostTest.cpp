@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -12,6 +11,10 @@
 #include "Platform/Files.h"
 #include "Platform/LinuxHost.h"
 #include "Platform/UserDefaults.h"
+#include "Support/Host.h"
+#include "Support/ManualClock.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -52,10 +55,10 @@ TEST_F(Host, DetectsWhatTheApplicationDoesNotTell) {
     EXPECT_EQ(detected()->libraryDirectory, host->libraryDirectory);
     setenv("XDG_DATA_HOME", "/data/", 1);
     EXPECT_EQ(detected()->libraryDirectory, "/data/" + name + "/Library");
-    KIVHost told;
-    told.bundleIdentifier = "com.example.app";
-    told.homeDirectory = "/other";
-    KIVHost::configure(told);
+    configureHost([](KIVHost& told) {
+        told.bundleIdentifier = "com.example.app";
+        told.homeDirectory = "/other";
+    });
     EXPECT_EQ(KIVHost::current()->libraryDirectory, "/data/com.example.app/Library");
     EXPECT_EQ(KIVHost::current()->homeDirectory, "/other");
 }
@@ -83,9 +86,8 @@ TEST_F(Host, ReadsTheLocaleAsTextAlone) {
 
 TEST_F(Host, ReadsTheInformationFileBesideTheExecutable) {
     // Of a program of its own: other processes run this one at the same time.
-    std::string folder = (fs::temp_directory_path() / "kiv-XXXXXX").string();
-    ASSERT_TRUE(mkdtemp(folder.data()));
-    const std::string program = folder + "/shop";
+    const TemporaryFolder folder;
+    const std::string program = folder / "shop";
     const std::string information = program + ".info.json";
     ASSERT_TRUE(kiv::writeFile(information, R"({"bundleIdentifier": "com.example.shop", "shortVersion": "2.1",
                                                 "version": 17, "resources": "../share/./"})"));
@@ -93,7 +95,7 @@ TEST_F(Host, ReadsTheInformationFileBesideTheExecutable) {
     EXPECT_EQ(host.bundleIdentifier, "com.example.shop");
     EXPECT_EQ(host.shortVersion, "2.1");
     EXPECT_FALSE(host.version);
-    EXPECT_EQ(host.resourceDirectory, (fs::path(folder).parent_path() / "share").string());
+    EXPECT_EQ(host.resourceDirectory, (fs::path(folder.path()).parent_path() / "share").string());
     EXPECT_EQ(host.libraryDirectory, "/home/someone/.local/share/com.example.shop/Library");
     KIVHost told;
     told.shortVersion = "3";
@@ -103,30 +105,24 @@ TEST_F(Host, ReadsTheInformationFileBesideTheExecutable) {
 
     ASSERT_TRUE(kiv::writeFile(information, "damaged"));
     EXPECT_FALSE(kiv::completeHost({}, program).bundleIdentifier);
-    fs::remove_all(folder);
 }
 
 TEST_F(Host, PlacesTheStandardDefaults) {
-    std::string folder = (fs::temp_directory_path() / "kiv-XXXXXX").string();
-    ASSERT_TRUE(mkdtemp(folder.data()));
-    KIVHost host;
-    host.libraryDirectory = folder + "/one";
-    KIVHost::configure(host);
+    const TemporaryFolder folder;
+    configureHost([&](KIVHost& host) { host.libraryDirectory = folder / "one"; });
     EXPECT_TRUE(kiv::UserDefaults::standard().set("key", "first"));
-    EXPECT_TRUE(kiv::fileExists(folder + "/one/Preferences/kiv.plist"));
-    host.libraryDirectory = folder + "/two";
-    host.bundleIdentifier = "app";
-    KIVHost::configure(host);
+    EXPECT_TRUE(kiv::fileExists(folder / "one/Preferences/kiv.plist"));
+    configureHost([&](KIVHost& host) {
+        host.libraryDirectory = folder / "two";
+        host.bundleIdentifier = "app";
+    });
     EXPECT_FALSE(kiv::UserDefaults::standard().string("key"));
     EXPECT_TRUE(kiv::UserDefaults::standard().set("key", "second"));
-    EXPECT_TRUE(kiv::fileExists(folder + "/two/Preferences/app.plist"));
-    fs::remove_all(folder);
+    EXPECT_TRUE(kiv::fileExists(folder / "two/Preferences/app.plist"));
 }
 
 TEST_F(Host, TellsOfTheReturnToTheForeground) {
-    KIVHost told;
-    told.bundleIdentifier = "app";
-    KIVHost::configure(told);
+    configureHost([](KIVHost& host) { host.bundleIdentifier = "app"; });
     std::optional<std::string> identifier;
     const auto token = kiv::NotificationCenter::defaultCenter().addObserver(
         "KIVApplicationWillEnterForegroundNotification", [&](const kiv::Notification& notification) {
@@ -138,31 +134,21 @@ TEST_F(Host, TellsOfTheReturnToTheForeground) {
 }
 
 TEST_F(Host, MayBeConfiguredWhileOthersRead) {
-    std::thread writer([] {
+    const auto read = [] { EXPECT_EQ(KIVHost::current()->idiom, "unspecified"); };
+    besideThreads(1, read, [] {
         for (int i = 0; i < 50; ++i) {
-            KIVHost host;
-            host.shortVersion = std::to_string(i);
-            KIVHost::configure(std::move(host));
+            configureHost([&](KIVHost& host) { host.shortVersion = std::to_string(i); });
         }
     });
-    for (int i = 0; i < 200; ++i) {
-        EXPECT_EQ(KIVHost::current()->idiom, "unspecified");
-    }
-    writer.join();
 }
-
-struct StandingClock : kiv::Clock {
-    KIVDate now() const override { return KIVDate(std::chrono::seconds(5)); }
-    std::chrono::steady_clock::time_point monotonic() const override { return {}; }
-};
 
 TEST(Clock, IsTheSystemsUntilAnotherIsInstalled) {
     const kiv::Clock& system = kiv::Clock::current();
     EXPECT_LT(std::chrono::abs(system.now() - std::chrono::system_clock::now()), std::chrono::minutes(1));
-    kiv::Clock::install(std::make_unique<StandingClock>());
-    EXPECT_EQ(kiv::Clock::current().now(), KIVDate(std::chrono::seconds(5)));
-    kiv::Clock::install(std::make_unique<StandingClock>());
-    EXPECT_GT(system.now(), KIVDate(std::chrono::seconds(5))) << "a clock that was in use is gone";
+    const ManualClock& clock = ManualClock::install();
+    EXPECT_EQ(&kiv::Clock::current(), &clock);
+    ManualClock::install();
+    EXPECT_NE(system.now(), clock.now()) << "a clock that was in use is gone";
 }
 
 } // namespace

@@ -5,14 +5,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <future>
-#include <thread>
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
-#include <kiv/KIVHost.h>
-
+#include "Support/Host.h"
 #include "Support/LoopbackServer.h"
+#include "Support/Shell.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -20,8 +19,9 @@ using namespace std::chrono_literals;
 using kiv::HttpRequest;
 using kiv::HttpResponse;
 using kiv::TransportError;
-using Request = LoopbackServer::Request;
-using Connection = LoopbackServer::Connection;
+using Server = LoopbackServer;
+using Request = Server::Request;
+using Connection = Server::Connection;
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 /// The answer to a request, and that there is only one.
@@ -68,69 +68,51 @@ std::string header(const HttpResponse& response, const std::string& name) {
     return "none";
 }
 
-std::string gzip(const std::string& text) {
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    std::string packed(text.size() + 64, '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(packed.size() - stream.avail_out);
-    deflateEnd(&stream);
-    return packed;
-}
-
-std::string temporaryFolder() {
-    std::string folder = std::string(std::getenv("HOME")) + "/XXXXXX";
-    EXPECT_TRUE(mkdtemp(folder.data()));
-    return folder;
+void trust(const std::string& caFile) {
+    configureHost([&](KIVHost& host) { host.caFile = caFile; });
 }
 
 TEST(HttpClient, TellsWhatTheServerDid) {
     LoopbackServer server;
-    const std::string packed = gzip("text that was packed");
+    const std::string packed = outputOf("printf 'text that was packed' | gzip");
     const std::string mebibyte(1U << 20, 'x');
-    const std::string bomb = gzip(std::string(65U << 20, '\0'));
+    const std::string bomb = outputOf("head -c 65M /dev/zero | gzip");
     const struct {
         std::string path;
-        LoopbackServer::Behaviour behaviour;
+        Server::Behaviour behaviour;
         int status;
         std::string body;
         long error;
     } cases[] = {
-        {"/ok", LoopbackServer::answer(200, "text"), 200, "text", 0},
-        {"/forbidden", LoopbackServer::answer(403, "no"), 403, "no", 0},
-        {"/broken", LoopbackServer::answer(500, R"({"error": 1})"), 500, R"({"error": 1})", 0},
-        {"/empty", LoopbackServer::answer(200, ""), 200, "", 0},
-        {"/gzip", LoopbackServer::answer(200, packed, {{"Content-Encoding", "gzip"}}), 200,
-         "text that was packed", 0},
-        {"/notgzip", LoopbackServer::answer(200, "text", {{"Content-Encoding", "gzip"}}), 200, "",
+        {"/ok", Server::answer(200, "text"), 200, "text", 0},
+        {"/forbidden", Server::answer(403, "no"), 403, "no", 0},
+        {"/broken", Server::answer(500, R"({"error": 1})"), 500, R"({"error": 1})", 0},
+        {"/empty", Server::answer(200, ""), 200, "", 0},
+        {"/gzip", Server::answer(200, packed, {{"Content-Encoding", "gzip"}}), 200, "text that was packed",
+         0},
+        {"/notgzip", Server::answer(200, "text", {{"Content-Encoding", "gzip"}}), 200, "",
          TransportError::cannotDecode},
         {"/chunks",
-         LoopbackServer::raw(
-             "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nte\r\n2\r\nxt\r\n0\r\n\r\n"),
+         Server::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nte\r\n2\r\nxt\r\n0\r\n\r\n"),
          200, "text", 0},
-        {"/interim", LoopbackServer::raw("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 200 OK\r\n\r\ntext"),
-         200, "text", 0},
-        {"/half", LoopbackServer::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"), 200, "",
+        {"/interim", Server::raw("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 200 OK\r\n\r\ntext"), 200,
+         "text", 0},
+        {"/half", Server::raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"), 200, "",
          TransportError::connectionLost},
-        {"/halfchunk", LoopbackServer::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nte"),
-         200, "", TransportError::connectionLost},
-        {"/nothing", LoopbackServer::raw(""), 0, "", TransportError::connectionLost},
-        {"/reset", LoopbackServer::reset(), 0, "", TransportError::connectionLost},
-        {"/loop", LoopbackServer::redirect(302, "/loop"), 302, "", TransportError::tooManyRedirects},
-        {"/file", LoopbackServer::redirect(302, "file:///etc/passwd"), 302, "",
-         TransportError::unsupportedURL},
+        {"/halfchunk", Server::raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nte"), 200, "",
+         TransportError::connectionLost},
+        {"/nothing", Server::raw(""), 0, "", TransportError::connectionLost},
+        {"/reset", Server::reset(), 0, "", TransportError::connectionLost},
+        {"/loop", Server::redirect(302, "/loop"), 302, "", TransportError::tooManyRedirects},
+        {"/file", Server::redirect(302, "file:///etc/passwd"), 302, "", TransportError::unsupportedURL},
         {"/announced",
-         LoopbackServer::flood("HTTP/1.1 200 OK\r\nContent-Length: 104857600\r\n\r\n", mebibyte, 100U << 20),
-         200, "", TransportError::tooLarge},
-        {"/endless", LoopbackServer::flood("HTTP/1.1 200 OK\r\n\r\n", mebibyte, 100U << 20), 200, "",
+         Server::flood("HTTP/1.1 200 OK\r\nContent-Length: 104857600\r\n\r\n", mebibyte, 100U << 20), 200, "",
          TransportError::tooLarge},
-        {"/bomb", LoopbackServer::answer(200, bomb, {{"Content-Encoding", "gzip"}}), 200, "",
+        {"/endless", Server::flood("HTTP/1.1 200 OK\r\n\r\n", mebibyte, 100U << 20), 200, "",
          TransportError::tooLarge},
-        {"/headers", LoopbackServer::flood("HTTP/1.1 200 OK\r\n", "Field: value\r\n", 4U << 20), 200, "",
+        {"/bomb", Server::answer(200, bomb, {{"Content-Encoding", "gzip"}}), 200, "",
+         TransportError::tooLarge},
+        {"/headers", Server::flood("HTTP/1.1 200 OK\r\n", "Field: value\r\n", 4U << 20), 200, "",
          TransportError::tooLarge},
     };
     for (const auto& each : cases) {
@@ -144,7 +126,7 @@ TEST(HttpClient, TellsWhatTheServerDid) {
             EXPECT_FALSE(response.error->description.empty()) << each.path;
         }
     }
-    server.on("/limit", LoopbackServer::answer(200, std::string(64U << 20, 'x')));
+    server.on("/limit", Server::answer(200, std::string(64U << 20, 'x')));
     EXPECT_EQ(get(server.url("/limit")).body.size(), 64U << 20);
 }
 
@@ -176,7 +158,7 @@ TEST(HttpClient, TellsWhyThereIsNoServer) {
 
 TEST(HttpClient, SendsWhatItIsGiven) {
     LoopbackServer server;
-    server.on("/path", LoopbackServer::answer(201, "made", {{"X-Answer", " 42 "}}));
+    server.on("/path", Server::answer(201, "made", {{"X-Answer", " 42 "}}));
     const std::string body("null \0 byte", 11);
     const HttpResponse response = fetch({.method = "POST",
                                          .url = server.url("/path?q=1"),
@@ -217,12 +199,11 @@ TEST(HttpClient, SendsWhatItIsGiven) {
 
 TEST(HttpClient, FollowsRedirects) {
     LoopbackServer server;
-    server.on("/end", LoopbackServer::answer(200, "end", {{"X-Last", "yes"}}));
+    server.on("/end", Server::answer(200, "end", {{"X-Last", "yes"}}));
     const std::pair<int, std::string> cases[] = {
         {301, "GET"}, {302, "GET"}, {303, "GET"}, {307, "POST"}, {308, "POST"}};
     for (const auto& [status, method] : cases) {
-        server.on("/start",
-                  LoopbackServer::answer(status, "not this", {{"Location", "/end"}, {"X-First", "yes"}}));
+        server.on("/start", Server::answer(status, "not this", {{"Location", "/end"}, {"X-First", "yes"}}));
         const HttpResponse response = fetch({.method = "POST", .url = server.url("/start"), .body = "body"});
         const Request last = server.requests().back();
         EXPECT_EQ(last.target, "/end");
@@ -235,14 +216,14 @@ TEST(HttpClient, FollowsRedirects) {
     }
     for (int hop = 0; hop < 20; ++hop) {
         const std::string next = hop == 19 ? "/end" : "/hop" + std::to_string(hop + 1);
-        server.on("/hop" + std::to_string(hop), LoopbackServer::redirect(302, next));
+        server.on("/hop" + std::to_string(hop), Server::redirect(302, next));
     }
     EXPECT_EQ(get(server.url("/hop0")).body, "end");
 }
 
 TEST(HttpClient, TimesOutWhenNothingMoves) {
     LoopbackServer server;
-    server.on("/never", LoopbackServer::stall());
+    server.on("/never", Server::stall());
     server.on("/then", [](const Request&, Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
         connection.stall();
@@ -271,14 +252,14 @@ TEST(HttpClient, TimesOutWhenNothingMoves) {
 
 TEST(HttpClient, ReusesConnections) {
     LoopbackServer server;
-    server.on("/", LoopbackServer::answer(200, "text"));
+    server.on("/", Server::answer(200, "text"));
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(get(server.url()).body, "text");
     }
     EXPECT_EQ(server.connections(), 1);
     // A kept connection that the server has closed meanwhile is not the request's fault.
     server.on("/close", [](const Request&, Connection& connection) {
-        connection.send(LoopbackServer::response(200, "bye"));
+        connection.send(Server::response(200, "bye"));
         connection.close();
     });
     for (int i = 0; i < 5; ++i) {
@@ -289,8 +270,8 @@ TEST(HttpClient, ReusesConnections) {
 
 TEST(HttpClient, CancelsFromAnywhere) {
     LoopbackServer server;
-    server.on("/", LoopbackServer::answer(200, "text"));
-    server.on("/never", LoopbackServer::stall());
+    server.on("/", Server::answer(200, "text"));
+    server.on("/never", Server::stall());
     Answer waiting({.url = server.url("/never"), .idleTimeout = 0});
     ASSERT_TRUE(server.waitForRequests(1));
     waiting.cancel();
@@ -300,23 +281,17 @@ TEST(HttpClient, CancelsFromAnywhere) {
     EXPECT_EQ(done.response().body, "text");
     done.cancel();
 
-    std::vector<std::thread> threads;
     std::atomic<int> ended = 0;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 25; ++i) {
-                Answer answer({.url = server.url(i % 2 ? "/" : "/never")});
-                if (i % 3 == 0 || i % 2 == 0) {
-                    answer.cancel();
-                }
-                const long error = errorOf(answer.response());
-                ended += error == 0 || error == TransportError::cancelled;
+    onThreads(4, [&](int) {
+        for (int i = 0; i < 25; ++i) {
+            Answer answer({.url = server.url(i % 2 ? "/" : "/never")});
+            if (i % 3 == 0 || i % 2 == 0) {
+                answer.cancel();
             }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+            const long error = errorOf(answer.response());
+            ended += error == 0 || error == TransportError::cancelled;
+        }
+    });
     EXPECT_EQ(ended, 100);
     EXPECT_EQ(waiting.calls() + done.calls(), 2);
 }
@@ -333,7 +308,7 @@ struct Chatty {
 
 TEST(HttpClient, ReleasesHandlersWhereTheyMayCallIt) {
     LoopbackServer server;
-    server.on("/", LoopbackServer::answer(200, "text"));
+    server.on("/", Server::answer(200, "text"));
     std::promise<HttpResponse> answered;
     const auto task = kiv::sendHttpRequest(
         {.url = server.url()}, [held = std::shared_ptr<Chatty>(new Chatty{server.url(), answered})](
@@ -342,20 +317,18 @@ TEST(HttpClient, ReleasesHandlersWhereTheyMayCallIt) {
 }
 
 TEST(HttpClient, TrustsWhomTheHostTrusts) {
-    const LoopbackServer::Options identity = makeTlsIdentity(temporaryFolder());
+    const Server::Options identity = makeTlsIdentity(std::getenv("HOME"));
     LoopbackServer server(identity);
     LoopbackServer plain;
-    server.on("/", LoopbackServer::answer(200, "secret"));
-    plain.on("/", LoopbackServer::answer(200, "open"));
-    plain.on("/up", LoopbackServer::redirect(302, server.url()));
-    plain.on("/updown", LoopbackServer::redirect(302, server.url("/down")));
-    server.on("/down", LoopbackServer::redirect(302, plain.url()));
+    server.on("/", Server::answer(200, "secret"));
+    plain.on("/", Server::answer(200, "open"));
+    plain.on("/up", Server::redirect(302, server.url()));
+    plain.on("/updown", Server::redirect(302, server.url("/down")));
+    server.on("/down", Server::redirect(302, plain.url()));
     EXPECT_EQ(errorOf(get(server.url())), TransportError::certificateUntrusted);
     EXPECT_TRUE(server.requests().empty());
 
-    KIVHost host;
-    host.caFile = identity.certificateFile;
-    KIVHost::configure(host);
+    trust(identity.certificateFile);
     EXPECT_EQ(get(server.url()).body, "secret");
     EXPECT_EQ(get("https://localhost:" + std::to_string(server.port())).body, "secret");
     EXPECT_EQ(errorOf(get("https://ip6-localhost.localhost:" + std::to_string(server.port()))),
@@ -365,21 +338,17 @@ TEST(HttpClient, TrustsWhomTheHostTrusts) {
     EXPECT_EQ(errorOf(get(server.url("/down"))), TransportError::unsupportedURL);
     EXPECT_EQ(errorOf(get(plain.url("/updown"))), TransportError::unsupportedURL);
 
-    host.caFile = identity.certificateFile + ".missing";
-    KIVHost::configure(host);
+    trust(identity.certificateFile + ".missing");
     EXPECT_EQ(errorOf(get(server.url())), TransportError::secureConnectionFailed);
 }
 
 TEST(HttpClient, GoesThroughTheHostsProxy) {
     LoopbackServer proxy;
-    proxy.on("http://nowhere.example/a", LoopbackServer::answer(200, "fetched"));
+    proxy.on("http://nowhere.example/a", Server::answer(200, "fetched"));
     setenv("no_proxy", "*", 1);
-    KIVHost host;
-    host.proxy = proxy.url("");
-    KIVHost::configure(host);
+    configureHost([&](KIVHost& host) { host.proxy = proxy.url(""); });
     EXPECT_EQ(get("http://nowhere.example/a").body, "fetched");
-    host.proxy = std::nullopt;
-    KIVHost::configure(host);
+    KIVHost::configure({});
     setenv("http_proxy", proxy.url("").c_str(), 1);
     unsetenv("no_proxy");
     EXPECT_EQ(get("http://nowhere.example/a").body, "fetched");
@@ -389,15 +358,13 @@ volatile std::sig_atomic_t pipeSignals = 0;
 
 TEST(HttpClient, LeavesNoSignalToTheProcess) {
     std::signal(SIGPIPE, [](int) { pipeSignals = pipeSignals + 1; });
-    LoopbackServer::Options options = makeTlsIdentity(temporaryFolder());
-    KIVHost host;
-    host.caFile = options.certificateFile;
-    KIVHost::configure(host);
+    Server::Options options = makeTlsIdentity(std::getenv("HOME"));
+    trust(options.certificateFile);
     options.ignoresBodies = true;
     LoopbackServer secure(options);
-    LoopbackServer plain(LoopbackServer::Options{.ignoresBodies = true});
+    LoopbackServer plain(Server::Options{.ignoresBodies = true});
     for (LoopbackServer* server : {&secure, &plain}) {
-        server->on("/", LoopbackServer::reset());
+        server->on("/", Server::reset());
         for (int i = 0; i < 5; ++i) {
             const HttpResponse response =
                 fetch({.method = "POST", .url = server->url(), .body = std::string(20U << 20, 'b')});

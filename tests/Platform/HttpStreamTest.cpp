@@ -1,74 +1,49 @@
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <future>
-#include <mutex>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "Platform/HttpClient.h"
+#include "Support/Journal.h"
 #include "Support/LoopbackServer.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-using Request = LoopbackServer::Request;
-using Connection = LoopbackServer::Connection;
-
-/// What a stream has told, in order.
-struct Told {
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<std::string> events;
-
-    void add(const std::string& event) {
-        const std::lock_guard guard(lock);
-        events.push_back(event);
-        changed.notify_all();
-    }
-    bool waitFor(std::size_t count) {
-        std::unique_lock guard(lock);
-        return changed.wait_for(guard, 20s, [&] { return events.size() >= count; });
-    }
-    kiv::HttpStreamHandlers handlers() {
-        return {.responded = [this](int status) { add(std::to_string(status)); },
-                .received = [this](std::string_view bytes) { add(std::string(bytes)); },
-                .completed =
-                    [this](const auto& error) { add("end " + std::to_string(error ? error->code : 0)); }};
-    }
-};
+/// Handlers that note what the stream tells.
+kiv::HttpStreamHandlers notesIn(Journal& told) {
+    return {.responded = [&told](int status) { told.note(std::to_string(status)); },
+            .received = [&told](std::string_view bytes) { told.note(std::string(bytes)); },
+            .completed =
+                [&told](const auto& error) { told.note("end " + std::to_string(error ? error->code : 0)); }};
+}
 
 TEST(HttpStream, TellsWhatComesAsItComes) {
+    Journal told;
+    Journal broken;
+    Journal refused;
     LoopbackServer server;
-    Told told;
     server.on("/start", LoopbackServer::redirect(302, "/stream"));
-    server.on("/stream", [&](const Request&, Connection& connection) {
+    server.on("/stream", [&](const auto&, LoopbackServer::Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
-        EXPECT_TRUE(told.waitFor(1)) << "the status comes before the first byte";
+        EXPECT_EQ(told.waitFor("200"), "200") << "the status comes before the first byte";
         connection.send("3\r\none\r\n");
-        EXPECT_TRUE(told.waitFor(2));
+        EXPECT_EQ(told.waitFor("one"), "200, one");
         connection.send("3\r\ntwo\r\n");
-        EXPECT_TRUE(told.waitFor(3));
+        EXPECT_EQ(told.waitFor("two"), "200, one, two");
         connection.send("0\r\n\r\n");
     });
-    kiv::openHttpStream({.url = server.url("/start"), .idleTimeout = 0}, told.handlers());
-    EXPECT_TRUE(told.waitFor(4));
-    EXPECT_EQ(told.events, (std::vector<std::string>{"200", "one", "two", "end 0"}));
+    kiv::openHttpStream({.url = server.url("/start"), .idleTimeout = 0}, notesIn(told));
+    EXPECT_EQ(told.waitFor("end 0"), "200, one, two, end 0");
     EXPECT_FALSE(server.requests()[0].headers.contains("accept-encoding"));
 
-    Told broken;
     server.on("/broken",
               LoopbackServer::raw("HTTP/1.1 500 No\r\nTransfer-Encoding: chunked\r\n\r\n3\r\none\r\n2\r\n"));
-    kiv::openHttpStream({.url = server.url("/broken"), .idleTimeout = 0}, broken.handlers());
-    EXPECT_TRUE(broken.waitFor(3));
-    EXPECT_EQ(broken.events, (std::vector<std::string>{"500", "one", "end -1005"}));
+    kiv::openHttpStream({.url = server.url("/broken"), .idleTimeout = 0}, notesIn(broken));
+    EXPECT_EQ(broken.waitFor("end -1005"), "500, one, end -1005");
 
-    Told refused;
-    kiv::openHttpStream({.url = "ftp://127.0.0.1/"}, refused.handlers());
-    EXPECT_TRUE(refused.waitFor(1));
-    EXPECT_EQ(refused.events, std::vector<std::string>{"end -1002"});
+    kiv::openHttpStream({.url = "ftp://127.0.0.1/"}, notesIn(refused));
+    EXPECT_EQ(refused.waitFor("end -1002"), "end -1002");
 }
 
 TEST(HttpStream, HasNoLimitOfSize) {
@@ -84,18 +59,17 @@ TEST(HttpStream, HasNoLimitOfSize) {
 }
 
 TEST(HttpStream, IsCancelledByItsOwnHandler) {
+    Journal told;
     LoopbackServer server;
     server.on("/", LoopbackServer::flood("HTTP/1.1 200 OK\r\n\r\n", std::string(1U << 20, 'x'), 100U << 20));
-    Told told;
     std::promise<std::shared_ptr<kiv::HttpTask>> task;
-    auto handlers = told.handlers();
+    auto handlers = notesIn(told);
     handlers.received = [&, future = task.get_future().share()](std::string_view) {
-        told.add("bytes");
+        told.note("bytes");
         future.get()->cancel();
     };
     task.set_value(kiv::openHttpStream({.url = server.url()}, handlers));
-    EXPECT_TRUE(told.waitFor(3));
-    EXPECT_EQ(told.events, (std::vector<std::string>{"200", "bytes", "end -999"}));
+    EXPECT_EQ(told.waitFor("end -999"), "200, bytes, end -999");
 }
 
 } // namespace

@@ -11,11 +11,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <kiv/KIVHost.h>
-
 #include "Platform/Files.h"
 #include "Platform/HttpClient.h"
 #include "Platform/Queues.h"
+#include "Support/Host.h"
 #include "Support/LoopbackServer.h"
 
 namespace {
@@ -72,8 +71,7 @@ void endNow() {
 void endProcess(const std::function<void()>& prepare) {
     // Registered first, and so run last.
     std::atexit([] {
-        const auto took = std::chrono::steady_clock::now() - endStarted;
-        if (took > 500ms) {
+        if (std::chrono::steady_clock::now() - endStarted > 500ms) {
             _exit(8);
         }
     });
@@ -100,11 +98,7 @@ TEST(LibraryThreads, NeverHoldUpTheEndOfTheProcess) {
     }
     const std::string plainUrl = std::getenv("KIV_TEST_PLAIN");
     const std::string secureUrl = std::getenv("KIV_TEST_SECURE");
-    const auto trust = [] {
-        KIVHost host;
-        host.caFile = std::getenv("KIV_TEST_CA");
-        KIVHost::configure(host);
-    };
+    const auto trust = [] { configureHost([](KIVHost& host) { host.caFile = std::getenv("KIV_TEST_CA"); }); };
     const std::function<void()> states[] = {
         useEveryThread,
         [&] {

@@ -1,6 +1,4 @@
 #include <cmath>
-#include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <random>
 #include <string>
@@ -11,6 +9,7 @@
 #include "Platform/Files.h"
 #include "Platform/PropertyList.h"
 #include "Support/Shell.h"
+#include "Support/TemporaryFolder.h"
 
 namespace {
 
@@ -34,27 +33,28 @@ std::string listOf(const std::vector<std::string>& objects) {
 }
 
 std::string nested(const std::string& open, const std::string& inner, const std::string& close, int depth) {
-    std::string text;
-    for (int i = 0; i < depth; ++i) {
-        text += open;
+    std::string before;
+    std::string after;
+    for (; depth > 0; --depth) {
+        before += open;
+        after += close;
     }
-    text += inner;
-    for (int i = 0; i < depth; ++i) {
-        text += close;
-    }
-    return text;
+    return before + inner + after;
 }
 
 TEST(PropertyLists, CarryEveryKindThereAndBack) {
-    const json::object object = objectOf(R"({
-        "": "empty key", "text": "Grüße 👋 \"x\"", "empty": "", "true": true, "false": false, "zero": 0, "one": 1,
-        "byte": 255, "negative": -1, "least": -9223372036854775808, "greatest": 9223372036854775807,
-        "over": 9223372036854775808, "unsigned": 18446744073709551615, "real": 0.1, "large": 1.5e300, "whole": 2.5,
-        "array": [1, [], {}, "text", true, -1, 18446744073709551615], "dictionary": {"a": {"b": ["c"]}}})");
-    const auto decoded = decodePropertyList(encodePropertyList(object));
-    ASSERT_TRUE(decoded);
+    json::object object = objectOf(R"({"": [
+        "Grüße 👋 <a> & \"b\" ]]>", "", "  ", " \r\n\t x\r", true, false, 0, 1, 255, -1, -9223372036854775808,
+        9223372036854775807, 9223372036854775808, 18446744073709551615, 0.1, -2.5, 1784123456789.123, 1.5e300,
+        5e-324, [], {}, {"a": {"<b>&": ["c"]}, "": "empty key"}], "dictionary": {"a": {"b": ["c"]}}})");
+    json::array& array = object[""].as_array();
+    array.push_back(std::numeric_limits<double>::infinity());
+    array.push_back(-std::numeric_limits<double>::infinity());
     // Unlike equalJson this also tells the kinds apart.
-    EXPECT_EQ(json::value(*decoded), json::value(object));
+    EXPECT_EQ(decodePropertyList(encodePropertyList(object)), object);
+    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList(object)), json::value(object));
+    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList(array)), json::value(array));
+    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList("a text")), json::value("a text"));
 }
 
 TEST(PropertyLists, RepairTextsAndDropNulls) {
@@ -99,15 +99,10 @@ TEST(PropertyLists, AreReadFromOtherTools) {
 }
 
 TEST(PropertyLists, AreReadByOtherToolsThoughSealed) {
-    const std::string path =
-        std::filesystem::temp_directory_path() / ("kiv-list-" + std::to_string(::getpid()));
-    ASSERT_TRUE(kiv::writePropertyList(
-        path, objectOf(R"({"a": [-1, 18446744073709551615, true, 0.5, "é👋"], "b": {"": {}}})")));
-    const std::string json = plistAsJson(path);
-    kiv::removeFile(path);
-    const auto read = kiv::parseJson(json);
-    ASSERT_TRUE(read) << json;
-    EXPECT_EQ(kiv::compactJson(*read), R"({"a":[-1,18446744073709551615,true,0.5,"é👋"],"b":{"":{}}})");
+    const TemporaryFolder folder;
+    const std::string list = R"({"a": [-1, 18446744073709551615, true, 0.5, "é👋"], "b": {"": {}}})";
+    ASSERT_TRUE(kiv::writePropertyList(folder / "list", objectOf(list)));
+    EXPECT_EQ(plistAsJson(folder / "list"), list);
 }
 
 TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
@@ -144,15 +139,11 @@ TEST(PropertyLists, TakeTheLargestTextOfADocument) {
 }
 
 TEST(PropertyLists, NestToTheirLimit) {
-    const std::string deep = nested(R"({"a":)", "1", "}", 500);
-    const std::string list = encodePropertyList(objectOf(deep));
-    const auto decoded = decodePropertyList(list);
-    ASSERT_TRUE(decoded);
-    EXPECT_EQ(kiv::compactJson(*decoded), deep);
-
-    json::object deeper;
-    deeper["a"] = *decoded;
-    EXPECT_EQ(encodePropertyList(deeper), "");
+    const json::object deep = objectOf(nested(R"({"a":)", "1", "}", 500));
+    EXPECT_EQ(decodePropertyList(encodePropertyList(deep)), deep);
+    EXPECT_EQ(decodePropertyList(kiv::encodeXmlPropertyList(deep)), deep);
+    EXPECT_EQ(encodePropertyList({{"a", deep}}), "");
+    EXPECT_EQ(kiv::encodeXmlPropertyList(json::array{deep}), "");
     const auto xml = [](int depth) {
         return "<plist><dict><key>a</key>" + nested("<array>", "<true/>", "</array>", depth) +
                "</dict></plist>";
@@ -181,22 +172,13 @@ TEST(PropertyLists, WithoutASealSurviveAnyDamage) {
     EXPECT_LT(accepted, 19'000);
 }
 
-TEST(XmlPropertyLists, CarryEveryKindThereAndBackAndAreWholeOrNothing) {
-    json::array array = objectOf(R"({"": [
-        "Grüße 👋 <a> & \"b\" ]]>", "", "  ", " \r\n\t x\r", true, false, 0, -1, -9223372036854775808,
-        9223372036854775808, 18446744073709551615, 0.1, -2.5, 1784123456789.123, 1.5e300, 5e-324, [], {},
-        {"a": {"<b>&": ["c"]}, "": "empty key"}]})")[""]
-                            .as_array();
-    array.push_back(std::numeric_limits<double>::infinity());
-    array.push_back(-std::numeric_limits<double>::infinity());
-    const std::string list = kiv::encodeXmlPropertyList(array);
-    EXPECT_EQ(kiv::decodeAnyPropertyList(list), json::value(array)) << list;
+TEST(XmlPropertyLists, AreWholeOrNothing) {
+    const std::string list = kiv::encodeXmlPropertyList(
+        objectOf(R"({"a": ["ä <a>", "", true, -1, 18446744073709551615, 0.1, [], {}, {"<b>&": ["c"]}]})"));
+    ASSERT_TRUE(kiv::decodeAnyPropertyList(list));
     for (std::size_t size = 0; size < list.rfind(">\n</plist>"); ++size) {
         EXPECT_FALSE(kiv::decodeAnyPropertyList(list.substr(0, size))) << size;
     }
-    const json::object dictionary{{"a", 1}};
-    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList(dictionary)), json::value(dictionary));
-    EXPECT_EQ(kiv::decodeAnyPropertyList(kiv::encodeXmlPropertyList("a text")), json::value("a text"));
     EXPECT_FALSE(kiv::decodeAnyPropertyList("<plist><date>2024-01-01T00:00:00Z</date></plist>"));
 }
 
@@ -245,19 +227,11 @@ TEST(XmlPropertyLists, MayHoldManyEscapesAndMembers) {
 TEST(XmlPropertyLists, ReplaceWhatXmlLacks) {
     json::object object{{"gone", nullptr}, {"list", {1, nullptr, std::nan("")}}};
     object[std::string("k\0\1", 3)] = "\xFF|\xEF\xBF\xBE|\xEF\xBF\xBF|\xEF\xBF\xBD|\x1F|\xEF\xBF";
-    const std::string path =
-        std::filesystem::temp_directory_path() / ("kiv-xml-" + std::to_string(::getpid()));
-    ASSERT_TRUE(kiv::writeFile(path, kiv::encodeXmlPropertyList(object)));
-    EXPECT_EQ(plistAsJson(path),
+    const TemporaryFolder folder;
+    ASSERT_TRUE(kiv::writeFile(folder / "list", kiv::encodeXmlPropertyList(object)));
+    EXPECT_EQ(plistAsJson(folder / "list"),
               "{\"list\": [1, NaN], \"k\uFFFD\uFFFD\": \"\uFFFD|\uFFFD|\uFFFD|\uFFFD|\uFFFD|\uFFFD\"}");
-    EXPECT_TRUE(kiv::readPropertyList(path));
-    kiv::removeFile(path);
-}
-
-TEST(XmlPropertyLists, NestToTheirLimit) {
-    const json::object deep = objectOf(nested(R"({"a":)", "1", "}", 500));
-    EXPECT_EQ(kiv::decodePropertyList(kiv::encodeXmlPropertyList(deep)), deep);
-    EXPECT_EQ(kiv::encodeXmlPropertyList(json::array{deep}), "");
+    EXPECT_TRUE(kiv::readPropertyList(folder / "list"));
 }
 
 } // namespace

@@ -10,9 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include <kiv/KIVHost.h>
-
+#include "Support/Host.h"
 #include "Support/ManualClock.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -29,17 +29,11 @@ void runToEnd(SerialQueue& queue) {
 TEST(Queues, RunTasksOneByOneInOrder) {
     SerialQueue queue;
     std::vector<std::pair<int, int>> ran; // not guarded: the queue does that
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&queue, &ran, thread] {
-            for (int i = 0; i < 250; ++i) {
-                queue.post([&ran, thread, i] { ran.emplace_back(thread, i); });
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    onThreads(4, [&](int thread) {
+        for (int i = 0; i < 250; ++i) {
+            queue.post([&ran, thread, i] { ran.emplace_back(thread, i); });
+        }
+    });
     runToEnd(queue);
     ASSERT_EQ(ran.size(), 1000U);
     int next[4] = {};
@@ -147,9 +141,9 @@ TEST(MainQueue, IsTheHostsOrAThreadInItsPlace) {
     EXPECT_NE(own.get_future().get(), std::this_thread::get_id());
 
     std::vector<std::function<void()>> posted;
-    KIVHost host;
-    host.mainQueue = [&](std::function<void()> task) { posted.push_back(std::move(task)); };
-    KIVHost::configure(host);
+    configureHost([&](KIVHost& host) {
+        host.mainQueue = [&](std::function<void()> task) { posted.push_back(std::move(task)); };
+    });
     bool ran = false;
     kiv::postToMainQueue([&] { ran = true; });
     ASSERT_EQ(posted.size(), 1U);

@@ -1,9 +1,10 @@
 #include "Platform/RegularExpression.h"
 
 #include <chrono>
-#include <thread>
 
 #include <gtest/gtest.h>
+
+#include "Support/Threads.h"
 
 namespace {
 
@@ -23,10 +24,6 @@ Outcome search(std::string_view text, std::string_view pattern,
 
 TEST(RegularExpression, SearchesTheWholeText) {
     const RegularExpressionOptions i{.caseInsensitive = true};
-    const RegularExpressionOptions x{.comments = true};
-    const RegularExpressionOptions s{.dotMatchesLineSeparators = true};
-    const RegularExpressionOptions m{.anchorsMatchLines = true};
-    const RegularExpressionOptions w{.unicodeWordBoundaries = true};
     const struct {
         std::string_view text;
         std::string_view pattern;
@@ -39,14 +36,6 @@ TEST(RegularExpression, SearchesTheWholeText) {
                  {"", "x*", {}, true},
                  {"ÄRGER", "ärger", {}, false},
                  {"ÄRGER", "ärger", i, true},
-                 {"ab", "a b # note", {}, false},
-                 {"ab", "a b # note", x, true},
-                 {"a\nb", "a.b", {}, false},
-                 {"a\nb", "a.b", s, true},
-                 {"a\nb", "^b", {}, false},
-                 {"a\nb", "^b", m, true},
-                 {"don't", "don\\b", {}, true},
-                 {"don't", "don\\b", w, false},
                  {"👋", "^.$", {}, true},
                  {"a\xFF", "^a\uFFFD$", {}, true},
                  {std::string_view("a\0b", 3), "^a.b$", {}, true}};
@@ -87,27 +76,17 @@ struct LateSearcher {
 };
 
 TEST(RegularExpression, WorksToTheEndOfItsThread) {
-    std::vector<std::thread> threads;
-    Outcome outcomes[4];
-    for (Outcome& outcome : outcomes) {
-        outcome = Outcome::exhausted;
-        threads.emplace_back([&outcome] {
-            // Made before the cache, so destroyed after it.
-            thread_local LateSearcher late;
-            late.outcome = &outcome;
-            for (int i = 0; i < 100; ++i) {
-                const std::string pattern = "^x{" + std::to_string(i % 40) + "}$";
-                ASSERT_EQ(search(std::string(static_cast<std::size_t>(i % 40), 'x'), pattern),
-                          Outcome::match);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (const Outcome outcome : outcomes) {
-        EXPECT_EQ(outcome, Outcome::match);
-    }
+    std::vector<Outcome> outcomes(4, Outcome::exhausted);
+    onThreads(4, [&](int number) {
+        // Made before the cache, so destroyed after it.
+        thread_local LateSearcher late;
+        late.outcome = &outcomes[static_cast<std::size_t>(number)];
+        for (int i = 0; i < 100; ++i) {
+            const std::string pattern = "^x{" + std::to_string(i % 40) + "}$";
+            ASSERT_EQ(search(std::string(static_cast<std::size_t>(i % 40), 'x'), pattern), Outcome::match);
+        }
+    });
+    EXPECT_EQ(outcomes, std::vector<Outcome>(4, Outcome::match));
 }
 
 } // namespace

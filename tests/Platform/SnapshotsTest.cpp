@@ -6,6 +6,7 @@
 #include <kiv/NotificationCenter.h>
 
 #include "Platform/ConcurrentMap.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -40,27 +41,19 @@ TEST(Snapshots, OutliveTheirReplacementAsLongAsAGuardIsOpen) {
 
 TEST(Snapshots, AreWholeForReadersWhileAWriterReplacesThem) {
     kiv::Published<Counted> published(std::make_unique<const Counted>(0));
-    std::atomic<bool> done{false};
     std::atomic<int> wrong{0};
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i) {
-        readers.emplace_back([&] {
-            while (!done) {
-                const kiv::ReadGuard guard;
-                const Counted* seen = published.load();
-                wrong += seen->value < 0;
-                std::this_thread::yield();
-                wrong += seen->value < 0;
-            }
-        });
-    }
-    for (int i = 1; i < 5000; ++i) {
-        published.publish(std::make_unique<const Counted>(i));
-    }
-    done = true;
-    for (auto& reader : readers) {
-        reader.join();
-    }
+    const auto read = [&] {
+        const kiv::ReadGuard guard;
+        const Counted* seen = published.load();
+        wrong += seen->value < 0;
+        std::this_thread::yield();
+        wrong += seen->value < 0;
+    };
+    besideThreads(3, read, [&] {
+        for (int i = 1; i < 5000; ++i) {
+            published.publish(std::make_unique<const Counted>(i));
+        }
+    });
     kiv::collectRetired();
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(Counted::alive, 1);
@@ -93,23 +86,20 @@ TEST(ConcurrentMaps, KeepWhatIsPutThroughGrowthAndRemoval) {
 TEST(ConcurrentMaps, AreReadWhileTheyChange) {
     kiv::ConcurrentMap<Counted> map;
     map.set("stays", std::make_shared<Counted>(1));
-    std::atomic<bool> done{false};
     std::atomic<int> missed{0};
-    std::thread reader([&] {
-        while (!done) {
-            const kiv::ReadGuard guard;
-            const auto* found = map.find("stays");
-            missed += !found || (*found)->value != 1;
+    const auto read = [&] {
+        const kiv::ReadGuard guard;
+        const auto* found = map.find("stays");
+        missed += !found || (*found)->value != 1;
+    };
+    besideThreads(1, read, [&] {
+        for (int i = 0; i < 5000; ++i) {
+            map.set("other" + std::to_string(i % 700), std::make_shared<Counted>(i));
+            if (i % 3 == 0) {
+                map.remove("other" + std::to_string(i % 100));
+            }
         }
     });
-    for (int i = 0; i < 5000; ++i) {
-        map.set("other" + std::to_string(i % 700), std::make_shared<Counted>(i));
-        if (i % 3 == 0) {
-            map.remove("other" + std::to_string(i % 100));
-        }
-    }
-    done = true;
-    reader.join();
     EXPECT_EQ(missed, 0);
 }
 

@@ -2,20 +2,19 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
-#include <thread>
 #include <utility>
 
 #include <gtest/gtest.h>
 
 #include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVFlag.h>
-#include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
 
 #include "Platform/Digest.h"
 #include "Platform/Files.h"
 #include "Reporting/KIVVersionRange.h"
+#include "Support/Host.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -28,12 +27,6 @@ protected:
     make(const std::string& sdkKey = key,
          const std::optional<std::string>& certificate = std::nullopt) const {
         return std::make_shared<KIVDeviceProperties>(sdkKey, certificate, properties, flags);
-    }
-
-    static void configure(const std::function<void(KIVHost&)>& fill) {
-        KIVHost host;
-        fill(host);
-        KIVHost::configure(host);
     }
 
     /// The names in one of the lists.
@@ -54,7 +47,7 @@ protected:
 TEST_F(DeviceProperties, TellWhatTheHostKnows) {
     const std::string home = std::getenv("HOME");
     ASSERT_TRUE(kiv::writeFile(home + "/iTunesMetadata.plist", ""));
-    configure([&](KIVHost& host) {
+    configureHost([&](KIVHost& host) {
         host.bundleIdentifier = "org.example.app";
         host.shortVersion = "2.10";
         host.version = "2.10.7";
@@ -138,19 +131,15 @@ TEST_F(DeviceProperties, SayWhatIsMissing) {
                                                            {"en_GB.UTF-8", "en GB"},
                                                            {"", "corvane_undefined corvane_undefined"}};
     for (const auto& each : locales) {
-        const std::string& locale = each.first;
-        const std::string& expected = each.second;
-        configure([&](KIVHost& host) { host.locale = locale; });
+        configureHost([&](KIVHost& host) { host.locale = each.first; });
         const auto all = make()->allProperties();
-        EXPECT_EQ(std::string(all->at("language").as_string()) + " " +
-                      std::string(all->at("country").as_string()),
-                  expected)
-            << locale;
+        const std::string language(all->at("language").as_string());
+        EXPECT_EQ(language + " " + std::string(all->at("country").as_string()), each.second) << each.first;
     }
 }
 
 TEST_F(DeviceProperties, AddTheBuiltInPropertiesOnce) {
-    configure([](KIVHost& host) {
+    configureHost([](KIVHost& host) {
         host.shortVersion = "1.2";
         host.screen = {640, 480};
     });
@@ -223,20 +212,14 @@ TEST_F(DeviceProperties, AreBuiltAgainOnlyAfterAChange) {
 
 TEST_F(DeviceProperties, AreFreshForWhoeverAsksAfterAChangeOnAnyThread) {
     const auto device = make();
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 3; ++thread) {
-        threads.emplace_back([&, thread] {
-            for (int i = 0; i < 40; ++i) {
-                const std::string name = std::to_string(thread) + "." + std::to_string(i);
-                flags->addFeature(std::make_shared<KIVInt>(1), name);
-                const auto all = names(*device, "feature_flags");
-                EXPECT_NE(std::find(all.begin(), all.end(), name), all.end()) << name;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    onThreads(3, [&](int thread) {
+        for (int i = 0; i < 40; ++i) {
+            const std::string name = std::to_string(thread) + "." + std::to_string(i);
+            flags->addFeature(std::make_shared<KIVInt>(1), name);
+            const auto all = names(*device, "feature_flags");
+            EXPECT_NE(std::find(all.begin(), all.end(), name), all.end()) << name;
+        }
+    });
     EXPECT_EQ(names(*device, "feature_flags").size(), 120U);
 }
 
@@ -253,7 +236,7 @@ TEST_F(DeviceProperties, AskTheWrapperForItsVersion) {
 }
 
 TEST_F(DeviceProperties, DecideVersionRanges) {
-    configure([](KIVHost& host) { host.shortVersion = "1.10"; });
+    configureHost([](KIVHost& host) { host.shortVersion = "1.10"; });
     const auto device = make();
     EXPECT_TRUE(KIVVersionRange("1.010", "Equals to").isApplicableForDevice(*device));
     EXPECT_FALSE(KIVVersionRange("1.10.0", "Equals to").isApplicableForDevice(*device));

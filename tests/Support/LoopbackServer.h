@@ -56,7 +56,8 @@ public:
     /// Closes all connections.
     ~LoopbackServer();
 
-    /// `path` is a target without its query. Replaces the path's behaviour.
+    /// `path` is a target without its query; the empty one stands for all that have no behaviour of their
+    /// own. Replaces the path's behaviour.
     void on(const std::string& path, Behaviour behaviour);
 
     std::string url(const std::string& target = "/") const;
