@@ -41,6 +41,8 @@ HttpAnswer refused(unsigned status, std::string_view why) {
     return withBody(status, "text/plain; charset=utf-8", std::string(why) + "\n");
 }
 
+HttpAnswer forbidden() { return refused(403, "Forbidden"); }
+
 HttpAnswer document(json::object content) { return withBody(200, "application/json", compactJson(content)); }
 
 std::string_view textOf(const json::object& wish, std::string_view field) {
@@ -91,11 +93,15 @@ std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) con
 }
 
 std::optional<HttpAnswer> FlagsPage::turnAway(const HttpCall& call) const {
-    return allowedPath(call) ? std::nullopt : std::optional(refused(403, "Forbidden"));
+    return allowedPath(call) ? std::nullopt : std::optional(forbidden());
 }
 
 HttpAnswer FlagsPage::answer(const HttpCall& call) {
-    const std::string rest(allowedPath(call).value_or(""));
+    const auto path = allowedPath(call);
+    if (!path) {
+        return forbidden();
+    }
+    const std::string rest(*path);
     if (call.method == "GET" || call.method == "HEAD") {
         return read(rest);
     }

@@ -30,7 +30,7 @@ public:
     /// may. Looks at no body.
     std::optional<HttpAnswer> turnAway(const HttpCall& call) const;
 
-    /// For calls that are not turned away.
+    /// What turnAway says, or the answer to a call that may ask.
     HttpAnswer answer(const HttpCall& call);
 
 private:

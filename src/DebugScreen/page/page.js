@@ -50,9 +50,12 @@ async function answerTo(action, wish) {
 
 let last = Promise.resolve();
 
-/** One request after the other, so that no answer is older than the one before. Never rejects. */
+/** One request after the other, so that no answer is older than the one before. Never rejects: a fault is reported. */
 function ask(action, wish = {}) {
-  last = last.then(() => answerTo(action, wish));
+  last = last.then(() => answerTo(action, wish)).catch((fault) => {
+    reportError(fault);
+    return null;
+  });
   return last;
 }
 
