@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "../../tools/kiv/OperatorSignatures.h"
+#include "../../tools/kiv/expression/OperatorSignatures.h"
 #include "KivxLanguage/ExperimentFixture.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
 #include "KivxLanguage/KivxTrace.h"

@@ -25,9 +25,9 @@
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Reporting/KIVUDID.h"
-#include "Signing.h"
 #include "Terminal.h"
-#include "Words.h"
+#include "config/Signing.h"
+#include "expression/Words.h"
 
 namespace kiv::tool {
 namespace {

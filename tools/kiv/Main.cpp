@@ -7,7 +7,7 @@
 #include "Command.h"
 #include "KIVBuildConfig.h"
 #include "Terminal.h"
-#include "Words.h"
+#include "expression/Words.h"
 
 namespace kiv::tool {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "InputValue.h"
 #include "Terminal.h"
-#include "Words.h"
+#include "evaluate/InputValue.h"
+#include "expression/Words.h"
 
 namespace kiv::tool {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "Flags/KIVClassRegister.h"
 #include "Terminal.h"
-#include "Words.h"
+#include "expression/Words.h"
 #include "shell/ShellSession.h"
 
 namespace kiv::tool {

@@ -6,7 +6,7 @@
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
 #include "KivxLanguage/KivxParser.h"
-#include "ValueText.h"
+#include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
 namespace kiv::tool {

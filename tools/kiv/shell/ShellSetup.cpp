@@ -5,7 +5,7 @@
 #include "CorvaneClient/KIVClient.h"
 #include "Platform/Dates.h"
 #include "Platform/Text.h"
-#include "ValueText.h"
+#include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
 namespace kiv::tool {

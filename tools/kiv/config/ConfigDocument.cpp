@@ -1,0 +1,156 @@
+#include "config/ConfigDocument.h"
+
+#include <utility>
+
+#include "Command.h"
+#include "Files.h"
+#include "Model/KIVJSONKeys.h"
+#include "Platform/Text.h"
+#include "Runtime/KIVVendorJSONSerializationNullRemover.h"
+#include "Terminal.h"
+#include "expression/Words.h"
+
+namespace kiv::tool {
+namespace {
+
+/// The byte that the parser's message ends with; takes it off the message.
+std::size_t takePosition(std::string& message) {
+    constexpr std::string_view mark = " at byte ";
+    const std::size_t found = message.rfind(mark);
+    if (found == message.npos) {
+        return 0;
+    }
+    const std::int64_t position = readInteger(std::string_view(message).substr(found + mark.size()));
+    message.resize(found);
+    return static_cast<std::size_t>(position);
+}
+
+std::string textOr(const json::value& object, std::string_view name, std::string other) {
+    const json::string* text = textMember(object, name);
+    return text ? std::string(*text) : std::move(other);
+}
+
+[[noreturn]] void refuseFlag(const ConfigDocument& document, const std::string& flag) {
+    const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
+    std::vector<std::string_view> names;
+    for (std::size_t index = 0; index < experiments.size(); ++index) {
+        for (const std::string_view name : flagsOf(experiments[index])) {
+            if (name == flag) {
+                throw BadInput(document.path + ": " + experimentPlace(index + 1, experiments[index]).text() +
+                                   " names the flag " + inQuotes(flag) +
+                                   ", but has no condition, so it is skipped",
+                               {}, "The flag has the application's default.");
+            }
+            names.push_back(name);
+        }
+    }
+    const std::string_view meant = closest(flag, names);
+    throw BadInput(document.path + ": the document does not name the flag " + inQuotes(flag), {},
+                   names.empty()   ? "It names no flag at all."
+                   : meant.empty() ? "'kiv config show' lists its flags. Flags that a document does not name "
+                                     "have the application's default."
+                                   : "Did you mean " + std::string(meant) + "?");
+}
+
+} // namespace
+
+json::object parseObject(std::string_view text, const std::string& name) {
+    const std::string prefix = name.empty() ? "" : name + ": ";
+    std::string error;
+    auto document = KIVVendorJSONSerializationNullRemover::JSONObjectWithData(text, &error, true, false);
+    if (!document) {
+        const std::size_t position = takePosition(error);
+        throw BadInput(prefix + "no JSON: " + error, Spot{std::string(text), position});
+    }
+    if (!document->is_object()) {
+        throw BadInput(prefix + "no JSON object: it begins with an array");
+    }
+    return std::move(document->get_object());
+}
+
+bool isEnvelope(const json::object& document) {
+    return document.contains(KIVC_JSON_data) || document.contains(KIVC_JSON_signature) ||
+           document.contains(KIVC_JSON_data_signedDate);
+}
+
+ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
+    payload = parseObject(readInput(path), path);
+    if (!isEnvelope(payload)) {
+        return;
+    }
+    envelope = std::move(payload);
+    const json::string* data = textMember(*envelope, KIVC_JSON_data);
+    if (!data) {
+        throw BadInput(path +
+                       (envelope->contains(KIVC_JSON_data)
+                            ? ": the envelope's \"data\" is no text: the payload stands in it as one text"
+                            : ": the envelope has no \"data\""));
+    }
+    payload = parseObject(*data, path + ": \"data\"");
+}
+
+std::string Place::text() const {
+    if (kind == Kind::document) {
+        return "";
+    }
+    return (kind == Kind::experiment ? "experiment " : "target group ") + std::to_string(index) +
+           (name.empty() ? "" : " " + inQuotes(name));
+}
+
+const json::array& elements(const json::object& payload, std::string_view name) {
+    static const json::array& none = *new json::array;
+    const json::value* found = member(payload, name);
+    const json::array* array = found ? found->if_array() : nullptr;
+    return array ? *array : none;
+}
+
+Place experimentPlace(std::size_t index, const json::value& experiment) {
+    return {Place::Kind::experiment, index, textOr(experiment, KIVC_JSON_data_experimentsName, "")};
+}
+
+Place targetGroupPlace(std::size_t index, const json::value& group) {
+    return {Place::Kind::targetGroup, index, textOr(group, KIVC_JSON_data_targetGroupsGroupId, "")};
+}
+
+std::map<std::string_view, std::size_t> deciders(const json::object& payload) {
+    std::map<std::string_view, std::size_t> result;
+    const json::array& experiments = elements(payload, KIVC_JSON_data_experiments);
+    for (std::size_t index = 0; index < experiments.size(); ++index) {
+        if (conditionOf(experiments[index])) {
+            for (const std::string_view flag : flagsOf(experiments[index])) {
+                result.insert_or_assign(flag, index);
+            }
+        }
+    }
+    return result;
+}
+
+std::size_t deciderOf(const ConfigDocument& document, const std::string& flag) {
+    const auto all = deciders(document.payload);
+    const auto found = all.find(flag);
+    if (found == all.end()) {
+        refuseFlag(document, flag);
+    }
+    return found->second;
+}
+
+const json::string* conditionOf(const json::value& experiment) {
+    const json::value* deployment = member(experiment, KIVC_JSON_data_experimentsDeploymentConfiguration);
+    return deployment ? textMember(*deployment, KIVC_JSON_data_experimentsCondition) : nullptr;
+}
+
+std::vector<std::string_view> flagsOf(const json::value& experiment) {
+    std::vector<std::string_view> names;
+    const json::value* flags = member(experiment, KIVC_JSON_data_experimentsFeatureFlags);
+    if (const json::array* array = flags ? flags->if_array() : nullptr) {
+        for (const json::value& flag : *array) {
+            const json::string* name = textMember(flag, KIVC_featureFlag_name);
+            if (name && !name->empty()) {
+                names.emplace_back(*name);
+            }
+        }
+    }
+    return names;
+}
+
+} // namespace kiv::tool

@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "Command.h"
+#include "Platform/Json.h"
+#include "Terminal.h"
+#include "config/ConfigDocument.h"
+#include "config/DocumentLint.h"
+
+namespace kiv::tool {
+namespace {
+
+struct Options {
+    std::vector<std::string> paths;
+    bool asJson = false;
+    bool strict = false;
+};
+
+constexpr const char* examples =
+    R"(Finds unknown words, operators with too few or too many arguments, arguments that make no sense,
+quotes and brackets that are not closed, experiments without a condition or that never decide a
+flag, references to target groups that are not there, and members of the wrong type.
+
+Examples:
+  kiv config lint payload.json
+  kiv config lint --strict configurations/*.json
+  kiv config lint --json payload.json
+
+The exit code is 1 when there are errors; warnings alone leave it 0.)";
+
+struct FileFindings {
+    std::string path;
+    std::vector<Finding> findings;
+};
+
+FileFindings lintFile(const std::string& path, bool strict) {
+    FileFindings result{path, {}};
+    try {
+        const ConfigDocument document(path);
+        result.findings = DocumentLint(document.payload).findings();
+    } catch (const BadInput& problem) {
+        const std::string prefix = path + ": ";
+        std::string message = problem.what();
+        message.erase(0, message.starts_with(prefix) ? prefix.size() : 0);
+        result.findings.push_back({true, {}, problem.spot, std::move(message), problem.advice});
+    }
+    for (Finding& finding : result.findings) {
+        finding.isError = finding.isError || strict;
+    }
+    return result;
+}
+
+std::size_t count(const std::vector<FileFindings>& files, bool errors) {
+    std::size_t sum = 0;
+    for (const FileFindings& file : files) {
+        sum += static_cast<std::size_t>(std::ranges::count(file.findings, errors, &Finding::isError));
+    }
+    return sum;
+}
+
+json::object toJson(const std::string& path, const Finding& finding) {
+    json::object object{{"file", path},
+                        {"severity", finding.isError ? "error" : "warning"},
+                        {"message", finding.message},
+                        {"advice", finding.advice.empty() ? json::value() : json::value(finding.advice)}};
+    if (finding.place.kind != Place::Kind::document) {
+        object[finding.place.kind == Place::Kind::experiment ? "experiment" : "targetGroup"] =
+            json::object{{"index", finding.place.index}, {"name", finding.place.name}};
+    }
+    if (finding.spot) {
+        const LineColumn at = lineColumn(finding.spot->text, finding.spot->position);
+        object["line"] = at.line;
+        object["column"] = at.column;
+        object["offset"] = finding.spot->position;
+        object["length"] = finding.spot->length;
+    }
+    return object;
+}
+
+void printJson(const std::vector<FileFindings>& files) {
+    json::array findings;
+    for (const FileFindings& file : files) {
+        for (const Finding& finding : file.findings) {
+            findings.push_back(toJson(file.path, finding));
+        }
+    }
+    std::cout << prettyJson(json::object{{"errors", count(files, true)},
+                                         {"warnings", count(files, false)},
+                                         {"findings", findings}})
+              << '\n';
+}
+
+/// For a person: grouped by what they are about, with the place in the expression.
+void printFindings(const FileFindings& file, const Terminal& terminal) {
+    constexpr std::size_t indent = 4;
+    constexpr std::size_t deeper = 6;
+    std::cout << terminal.styled(Terminal::Style::heading, printable(file.path)) << '\n';
+    std::string lastPlace;
+    for (const Finding& finding : file.findings) {
+        const std::string place = finding.place.text();
+        if (place != lastPlace) {
+            std::cout << "  " << place << '\n';
+            lastPlace = place;
+        }
+        const auto style = finding.isError ? Terminal::Style::error : Terminal::Style::warning;
+        const std::string severity = finding.isError ? "error" : "warning";
+        const std::size_t start = indent + severity.size() + 2;
+        const std::string position = finding.positionText();
+        const std::string message = printable(finding.message) + (position.empty() ? "" : " — " + position);
+        std::cout << std::string(indent, ' ') << terminal.styled(style, severity + ":") << ' '
+                  << terminal.wrapped(message, deeper, start) << '\n';
+        if (finding.spot) {
+            std::cout << terminal.excerpt(*finding.spot, deeper, style);
+        }
+        if (!finding.advice.empty()) {
+            std::cout << terminal.wrapped(printable(finding.advice), deeper) << '\n';
+        }
+    }
+    std::cout << '\n';
+}
+
+void print(const std::vector<FileFindings>& files) {
+    const Terminal terminal = Terminal::ofOutput();
+    for (const FileFindings& file : files) {
+        if (terminal.isTerminal() && !file.findings.empty()) {
+            printFindings(file, terminal);
+        } else if (!terminal.isTerminal()) {
+            std::ranges::for_each(
+                file.findings, [&](const Finding& finding) { std::cout << finding.line(file.path) << '\n'; });
+        }
+    }
+    const std::size_t errors = count(files, true);
+    const std::size_t warnings = count(files, false);
+    const std::string in = " in " + counted(files.size(), "file");
+    if (errors == 0 && warnings == 0) {
+        std::cout << terminal.styled(Terminal::Style::good, "No findings") << in << ".\n";
+    } else {
+        std::cout << counted(errors, "error") << ", " << counted(warnings, "warning") << in << ".\n";
+    }
+}
+
+} // namespace
+
+void addLintCommand(CLI::App& parent, int& exitCode) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command =
+        parent.add_subcommand("lint", "Look for mistakes in documents before they are published");
+    command->add_option("FILE", options->paths, "Payloads or envelopes, - for standard input")
+        ->required()
+        ->type_name("");
+    command->add_flag("--json", options->asJson, "Print JSON");
+    command->add_flag("--strict", options->strict, "Count warnings as errors");
+    command->footer(examples);
+    command->callback([options, &exitCode] {
+        std::vector<FileFindings> files;
+        for (const std::string& path : options->paths) {
+            files.push_back(lintFile(path, options->strict));
+        }
+        if (options->asJson) {
+            printJson(files);
+        } else {
+            print(files);
+        }
+        exitCode = count(files, true) > 0 ? exitBadInput : exitFine;
+    });
+}
+
+} // namespace kiv::tool

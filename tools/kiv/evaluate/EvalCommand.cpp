@@ -1,0 +1,119 @@
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "Command.h"
+#include "Terminal.h"
+#include "evaluate/EvaluationOptions.h"
+#include "evaluate/EvaluationRecord.h"
+#include "evaluate/EvaluationWorld.h"
+#include "evaluate/FailureText.h"
+#include "evaluate/ValueText.h"
+
+namespace kiv::tool {
+namespace {
+
+constexpr const char* examples = R"TEXT(Examples:
+  kiv eval 'ifThen(semverGte("1.10", "1.9"), "new", "old")'
+  kiv eval 'gte(property("orders"), 10)' --property orders=12
+  kiv eval 'isInTargetGroup("new")' --property appVersion:semver=2.10 \
+      --target-group 'new=semverGte(property("appVersion"), "2.9")'
+  kiv eval -- -5
+  echo '{"expression": "numeq(\"1.0\", 1)"}' | kiv eval --batch
+
+A batch has one JSON object a line:
+  {"expression": TEXT, "flagName": TEXT, "properties": {NAME: VALUE},
+   "context": {NAME: VALUE}, "targetGroups": {IDENTIFIER: CONDITION}}
+All but the expression may be missing. A property's value is a text, a number, a boolean, or
+  {"type": "string|semver|datetime|bool|int|double", "value": VALUE}
+Each line is answered by one, in the same order:
+  {"outcome":"value","type":TYPE,"value":VALUE,"stringValue":TEXT or null}
+  {"outcome":"undefined"}              the value is undefined
+  {"outcome":"empty"}                  the evaluation failed, or left nothing
+  {"outcome":"error","reason":TEXT}    the line is no request (then the exit code is 1)
+Empty lines are skipped.)TEXT";
+
+int evaluateOne(const EvaluationRequest& request) {
+    const EvaluationWorld world(request);
+    EvaluationRecorder recorder(world.parser().operators());
+    const KivxTrace::Scope scope(recorder);
+    const auto result = world.evaluate(request.expression, request.flagName);
+    if (result && result->value().isNone()) {
+        throw failureOf(recorder.evaluation(), world.parser().operators());
+    }
+    std::cout << (result ? toText(result->value()) : "undefined") << '\n';
+    return exitFine;
+}
+
+json::object answer(const EvaluationRequest& request) {
+    const EvaluationWorld world(request);
+    return outcome(world.evaluate(request.expression, request.flagName));
+}
+
+json::object answerLine(const std::string& line) {
+    std::string error;
+    const auto document = parseJson(line, &error);
+    if (!document) {
+        throw BadInput("no JSON: " + error);
+    }
+    return answer(parseRequest(*document));
+}
+
+int evaluateBatch() {
+    int exitCode = exitFine;
+    for (std::string line; std::getline(std::cin, line);) {
+        if (line.find_first_not_of(" \t\r") == line.npos) {
+            continue;
+        }
+        json::object answered;
+        try {
+            answered = answerLine(line);
+        } catch (const BadInput& problem) {
+            answered = {{"outcome", "error"}, {"reason", problem.what()}};
+            exitCode = exitBadInput;
+        }
+        std::cout << compactJson(answered) << std::endl;
+    }
+    return exitCode;
+}
+
+} // namespace
+
+void addEvalCommand(CLI::App& parent, int& exitCode) {
+    struct Options {
+        std::string expression;
+        std::string flagName;
+        EvaluationOptions world;
+        bool batch = false;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App* command = parent.add_subcommand("eval", "Evaluate an expression and print its value");
+    CLI::Option* expression =
+        command->add_option("EXPRESSION", options->expression, "The expression to evaluate")->type_name("");
+    command->add_option("--flag-name", options->flagName, "The flag that the expression is evaluated for")
+        ->type_name("NAME");
+    options->world.addTo(*command);
+    command->add_flag("--batch", options->batch, "Read requests from standard input, one JSON object a line");
+    command->footer(std::string(examples) + EvaluationOptions::typesHelp);
+    command->callback([options, expression, &exitCode] {
+        if (expression->empty() != options->batch) {
+            throw WrongUsage("eval takes either an expression or --batch");
+        }
+        if (options->batch && (options->world.given() || !options->flagName.empty())) {
+            throw WrongUsage("with --batch, properties and the rest stand in the requests");
+        }
+        if (options->batch) {
+            exitCode = evaluateBatch();
+            return;
+        }
+        EvaluationRequest request = options->world.request();
+        request.expression = options->expression;
+        request.flagName = options->flagName;
+        exitCode = evaluateOne(request);
+    });
+}
+
+} // namespace kiv::tool

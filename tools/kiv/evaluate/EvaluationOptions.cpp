@@ -1,0 +1,61 @@
+#include "evaluate/EvaluationOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "Command.h"
+#include "Terminal.h"
+
+namespace kiv::tool {
+namespace {
+
+constexpr std::string_view propertyOption = "--property";
+constexpr std::string_view contextOption = "--context";
+constexpr std::string_view targetGroupOption = "--target-group";
+
+/// Calls `read` with each text, as a name and a value, and says of which option a problem is.
+template <class Read>
+void forEachOf(const std::vector<std::string>& texts, std::string_view option, Read read) {
+    for (const std::string& text : texts) {
+        try {
+            read(text);
+        } catch (const WrongUsage& problem) {
+            throw WrongUsage(std::string(option) + ": " + problem.what());
+        } catch (const BadInput& problem) {
+            throw BadInput(std::string(option) + " " + inQuotes(text) + ": " + problem.what(), {},
+                           problem.advice);
+        }
+    }
+}
+
+} // namespace
+
+void EvaluationOptions::addTo(CLI::App& command) {
+    const auto add = [&command](std::string_view name, std::vector<std::string>& texts, const char* help,
+                                const char* form) {
+        command.add_option(std::string(name), texts, help)->type_name(form)->allow_extra_args(false);
+    };
+    add(propertyOption, properties_, "A property, as often as needed", "NAME[:TYPE]=VALUE");
+    add(contextOption, context_, "A value of the read's dynamic context", "NAME[:TYPE]=VALUE");
+    add(targetGroupOption, targetGroups_, "A target group and its condition", "ID=CONDITION");
+}
+
+EvaluationRequest EvaluationOptions::request() const {
+    EvaluationRequest request;
+    forEachOf(properties_, propertyOption, [&](const std::string& text) {
+        request.properties.push_back(propertyFromText(namedText(text)));
+    });
+    forEachOf(context_, contextOption, [&](const std::string& text) {
+        const NamedText named = namedText(text);
+        request.context.insert_or_assign(named.name, contextValueFromText(named));
+    });
+    forEachOf(targetGroups_, targetGroupOption, [&](const std::string& text) {
+        const std::size_t equals = text.find('=');
+        if (equals == text.npos || equals == 0) {
+            throw WrongUsage("there is no ID=CONDITION in " + inQuotes(text));
+        }
+        request.targetGroups.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+    });
+    return request;
+}
+
+} // namespace kiv::tool

@@ -1,0 +1,66 @@
+#include "evaluate/EvaluationRequest.h"
+
+#include "Command.h"
+#include "Terminal.h"
+
+namespace kiv::tool {
+namespace {
+
+[[noreturn]] void refuse(std::string_view member, std::string_view name, const std::string& why) {
+    throw BadInput("\"" + std::string(member) + "\"" + (name.empty() ? "" : ": " + inQuotes(name)) + ": " +
+                   why);
+}
+
+/// Calls `read` with the name and the value of each member of that object, if there is one.
+template <class Read>
+void forEachIn(const json::value& document, std::string_view object, Read read) {
+    const json::value* found = member(document, object);
+    if (!found) {
+        return;
+    }
+    if (!found->is_object()) {
+        refuse(object, "", "must be an object");
+    }
+    for (const auto& [name, value] : found->get_object()) {
+        try {
+            read(std::string(name), value);
+        } catch (const BadInput& problem) {
+            refuse(object, name, problem.what());
+        }
+    }
+}
+
+} // namespace
+
+EvaluationRequest parseRequest(const json::value& document) {
+    if (!document.is_object()) {
+        throw BadInput("a request is a JSON object");
+    }
+    const json::string* expression = textMember(document, "expression");
+    if (!expression) {
+        throw BadInput(member(document, "expression") ? "\"expression\": must be a text"
+                                                      : "\"expression\": is missing");
+    }
+    EvaluationRequest request{std::string(*expression)};
+    if (const json::value* flagName = member(document, "flagName")) {
+        if (!flagName->is_string()) {
+            refuse("flagName", "", "must be a text");
+        }
+        request.flagName = std::string(flagName->get_string());
+    }
+    forEachIn(document, "properties", [&](const std::string& name, const json::value& value) {
+        request.properties.push_back(propertyFromJson(name, value));
+    });
+    forEachIn(document, "context", [&](const std::string& name, const json::value& value) {
+        request.context.insert_or_assign(name, contextValueFromJson(value));
+    });
+    forEachIn(document, "targetGroups", [&](const std::string& identifier, const json::value& condition) {
+        if (!condition.is_string()) {
+            throw BadInput("the condition must be a text");
+        }
+        request.targetGroups.emplace_back(identifier, std::string(condition.get_string()));
+    });
+    return request;
+}
+
+} // namespace kiv::tool

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include <kiv/EvaluationContext.h>
+
+#include "KivxLanguage/KivxEvaluationResult.h"
+#include "KivxLanguage/KivxExperimentSources.h"
+#include "KivxLanguage/KivxParser.h"
+#include "Model/KIVExperimentModel.h"
+#include "Platform/Json.h"
+#include "Properties/KIVCustomPropertiesRepository.h"
+#include "evaluate/EvaluationRequest.h"
+
+namespace kiv::tool {
+
+/// All that an expression can ask: the parser with its extensions, the properties, the context, and the
+/// experiments and target groups of a document.
+///
+/// No device is linked to a target group here. The flags of the document count as registered: an expression
+/// that asks for one sees its value in the same context. What the document gives no value is "false", as
+/// nobody knows its default.
+class EvaluationWorld {
+public:
+    /// Takes everything but the expression and the flag's name from the request, and keeps no reference to
+    /// it or to the payload (null: there is no document). Where both name a target group, the request's
+    /// counts.
+    explicit EvaluationWorld(const EvaluationRequest& request, const json::object* payload = nullptr);
+    ~EvaluationWorld();
+    EvaluationWorld(const EvaluationWorld&) = delete;
+    EvaluationWorld& operator=(const EvaluationWorld&) = delete;
+
+    /// Puts the property in place of any of its name.
+    void setProperty(std::shared_ptr<const KIVCustomProperty> property);
+
+    /// As `KivxParser::evaluateExpression`.
+    std::optional<KivxEvaluationResult> evaluate(std::string_view expression,
+                                                 std::string_view flagName) const {
+        return parser_.evaluateExpression(expression, flagName, context_);
+    }
+
+    /// The experiment that decides the flag, null when the document has none for it. Its condition, given to
+    /// `evaluate` with the flag's name, is the flag's value; valid as long as this object.
+    const KIVExperimentModel* experimentFor(std::string_view flagName) const;
+
+    /// What was given, for those who explain a value.
+    bool hasTargetGroup(std::string_view identifier) const;
+    /// Null when there is no group of that identifier, or it has no condition.
+    const std::string* conditionOfTargetGroup(std::string_view identifier) const;
+    const KIVCustomPropertiesRepository& properties() const { return *properties_; }
+    const EvaluationContext& context() const { return context_; }
+    const KivxParser& parser() const { return parser_; }
+
+private:
+    class TargetGroups;
+    class Flags;
+
+    KivxParser parser_;
+    EvaluationContext context_;
+    std::shared_ptr<KIVCustomPropertiesRepository> properties_;
+    std::shared_ptr<const TargetGroups> targetGroups_;
+    std::shared_ptr<const Flags> flags_;
+};
+
+} // namespace kiv::tool

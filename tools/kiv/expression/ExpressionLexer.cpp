@@ -1,0 +1,75 @@
+#include "expression/ExpressionLexer.h"
+
+#include <algorithm>
+
+#include "KivxLanguage/KivxTokens.h"
+
+namespace kiv::tool {
+namespace {
+
+constexpr std::string_view space = " \t\r\n";
+
+/// The next quote at or after `from` that no backslash escapes, or the end.
+std::size_t findQuote(std::string_view expression, std::size_t from) {
+    for (std::size_t at = expression.find('"', from); at != expression.npos;
+         at = expression.find('"', at + 1)) {
+        if (at == 0 || expression[at - 1] != '\\') {
+            return at;
+        }
+    }
+    return expression.size();
+}
+
+} // namespace
+
+void ExpressionLexer::skipSpace() {
+    position_ = std::min(expression_.find_first_not_of(space, position_), expression_.size());
+}
+
+Token ExpressionLexer::next() {
+    skipSpace();
+    if (position_ == expression_.size()) {
+        return {Token::Kind::end, position_};
+    }
+    const char first = expression_[position_];
+    if (first == '"') {
+        return text();
+    }
+    if (KivxTokenDelimiters.find(first) != KivxTokenDelimiters.npos) {
+        const std::size_t position = position_++;
+        return {Token::Kind::punctuation, position, 1, expression_.substr(position, 1)};
+    }
+    return word();
+}
+
+Token ExpressionLexer::text() {
+    const std::size_t opening = position_;
+    const std::size_t closing = findQuote(expression_, opening + 1);
+    const bool terminated = closing < expression_.size();
+    const bool beside = opening == textEnd_;
+    position_ = textEnd_ = terminated ? closing + 1 : closing;
+    return {.kind = Token::Kind::text,
+            .position = opening,
+            .length = position_ - opening,
+            .text = expression_.substr(opening + 1, closing - opening - 1),
+            .terminated = terminated,
+            .besideText = beside};
+}
+
+Token ExpressionLexer::word() {
+    const std::size_t start = position_;
+    while (position_ < expression_.size()) {
+        const char c = expression_[position_];
+        const bool escapedQuote = c == '"' && position_ > start && expression_[position_ - 1] == '\\';
+        if (!escapedQuote && KivxTokenDelimiters.find(c) != KivxTokenDelimiters.npos) {
+            break;
+        }
+        ++position_;
+    }
+    Token token{Token::Kind::word, start, position_ - start, expression_.substr(start, position_ - start)};
+    skipSpace();
+    token.beforeParenthesis = position_ < expression_.size() && expression_[position_] == '(';
+    return token;
+}
+
+} // namespace kiv::tool

@@ -1,0 +1,306 @@
+#include "expression/ExpressionReader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "KivxLanguage/KivxTokens.h"
+#include "Platform/Text.h"
+#include "Terminal.h"
+#include "expression/ArgumentCheck.h"
+#include "expression/Words.h"
+
+namespace kiv::tool {
+namespace {
+
+bool isLiteralWord(std::string_view word) {
+    return word == KivxTrue || word == KivxFalse || word == KivxUndefined || parseNumber(word).has_value();
+}
+
+std::string takes(const OperatorSignature& op) {
+    return std::string(op.name) + " takes " +
+           (op.arity() == 0 ? "no arguments" : counted(op.arity(), "argument"));
+}
+
+} // namespace
+
+std::vector<ExpressionFinding> ExpressionReader::read() {
+    for (Token token = lexer_.next(); token.kind != Token::Kind::end && errors_ < mostFindings;
+         token = lexer_.next()) {
+        readToken(token);
+    }
+    if (errors_ < mostFindings) {
+        reportEnd();
+    }
+    std::ranges::stable_sort(findings_, {}, &ExpressionFinding::position);
+    return std::move(findings_);
+}
+
+void ExpressionReader::readToken(const Token& token) {
+    if (token.kind == Token::Kind::word) {
+        readWord(token);
+    } else if (token.kind == Token::Kind::text) {
+        readText(token);
+    } else {
+        readPunctuation(token);
+    }
+}
+
+void ExpressionReader::readWord(const Token& token) {
+    const OperatorSignature* op = operatorSignature(token.text);
+    if (op && inLiteral()) {
+        error(token,
+              "the operator " + inQuotes(op->name) + " does nothing inside " +
+                  (top().kind == Kind::array ? "an array" : "a dictionary"),
+              "Only literals can stand there; this one stands for the text " + inQuotes(op->name) + ".");
+    } else if (!op && !isLiteralWord(token.text)) {
+        error(token, "unknown word " + inQuotes(token.text),
+              touchesQuote(token)
+                  ? "It touches a quote: before it a quote is missing, or there is one too many."
+                  : adviceForUnknownWord(token.text, token.beforeParenthesis));
+        top().countable = token.beforeParenthesis && top().countable;
+    }
+    if (token.beforeParenthesis) {
+        lastWord_ = token;
+        return;
+    }
+    if (op && op->arity() > 0 && !inLiteral()) {
+        error(token, "the operator " + inQuotes(op->name) + " has no arguments in parentheses",
+              "Write " + std::string(op->usage) + ".");
+    }
+    Token whole = token;
+    if (!isLiteralWord(token.text)) {
+        whole.kind = Token::Kind::call;
+    }
+    value(whole);
+}
+
+bool ExpressionReader::touchesQuote(const Token& token) const {
+    const std::size_t end = token.position + token.length;
+    return (token.position > 0 && expression_[token.position - 1] == '"') ||
+           (end < expression_.size() && expression_[end] == '"');
+}
+
+bool ExpressionReader::expects(ArgumentKind kind) const {
+    const Frame& frame = top();
+    return frame.op && frame.count < frame.op->arity() && frame.op->kinds[frame.count] == kind;
+}
+
+void ExpressionReader::readText(const Token& token) {
+    if (token.besideText) {
+        error({.position = token.position - 1, .length = 2}, "there is no comma between these two texts",
+              "They are read as three texts, the one in the middle empty. A quote inside a text needs a "
+              "backslash.");
+        top().separated = true;
+        top().countable = false;
+    }
+    if (!token.terminated) {
+        unterminated_ = true;
+        error({.position = token.position, .length = 1}, "the quote that opens here is never closed",
+              "There is an odd number of quotes: this one, or one before it, has no partner.");
+    } else if (token.text.find(KivxEscapedQuote) != token.text.npos && !expects(patternArgument)) {
+        warning(token, "the backslash before the quote stays in the text",
+                "A text that only has the quote is another one: it is not equal to this.");
+    }
+    value(token);
+}
+
+void ExpressionReader::readPunctuation(const Token& token) {
+    switch (token.text.front()) {
+    case '(':
+        openParenthesis(token);
+        break;
+    case '[':
+    case '{':
+        openLiteral(token);
+        break;
+    case ')':
+    case ']':
+    case '}':
+        close(token);
+        break;
+    default:
+        if (token.text.front() == ':' && top().kind != Kind::dictionary) {
+            warning(token, "a colon belongs into a dictionary", "Here it only separates, as a comma does.");
+            top().separated = true;
+        } else if (std::exchange(top().separated, true)) {
+            warning(
+                token, "there is nothing before this " + std::string(token.text == "," ? "comma" : "colon"),
+                "It is skipped: arguments cannot be left out. Write undefined for one that has no value.");
+        }
+    }
+}
+
+void ExpressionReader::openParenthesis(const Token& token) {
+    const Token called = std::exchange(lastWord_, {});
+    if (called.kind != Token::Kind::word) {
+        warning(token, "there is no operator before this parenthesis",
+                "It is skipped: parentheses only hold arguments.");
+        push(Kind::group, token);
+        return;
+    }
+    if (isLiteralWord(called.text)) {
+        error(called, inQuotes(called.text) + " is no operator and takes no arguments");
+    }
+    const OperatorSignature* op = inLiteral() ? nullptr : operatorSignature(called.text);
+    push(Kind::call, called);
+    top().op = op;
+    top().bracket = token.position;
+}
+
+void ExpressionReader::openLiteral(const Token& token) {
+    const bool isArray = token.text == KivxArrayStartDelimiter;
+    if (top().kind == Kind::dictionary || (isArray && top().kind == Kind::array)) {
+        error(
+            token,
+            std::string(isArray ? "an array" : "a dictionary") + " cannot stand inside " +
+                (top().kind == Kind::array ? "an array" : "a dictionary"),
+            "The outer one loses its elements. Dictionaries can stand inside an array; nothing else nests.");
+    }
+    push(isArray ? Kind::array : Kind::dictionary, token);
+}
+
+void ExpressionReader::push(Kind kind, const Token& token) {
+    ++openOf(kind);
+    frames_.push_back({.kind = kind, .start = token, .bracket = token.position});
+}
+
+std::size_t& ExpressionReader::openOf(Kind kind) {
+    return open_[kind == Kind::array ? 1 : kind == Kind::dictionary ? 2 : 0];
+}
+
+/// Takes a value into what is open.
+void ExpressionReader::value(const Token& token) {
+    Frame& frame = top();
+    refuseSurplus(token);
+    const bool wanted =
+        frame.kind != Kind::whole && frame.countable && (!frame.op || frame.count < frame.op->arity());
+    if (!frame.separated && wanted) {
+        warning(token, "there is no comma before this");
+    }
+    frame.separated = false;
+    checkAsArgument(token);
+    ++frame.count;
+}
+
+void ExpressionReader::refuseSurplus(const Token& token) {
+    const Frame& frame = top();
+    if (!frame.countable) {
+        return;
+    }
+    if (frame.kind == Kind::whole && frame.count == 1) {
+        error(token, "the expression ends before this",
+              "Only the first value counts; what comes after it is thrown away.");
+    } else if (frame.kind == Kind::group && frame.count == 1) {
+        error(token, "parentheses without an operator hold one value", "This is one more.");
+    } else if (frame.op && frame.count == frame.op->arity()) {
+        error(token, takes(*frame.op) + ", and this is one more",
+              "It is left over for the operator around it. The form is " + std::string(frame.op->usage) +
+                  ".");
+    }
+}
+
+void ExpressionReader::checkAsArgument(const Token& token) {
+    Frame& frame = top();
+    if (frame.kind == Kind::whole && frame.count == 0 &&
+        (token.kind == Token::Kind::array || token.kind == Token::Kind::dictionary)) {
+        warning(token, "the value is an array or a dictionary, which has no text",
+                "The flag keeps its default.");
+    }
+    if (!frame.op || frame.count >= frame.op->arity()) {
+        return;
+    }
+    if (auto problem = checkArgument(*frame.op, frame.count, token, targetGroups_)) {
+        const auto report = problem->isError ? &ExpressionReader::error : &ExpressionReader::warning;
+        (this->*report)(token, std::move(problem->message), std::move(problem->advice));
+    }
+    if (frame.op->kinds.starts_with("pp") && frame.count < 2 && token.kind != Token::Kind::call) {
+        const double share = numberOf(token).value_or(frame.low);
+        if (frame.count == 1 && share <= frame.low) {
+            warning(token, "the range of shares is empty: it ends where it begins, or before",
+                    "This is never true.");
+        }
+        frame.low = share;
+    }
+}
+
+void ExpressionReader::close(const Token& token) {
+    const Kind kind = token.text == ")" ? Kind::call : token.text == "]" ? Kind::array : Kind::dictionary;
+    if (openOf(kind) == 0) {
+        error(token, inQuotes(token.text) + " closes nothing",
+              kind == Kind::call ? "" : "The evaluation stops here.");
+        return;
+    }
+    const auto matches = [kind](const Frame& frame) {
+        return frame.kind == kind || (kind == Kind::call && frame.kind == Kind::group);
+    };
+    while (!matches(top())) {
+        const std::string_view bracket = expression_.substr(top().bracket, 1);
+        error({.position = top().bracket, .length = 1},
+              inQuotes(bracket) + " is not closed before the " + inQuotes(token.text) + " of column " +
+                  std::to_string(lineColumn(expression_, token.position).column));
+        --openOf(top().kind);
+        frames_.pop_back();
+        top().countable = false;
+    }
+    closeTop(token);
+}
+
+void ExpressionReader::closeTop(const Token& token) {
+    const Frame closed = top();
+    frames_.pop_back();
+    --openOf(closed.kind);
+    if (closed.op && closed.countable && closed.count < closed.op->arity()) {
+        error(closed.start,
+              takes(*closed.op) + " and has " + (closed.count == 0 ? "none" : std::to_string(closed.count)),
+              "The form is " + std::string(closed.op->usage) + ".");
+    } else if (closed.kind == Kind::group && closed.countable && closed.count == 0) {
+        error(closed.start, "there is nothing in these parentheses");
+    } else if (closed.kind == Kind::dictionary && closed.count % 2 == 1) {
+        error(closed.start, "the last key of this dictionary has no value");
+    } else if (closed.separated && closed.count > 0 && closed.countable) {
+        warning({.position = token.position, .length = 1}, "there is a comma, and nothing after it");
+    }
+    Token whole = closed.start;
+    whole.length = token.position + 1 - whole.position;
+    whole.text = expression_.substr(whole.position, whole.length);
+    whole.kind = closed.kind == Kind::array        ? Token::Kind::array
+                 : closed.kind == Kind::dictionary ? Token::Kind::dictionary
+                                                   : Token::Kind::call;
+    value(whole);
+}
+
+/// Tells what is missing when all has been read.
+void ExpressionReader::reportEnd() {
+    constexpr std::size_t mostClosers = 8;
+    if (frames_.size() == 1 && top().count == 0 && errors_ == 0) {
+        error({.length = 1}, "the expression is empty", "It gives no value: the flag keeps its default.");
+    }
+    if (frames_.size() == 1 || unterminated_) {
+        return;
+    }
+    std::string closers;
+    for (auto frame = frames_.rbegin(); frame + 1 != frames_.rend() && closers.size() <= mostClosers;
+         ++frame) {
+        closers += frame->kind == Kind::array ? ']' : frame->kind == Kind::dictionary ? '}' : ')';
+    }
+    const std::size_t open = frames_.size() - 1;
+    const Frame& inner = top();
+    error({.position = inner.bracket, .length = 1},
+          "the " + inQuotes(expression_.substr(inner.bracket, 1)) +
+              (inner.kind == Kind::call ? " of " + printable(inner.start.text) : "") + " is never closed",
+          open > mostClosers ? counted(open, "bracket") + " are open at the end."
+                             : "Missing at the end: " + inQuotes(closers) + ".");
+}
+
+void ExpressionReader::error(const Token& token, std::string message, std::string advice) {
+    findings_.push_back({true, token.position, token.length, std::move(message), std::move(advice)});
+    ++errors_;
+}
+
+void ExpressionReader::warning(const Token& token, std::string message, std::string advice) {
+    if (warnings_++ < mostFindings) {
+        findings_.push_back({false, token.position, token.length, std::move(message), std::move(advice)});
+    }
+}
+
+} // namespace kiv::tool

@@ -1,0 +1,173 @@
+#include "serve/Records.h"
+
+#include "Platform/Clock.h"
+#include "Platform/Dates.h"
+#include "config/ConfigDocument.h"
+
+namespace kiv::tool {
+namespace {
+
+/// Running counts of the impressions, held by the database itself: whoever else adds or deletes impressions
+/// keeps them right. The second statement counts what was there before.
+constexpr const char* counting = R"(
+    CREATE TABLE flag_counts (
+        app_key TEXT NOT NULL,
+        flag    TEXT NOT NULL,
+        count   INTEGER NOT NULL,
+        PRIMARY KEY (app_key, flag)
+    ) WITHOUT ROWID;
+    CREATE TABLE value_counts (
+        app_key TEXT NOT NULL,
+        flag    TEXT NOT NULL,
+        value   TEXT NOT NULL,
+        count   INTEGER NOT NULL,
+        PRIMARY KEY (app_key, flag, value)
+    ) WITHOUT ROWID;
+    CREATE INDEX frequent_values ON value_counts (app_key, flag, count DESC);
+    INSERT INTO value_counts SELECT app_key, ifnull(flag, ''), ifnull(value, ''), count(*)
+        FROM impressions GROUP BY 1, 2, 3;
+    INSERT INTO flag_counts SELECT app_key, flag, sum(count) FROM value_counts GROUP BY 1, 2;
+    CREATE TRIGGER impression_added AFTER INSERT ON impressions BEGIN
+        INSERT INTO flag_counts VALUES (new.app_key, ifnull(new.flag, ''), 1)
+            ON CONFLICT DO UPDATE SET count = count + 1;
+        INSERT INTO value_counts VALUES (new.app_key, ifnull(new.flag, ''), ifnull(new.value, ''), 1)
+            ON CONFLICT DO UPDATE SET count = count + 1;
+    END;
+    CREATE TRIGGER impression_deleted AFTER DELETE ON impressions BEGIN
+        UPDATE flag_counts SET count = count - 1
+            WHERE app_key = old.app_key AND flag = ifnull(old.flag, '');
+        UPDATE value_counts SET count = count - 1
+            WHERE app_key = old.app_key AND flag = ifnull(old.flag, '') AND value = ifnull(old.value, '');
+        DELETE FROM flag_counts
+            WHERE app_key = old.app_key AND flag = ifnull(old.flag, '') AND count = 0;
+        DELETE FROM value_counts
+            WHERE app_key = old.app_key AND flag = ifnull(old.flag, '') AND value = ifnull(old.value, '')
+                  AND count = 0;
+    END;
+    PRAGMA user_version = 1;
+)";
+
+Database opened(const std::string& file) {
+    Database database(file);
+    database.execute(R"(
+        CREATE TABLE IF NOT EXISTS states (
+            app_key  TEXT NOT NULL,
+            hash     TEXT NOT NULL,
+            document TEXT NOT NULL, -- what was posted, as JSON
+            received TEXT NOT NULL, -- the last time it was posted
+            PRIMARY KEY (app_key, hash)
+        ) WITHOUT ROWID;
+        CREATE TABLE IF NOT EXISTS impressions (
+            id          INTEGER PRIMARY KEY,
+            app_key     TEXT NOT NULL,
+            flag        TEXT,
+            value       TEXT,
+            time        REAL, -- of the read, in seconds since 1970
+            distinct_id TEXT,
+            type        TEXT,
+            platform    TEXT,
+            sdk_version TEXT,
+            received    TEXT NOT NULL
+        );
+        CREATE INDEX IF NOT EXISTS impressions_of_flags ON impressions (app_key, flag, value);
+        CREATE INDEX IF NOT EXISTS last_states ON states (app_key, received);
+    )");
+    database.transaction([&] {
+        Database::Statement version = database.prepare("PRAGMA user_version");
+        version.run();
+        if (version.number(0) == 0) {
+            version.reset();
+            database.execute(counting);
+        }
+    });
+    return database;
+}
+
+std::optional<std::string_view> textOf(const json::object& object, std::string_view name) {
+    const json::string* text = textMember(object, name);
+    return text ? std::optional<std::string_view>(*text) : std::nullopt;
+}
+
+std::optional<double> numberOf(const json::object& object, std::string_view name) {
+    const json::value* value = member(object, name);
+    return value && value->is_number() ? std::optional(value->to_number<double>()) : std::nullopt;
+}
+
+std::string now() { return dateText(Clock::current().now()); }
+
+} // namespace
+
+Records::Records(const std::string& file)
+    : database_(opened(file)),
+      keepState_(database_.prepare("INSERT INTO states (app_key, hash, document, received) "
+                                   "VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO UPDATE "
+                                   "SET document = excluded.document, received = excluded.received")),
+      findState_(database_.prepare("SELECT document FROM states WHERE app_key = ?1 AND hash = ?2")),
+      findLastState_(database_.prepare("SELECT hash || '@' || received, received, document FROM states "
+                                       "WHERE app_key = ?1 ORDER BY received DESC LIMIT 1")),
+      keepImpression_(database_.prepare(
+          "INSERT INTO impressions "
+          "(app_key, flag, value, time, distinct_id, type, platform, sdk_version, received) "
+          "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)")),
+      countFlags_(database_.prepare("SELECT flag, count FROM flag_counts WHERE app_key = ?1 "
+                                    "ORDER BY flag LIMIT ?2")),
+      countValues_(database_.prepare("SELECT value, count FROM value_counts WHERE app_key = ?1 AND flag = ?2 "
+                                     "ORDER BY count DESC, value LIMIT ?3")) {}
+
+void Records::keepState(std::string_view key, std::string_view hash, const json::object& document) {
+    keepState_.run(key, hash, std::string_view(compactJson(document)), std::string_view(now()));
+}
+
+std::optional<std::string> Records::state(std::string_view key, std::string_view hash) {
+    if (!findState_.run(key, hash)) {
+        return std::nullopt;
+    }
+    std::string document = findState_.text(0);
+    findState_.reset();
+    return document;
+}
+
+std::optional<Records::LastState> Records::lastState(std::string_view key, std::string_view known) {
+    if (!findLastState_.run(key)) {
+        return std::nullopt;
+    }
+    LastState last{findLastState_.text(0), findLastState_.text(1), {}};
+    if (last.version != known) {
+        last.document = findLastState_.text(2);
+    }
+    findLastState_.reset();
+    return last;
+}
+
+std::vector<Records::FlagCounts> Records::impressionCounts(std::string_view key, std::int64_t mostFlags,
+                                                           std::int64_t mostValues) {
+    std::vector<FlagCounts> counts;
+    for (bool found = countFlags_.run(key, mostFlags); found; found = countFlags_.step()) {
+        counts.push_back({countFlags_.text(0), countFlags_.number(1), {}});
+        FlagCounts& flag = counts.back();
+        for (bool next = countValues_.run(key, std::string_view(flag.flag), mostValues); next;
+             next = countValues_.step()) {
+            flag.values.emplace_back(countValues_.text(0), countValues_.number(1));
+        }
+    }
+    return counts;
+}
+
+std::size_t Records::keepImpressions(std::string_view key, const json::object& upload) {
+    const std::string received = now();
+    std::size_t kept = 0;
+    database_.transaction([&] {
+        for (const json::value& each : elements(upload, "events")) {
+            if (const json::object* event = each.if_object()) {
+                keepImpression_.run(key, textOf(*event, "flag"), textOf(*event, "value"),
+                                    numberOf(*event, "time"), textOf(*event, "distinctId"),
+                                    textOf(*event, "type"), textOf(upload, "platform"),
+                                    textOf(upload, "sdkVersion"), std::string_view(received));
+                ++kept;
+            }
+        }
+    });
+    return kept;
+}
+
+} // namespace kiv::tool
