@@ -13,8 +13,13 @@ SOUND = {
     "include/kiv/Lamp.h": "#pragma once\n#include <string>\n",
     "src/Model/Lamp.cpp": '#include <kiv/Lamp.h>\n#include "Platform/Wire.h"\n#include <zlib.h>\n',
     "src/Platform/Wire.h": "#pragma once\n#include <kiv/KIVDate.h>\n",
+    "src/Platform/Power/Fuse.cpp": '#include <kiv/Fuse.h>\n',
+    "include/kiv/Fuse.h": "#pragma once\n",
     "include/kiv/KIVDate.h": "#include <chrono>\n",
     "src/Core/Facade.cpp": '#include "KIVBuildConfig.h"\n#include "Model/Shade.h"\n#include <kiv/Lamp.h>\n',
+    "tools/kiv/Main.cpp": '#include "serve/Service.h"\n',
+    "tools/kiv/Terminal.cpp": '#include "Command.h"\n#include "Platform/Wire.h"\n',
+    "tools/kiv/serve/Service.cpp": '#include "Command.h"\n#include "config/Payload.h"\n#include "serve/Service.h"\n',
 }
 
 
@@ -44,6 +49,11 @@ class CheckFloors(unittest.TestCase):
             "include/kiv/Lamp.h:2": "#pragma once\n#include <boost/json.hpp>\n",
             "include/kiv/KIVDate.h:1": "#include <kiv/Lamp.h>\n",
             "include/kiv/Orphan.h:1": "#pragma once\n",
+            "include/kiv/Fuse.h:1": "#include <kiv/Lamp.h>\n",
+            "tools/kiv/config/Payload.h:2": '#pragma once\n#include "serve/Service.h"\n',
+            "tools/kiv/serve/Service.cpp:2": '#include "Command.h"\n#include "evaluate/World.h"\n',
+            "tools/kiv/Terminal.cpp:1": '#include "expression/Words.h"\n',
+            "tools/kiv/service/Service.cpp:1": "\n",
         }.items():
             with self.subTest(place):
                 code, messages = run({place.rpartition(":")[0]: text})
