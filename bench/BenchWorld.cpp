@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "Platform/Files.h"
-#include "Platform/Json.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Json.h"
 
 namespace {
 

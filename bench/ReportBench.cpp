@@ -13,8 +13,8 @@
 #include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGSegmentIntegration.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
-#include "Platform/Files.h"
-#include "Platform/Queues.h"
+#include "Platform/System/Files.h"
+#include "Platform/Threads/Queues.h"
 #include "Support/LoopbackServer.h"
 
 // What impressions that go to a service cost.

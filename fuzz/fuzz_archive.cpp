@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 
 #include "Analytics/KIVSEGFileStorage.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
-#include "Platform/Files.h"
+#include "Platform/System/Files.h"
 #include "Support/LoopbackServer.h"
 #include "Support/Signing.h"
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Analytics/KIVSEGLog.h"
-#include "Platform/Cipher.h"
+#include "Platform/Crypto/Cipher.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <kiv/KIVException.h>
 
 #include "Analytics/KIVSEGLog.h"
-#include "Platform/Clock.h"
+#include "Platform/System/Clock.h"
 
 namespace {
 

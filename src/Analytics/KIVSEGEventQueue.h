@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "Analytics/KIVSEGStorage.h"
-#include "Platform/Json.h"
-#include "Platform/Queues.h"
+#include "Platform/Text/Json.h"
+#include "Platform/Threads/Queues.h"
 
 /// The events that wait to be sent, in memory and in a storage. For one serial queue's tasks alone.
 ///

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "Analytics/KIVSEGLog.h"
-#include "Platform/Files.h"
-#include "Platform/LibraryPath.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/System/Files.h"
 
 KIVSEGFileStorage::KIVSEGFileStorage() : KIVSEGFileStorage(applicationSupportDirectoryURL(), nullptr) {}
 

@@ -8,8 +8,8 @@
 
 #include "Analytics/KIVSEGLog.h"
 #include "KIVBuildConfig.h"
-#include "Platform/Base64.h"
-#include "Platform/Clock.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/System/Clock.h"
 #include "Runtime/Failure.h"
 
 namespace {

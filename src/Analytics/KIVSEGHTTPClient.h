@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/HttpClient.h"
-#include "Platform/Json.h"
+#include "Platform/Http/HttpClient.h"
+#include "Platform/Text/Json.h"
 #include "Reporting/KIVDeviceProperties.h"
 
 /// Makes the request for a URL.

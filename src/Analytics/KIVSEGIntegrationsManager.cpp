@@ -12,9 +12,9 @@
 #include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Analytics/KIVSEGSegmentIntegration.h"
-#include "Platform/LibraryPath.h"
-#include "Platform/Text.h"
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Uuid.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/Text/Text.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 

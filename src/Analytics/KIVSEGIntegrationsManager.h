@@ -13,7 +13,7 @@
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGMiddleware.h"
 #include "Analytics/KIVSEGStorage.h"
-#include "Platform/Queues.h"
+#include "Platform/Threads/Queues.h"
 
 class KIVSEGAnalytics;
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// What a call of the analytics client carries, beside its own fields: the context of the event, and which
 /// integrations it is for.

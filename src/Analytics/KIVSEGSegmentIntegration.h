@@ -10,8 +10,8 @@
 #include "Analytics/KIVSEGHTTPClient.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGStorage.h"
-#include "Platform/Clock.h"
-#include "Platform/Queues.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Threads/Queues.h"
 
 /// Posted on the main queue about an upload; the object is the batch, a `kiv::json::array` of events.
 inline constexpr std::string_view KIVSegmentDidSendRequestNotification = "KIVSegmentDidSendRequest";

@@ -1,7 +1,7 @@
 #include "Analytics/KIVSEGStorage.h"
 
 #include "Analytics/KIVSEGLog.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
 
 bool KIVSEGStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
     return setPlist(kiv::encodeXmlPropertyList(dictionary), key);

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "Analytics/KIVSEGCrypto.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Values by key that outlive the process: bytes, or property lists (dictionaries, arrays and texts).
 ///

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Platform/Base64.h"
+#include "Platform/Crypto/Base64.h"
 
 KIVSEGUserDefaultsStorage::KIVSEGUserDefaultsStorage(kiv::UserDefaults& defaults,
                                                      std::optional<std::string> namespacePrefix,

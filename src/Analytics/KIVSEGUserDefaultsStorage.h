@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Analytics/KIVSEGStorage.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
 
 /// A storage in user defaults. Property lists are kept as they are when nothing encrypts them. Bytes, and so
 /// everything that is encrypted, are kept as base64 text.

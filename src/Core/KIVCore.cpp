@@ -7,8 +7,8 @@
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
-#include "Platform/KeyForm.h"
-#include "Platform/UserDefaults.h"
+#include "Model/KeyForm.h"
+#include "Platform/Host/UserDefaults.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {

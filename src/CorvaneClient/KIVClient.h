@@ -16,7 +16,7 @@
 
 #include "Model/KIVConfigurationDataResult.h"
 #include "Network/KIVClientOptions.h"
-#include "Platform/Queues.h"
+#include "Platform/Threads/Queues.h"
 
 class KIVAppVersionMonitor;
 class KIVClientDataParser;

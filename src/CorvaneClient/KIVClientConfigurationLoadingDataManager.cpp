@@ -7,8 +7,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Files.h"
-#include "Platform/Json.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Json.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {

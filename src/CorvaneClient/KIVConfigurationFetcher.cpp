@@ -6,10 +6,10 @@
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Clock.h"
-#include "Platform/Dates.h"
-#include "Platform/Text.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Text/Dates.h"
+#include "Platform/Text/Text.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/KIVDebugger.h"
 

@@ -4,7 +4,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/KIVDebugger.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "DebugScreen/FlagsPageTab.h"
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 
 namespace kiv {
 

@@ -8,7 +8,7 @@
 #include <kiv/KIVFlagsViewController.h>
 #include <kiv/KIVMultiVariantTableViewCell.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv {
 

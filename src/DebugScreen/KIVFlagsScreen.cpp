@@ -9,12 +9,12 @@
 #include <kiv/KIVFlagsViewController.h>
 
 #include "DebugScreen/FlagsPage.h"
-#include "Platform/Cipher.h"
-#include "Platform/Files.h"
-#include "Platform/HttpServer.h"
-#include "Platform/LibraryThread.h"
-#include "Platform/SystemOpener.h"
-#include "Platform/Text.h"
+#include "Platform/Crypto/Cipher.h"
+#include "Platform/Http/HttpServer.h"
+#include "Platform/System/Files.h"
+#include "Platform/System/SystemOpener.h"
+#include "Platform/Text/Text.h"
+#include "Platform/Threads/LibraryThread.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 

@@ -12,8 +12,8 @@
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KIVConfiguration.h"
-#include "Platform/Collation.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Collation.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

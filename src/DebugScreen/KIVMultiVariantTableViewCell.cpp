@@ -3,7 +3,7 @@
 #include <kiv/KIVFlagsViewController.h>
 #include <kiv/KIVString.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 void KIVMultiVariantTableViewCell::flagButtonTapped() {
     const auto screen = controller();

@@ -7,7 +7,7 @@
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "Flags/FlagNumbers.h"
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 

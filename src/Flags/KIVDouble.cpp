@@ -1,6 +1,6 @@
 #include <kiv/KIVDouble.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

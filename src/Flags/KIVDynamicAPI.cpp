@@ -5,7 +5,7 @@
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVInt.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

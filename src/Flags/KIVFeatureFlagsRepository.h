@@ -10,7 +10,7 @@
 #include <kiv/KIVNotifications.h>
 #include <kiv/KIVString.h>
 
-#include "Platform/ConcurrentMap.h"
+#include "Platform/Snapshots/ConcurrentMap.h"
 
 /// The registered flags by full name. Callable from any thread.
 class KIVFeatureFlagsRepository {

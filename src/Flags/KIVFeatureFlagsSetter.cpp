@@ -6,7 +6,7 @@
 #include <kiv/KIVFlagsOverrides.h>
 
 #include "KivxLanguage/KivxParser.h"
-#include "Platform/Clock.h"
+#include "Platform/System/Clock.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"

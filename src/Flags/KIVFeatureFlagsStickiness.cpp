@@ -1,9 +1,9 @@
 #include "Flags/KIVFeatureFlagsStickiness.h"
 
 #include "Model/KIVExperimentModel.h"
-#include "Platform/Files.h"
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Runtime/KIVDebugger.h"
 
 KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(

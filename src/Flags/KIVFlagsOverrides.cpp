@@ -3,10 +3,10 @@
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
-#include "Platform/ConcurrentMap.h"
-#include "Platform/Files.h"
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/Snapshots/ConcurrentMap.h"
+#include "Platform/System/Files.h"
 #include "Runtime/KIVDebugger.h"
 
 struct KIVFlagsOverrides::Store {

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// What takes impressions as analytics events.
 class KIVImpressionEvents {

@@ -10,7 +10,7 @@
 #include "Flags/FlagNumbers.h"
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVExperimentModel.h"
-#include "Platform/Epoch.h"
+#include "Platform/Snapshots/Epoch.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {

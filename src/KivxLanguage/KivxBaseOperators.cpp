@@ -11,10 +11,10 @@
 #include "KivxLanguage/KivxRegularExpressionExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxValueCompareExtensions.h"
-#include "Platform/Base64.h"
-#include "Platform/Clock.h"
-#include "Platform/Digest.h"
-#include "Platform/Text.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Text/Text.h"
 #include "Properties/KivxNumbers.h"
 
 namespace {

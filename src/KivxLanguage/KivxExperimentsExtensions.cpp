@@ -9,7 +9,7 @@
 #include "KivxLanguage/KivxParser.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTrace.h"
-#include "Platform/Digest.h"
+#include "Platform/Crypto/Digest.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/ShortText.h"
+#include "Platform/Text/ShortText.h"
 
 class KivxParser;
 class KivxStack;

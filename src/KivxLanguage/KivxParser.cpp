@@ -10,7 +10,7 @@
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "KivxLanguage/KivxTrace.h"
-#include "Platform/ThreadEnd.h"
+#include "Platform/Threads/ThreadEnd.h"
 #include "Properties/KivxNumbers.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"

@@ -12,8 +12,8 @@
 
 #include "KivxLanguage/KivxEvaluationResult.h"
 #include "KivxLanguage/KivxOperatorTable.h"
-#include "Platform/Epoch.h"
-#include "Platform/Text.h"
+#include "Platform/Snapshots/Epoch.h"
+#include "Platform/Text/Text.h"
 
 class KIVUserspaceUnhandledErrorInvoker;
 struct KivxNode;

@@ -6,7 +6,7 @@
 
 #include "KivxLanguage/KivxParser.h"
 #include "KivxLanguage/KivxStack.h"
-#include "Platform/RegularExpression.h"
+#include "Platform/Text/RegularExpression.h"
 
 namespace {
 

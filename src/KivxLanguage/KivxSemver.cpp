@@ -1,6 +1,6 @@
 #include "KivxLanguage/KivxSemver.h"
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 std::string_view normalizedSemver(std::string_view text) {
     while (text.ends_with(".0")) {

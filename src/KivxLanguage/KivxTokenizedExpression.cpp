@@ -7,8 +7,8 @@
 
 #include "KivxLanguage/KIVStringTokenizer.h"
 #include "KivxLanguage/KivxTokens.h"
-#include "Platform/ShortText.h"
-#include "Platform/Text.h"
+#include "Platform/Text/ShortText.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <kiv/KIVDate.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Where an applied configuration came from. The value 4 is not in use.
 enum class KIVFetcherStatus : int { embedded = 1, stored = 2, network = 3, error = 5 };

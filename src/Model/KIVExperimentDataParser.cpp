@@ -8,7 +8,7 @@
 
 #include "Model/KIVExperimentModel.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

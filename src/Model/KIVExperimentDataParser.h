@@ -5,7 +5,7 @@
 
 #include "Model/KIVFeatureFlagId.h"
 #include "Model/KIVTargetGroupModel.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Makes models of the arrays of a configuration payload.
 ///

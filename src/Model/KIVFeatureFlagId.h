@@ -6,7 +6,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// The key under which experiments are looked up: two identifiers of one name are the same, whatever their
 /// values.

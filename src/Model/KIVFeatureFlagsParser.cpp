@@ -1,4 +1,4 @@
-#include "Flags/KIVFeatureFlagsParser.h"
+#include "Model/KIVFeatureFlagsParser.h"
 
 std::vector<KIVFeatureFlagId>
 KIVFeatureFlagsParser::parseWithConfiguration(const kiv::json::value& configuration) {

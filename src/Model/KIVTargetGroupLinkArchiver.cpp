@@ -3,9 +3,9 @@
 #include <memory>
 #include <utility>
 
-#include "Platform/Files.h"
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 
 namespace {
 

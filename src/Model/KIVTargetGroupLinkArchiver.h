@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Platform/Epoch.h"
+#include "Platform/Snapshots/Epoch.h"
 
 /// Below the Library folder.
 inline constexpr const char* KIVC_TargetGroupLinks_Persistance_Path =

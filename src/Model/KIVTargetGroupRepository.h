@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Model/KIVTargetGroupModel.h"
-#include "Platform/Epoch.h"
+#include "Platform/Snapshots/Epoch.h"
 
 /// The target groups of the configuration that is applied. Callable from any thread: evaluations read it
 /// without a lock while a new configuration replaces the groups.

@@ -4,7 +4,7 @@
 
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
-#include "Platform/Epoch.h"
+#include "Platform/Snapshots/Epoch.h"
 
 KIVTargetGroupSource::KIVTargetGroupSource(
     std::shared_ptr<const KIVTargetGroupRepository> targetGroupRepository,

@@ -1,4 +1,4 @@
-#include "Platform/KeyForm.h"
+#include "Model/KeyForm.h"
 
 namespace kiv {
 namespace {

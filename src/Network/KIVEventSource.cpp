@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Network/KIVEventStreamBuffer.h"
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Uuid.h"
 
 namespace {
 

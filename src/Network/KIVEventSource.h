@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "Network/KIVServerSentEvent.h"
-#include "Platform/HttpClient.h"
-#include "Platform/Queues.h"
+#include "Platform/Http/HttpClient.h"
+#include "Platform/Threads/Queues.h"
 
 class KIVEventSource;
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 void KIVEventStreamBuffer::append(std::string_view bytes) {
     // What was consumed goes when it is the larger part, so that no byte is moved more than twice.

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// What is to be asked of a service. A GET carries its parameters, which are texts, in its URL, in their
 /// order; any other method carries them as a JSON body.

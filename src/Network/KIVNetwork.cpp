@@ -7,7 +7,7 @@
 
 #include "Model/KIVJSONKeys.h"
 #include "Network/KIVNetworkUtils.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"

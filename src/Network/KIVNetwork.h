@@ -12,7 +12,7 @@
 #include "Network/KIVNetworkError.h"
 #include "Network/KIVSignatureChecker.h"
 #include "Network/KIVURLSession.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Asks the services, and reads what the configuration service sent. Callable from any thread.
 class KIVNetwork : public std::enable_shared_from_this<KIVNetwork> {

@@ -4,7 +4,7 @@
 #include <random>
 #include <string_view>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Seconds without a byte after which a request that does not say otherwise fails.
 inline constexpr double KIVNetworkUtils_defaultRequestTimeout = 60;

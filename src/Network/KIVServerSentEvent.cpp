@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

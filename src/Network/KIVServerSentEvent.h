@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 #include "Runtime/KIVAutoCodingObject.h"
 
 using KIVServerSentEventFields = std::map<std::string, std::string, std::less<>>;

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "KIVBuildConfig.h"
-#include "Platform/Base64.h"
-#include "Platform/Digest.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Crypto/Digest.h"
 
 KIVSignatureChecker::KIVSignatureChecker(std::shared_ptr<const KIVClientOptions> clientOptions)
     : clientOptions_(std::move(clientOptions)) {}

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Network/KIVClientOptions.h"
-#include "Platform/PublicKey.h"
+#include "Platform/Crypto/PublicKey.h"
 
 /// Tells whether a document was signed by its configuration service: RSA PKCS#1 v1.5 with SHA-256, the key
 /// being that of a certificate whose dates and issuer are not looked at. Callable from any thread; each check

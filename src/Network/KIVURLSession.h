@@ -6,8 +6,8 @@
 #include <mutex>
 #include <vector>
 
-#include "Platform/HttpClient.h"
-#include "Platform/Queues.h"
+#include "Platform/Http/HttpClient.h"
+#include "Platform/Threads/Queues.h"
 
 /// The session that a client's requests run in. Callable from any thread.
 class KIVURLSession {

@@ -8,7 +8,7 @@
 #include <kiv/KIVCustomProperty.h>
 #include <kiv/KIVNotifications.h>
 
-#include "Platform/ConcurrentMap.h"
+#include "Platform/Snapshots/ConcurrentMap.h"
 
 /// The properties by name. Callable from any thread; looking up takes no lock.
 class KIVCustomPropertiesRepository {

@@ -6,7 +6,7 @@
 
 #include <kiv/KivxValue.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 

@@ -7,8 +7,8 @@
 
 #include <kiv/KIVException.h>
 
-#include "Platform/Dates.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Dates.h"
+#include "Platform/Text/Text.h"
 #include "Properties/KivxNumbers.h"
 
 namespace {

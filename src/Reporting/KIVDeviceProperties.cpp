@@ -14,10 +14,10 @@
 #include <kiv/KIVHost.h>
 
 #include "KIVBuildConfig.h"
-#include "Platform/Digest.h"
-#include "Platform/Files.h"
-#include "Platform/KeyForm.h"
-#include "Platform/Text.h"
+#include "Model/KeyForm.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Text.h"
 #include "Reporting/KIVUDID.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "Flags/KIVFeatureFlagsRepository.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 

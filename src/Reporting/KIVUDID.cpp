@@ -4,10 +4,10 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Files.h"
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Uuid.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 #include "Runtime/KIVDebugger.h"
 

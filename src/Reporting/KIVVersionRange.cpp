@@ -1,7 +1,7 @@
 #include "Reporting/KIVVersionRange.h"
 
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 #include "Reporting/KIVDeviceProperties.h"
 
 bool KIVVersionRange::isApplicableForDevice(const KIVDeviceProperties& deviceProperties) const {

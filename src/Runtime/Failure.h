@@ -4,7 +4,7 @@
 
 #include <kiv/KIVException.h>
 
-#include "Platform/ThreadEnd.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
 

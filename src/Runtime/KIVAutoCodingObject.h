@@ -7,7 +7,7 @@
 #include <boost/json/value_from.hpp>
 #include <boost/json/value_to.hpp>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// An object that archives itself by the table of its properties.
 ///

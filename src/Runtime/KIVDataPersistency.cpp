@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Version of a persisted record. A new major version breaks with old content, a new minor one converts it.
 struct KIVFormatVersion {

@@ -6,8 +6,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Epoch.h"
-#include "Platform/ThreadEnd.h"
+#include "Platform/Snapshots/Epoch.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 std::atomic<bool> kivDebuggerVerbose{false};
 

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 /// The library's log: debug lines, written only when the application asked for them, and plain lines.
 

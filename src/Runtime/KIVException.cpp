@@ -1,6 +1,6 @@
 #include <kiv/KIVException.h>
 
-#include "Platform/ThreadEnd.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 KIVException::KIVException(std::string name, std::string reason)
     : name_(std::move(name)), reason_(std::move(reason)), what_(name_ + ": " + reason_) {}

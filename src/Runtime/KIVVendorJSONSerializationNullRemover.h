@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Parses JSON and takes the nulls out of it.
 class KIVVendorJSONSerializationNullRemover {

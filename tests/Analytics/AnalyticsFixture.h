@@ -18,7 +18,7 @@
 #include "Analytics/KIVSEGIntegrationsManager.h"
 #include "Analytics/KIVSEGSegmentIntegration.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
-#include "Platform/Queues.h"
+#include "Platform/Threads/Queues.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
 

@@ -15,7 +15,7 @@
 #include "Analytics/KIVSEGLog.h"
 #include "Analytics/KIVSEGUserDefaultsStorage.h"
 #include "Analytics/SEG_GZIP.h"
-#include "Platform/Files.h"
+#include "Platform/System/Files.h"
 #include "Support/CapturedLog.h"
 #include "Support/Shell.h"
 

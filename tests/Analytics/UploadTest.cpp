@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Analytics/KIVSEGLog.h"
-#include "Platform/Base64.h"
+#include "Platform/Crypto/Base64.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"

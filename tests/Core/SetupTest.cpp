@@ -7,8 +7,8 @@
 #include <kiv/kiv.h>
 
 #include "Flags/KIVFeatureFlagsRepository.h"
-#include "Platform/Files.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
+#include "Platform/System/Files.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Support/CapturedLog.h"
 #include "Support/Host.h"

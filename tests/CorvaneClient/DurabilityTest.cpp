@@ -15,8 +15,8 @@
 
 #include "Analytics/KIVSEGFileStorage.h"
 #include "CorvaneClient/Shop.h"
-#include "Platform/Files.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/LoopbackServer.h"
 #include "Support/Signing.h"

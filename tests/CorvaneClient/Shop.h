@@ -4,7 +4,7 @@
 
 #include <kiv/kiv.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 inline const std::string shopKey = "5e0bd1f2c3a4b5d6e7f80912";
 

@@ -3,7 +3,7 @@
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
 #include "CorvaneClient/Shop.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"

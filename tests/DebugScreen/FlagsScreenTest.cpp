@@ -10,8 +10,8 @@
 #include <kiv/KIVFlagsScreen.h>
 #include <kiv/kiv.h>
 
-#include "Platform/Files.h"
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
+#include "Platform/System/Files.h"
 #include "Support/SilentServer.h"
 
 namespace {

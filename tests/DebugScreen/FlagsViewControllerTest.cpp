@@ -2,8 +2,8 @@
 
 #include <kiv/kiv.h>
 
-#include "Platform/Collation.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
+#include "Platform/Text/Collation.h"
 #include "Support/SilentServer.h"
 
 namespace {

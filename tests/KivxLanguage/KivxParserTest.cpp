@@ -4,7 +4,7 @@
 
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/Outcome.h"
-#include "Platform/Clock.h"
+#include "Platform/System/Clock.h"
 #include "Support/CapturedLog.h"
 
 namespace {

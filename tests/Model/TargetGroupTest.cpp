@@ -11,9 +11,9 @@
 #include "Model/KIVExperimentDataParser.h"
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
-#include "Platform/Files.h"
-#include "Platform/Json.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Json.h"
 
 namespace {
 

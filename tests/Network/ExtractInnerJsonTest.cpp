@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "Network/KIVNetwork.h"
-#include "Platform/Base64.h"
-#include "Platform/Files.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/System/Files.h"
 #include "Support/CapturedLog.h"
 #include "Support/Signing.h"
 

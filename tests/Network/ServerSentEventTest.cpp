@@ -2,7 +2,7 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Network/KIVServerSentEvent.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Base64.h"
-#include "Platform/Digest.h"
-#include "Platform/Files.h"
-#include "Platform/PublicKey.h"
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Crypto/PublicKey.h"
+#include "Platform/Crypto/Uuid.h"
+#include "Platform/System/Files.h"
 #include "Support/TemporaryFolder.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "Platform/Files.h"
+#include "Platform/System/Files.h"
 
 #include <atomic>
 #include <csignal>
@@ -8,7 +8,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Threads.h"
 

@@ -7,10 +7,10 @@
 
 #include <kiv/NotificationCenter.h>
 
-#include "Platform/Clock.h"
-#include "Platform/Files.h"
-#include "Platform/LinuxHost.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/LinuxHost.h"
+#include "Platform/Host/UserDefaults.h"
+#include "Platform/System/Clock.h"
+#include "Platform/System/Files.h"
 #include "Support/Host.h"
 #include "Support/ManualClock.h"
 #include "Support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 
 #include <atomic>
 #include <chrono>

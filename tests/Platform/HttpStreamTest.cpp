@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 #include "Support/Journal.h"
 #include "Support/LoopbackServer.h"
 

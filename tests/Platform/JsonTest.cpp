@@ -1,4 +1,4 @@
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/LibraryThread.h"
+#include "Platform/Threads/LibraryThread.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -11,9 +11,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Platform/Files.h"
-#include "Platform/HttpClient.h"
-#include "Platform/Queues.h"
+#include "Platform/Http/HttpClient.h"
+#include "Platform/System/Files.h"
+#include "Platform/Threads/Queues.h"
 #include "Support/Host.h"
 #include "Support/LoopbackServer.h"
 

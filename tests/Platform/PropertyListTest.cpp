@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Files.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Support/Shell.h"
 #include "Support/TemporaryFolder.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/Queues.h"
+#include "Platform/Threads/Queues.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "Platform/RegularExpression.h"
+#include "Platform/Text/RegularExpression.h"
 
 #include <chrono>
 

@@ -5,7 +5,7 @@
 
 #include <kiv/NotificationCenter.h>
 
-#include "Platform/ConcurrentMap.h"
+#include "Platform/Snapshots/ConcurrentMap.h"
 #include "Support/Threads.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVInt.h>
 
-#include "Platform/Digest.h"
-#include "Platform/Files.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/System/Files.h"
 #include "Reporting/KIVVersionRange.h"
 #include "Support/Host.h"
 #include "Support/Threads.h"

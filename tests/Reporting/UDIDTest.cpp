@@ -9,8 +9,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Files.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Reporting/KIVUDID.h"
 #include "Support/CapturedLog.h"
 

@@ -2,8 +2,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Files.h"
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/System/Files.h"
 #include "Runtime/KIVAppVersionMonitor.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"

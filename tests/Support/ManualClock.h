@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
-#include "Platform/Clock.h"
-#include "Platform/Queues.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Threads/Queues.h"
 
 /// A clock that stands until it is moved.
 class ManualClock : public kiv::Clock {

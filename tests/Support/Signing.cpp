@@ -6,8 +6,8 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
-#include "Platform/Base64.h"
-#include "Platform/Json.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Text/Json.h"
 
 namespace {
 

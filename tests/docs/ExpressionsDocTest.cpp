@@ -7,8 +7,8 @@
 #include "KivxLanguage/ExperimentFixture.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
 #include "KivxLanguage/Outcome.h"
-#include "Platform/Dates.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Dates.h"
+#include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "KivCommand.h"
 
 #include "Background.h"
-#include "Platform/Digest.h"
+#include "Platform/Crypto/Digest.h"
 #include "Support/SilentServer.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "Network/KIVSignatureChecker.h"
-#include "Platform/Base64.h"
-#include "Platform/Dates.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Text/Dates.h"
 #include "Support/Signing.h"
 
 namespace {

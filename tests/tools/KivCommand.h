@@ -14,7 +14,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 #define EXPECT_CONTAINS(text, part)                                                                          \
     EXPECT_TRUE((text).find(part) != std::string::npos) << (part) << "\nis not in\n" << (text)

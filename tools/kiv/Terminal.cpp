@@ -12,7 +12,7 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv::tool {
 namespace {

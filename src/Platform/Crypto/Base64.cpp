@@ -1,4 +1,4 @@
-#include "Platform/Base64.h"
+#include "Platform/Crypto/Base64.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "Platform/Cipher.h"
+#include "Platform/Crypto/Cipher.h"
 
 #include <limits>
 #include <memory>
@@ -6,7 +6,7 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
-#include "Platform/OpenSsl.h"
+#include "Platform/Crypto/OpenSsl.h"
 
 namespace kiv {
 namespace {

@@ -2,12 +2,12 @@
 // fail.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
-#include "Platform/Digest.h"
+#include "Platform/Crypto/Digest.h"
 
 #include <openssl/md5.h>
 #include <openssl/sha.h>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 

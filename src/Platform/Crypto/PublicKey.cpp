@@ -1,4 +1,4 @@
-#include "Platform/PublicKey.h"
+#include "Platform/Crypto/PublicKey.h"
 
 #include <limits>
 #include <utility>
@@ -7,7 +7,7 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
-#include "Platform/OpenSsl.h"
+#include "Platform/Crypto/OpenSsl.h"
 
 namespace kiv {
 

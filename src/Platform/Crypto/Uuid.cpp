@@ -1,4 +1,4 @@
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Uuid.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 
 #include <kiv/NotificationCenter.h>
 
-#include "Platform/LinuxHost.h"
+#include "Platform/Host/LinuxHost.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Platform/LibraryPath.h"
+#include "Platform/Host/LibraryPath.h"
 
 #include <kiv/KIVHost.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/LinuxHost.h"
+#include "Platform/Host/LinuxHost.h"
 
 #include <algorithm>
 #include <array>
@@ -10,10 +10,10 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include "Platform/Digest.h"
-#include "Platform/Files.h"
-#include "Platform/Json.h"
-#include "Platform/Uuid.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Crypto/Uuid.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv {
 namespace {

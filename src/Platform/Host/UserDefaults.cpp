@@ -1,4 +1,4 @@
-#include "Platform/UserDefaults.h"
+#include "Platform/Host/UserDefaults.h"
 
 #include <map>
 
@@ -6,8 +6,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/LibraryPath.h"
-#include "Platform/PropertyList.h"
+#include "Platform/Host/LibraryPath.h"
+#include "Platform/PropertyLists/PropertyList.h"
 
 namespace kiv {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv {
 

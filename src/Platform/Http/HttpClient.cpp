@@ -1,4 +1,4 @@
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 
 #include <algorithm>
 #include <chrono>
@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Platform/HttpTransfer.h"
-#include "Platform/LibraryThread.h"
+#include "Platform/Http/HttpTransfer.h"
+#include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
 namespace {

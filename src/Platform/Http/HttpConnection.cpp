@@ -1,4 +1,4 @@
-#include "Platform/HttpConnection.h"
+#include "Platform/Http/HttpConnection.h"
 
 #include <algorithm>
 #include <array>

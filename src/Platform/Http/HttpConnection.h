@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 
 namespace kiv {
 

@@ -1,4 +1,4 @@
-#include "Platform/HttpServer.h"
+#include "Platform/Http/HttpServer.h"
 
 #include <utility>
 
@@ -6,7 +6,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <fcntl.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv {
 namespace {

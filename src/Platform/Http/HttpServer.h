@@ -9,7 +9,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "Platform/HttpConnection.h"
+#include "Platform/Http/HttpConnection.h"
 
 namespace kiv {
 

@@ -1,4 +1,4 @@
-#include "Platform/HttpTransfer.h"
+#include "Platform/Http/HttpTransfer.h"
 
 #include <algorithm>
 #include <chrono>
@@ -8,7 +8,7 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/LibraryThread.h"
+#include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
 namespace {

@@ -13,7 +13,7 @@
 
 #include <curl/curl.h>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Http/HttpClient.h"
 
 namespace kiv {
 

@@ -1,4 +1,4 @@
-#include "Platform/PropertyList.h"
+#include "Platform/PropertyLists/PropertyList.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,10 +10,10 @@
 #include <plist/plist.h>
 #include <zlib.h>
 
-#include "Platform/Files.h"
-#include "Platform/PropertyListGuard.h"
-#include "Platform/PropertyListXml.h"
-#include "Platform/Text.h"
+#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListXml.h"
+#include "Platform/System/Files.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Property lists on disk: as the library's archives, binary, with one dictionary at the top; or in XML, with
 /// a dictionary, array or text at the top.

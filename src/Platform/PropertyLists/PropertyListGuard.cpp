@@ -1,4 +1,4 @@
-#include "Platform/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListGuard.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include <cmath>
 
-#include "Platform/PropertyList.h"
-#include "Platform/PropertyListGuard.h"
-#include "Platform/Text.h"
+#include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {

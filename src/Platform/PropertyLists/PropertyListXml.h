@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv {
 

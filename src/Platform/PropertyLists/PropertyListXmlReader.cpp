@@ -1,4 +1,4 @@
-#include "Platform/PropertyListXml.h"
+#include "Platform/PropertyLists/PropertyListXml.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,7 +13,7 @@
 
 #include <expat.h>
 
-#include "Platform/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListGuard.h"
 
 namespace kiv {
 namespace {

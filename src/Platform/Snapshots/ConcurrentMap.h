@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Epoch.h"
-#include "Platform/ShortText.h"
+#include "Platform/Snapshots/Epoch.h"
+#include "Platform/Text/ShortText.h"
 
 namespace kiv {
 

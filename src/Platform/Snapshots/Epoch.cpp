@@ -1,4 +1,4 @@
-#include "Platform/Epoch.h"
+#include "Platform/Snapshots/Epoch.h"
 
 #include <algorithm>
 #include <deque>

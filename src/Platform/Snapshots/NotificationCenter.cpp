@@ -5,8 +5,8 @@
 #include <mutex>
 #include <vector>
 
-#include "Platform/Epoch.h"
-#include "Platform/ThreadEnd.h"
+#include "Platform/Snapshots/Epoch.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
 

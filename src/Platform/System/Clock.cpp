@@ -1,4 +1,4 @@
-#include "Platform/Clock.h"
+#include "Platform/System/Clock.h"
 
 #include <atomic>
 #include <mutex>

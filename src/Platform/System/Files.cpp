@@ -1,4 +1,4 @@
-#include "Platform/Files.h"
+#include "Platform/System/Files.h"
 
 #include <cerrno>
 #include <chrono>

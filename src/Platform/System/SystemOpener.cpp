@@ -1,4 +1,4 @@
-#include "Platform/SystemOpener.h"
+#include "Platform/System/SystemOpener.h"
 
 #include <cerrno>
 #include <csignal>

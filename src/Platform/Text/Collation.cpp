@@ -1,4 +1,4 @@
-#include "Platform/Collation.h"
+#include "Platform/Text/Collation.h"
 
 #include <algorithm>
 #include <cstdint>

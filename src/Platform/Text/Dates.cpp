@@ -1,4 +1,4 @@
-#include "Platform/Dates.h"
+#include "Platform/Text/Dates.h"
 
 #include <array>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/value_stack.hpp>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {

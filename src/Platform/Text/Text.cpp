@@ -1,4 +1,4 @@
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 
 #include <algorithm>
 #include <array>

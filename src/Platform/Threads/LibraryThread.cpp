@@ -1,4 +1,4 @@
-#include "Platform/LibraryThread.h"
+#include "Platform/Threads/LibraryThread.h"
 
 #include <atomic>
 #include <chrono>

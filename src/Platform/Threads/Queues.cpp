@@ -1,4 +1,4 @@
-#include "Platform/Queues.h"
+#include "Platform/Threads/Queues.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,8 +12,8 @@
 
 #include <kiv/KIVHost.h>
 
-#include "Platform/Clock.h"
-#include "Platform/LibraryThread.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
 

@@ -5,7 +5,7 @@
 #include "Command.h"
 #include "Files.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
 #include "Terminal.h"
 #include "expression/Words.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 

@@ -7,7 +7,7 @@
 
 #include "Command.h"
 #include "Files.h"
-#include "Platform/Base64.h"
+#include "Platform/Crypto/Base64.h"
 #include "Terminal.h"
 #include "config/SigningIdentity.h"
 

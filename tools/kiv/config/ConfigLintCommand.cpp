@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
 #include "config/DocumentLint.h"

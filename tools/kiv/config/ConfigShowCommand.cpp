@@ -9,7 +9,7 @@
 
 #include "Command.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
 

@@ -7,8 +7,8 @@
 
 #include "Command.h"
 #include "Files.h"
-#include "Platform/Clock.h"
-#include "Platform/Dates.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Text/Dates.h"
 #include "config/ConfigDocument.h"
 #include "config/Signing.h"
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "Command.h"
-#include "Platform/Files.h"
+#include "Platform/System/Files.h"
 
 namespace kiv::tool {
 namespace {

@@ -8,9 +8,9 @@
 #include "Command.h"
 #include "Files.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Dates.h"
-#include "Platform/Digest.h"
-#include "Platform/KeyForm.h"
+#include "Model/KeyForm.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Text/Dates.h"
 #include "Terminal.h"
 
 namespace kiv::tool {

@@ -13,8 +13,8 @@
 #include "Command.h"
 #include "Files.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Base64.h"
-#include "Platform/Json.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 namespace {

@@ -3,9 +3,9 @@
 #include "Command.h"
 #include "Files.h"
 #include "Network/KIVSignatureChecker.h"
-#include "Platform/Base64.h"
-#include "Platform/Files.h"
-#include "Platform/PublicKey.h"
+#include "Platform/Crypto/Base64.h"
+#include "Platform/Crypto/PublicKey.h"
+#include "Platform/System/Files.h"
 
 namespace kiv::tool {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <kiv/KIVDynamicPropertyContext.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "evaluate/InputValue.h"
 
 namespace kiv::tool {

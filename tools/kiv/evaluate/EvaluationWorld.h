@@ -10,7 +10,7 @@
 #include "KivxLanguage/KivxExperimentSources.h"
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVExperimentModel.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "evaluate/EvaluationRequest.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "evaluate/EvaluationRecord.h"
 #include "evaluate/EvaluationWorld.h"
 

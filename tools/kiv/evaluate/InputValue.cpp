@@ -9,8 +9,8 @@
 
 #include "Command.h"
 #include "KivxLanguage/KivxTokens.h"
-#include "Platform/Dates.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Dates.h"
+#include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/Words.h"
 

@@ -8,7 +8,7 @@
 #include <kiv/KIVDate.h>
 #include <kiv/KivxValue.h>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Values that a person gives to an evaluation. All throw `BadInput` that says what is wrong with the value,
 /// but not where it stands.

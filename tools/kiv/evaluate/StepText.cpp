@@ -6,7 +6,7 @@
 #include <map>
 #include <utility>
 
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "evaluate/ValueText.h"
 #include "expression/Words.h"

@@ -1,6 +1,6 @@
 #include "evaluate/ValueText.h"
 
-#include "Platform/Dates.h"
+#include "Platform/Text/Dates.h"
 
 namespace kiv::tool {
 namespace {

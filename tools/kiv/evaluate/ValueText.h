@@ -7,7 +7,7 @@
 #include <kiv/KivxValue.h>
 
 #include "KivxLanguage/KivxEvaluationResult.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 

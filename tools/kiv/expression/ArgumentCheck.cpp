@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "KivxLanguage/KivxTokens.h"
-#include "Platform/RegularExpression.h"
-#include "Platform/Text.h"
+#include "Platform/Text/RegularExpression.h"
+#include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/Words.h"
 

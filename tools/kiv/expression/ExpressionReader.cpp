@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "KivxLanguage/KivxTokens.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/ArgumentCheck.h"
 #include "expression/Words.h"

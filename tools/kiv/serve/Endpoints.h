@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 /// Where a service has its six endpoints.
 namespace kiv::tool {

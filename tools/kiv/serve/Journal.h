@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 #include "Terminal.h"
 
 namespace kiv::tool {

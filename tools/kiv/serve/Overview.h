@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 #include "serve/Records.h"
 
 namespace kiv::tool {

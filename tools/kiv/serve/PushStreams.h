@@ -10,7 +10,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 
 namespace kiv::tool {
 

@@ -1,7 +1,7 @@
 #include "serve/Records.h"
 
-#include "Platform/Clock.h"
-#include "Platform/Dates.h"
+#include "Platform/System/Clock.h"
+#include "Platform/Text/Dates.h"
 #include "config/ConfigDocument.h"
 
 namespace kiv::tool {

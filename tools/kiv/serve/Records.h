@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "serve/Database.h"
 
 namespace kiv::tool {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 
 namespace kiv::tool {
 

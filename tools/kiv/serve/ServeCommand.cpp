@@ -13,8 +13,8 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
-#include "Platform/HttpServer.h"
-#include "Platform/Json.h"
+#include "Platform/Http/HttpServer.h"
+#include "Platform/Text/Json.h"
 #include "Terminal.h"
 #include "config/DataFolder.h"
 #include "config/SigningIdentity.h"

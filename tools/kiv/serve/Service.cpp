@@ -7,7 +7,7 @@
 #include <boost/asio/post.hpp>
 
 #include "Command.h"
-#include "Platform/KeyForm.h"
+#include "Model/KeyForm.h"
 #include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"

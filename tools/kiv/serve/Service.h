@@ -8,7 +8,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/thread_pool.hpp>
 
-#include "Platform/Http.h"
+#include "Platform/Http/HttpCall.h"
 #include "config/PayloadFolder.h"
 #include "serve/Journal.h"
 #include "serve/PushStreams.h"

@@ -10,7 +10,7 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 
 #include "Command.h"
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 

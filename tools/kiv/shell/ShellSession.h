@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Json.h"
+#include "Platform/Text/Json.h"
 #include "shell/ShellFields.h"
 #include "shell/ShellOutput.h"
 

@@ -3,8 +3,8 @@
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
-#include "Platform/Dates.h"
-#include "Platform/Text.h"
+#include "Platform/Text/Dates.h"
+#include "Platform/Text/Text.h"
 #include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
