@@ -1,7 +1,6 @@
 #include "BenchWorld.h"
 
 #include "CorvaneClient/KIVClientDataParser.h"
-#include "CorvaneClient/KIVClientDataParserFactory.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "KivxLanguage/KivxParser.h"

@@ -130,7 +130,7 @@ public:
     /// This build has been switched off for this application; setup then does nothing.
     static bool isVersionSwitchedOff();
 
-    /// For wrappers in other languages, over the names of `KIVClassRegistry`; empty when a name is unknown.
+    /// For wrappers in other languages, over the names of `KIVNamedOperations`; empty when a name is unknown.
     /// The first calls an operation of the object, the second one of the class, the third an operation of
     /// what that answered.
     static std::any run(const std::string& method, const std::any& instance);

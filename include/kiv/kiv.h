@@ -21,6 +21,7 @@
 #include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
 #include <kiv/KIVMultiVariantTableViewCell.h>
+#include <kiv/KIVNamedOperations.h>
 #include <kiv/KIVNetworkConfigurationsOptions.h>
 #include <kiv/KIVNonnullString.h>
 #include <kiv/KIVNotifications.h>

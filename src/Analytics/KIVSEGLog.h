@@ -5,7 +5,7 @@
 #include "Runtime/KIVDebugger.h"
 
 /// The lines of the analytics log are written. Off until the application asks for them.
-extern std::atomic<bool> kivSegLogEnabled;
+inline std::atomic<bool> kivSegLogEnabled{false};
 
 /// A line of the analytics log, for the host's log sink: a pattern with placeholders, then its arguments,
 /// which are evaluated only when the line is written.

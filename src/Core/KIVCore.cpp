@@ -1,8 +1,8 @@
 #include <kiv/KIVCore.h>
 
-#include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVFlagsOverrides.h>
 #include <kiv/KIVFlagsViewController.h>
+#include <kiv/KIVNamedOperations.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
@@ -21,7 +21,7 @@ void addProperty(std::shared_ptr<KIVCustomProperty> property) {
 
 template <class Result>
 void addOperation(const char* name, Result (*operation)()) {
-    KIVClassRegistry::shared().addClassOperation("KIVCore", name, [operation]() -> std::any {
+    KIVNamedOperations::shared().addClassOperation("KIVCore", name, [operation]() -> std::any {
         if constexpr (std::is_void_v<Result>) {
             operation();
             return {};
@@ -35,7 +35,7 @@ void addOperation(const char* name, Result (*operation)()) {
 void addOperations() {
     using Overrides = std::shared_ptr<KIVFlagsOverrides>;
     static const bool added = [] {
-        KIVClassRegistry::shared().addInstanceOperation(
+        KIVNamedOperations::shared().addInstanceOperation(
             typeid(Overrides), "clearOverrides", [](const std::any& object) {
                 if (const auto& overrides = std::any_cast<const Overrides&>(object)) {
                     overrides->clearOverrides();
@@ -231,12 +231,12 @@ bool KIVCore::isVersionSwitchedOff() {
 
 std::any KIVCore::run(const std::string& method, const std::any& object) {
     addOperations();
-    return KIVClassRegistry::shared().callInstanceOperation(object, method);
+    return KIVNamedOperations::shared().callInstanceOperation(object, method);
 }
 
 std::any KIVCore::getObjectFromClass(const std::string& className, const std::string& staticFunction) {
     addOperations();
-    return KIVClassRegistry::shared().callClassOperation(className, staticFunction);
+    return KIVNamedOperations::shared().callClassOperation(className, staticFunction);
 }
 
 std::any KIVCore::getObjectFromClass(const std::string& className, const std::string& staticFunction,

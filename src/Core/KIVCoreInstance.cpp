@@ -6,7 +6,7 @@
 #include <kiv/NotificationCenter.h>
 
 #include "CorvaneClient/KIVClient.h"
-#include "CorvaneClient/KIVClientDataParserFactory.h"
+#include "CorvaneClient/KIVClientDataParser.h"
 #include "Model/KIVConfiguration.h"
 #include "Model/KeyForm.h"
 #include "Network/KIVEnvironment.h"

@@ -6,7 +6,6 @@
 #include "Analytics/KIVSEGAnalytics.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
 #include "CorvaneClient/KIVClientDataParser.h"
-#include "CorvaneClient/KIVClientDataParserFactory.h"
 #include "CorvaneClient/KIVConfigurationFetcher.h"
 #include "CorvaneClient/KIVStateSender.h"
 #include "Flags/KIVFeatureFlagsSetter.h"

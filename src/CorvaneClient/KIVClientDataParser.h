@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Model/KIVConfigurationDataResult.h"
@@ -52,4 +53,34 @@ private:
     std::shared_ptr<const kiv::json::object> properties_;
     Document data_;
     KIVExperimentDataParser experimentDataParser_;
+};
+
+/// Makes the parsers of configuration payloads.
+class KIVClientDataParserFactoryInterface {
+public:
+    virtual ~KIVClientDataParserFactoryInterface() = default;
+
+    /// Never null.
+    virtual std::unique_ptr<KIVClientDataParser>
+    dataParserWithData(KIVConfigurationDataResult::Document data) const = 0;
+};
+
+/// Makes parsers for one device. Immutable.
+class KIVClientDataParserFactory : public KIVClientDataParserFactoryInterface {
+public:
+    KIVClientDataParserFactory(std::string distinctId, std::shared_ptr<const kiv::json::object> properties)
+        : distinctId_(std::move(distinctId)), properties_(std::move(properties)) {}
+
+    std::unique_ptr<KIVClientDataParser>
+    dataParserWithData(KIVConfigurationDataResult::Document data) const override {
+        return std::make_unique<KIVClientDataParser>(distinctId_, properties_, std::move(data));
+    }
+
+    /// Always empty.
+    const std::vector<std::string>& errors() const { return errors_; }
+
+private:
+    std::string distinctId_;
+    std::shared_ptr<const kiv::json::object> properties_;
+    std::vector<std::string> errors_;
 };

@@ -65,7 +65,14 @@ public:
     }
 
     /// The number of tokens that are left.
-    std::size_t countTokens() const;
+    std::size_t countTokens() const {
+        KIVStringTokenizer rest = *this;
+        std::size_t count = 0;
+        while (rest.nextToken()) {
+            ++count;
+        }
+        return count;
+    }
 
 private:
     /// The token at the cursor, which there must be.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -23,7 +25,15 @@ public:
     std::optional<std::string> stringValue() && { return std::move(value_).stringValue(); }
 
     /// The date itself, else the integer value as seconds since 1970.
-    KIVDate dateValue() const;
+    KIVDate dateValue() const {
+        if (const KIVDate* date = value_.date()) {
+            return *date;
+        }
+        // What lies beyond the range of a date is its end.
+        constexpr auto earliest = std::chrono::duration_cast<std::chrono::seconds>(KIVDate::duration::min());
+        constexpr auto latest = std::chrono::duration_cast<std::chrono::seconds>(KIVDate::duration::max());
+        return KIVDate(std::clamp(std::chrono::seconds(value_.integerValue()), earliest, latest));
+    }
 
     /// True for a boolean only: 1 and true are told apart.
     bool isBoolNumber() const { return value_.isBoolean(); }

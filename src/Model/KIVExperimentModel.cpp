@@ -2,6 +2,15 @@
 
 #include <utility>
 
+#include "KivxLanguage/KivxParser.h"
+
+std::optional<std::string>
+KIVDeploymentConfiguration::valueWithParser(const KivxParser& parser, std::string_view flagName,
+                                            const EvaluationContext& context) const {
+    auto result = parser.evaluateExpression(condition_, flagName, context);
+    return result ? std::move(*result).stringValue() : std::nullopt;
+}
+
 KIVExperimentModel::KIVExperimentModel(std::optional<std::string> identifier, std::optional<std::string> name,
                                        bool archived, KIVDeploymentConfiguration deploymentConfiguration,
                                        bool sticky, std::set<std::string> labels,

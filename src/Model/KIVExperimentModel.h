@@ -4,8 +4,25 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "Model/KIVDeploymentConfiguration.h"
+class KivxParser;
+struct EvaluationContext;
+
+/// The expression that gives a flag its value.
+class KIVDeploymentConfiguration {
+public:
+    explicit KIVDeploymentConfiguration(std::string condition) : condition_(std::move(condition)) {}
+
+    const std::string& condition() const { return condition_; }
+
+    /// The expression's value as text; nothing when it is undefined, failed, or has no text. Does not throw.
+    std::optional<std::string> valueWithParser(const KivxParser& parser, std::string_view flagName,
+                                               const EvaluationContext& context) const;
+
+private:
+    std::string condition_;
+};
 
 /// One experiment of a configuration document. Immutable.
 class KIVExperimentModel {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "Model/KIVJSONKeys.h"
 #include "Platform/Text/Json.h"
 
 /// The key under which experiments are looked up: two identifiers of one name are the same, whatever their
@@ -15,7 +16,10 @@ struct KIVFeatureFlagId {
     std::string value = {};
 
     /// Reads the name of a flag object of a configuration document; empty when it has none.
-    static KIVFeatureFlagId initWithConfiguration(const kiv::json::value& configuration);
+    static KIVFeatureFlagId initWithConfiguration(const kiv::json::value& configuration) {
+        const auto* name = kiv::textMember(configuration, KIVC_featureFlag_name);
+        return {name ? std::string(*name) : std::string()};
+    }
 
     bool operator==(const KIVFeatureFlagId& other) const { return name == other.name; }
 };

@@ -10,8 +10,8 @@
 
 #include <unicode/uloc.h>
 
-#include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVHost.h>
+#include <kiv/KIVNamedOperations.h>
 
 #include "KIVBuildConfig.h"
 #include "Model/KeyForm.h"
@@ -100,8 +100,8 @@ std::optional<std::string> environmentSecret() {
 std::string registeredSwiftVersion() {
     std::string own;
     const auto failure = kiv::failureOf([&] {
-        const std::any answer = KIVClassRegistry::shared().callClassOperation("CorvaneSwiftIncludedClass",
-                                                                              "CORVANE_swiftVersion");
+        const std::any answer = KIVNamedOperations::shared().callClassOperation("CorvaneSwiftIncludedClass",
+                                                                                "CORVANE_swiftVersion");
         if (const auto* version = std::any_cast<std::string>(&answer)) {
             own = *version;
         }

@@ -2,8 +2,26 @@
 
 #include <csetjmp>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "Runtime/KIVSignalHandlingData.h"
+/// A signal that was caught, and where. Immutable.
+class KIVSignalHandlingData {
+public:
+    KIVSignalHandlingData() = delete;
+    KIVSignalHandlingData(int signo, int codeno, std::vector<std::string> strackFrames)
+        : signo_(signo), codeno_(codeno), stackFrames_(std::move(strackFrames)) {}
+
+    int signo() const { return signo_; }
+    int codeno() const { return codeno_; }
+    const std::vector<std::string>& stackFrames() const { return stackFrames_; }
+
+private:
+    int signo_;
+    int codeno_;
+    std::vector<std::string> stackFrames_;
+};
 
 /// Stacks of the calling thread, for turning signals into exceptions. Each pop removes and answers the
 /// element that was pushed last, and answers nothing when there is none.

@@ -306,7 +306,7 @@ TEST_F(Setup, ReachesOperationsByName) {
     EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state")), 0U);
     EXPECT_FALSE(KIVCore::getObjectFromClass("KIVCore", "nothing").has_value());
     EXPECT_FALSE(KIVCore::getObjectFromClass("Nobody", "state").has_value());
-    KIVClassRegistry::shared().addInstanceOperation(typeid(unsigned), "twice", [](const std::any& number) {
+    KIVNamedOperations::shared().addInstanceOperation(typeid(unsigned), "twice", [](const std::any& number) {
         return std::any(2 * std::any_cast<unsigned>(number) + 1);
     });
     EXPECT_EQ(std::any_cast<unsigned>(KIVCore::getObjectFromClass("KIVCore", "state", "twice")), 1U);

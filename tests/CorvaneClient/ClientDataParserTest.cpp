@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "CorvaneClient/KIVClientDataParserFactory.h"
+#include "CorvaneClient/KIVClientDataParser.h"
 #include "Support/CapturedLog.h"
 
 namespace {

@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <kiv/KIVClassRegistry.h>
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVInt.h>
+#include <kiv/KIVNamedOperations.h>
 
 #include "Platform/Crypto/Digest.h"
 #include "Platform/System/Files.h"
@@ -225,9 +225,9 @@ TEST_F(DeviceProperties, AreFreshForWhoeverAsksAfterAChangeOnAnyThread) {
 
 TEST_F(DeviceProperties, AskTheWrapperForItsVersion) {
     EXPECT_EQ(make()->swiftVersion(), "");
-    const auto answer = [this](KIVClassRegistry::ClassOperation operation) {
-        KIVClassRegistry::shared().addClassOperation("CorvaneSwiftIncludedClass", "CORVANE_swiftVersion",
-                                                     std::move(operation));
+    const auto answer = [this](KIVNamedOperations::ClassOperation operation) {
+        KIVNamedOperations::shared().addClassOperation("CorvaneSwiftIncludedClass", "CORVANE_swiftVersion",
+                                                       std::move(operation));
         return make()->swiftVersion();
     };
     EXPECT_EQ(answer([] { return std::any(std::string("5.9")); }), "5.9");

@@ -1,3 +1,0 @@
-#include "Analytics/KIVSEGLog.h"
-
-std::atomic<bool> kivSegLogEnabled{false};
