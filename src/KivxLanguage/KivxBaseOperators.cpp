@@ -11,11 +11,11 @@
 #include "KivxLanguage/KivxRegularExpressionExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxValueCompareExtensions.h"
+#include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Text.h"
-#include "Properties/KivxNumbers.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Threads/ThreadEnd.h"
-#include "Properties/KivxNumbers.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 

@@ -10,7 +10,7 @@
 #include "KivxLanguage/KivxParser.h"
 #include "KivxLanguage/KivxSemver.h"
 #include "KivxLanguage/KivxStack.h"
-#include "Properties/KivxNumbers.h"
+#include "KivxLanguage/Values/KivxNumbers.h"
 
 namespace {
 

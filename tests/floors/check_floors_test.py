@@ -41,6 +41,7 @@ class CheckFloors(unittest.TestCase):
     def test_planted_faults_are_named_with_their_place(self):
         for place, text in {
             "src/Platform/Wire.h:2": '#pragma once\n#include "Core/Facade.h"\n',
+            "src/KivxLanguage/Values/Sum.cpp:1": '#include "KivxLanguage/Parser.h"\n',
             "src/Platform/Wire.cpp:3": "\n\n  #  include <kiv/Lamp.h>\n",
             "src/Network/Deep/Socket.h:1": '#include "Analytics/Queue.h"\n',
             "src/Model/Shade.h:1": '#include "Wire.h"\n',

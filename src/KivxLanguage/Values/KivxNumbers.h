@@ -11,7 +11,15 @@
 namespace kiv {
 
 /// The number that a boolean, integer or double value holds.
-Number numberOf(const KivxValue& value);
+inline Number numberOf(const KivxValue& value) {
+    if (const std::int64_t* integer = value.integer()) {
+        return *integer;
+    }
+    if (const double* real = value.real()) {
+        return *real;
+    }
+    return static_cast<std::int64_t>(value.boolValue());
+}
 
 /// By value, exactly: an integer against a double without rounding either. Unordered for NaN.
 std::partial_ordering compareNumbers(const Number& a, const Number& b);

@@ -1,15 +1,13 @@
 #include <kiv/KivxValue.h>
 
-#include <cmath>
 #include <compare>
-#include <limits>
 #include <utility>
 
 #include <kiv/KIVException.h>
 
+#include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
-#include "Properties/KivxNumbers.h"
 
 namespace {
 
@@ -62,49 +60,6 @@ int order(const KivxValue& a, const KivxValue& b) {
 }
 
 } // namespace
-
-namespace kiv {
-
-Number numberOf(const KivxValue& value) {
-    if (const std::int64_t* integer = value.integer()) {
-        return *integer;
-    }
-    if (const double* real = value.real()) {
-        return *real;
-    }
-    return static_cast<std::int64_t>(value.boolValue());
-}
-
-std::partial_ordering compareNumbers(const Number& a, const Number& b) {
-    const auto* leftInteger = std::get_if<std::int64_t>(&a);
-    const auto* rightInteger = std::get_if<std::int64_t>(&b);
-    if (leftInteger && rightInteger) {
-        return *leftInteger <=> *rightInteger;
-    }
-    if (!leftInteger && !rightInteger) {
-        return std::get<double>(a) <=> std::get<double>(b);
-    }
-    if (!leftInteger) {
-        return 0 <=> compareNumbers(b, a);
-    }
-    // An integer against a double, exactly: 2^63 and beyond are larger than any integer; below that the whole
-    // part is an integer itself and the fraction decides.
-    const double real = std::get<double>(b);
-    if (std::isnan(real)) {
-        return std::partial_ordering::unordered;
-    }
-    if (real >= 0x1p63) {
-        return std::partial_ordering::less;
-    }
-    if (real < -0x1p63) {
-        return std::partial_ordering::greater;
-    }
-    const double whole = std::trunc(real);
-    const auto truncated = static_cast<std::int64_t>(whole);
-    return *leftInteger != truncated ? *leftInteger <=> truncated : whole <=> real;
-}
-
-} // namespace kiv
 
 KivxValue::KivxValue(Dictionary members)
     : form_(Form::owned), owned_(std::make_shared<const Dictionary>(std::move(members))) {}
