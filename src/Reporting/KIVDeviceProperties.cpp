@@ -1,12 +1,9 @@
 #include "Reporting/KIVDeviceProperties.h"
 
-#include <algorithm>
 #include <any>
 #include <cstdlib>
 #include <span>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include <unicode/uloc.h>
 
@@ -26,7 +23,7 @@ namespace {
 
 using Object = KIVDeviceProperties::Object;
 
-// Parts of the protocol, the same on every system.
+// The service expects these values, whatever the system is.
 constexpr const char* realPlatform = "iOS";
 constexpr const char* manufacturer = "Apple";
 constexpr const char* apiVersion = "1.9.0";
@@ -37,41 +34,22 @@ constexpr const char* buidGenerators[] = {
     KIVC_DEVICE_PROPERTIES_APP_KEY,     KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
     KIVC_DEVICE_PROPERTIES_LIB_VERSION,
 };
-constexpr const char* stateGenerators[] = {
-    KIVC_DEVICE_PROPERTIES_PLATFORM,
-    KIVC_DEVICE_PROPERTIES_APP_KEY,
-    KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING,
-    KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING,
-    KIVC_DEVICE_PROPERTIES_DEV_MODE_SECRET,
-};
-
-template <class Texts>
-std::string joined(const Texts& texts, const char* separator) {
+std::string joined(std::span<const char* const> texts, const char* separator) {
     std::string all;
     const char* before = "";
-    for (const auto& text : texts) {
+    for (const char* text : texts) {
         all += std::exchange(before, separator);
         all += text;
     }
     return all;
 }
 
-/// Over the values of the keys in their order; keys without a value do not count.
-std::string createHash(std::span<const char* const> generators, const Object& properties) {
-    std::vector<std::string_view> values;
-    for (const char* key : generators) {
-        if (const auto* value = kiv::textMember(properties, key)) {
-            values.push_back(*value);
-        }
-    }
-    return kiv::md5Hex(joined(values, "|"));
-}
-
 std::string orUndefined(const std::optional<std::string>& text) {
     return text.value_or(KIVC_DEVICE_PROPERTIES_UNDEFINED);
 }
 
-/// A part of a locale's name, as ICU reads it; nothing when there is none.
+/// The code of one part of a locale's name (language, country), as ICU's function `part` reads it; nullopt
+/// when the locale has no such part.
 std::optional<std::string> codeOf(const std::optional<std::string>& locale,
                                   std::int32_t (*part)(const char*, char*, std::int32_t, UErrorCode*)) {
     char code[ULOC_FULLNAME_CAPACITY] = "";
@@ -129,8 +107,9 @@ KIVDeviceProperties::KIVDeviceProperties(std::string key,
     : kivKey_(std::move(key)), platformVersion_(std::move(platformVersion)),
       languageVersion_(std::move(languageVersion)), devModeSecret_(environmentSecret()),
       swiftVersion_(registeredSwiftVersion()), distinctId_(KIVUDID(kivKey_).distinctId()),
-      propertiesRepository_(std::move(propertiesRepository)), flagsRepository_(std::move(flagsRepository)),
-      facts_(createAllProperties(customSigningCertificate)) {
+      propertiesRepository_(std::move(propertiesRepository)),
+      state_(kivKey_, createAllProperties(customSigningCertificate), propertiesRepository_,
+             std::move(flagsRepository)) {
     addBuiltInProperties();
 }
 
@@ -181,12 +160,13 @@ KIVDeviceProperties::createAllProperties(const std::optional<std::string>& custo
 
 std::string KIVDeviceProperties::buidFor(const std::string& sdkKey,
                                          const std::optional<std::string>& customSigningCertificate) {
-    return createHash(buidGenerators, {{KIVC_DEVICE_PROPERTIES_PLATFORM, realPlatform},
-                                       {KIVC_DEVICE_PROPERTIES_API_VERSION, ::apiVersion},
-                                       {KIVC_DEVICE_PROPERTIES_APP_KEY, sdkKey},
-                                       {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE,
-                                        certificateHash(customSigningCertificate)},
-                                       {KIVC_DEVICE_PROPERTIES_LIB_VERSION, kiv::build::version}});
+    return KIVState::createHashWithGeneratorsList(
+        buidGenerators,
+        {{KIVC_DEVICE_PROPERTIES_PLATFORM, realPlatform},
+         {KIVC_DEVICE_PROPERTIES_API_VERSION, ::apiVersion},
+         {KIVC_DEVICE_PROPERTIES_APP_KEY, sdkKey},
+         {KIVC_DEVICE_PROPERTIES_CUSTOM_SIGNING_CERTIFICATE, certificateHash(customSigningCertificate)},
+         {KIVC_DEVICE_PROPERTIES_LIB_VERSION, kiv::build::version}});
 }
 
 void KIVDeviceProperties::addBuiltInProperties() const {
@@ -220,71 +200,6 @@ void KIVDeviceProperties::addInternalProperties() const {
          }) {
         propertiesRepository_->addCustomProperty(property);
     }
-}
-
-std::shared_ptr<const Object> KIVDeviceProperties::allProperties() const {
-    const auto dictionary = [](std::shared_ptr<const Document> document) {
-        const Object* all = &document->all;
-        return std::shared_ptr<const Object>(std::move(document), all);
-    };
-    // Read before the lists are: what changes meanwhile makes the document stale again. Each of the two only
-    // grows, so their sum tells a newer state from an older one.
-    const std::uint64_t version = propertiesRepository_->version() + flagsRepository_->version();
-    {
-        const std::lock_guard lock(lock_);
-        if (document_ && document_->version >= version) {
-            return dictionary(document_);
-        }
-    }
-    auto next = std::make_shared<Document>(Document{version, facts_});
-    Object& all = next->all;
-    kiv::json::value properties = transformCustomProperties();
-    kiv::json::value flags = transformFeatureFlags();
-    all[KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING] = kiv::prettyJson(properties);
-    all[KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES] = std::move(properties);
-    all[KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING] = kiv::prettyJson(flags);
-    all[KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS] = std::move(flags);
-    all[KIVC_DEVICE_PROPERTIES_STATE_MD5] = createHash(stateGenerators, all);
-
-    std::shared_ptr<const Document> result = std::move(next);
-    const std::lock_guard lock(lock_);
-    if (!document_ || document_->version <= version) {
-        document_ = result;
-    }
-    return dictionary(std::move(result));
-}
-
-/// With keys of the application-key form, dates are not reported.
-kiv::json::array KIVDeviceProperties::transformCustomProperties() const {
-    auto properties = propertiesRepository_->availableCustomProperties();
-    if (!kiv::isUuidForm(kivKey_)) {
-        std::erase_if(properties, [](const auto& property) {
-            return property->externalType() == KIVC_customPropertyExternalTypeDateTime;
-        });
-    }
-    std::ranges::sort(properties, {},
-                      [](const auto& property) -> const std::string& { return property->name(); });
-    kiv::json::array list;
-    for (const auto& property : properties) {
-        list.push_back({{KIVC_customPropertyDataName, kiv::repairUtf8(property->name())},
-                        {KIVC_customPropertyDataType, property->type()},
-                        {KIVC_customPropertyDataExternalType, property->externalType()}});
-    }
-    return list;
-}
-
-kiv::json::array KIVDeviceProperties::transformFeatureFlags() const {
-    kiv::json::array list;
-    for (const auto& [name, flag] : flagsRepository_->features()) {
-        kiv::json::array options;
-        for (const std::string& variation : flag->variations()) {
-            options.emplace_back(kiv::repairUtf8(variation));
-        }
-        list.push_back({{KIVC_FEATURE_FLAG_NAME, kiv::repairUtf8(name)},
-                        {KIVC_FEATURE_FLAG_DEFAULT_VALUE, kiv::repairUtf8(flag->defaultValue())},
-                        {KIVC_FEATURE_FLAG_OPTIONS, std::move(options)}});
-    }
-    return list;
 }
 
 std::string KIVDeviceProperties::stateMd5() const {

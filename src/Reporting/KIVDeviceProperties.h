@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -10,20 +8,21 @@
 #include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
+#include "Reporting/KIVState.h"
 
 /// What the library knows about the device, the application and itself, for one SDK key: the facts, which are
-/// read once, and the lists of flags and properties with the hash over them.
+/// read once, and the state, which adds the lists of flags and properties to them (`KIVState`).
 ///
-/// Callable from any thread. The lists are built when somebody asks, not at each registration.
+/// Callable from any thread.
 class KIVDeviceProperties {
 public:
     using Object = kiv::json::object;
 
     KIVDeviceProperties() = delete;
 
-    /// Reads the host as it is now, and adds the built-in "kiv." properties that the repository lacks, which
-    /// announces each of them. `customSigningCertificate` is the text given at setup; without one the
-    /// built-in one counts.
+    /// Reads the host as it is now, and adds the built-in "kiv." properties that the repository lacks; the
+    /// repository announces each of them. `customSigningCertificate` is the text given at setup, nullopt for
+    /// the built-in certificate.
     KIVDeviceProperties(std::string sdkKey, const std::optional<std::string>& customSigningCertificate,
                         std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository,
                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository);
@@ -32,23 +31,25 @@ public:
                         std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository,
                         std::string platformVersion, std::string languageVersion);
 
-    /// Sets the "kiv.internal." properties, which are for the service's own expressions, and announces them.
+    /// Sets and announces the "kiv.internal." properties, which are for the service's own expressions.
     void addInternalProperties() const;
 
-    /// Facts, lists, texts and hash, with all that has been registered by now. Never null; does not change.
-    std::shared_ptr<const Object> allProperties() const;
+    /// The state: facts, lists, texts and hash, with all that has been registered by now. Never null; does
+    /// not change.
+    std::shared_ptr<const Object> allProperties() const { return state_.document(); }
     Object getPropsCopy() const { return *allProperties(); }
 
-    /// Bring lists, texts and hash up to date. Nobody needs to ask for it before reading them.
+    /// These three bring the state up to date. `allProperties` does so too, so nobody needs to call them
+    /// first.
     void updateDevicePropsAfterAddedProperty() const { syncAndUpdateDevicePropsAfterObjectChange(); }
     void updateDevicePropsAfterAddedFlag() const { syncAndUpdateDevicePropsAfterObjectChange(); }
     void syncAndUpdateDevicePropsAfterObjectChange() const { allProperties(); }
 
     const std::string& appKey() const { return kivKey_; }
     const std::string& distinctId() const { return distinctId_; }
-    /// The value of KIV_DEV_MODE_SECRET in the environment.
+    /// The environment variable KIV_DEV_MODE_SECRET; nullopt when it is not set.
     const std::optional<std::string>& devModeSecret() const { return devModeSecret_; }
-    /// What the wrapper in another language says of itself; empty without one.
+    /// The version that a wrapper in another language gives of itself; empty when there is no wrapper.
     const std::string& swiftVersion() const { return swiftVersion_; }
     const std::string& platformVersion() const { return platformVersion_; }
     const std::string& languageVersion() const { return languageVersion_; }
@@ -58,30 +59,23 @@ public:
     std::string osVersion() const { return fact(KIVC_DEVICE_PROPERTIES_OS_VERSION); }
     std::string appShortVersion() const { return fact(KIVC_DEVICE_PROPERTIES_VERSION_NAME); }
 
-    /// Names the configuration to fetch.
+    /// The hash that names this device's configuration on the CDN.
     std::string buid() const { return fact(KIVC_DEVICE_PROPERTIES_BUID); }
 
-    /// The buid of every application that sets up this version of the library with that key and certificate.
+    /// The hash for any application that sets up this version of the library with that key and certificate.
     static std::string buidFor(const std::string& sdkKey,
                                const std::optional<std::string>& customSigningCertificate);
 
-    /// Changes when flags, properties, key or platform do.
+    /// The hash of the state: it changes with the flags, the properties, the key and the platform.
     std::string stateMd5() const;
 
-    /// Sets the "distinct_id" of the parameters.
+    /// Sets the member "distinct_id" of `params`.
     void addDistinctIdToParams(Object& params) const;
 
 private:
-    struct Document {
-        std::uint64_t version; ///< of the repositories before it was built
-        Object all;
-    };
-
     Object createAllProperties(const std::optional<std::string>& customSigningCertificate) const;
     void addBuiltInProperties() const;
-    kiv::json::array transformCustomProperties() const;
-    kiv::json::array transformFeatureFlags() const;
-    std::string fact(const char* key) const { return std::string(facts_.at(key).as_string()); }
+    std::string fact(const char* key) const { return std::string(state_.facts().at(key).as_string()); }
 
     const std::string kivKey_;
     const std::string platformVersion_;
@@ -90,9 +84,5 @@ private:
     const std::string swiftVersion_;
     const std::string distinctId_;
     const std::shared_ptr<KIVCustomPropertiesRepository> propertiesRepository_;
-    const std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository_;
-    const Object facts_;
-
-    mutable std::mutex lock_; ///< for the document below; not held while one is built
-    mutable std::shared_ptr<const Document> document_;
+    const KIVState state_;
 };

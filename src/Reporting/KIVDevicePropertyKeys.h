@@ -1,6 +1,6 @@
 #pragma once
 
-/// The keys of the device properties, and of the document that tells the server of flags and properties.
+/// The names of the members of the device properties and of the state.
 
 inline constexpr const char* KIVC_DEVICE_PROPERTIES_REAL_PLATFORM = "realPlatform";
 inline constexpr const char* KIVC_DEVICE_PROPERTIES_PLATFORM_VERSION = "platformVersion";
@@ -38,10 +38,10 @@ inline constexpr const char* KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS = "feature_fla
 inline constexpr const char* KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING = "feature_flags_string";
 inline constexpr const char* KIVC_DEVICE_PROPERTIES_STATE_MD5 = "stateMd5";
 
-/// Stands for a value that the device or the application does not tell.
+/// The value of a property that neither the device nor the application gives.
 inline constexpr const char* KIVC_DEVICE_PROPERTIES_UNDEFINED = "corvane_undefined";
 
-/// Entries of the list of flags.
+/// The members of an entry in the list of flags.
 inline constexpr const char* KIVC_FEATURE_FLAG_NAME = "name";
 inline constexpr const char* KIVC_FEATURE_FLAG_DEFAULT_VALUE = "defaultValue";
 inline constexpr const char* KIVC_FEATURE_FLAG_OPTIONS = "options";

@@ -26,7 +26,7 @@ std::optional<std::string> storedAt(const std::string& path) {
 } // namespace
 
 KIVUDID::KIVUDID(const std::string& key) : path_(pathFor(key)) {
-    // One load at a time: the first of several makes the identifier that all of them get.
+    // One thread loads at a time: the first makes the identifier, and the others find it.
     static std::mutex& lock = *new std::mutex;
     bool kept = true;
     {
@@ -57,7 +57,7 @@ bool KIVUDID::archiveProperties() {
     if (kiv::createFile(path_, archive)) {
         return true;
     }
-    // Another process may have been first. What is there and no good is replaced.
+    // Another process may have written its identifier first; a damaged file is replaced.
     if (auto stored = storedAt(path_)) {
         distinctId_ = std::move(*stored);
         return true;

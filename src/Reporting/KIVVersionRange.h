@@ -15,8 +15,8 @@ public:
     const std::string& version() const { return version_; }
     const std::string& comperator() const { return comperator_; }
 
-    /// With the comparator "Equals to", whether the application's short version equals the version, runs of
-    /// digits by value; false with every other.
+    /// Whether the application's short version equals the range's version, with runs of digits compared as
+    /// numbers. False when the comparator is another than "Equals to".
     bool isApplicableForDevice(const KIVDeviceProperties& deviceProperties) const;
 
 private:
