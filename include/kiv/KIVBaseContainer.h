@@ -34,7 +34,7 @@ public:
     const std::type_info& declaringClass() const { return *declaringClass_; }
     const std::vector<Member>& members() const { return members_; }
 
-    /// Hands out the names of a macro's argument list one by one.
+    /// Cuts the first name off `names`, a list with commas between, and returns it.
     static std::string_view nextName(std::string_view& names) {
         const std::size_t comma = names.find(',');
         const std::string_view name = names.substr(0, comma);
@@ -58,14 +58,14 @@ class KIV_API KIVBaseContainer {
 public:
     virtual ~KIVBaseContainer() = default;
 
-    /// The members of the class that declares them; written by `KIV_CONTAINER`.
+    /// The table of the flag members. `KIV_CONTAINER` writes this function.
     virtual KIVContainerTable kivContainerTable() { return KIVContainerTable(typeid(KIVBaseContainer)); }
 };
 
 /// Names the flag members of a container class, in a public or private part of it:
 /// `KIV_CONTAINER(CheckoutFlags, expressCheckout, buttonColor)`. A member is a flag, or a `std::shared_ptr`
-/// to one; members of other types are passed over. What a base class declares is not registered with a
-/// derived class.
+/// to one; members of other types are passed over. The flags that a base class declares are not registered
+/// with a derived class.
 #define KIV_CONTAINER(Class, ...)                                                                            \
 public:                                                                                                      \
     KIVContainerTable kivContainerTable() override {                                                         \

@@ -38,8 +38,8 @@ public:
     /// Sets the library up for a key: 24 hexadecimal digits, or the 8-4-4-4-12 UUID form.
     ///
     /// A stored or embedded configuration is applied, and `onConfigurationFetched` called for it, before this
-    /// returns. A key is set up once per process; doing so again changes nothing. Setting up another key
-    /// replaces the client of the present one. Throws "wrong apiKey format" for a key of another form, and
+    /// returns. A key is set up once per process; setting it up again changes nothing. Setting up another key
+    /// replaces the client of the present key. Throws "wrong apiKey format" for a key of another form, and
     /// leaves the state 4.
     static void setupWithKey(KIVNullableString key);
     static void setupWithKey(KIVNullableString key, KIVOptions options);
@@ -50,29 +50,30 @@ public:
     /// 0: idle; 1: setting up; 2: set up; 3: shutting down; 4: the last setup failed.
     static unsigned state();
 
-    /// Makes another key, one that has been set up, the current one, also for the next launch. A nil key is
-    /// ignored, and so is any key before the first use of the library.
+    /// Makes another key current, and stores it for the next launch, whose client then works for it. A nil
+    /// key is ignored, and so is any key before the first use of the library.
     static void switchToSDKKey(KIVNullableString key);
 
-    /// Stops the library when it is set up or has failed to: no more configurations are applied, and every
-    /// flag of the key loses its name, so that it makes no more impressions and has no overrides. Properties
-    /// and namespaces stay.
+    /// Stops the library in the states 2 and 4; does nothing in other states. No more configurations are
+    /// applied, and every flag of the key loses its name, so that it makes no more impressions and has no
+    /// overrides. Properties and namespaces stay. Waits 50 milliseconds at most for impressions to be on
+    /// disk.
     static void shutdown();
 
     /// Does what `shutdown` does, whatever the state.
     static void reset();
 
-    /// Registers the flags of a container, under a namespace or without one. Each namespace is taken once per
-    /// process, also the empty one. Throws "InvalidNamespace" when it is nil or in use. The container lives
-    /// on with the library.
+    /// Registers the flags of a container, under a namespace or under the empty one. Each namespace can be
+    /// used once per process. Throws "InvalidNamespace" when the namespace is nil or in use. The library
+    /// keeps the container alive.
     static void register_(std::shared_ptr<KIVBaseContainer> container);
     static void register_(KIVNullableString nameSpace, std::shared_ptr<KIVBaseContainer> container);
 
-    /// Takes a namespace without registering anything. Throws as `register_` does.
+    /// Reserves a namespace without registering a container. Throws as `register_` does.
     static void handleNamespace(KIVNullableString nameSpace);
 
-    /// Properties for expressions: a value, or a callback asked at each evaluation. One of the same name is
-    /// replaced.
+    /// Set a property for expressions: a value, or a callback that is asked at each evaluation, on the thread
+    /// that reads a flag. A property of the same name is replaced.
     static void setCustomStringProperty(KIVNonnullString value, KIVNonnullString key);
     static void setCustomComputedStringProperty(KIVStringBlock block, KIVNonnullString key);
     static void setCustomBooleanProperty(bool value, KIVNonnullString key);
@@ -86,53 +87,59 @@ public:
     static void setCustomDateTimeProperty(KIVDate value, KIVNonnullString key);
     static void setCustomComputedDateTimeProperty(KIVDateBlock block, KIVNonnullString key);
 
-    /// Values that every read of the current key sees before those it was given. A context set before setup
-    /// is dropped.
+    /// Sets values for every read of the current key; they come before the values of the read's own context.
+    /// A context set before setup is dropped.
     static void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
-    /// Adds a flag under a full name: to the current key's flags, before setup to the shared ones. Throws
+    /// Adds a flag under a full name: to the current key's flags, or to the shared flags before setup. Throws
     /// "InvalidArgument" when the flag is null.
     static void setVariant(std::shared_ptr<KIVString> flag, KIVNonnullString key);
     /// The current key's flag of that full name, or null.
     static std::shared_ptr<KIVString> variantWithKey(KIVNonnullString key);
 
-    /// All flags that containers and `dynamicAPI` ever added, in no order.
+    /// All flags that containers and `dynamicAPI` have added, in no order.
     static std::vector<std::shared_ptr<KIVString>> flags();
 
     /// Flags by name, without a container.
     static std::shared_ptr<KIVDynamicAPI> dynamicAPI();
 
-    /// Starts a fetch and returns at once. Nothing happens before setup.
+    /// Starts a fetch and returns at once. Does nothing before setup.
     static void fetch();
 
-    /// Thaws the flags of level 1 and above, all or those of one namespace. Nothing happens before setup.
+    /// Thaw the flags of `KIVFreezeUntilUnfreeze` and above: all of them, or those of one namespace. Do
+    /// nothing before setup.
     static void unfreeze();
     static void unfreezeNamespace(KIVNonnullString nameSpace);
 
     /// The local overrides of the current client; null before setup.
     static std::shared_ptr<KIVFlagsOverrides> overrides();
 
-    /// A new flags screen of the current client; null before setup and when this version is switched off.
-    /// `shutdown`, `reset` and another key's setup call its `done`; one that is asked for after them, and
-    /// before the next setup, is never presented in the browser.
+    /// A new model of the flags screen, for the current client; null before setup and when this version is
+    /// switched off. `shutdown`, `reset` and another key's setup call its `done`. A model asked for between a
+    /// shutdown and the next setup is never presented in the browser.
     static std::shared_ptr<KIVFlagsViewController> flagsViewController();
 
-    /// Receives what the application's own callbacks threw: the source (0 dynamic-properties rule, 1
-    /// configuration-fetched handler, 2 impression handler, 3 computed property) and the exception, on the
-    /// thread on which it happened. An empty handler takes the present one away.
+    /// Sets the handler of exceptions that the application's own callbacks throw. It receives the source (0
+    /// dynamic-properties rule, 1 configuration-fetched handler, 2 impression handler, 3 computed property)
+    /// and the exception, on the thread on which the callback threw. An empty handler removes the present
+    /// one.
     static void setUserspaceUnhandledErrorHandler(
         std::function<void(unsigned source, const KIVException& exception)> handler);
 
+    /// The key of the last setup or `switchToSDKKey`; nullopt before.
     static std::optional<std::string> currentSDKKey();
 
+    /// Whether the key has the 8-4-4-4-12 UUID form.
     static bool isUUIDKey(KIVNullableString key);
+    /// Whether the key is 24 hexadecimal digits.
     static bool isMongoAppKey(KIVNullableString key);
-    /// This build has been switched off for this application; setup then does nothing.
+    /// Whether the preferences switch this build off for this application. Setup then does nothing.
     static bool isVersionSwitchedOff();
 
-    /// For wrappers in other languages, over the names of `KIVNamedOperations`; empty when a name is unknown.
-    /// The first calls an operation of the object, the second one of the class, the third an operation of
-    /// what that answered.
+    /// For wrappers in other languages: call operations by their names in `KIVNamedOperations`. `run` calls
+    /// an operation of `instance`; `getObjectFromClass` calls an operation of the class and then, when
+    /// `instanceFunction` is given, that operation of the object that came of it. Empty when a name is
+    /// unknown.
     static std::any run(const std::string& method, const std::any& instance);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction,

@@ -2,8 +2,8 @@
 
 #include <kiv/KIVString.h>
 
-/// A flag with a number as its value. A configured value that is no plain decimal number counts as the
-/// default.
+/// A flag with a number as its value. When the configured value is no plain decimal number, the default is
+/// read.
 class KIV_API KIVDouble : public KIVString {
 public:
     KIVDouble() = delete;

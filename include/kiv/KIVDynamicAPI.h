@@ -17,16 +17,16 @@ class KIVString;
 ///
 /// The first read of a name makes a flag of the type of the call, with its default and variations; every
 /// later read finds that flag, whatever its type, and uses the default of its own call. A name that a
-/// container registered is served by the container's flag. A null context stands for no values. Callable from
+/// container registered finds the container's flag. A null context stands for no values. Callable from
 /// any thread. Each read throws "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"),
-/// or a variation of a flag that it makes
-/// ("Feature flag variation cannot be nil").
+/// or a variation of the flag
+/// that it makes is nil ("Feature flag variation cannot be nil").
 class KIV_API KIVDynamicAPI {
 public:
     using FindFlag = std::function<std::shared_ptr<KIVString>(std::string_view name)>;
     using AddFlag = std::function<void(std::shared_ptr<KIVString> flag, const std::string& name)>;
 
-    /// For the library: asks `findFlag` for flags (null: there is none) and hands new ones to `addFlag`.
+    /// For the library. `findFlag` returns a flag or null; `addFlag` takes a flag that a read has made.
     KIVDynamicAPI(FindFlag findFlag, AddFlag addFlag);
 
     bool isEnabled(KIVNullableString name, bool defaultValue,

@@ -5,13 +5,14 @@
 
 #include <kiv/KIVDate.h>
 
-/// What the application's configuration-fetched handler is told.
+/// The result of a fetch, for the application's configuration-fetched handler.
 struct KIVFetcherResult {
-    /// 1: the embedded document; 2: the stored one; 3: one from the network; 5: an error.
+    /// 1: the embedded document; 2: the stored document; 3: a document from the network; 5: an error.
     int fetcherStatus = 0;
-    /// When the configuration was signed; nothing when it does not say.
+    /// When the document was signed; nullopt when it carries no date.
     std::optional<KIVDate> creationDate;
-    /// What went wrong, nothing when all went well.
+    /// The name of the error; nullopt when the fetch succeeded.
     std::optional<std::string> errorDetails;
+    /// Whether the fetched document differs from the document that was stored before.
     bool hasChanges = false;
 };

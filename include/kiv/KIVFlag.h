@@ -20,15 +20,15 @@ public:
     bool isEnabled() const { return getBoolValue(); }
     bool isEnabled(const KIVDynamicPropertyContext& context) const;
 
-    /// Reads the flag and calls the action on this thread when it is enabled (`disabled`: when it is not) and
-    /// not empty.
+    /// Reads the flag and calls the action on this thread: `enabled` when the flag is on, `disabled` when it
+    /// is off. An empty action is not called.
     void enabled(const Action& action) const;
     void enabled(const Action& action, const KIVDynamicPropertyContext& context) const;
     void disabled(const Action& action) const;
     void disabled(const Action& action, const KIVDynamicPropertyContext& context) const;
 
-    /// Reads the flag; unless it is enabled and the first action ran, reads it again for the second. So a
-    /// disabled flag makes two impressions.
+    /// Reads the flag and, when it is on and `whenEnabled` is not empty, calls that. Otherwise reads the flag
+    /// again and calls `whenDisabled` when it is off. So a disabled flag makes two impressions.
     void enabled(const Action& whenEnabled, const Action& whenDisabled) const;
     void enabled(const Action& whenEnabled, const Action& whenDisabled,
                  const KIVDynamicPropertyContext& context) const;

@@ -12,14 +12,15 @@
 class KIVFeatureFlagsSetter;
 class KIVString;
 
-/// Values that a developer puts in place of flags' own, by full flag name. They outlive the process.
+/// Values that a developer sets in place of the flags' own values, by full flag name. They are kept on disk
+/// and hold for later processes too.
 ///
-/// Changing one rewrites its file before the call returns; when the file cannot be written the change holds
-/// in memory and one line is logged. Those of a client that another key's setup has replaced are to be let go
-/// of: they would write their own table over the file. Callable from any thread.
+/// A change rewrites the file before the call returns; when the file cannot be written, the change holds in
+/// memory and one line is logged. After another key's setup, ask `KIVCore::overrides` anew and release the
+/// former object: it would write its own table over the file. Callable from any thread.
 class KIV_API KIVFlagsOverrides {
 public:
-    /// For the library. Loads what is stored; makes the folder when it is missing.
+    /// For the library. Loads the stored overrides, and makes the folder when it is missing.
     explicit KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter);
     ~KIVFlagsOverrides();
     KIVFlagsOverrides(const KIVFlagsOverrides&) = delete;
@@ -28,12 +29,12 @@ public:
     bool hasOverride(KIVNonnullString name) const;
     std::optional<std::string> overrideForName(KIVNonnullString name) const;
 
-    /// Thaws the flag and stores the value under the flag's name. A flag without a name is left alone.
+    /// Thaws the flag and stores the value under the flag's name. Does nothing for a flag without a name.
     void setOverride(KIVNonnullString value, const KIVString& flag);
-    /// The same for the flag of that name, registered or not.
+    /// Stores the value for the flag of that full name, registered or not, and thaws the flag.
     void setOverride(KIVNonnullString value, KIVNonnullString name);
 
-    /// Removes the value and thaws the flag.
+    /// Removes the override of that flag and thaws the flag.
     void clearOverrideForName(KIVNonnullString name);
 
     /// Removes all values and their file. Flags are not thawed.
@@ -45,13 +46,14 @@ public:
     /// All overrides by full flag name.
     std::map<std::string, std::string> overrides() const;
 
-    /// Writes all values to the file. False, and one line in the log, when that failed, or some could not go
-    /// there: a name or value that is not UTF-8 or has a zero byte holds in memory only.
+    /// Writes all overrides to the file. Returns false, and logs one line, when the write failed or an
+    /// override could not be written: a name or value that is not UTF-8 or has a zero byte holds in memory
+    /// only.
     bool cacheOverrides() const;
 
-    /// The folder; empty when the host has no Library folder, and values hold in memory only.
+    /// The folder of the file; empty when the host has no Library folder, and overrides hold in memory only.
     std::string overridesFilesPath() const;
-    /// The path of a file of that name in the folder; empty without one.
+    /// The path of a file of that name in the folder; empty when there is no folder.
     std::string pathForOverridesFile(KIVNonnullString fileName = "overrides") const;
 
 private:
@@ -60,6 +62,6 @@ private:
     void thaw(KIVNonnullString name) const;
 
     std::weak_ptr<KIVFeatureFlagsSetter> setter_;
-    mutable std::mutex lock_; ///< the file's last write holds all changes made before it
+    mutable std::mutex lock_; ///< held while the file is written too, so that the last write has every change
     std::unique_ptr<Store> store_;
 };

@@ -2,7 +2,7 @@
 
 #include <kiv/KIVString.h>
 
-/// A flag with an integer value. A configured value that is no whole number counts as the default.
+/// A flag with an integer value. When the configured value is no whole number, the default is read.
 class KIV_API KIVInt : public KIVString {
 public:
     KIVInt() = delete;

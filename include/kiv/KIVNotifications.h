@@ -2,13 +2,26 @@
 
 #include <string_view>
 
-/// Names of what the library posts on `kiv::NotificationCenter::defaultCenter()`, beside
-/// "KIVFlagImpressionNotification"
-/// (`KIVString.h`).
+/// The names of the notifications that the library posts on `kiv::NotificationCenter::defaultCenter()`, each
+/// with the object that an observer gets. Observers run on the thread that posts.
+
+/// A flag was read and evaluated; the object is a `KIVFlagImpression` (`KIVString.h`).
+inline constexpr std::string_view KIVFlagImpressionNotification = "KIVFlagImpressionNotification";
+
+/// The application told of its return to the foreground (`KIVHost::applicationWillEnterForeground`); the
+/// object is the `KIVHost` as it is then.
+inline constexpr std::string_view KIVApplicationWillEnterForegroundNotification =
+    "KIVApplicationWillEnterForegroundNotification";
 
 /// A flag was added; the object is a `std::shared_ptr<KIVString>`.
 inline constexpr std::string_view KIVFlagAddedNotification = "KIVFlagAddedNotification";
 
-/// A property was added; the object is a `std::shared_ptr<const KIVCustomProperty>`. Observers match the name
-/// as it is spelled.
+/// A property was added; the object is a `std::shared_ptr<const KIVCustomProperty>`. The misspelling is the
+/// name: observers match it as it stands.
 inline constexpr std::string_view KIVC_customPropertyAddedNotification = "KIVCustonPropertyAddedNotification";
+
+/// An upload of impressions started, succeeded or failed. Posted on the main queue; the object is a value of
+/// the library's own.
+inline constexpr std::string_view KIVSegmentDidSendRequestNotification = "KIVSegmentDidSendRequest";
+inline constexpr std::string_view KIVSegmentRequestDidSucceedNotification = "KIVSegmentRequestDidSucceed";
+inline constexpr std::string_view KIVSegmentRequestDidFailNotification = "KIVSegmentRequestDidFail";

@@ -6,18 +6,18 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 #include <kiv/KIVExport.h>
 
-/// One impression: a value of a flag that was read. Handed to the application's impression handler.
+/// One impression: the value that a read of a flag gave. The application's impression handler receives it.
 class KIV_API KIVReportingValue {
 public:
     KIVReportingValue() = delete;
     KIVReportingValue(std::string name, std::string value, bool targeting,
                       std::optional<KIVDynamicPropertyContext> context);
 
-    /// The flag had an experiment when it was read.
+    /// Whether the flag had an experiment when it was read.
     bool targeting() const { return targeting_; }
     const std::string& name() const { return name_; }
     const std::string& value() const { return value_; }
-    /// The values that the read was given, with the global ones.
+    /// The context of the read, merged with the global context.
     const std::optional<KIVDynamicPropertyContext>& context() const { return context_; }
 
     std::string description() const;

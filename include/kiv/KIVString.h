@@ -11,6 +11,8 @@
 
 #include <kiv/EvaluationContext.h>
 #include <kiv/KIVExport.h>
+#include <kiv/KIVFreezeLevel.h>
+#include <kiv/KIVNotifications.h>
 #include <kiv/KIVNullableString.h>
 
 class KIVExperimentModel;
@@ -24,18 +26,17 @@ class KivxParser;
 /// from any thread, never blocks on the network and never throws. Reads may run callbacks of the application
 /// on the reading thread: computed properties, the dynamic-properties rule and the impression handler.
 ///
-/// Freeze levels say when a value that was read once is kept: 0, for good; 1, until `unfreeze` or the next
-/// setup; 2, also until the application returns to the foreground; 3, never (the default).
+/// A freeze level says how long the flag keeps the value of a read: `KIVFreezeLevel`.
 class KIV_API KIVString {
 public:
-    /// A flag without variations but its default. The freeze level is the library's default.
+    /// A flag whose only variation is its default. The freeze level is the library's default.
     explicit KIVString(std::string defaultValue);
 
     /// The default is appended to the variations when it is not among them. The freeze level is the library's
     /// default. Throws "InvalidArgument" ("Feature flag variation cannot be nil") when a variation is nil.
     KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations);
 
-    /// The same with a freeze level of its own, 0 to 3, which the library's default does not change.
+    /// A flag with a freeze level of its own (`KIVFreezeLevel`), which the library's default does not change.
     KIVString(std::string defaultValue, const std::vector<KIVNullableString>& variations, unsigned freeze);
 
     KIVString(std::nullptr_t) = delete;
@@ -49,8 +50,9 @@ public:
     std::string value() const { return getStringValue(); }
     std::string value(const KIVDynamicPropertyContext& context) const;
 
-    /// Readings as the type named; without a default of their own they fall back to the flag's. A null
-    /// context stands for all switches on and no values.
+    /// Read the flag as a value of the named type. `defaultValue` counts when the configuration gives no
+    /// value; without that parameter, the flag's default does. A null context stands for all switches on and
+    /// no values.
     std::string getStringValue(const EvaluationContext* context = nullptr) const;
     std::string getStringValue(const EvaluationContext* context, std::string_view defaultValue) const;
     bool getBoolValue(const EvaluationContext* context = nullptr) const;
@@ -66,25 +68,25 @@ public:
     std::string originalValue() const;
 
     const std::string& defaultValue() const { return defaultValue_; }
-    /// The allowed values, the default among them. Values are not held to them.
+    /// The values to choose from, the default among them. A configured value need not be one of them.
     const std::vector<std::string>& variations() const { return variations_; }
-    /// Full name, namespace included; nothing before the flag is registered and after shutdown.
+    /// Full name, namespace included; nullopt before the flag is registered and after shutdown.
     std::optional<std::string> name() const;
     unsigned freezeLevel() const;
     bool isUsingDefaultFreezeLevel() const;
     bool isFreezed() const;
 
-    /// From now on every read answers this value.
+    /// From now on every read gives this value.
     void forceValue(std::string_view value);
 
-    /// Takes the level only when the flag uses the library's default.
+    /// Sets the level, unless the flag was made with a level of its own.
     void setFreezeLevel(unsigned level);
 
-    /// Thaws the flag when the requested level is not above its own.
+    /// Thaws the flag when `level` is not above the flag's own level.
     void unfreezeWithLevel(unsigned level);
-    void unfreeze() { unfreezeWithLevel(1); }
+    void unfreeze() { unfreezeWithLevel(KIVFreezeUntilUnfreeze); }
 
-    /// For the library: what the flag is evaluated with. Any of the three may be null.
+    /// For the library: sets what the flag is evaluated with. Any of the three may be null.
     void setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides, std::shared_ptr<const KivxParser> parser,
                       std::shared_ptr<const KIVExperimentModel> experiment);
 
@@ -96,8 +98,8 @@ public:
     std::string description() const;
 
 protected:
-    /// For flags that write their variations as texts of their own. The level is the library's default when
-    /// empty.
+    /// For derived flags, which convert their variations to texts. The level is the library's default when
+    /// `freeze` is nullopt.
     KIVString(std::string defaultValue, std::vector<std::string> variations, std::optional<unsigned> freeze);
 
     /// The name of the flag's class, for `description`.
@@ -107,7 +109,7 @@ private:
     friend class KIVFeatureFlagsRepository;
     struct State;
 
-    /// Brings an evaluated text into the form of the flag's type; null leaves it as it is.
+    /// Converts an evaluated text to the form of the flag's type. A null pointer leaves the text unchanged.
     using Normalizer = std::string (*)(std::string_view value, std::string_view defaultValue);
 
     std::string internalValue(const EvaluationContext* context, std::string_view defaultValue,
@@ -122,16 +124,14 @@ private:
 
     const std::string defaultValue_;
     std::vector<std::string> variations_;
-    mutable std::mutex lock_; ///< for those who change the state
+    mutable std::mutex lock_; ///< held while the state is replaced
     mutable std::atomic<const State*> state_;
 };
 
-/// What "KIVFlagImpressionNotification" is about. Valid while its observers run.
+/// The object of "KIVFlagImpressionNotification". Valid while its observers run.
 struct KIVFlagImpression {
     const KIVString& flag;
     std::string_view flagName;
     std::string_view value;
     const EvaluationContext& context;
 };
-
-inline constexpr std::string_view KIVFlagImpressionNotification = "KIVFlagImpressionNotification";

@@ -18,6 +18,7 @@
 #include <kiv/KIVFlag.h>
 #include <kiv/KIVFlagsOverrides.h>
 #include <kiv/KIVFlagsViewController.h>
+#include <kiv/KIVFreezeLevel.h>
 #include <kiv/KIVHost.h>
 #include <kiv/KIVInt.h>
 #include <kiv/KIVMultiVariantTableViewCell.h>

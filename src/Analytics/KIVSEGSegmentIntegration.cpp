@@ -278,6 +278,7 @@ void KIVSEGSegmentIntegration::uploadCompleted(const std::shared_ptr<const array
     notify(retry ? KIVSegmentRequestDidFailNotification : KIVSegmentRequestDidSucceedNotification, batch);
 }
 
+/// The object of these notifications is the batch, a `kiv::json::array` of events.
 void KIVSEGSegmentIntegration::notify(std::string_view name, std::shared_ptr<const array> batch) const {
     kiv::postToMainQueue([name, batch = std::move(batch)] {
         kiv::NotificationCenter::defaultCenter().post(name, *batch);

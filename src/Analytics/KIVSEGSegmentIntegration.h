@@ -13,11 +13,6 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/Queues.h"
 
-/// Posted on the main queue about an upload; the object is the batch, a `kiv::json::array` of events.
-inline constexpr std::string_view KIVSegmentDidSendRequestNotification = "KIVSegmentDidSendRequest";
-inline constexpr std::string_view KIVSegmentRequestDidSucceedNotification = "KIVSegmentRequestDidSucceed";
-inline constexpr std::string_view KIVSegmentRequestDidFailNotification = "KIVSegmentRequestDidFail";
-
 /// Keeps events in a queue on disk and uploads them in batches: when there are enough of them, every half
 /// minute, and when asked to.
 ///

@@ -8,7 +8,6 @@
 #include "CorvaneClient/KIVClient.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KeyForm.h"
-#include "Platform/Host/UserDefaults.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -31,7 +30,8 @@ void addOperation(const char* name, Result (*operation)()) {
     });
 }
 
-/// The facade's operations without arguments, for those who reach them by name.
+/// Registers the facade's operations without arguments, so that a wrapper in another language can call them
+/// by name.
 void addOperations() {
     using Overrides = std::shared_ptr<KIVFlagsOverrides>;
     static const bool added = [] {
@@ -225,9 +225,7 @@ bool KIVCore::isUUIDKey(KIVNullableString key) { return kiv::isUuidForm(key.view
 
 bool KIVCore::isMongoAppKey(KIVNullableString key) { return kiv::isApplicationKeyForm(key.view()); }
 
-bool KIVCore::isVersionSwitchedOff() {
-    return kiv::UserDefaults::standard().string("KIVC_switchedOffVersion") == KIVC_buildNumber;
-}
+bool KIVCore::isVersionSwitchedOff() { return KIVCoreInstance::isVersionSwitchedOff(); }
 
 std::any KIVCore::run(const std::string& method, const std::any& object) {
     addOperations();

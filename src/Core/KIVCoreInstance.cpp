@@ -1,6 +1,5 @@
 #include "Core/KIVCoreInstance.h"
 
-#include <kiv/KIVCore.h>
 #include <kiv/KIVException.h>
 #include <kiv/KIVFlagsViewController.h>
 #include <kiv/NotificationCenter.h>
@@ -9,6 +8,7 @@
 #include "CorvaneClient/KIVClientDataParser.h"
 #include "Model/KIVConfiguration.h"
 #include "Model/KeyForm.h"
+#include "Model/StoredKey.h"
 #include "Network/KIVEnvironment.h"
 #include "Network/KIVNetwork.h"
 #include "Platform/Host/UserDefaults.h"
@@ -50,6 +50,10 @@ KIVCoreInstance::KIVCoreInstance()
 
 bool KIVCoreInstance::exists() { return created; }
 
+bool KIVCoreInstance::isVersionSwitchedOff() {
+    return kiv::UserDefaults::standard().string("KIVC_switchedOffVersion") == KIVC_buildNumber;
+}
+
 void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
     const std::string keyText(key);
     const std::lock_guard setupLock(setupLock_);
@@ -79,7 +83,7 @@ void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) 
     if (!isUuidKey && !kiv::isApplicationKeyForm(key)) {
         throw KIVException("wrong apiKey format", "Please enter a valid apiKey");
     }
-    if (KIVCore::isVersionSwitchedOff()) {
+    if (isVersionSwitchedOff()) {
         kiv::plainLog(
             kiv::format("Current KIV SDK version (%@) was switched off for this app, please contact ",
                         KIVC_buildNumber) +
@@ -104,8 +108,8 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         const kiv::WriterLock lock(fieldsLock_);
         deviceProperties_ = deviceProperties;
     }
-    // Others may hold the present client for a while yet; it must not give flags anything any more when the
-    // next one does.
+    // Other threads may hold the present client for a while yet. It stops giving flags their experiments
+    // before the next client starts to.
     if (const auto present = this->client()) {
         present->stop();
         endFlagsScreens();
@@ -153,7 +157,8 @@ KIVCoreInstance::takeDeviceProperties(const std::string& key, const KIVOptions& 
                       present->buid());
         return present;
     }
-    // Made outside the lock: it registers properties, and observers of those may call the facade.
+    // The device properties are made outside the lock, because they register properties, and an observer of
+    // these may call the facade.
     auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate,
                                                       propertiesRepository_, std::move(flags));
     const kiv::WriterLock lock(fieldsLock_);
@@ -167,7 +172,7 @@ std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(
 }
 
 std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& options) {
-    if (KIVCore::isVersionSwitchedOff()) {
+    if (isVersionSwitchedOff()) {
         return nullptr;
     }
     KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
@@ -224,7 +229,7 @@ void KIVCoreInstance::reset() {
 }
 
 void KIVCoreInstance::switchToSDKKey(const std::string& key) {
-    if (!kiv::UserDefaults::standard().set("KIV_CURRENT_SDK_KEY", kiv::json::value(key))) {
+    if (!kiv::storeSDKKey(key)) {
         KIV_DEBUG_LOG("could not store the current SDK key");
     }
     std::shared_ptr<KIVFeatureFlagsRepository> flags;
@@ -308,8 +313,8 @@ std::shared_ptr<KIVString> KIVCoreInstance::findFlag(std::string_view name) cons
 
 void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string& name) {
     {
-        // One step with the making of a key's repository out of the shared one: no flag falls between the
-        // two.
+        // A key's repository starts as a copy of the shared one, under the same lock: no flag is missed by
+        // both.
         const kiv::WriterLock lock(fieldsLock_);
         flagsRepository_->takeFeature(flag, name);
         const auto current = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)
@@ -317,7 +322,7 @@ void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string
         if (current != flagsRepositoriesPerSDKKey_.end()) {
             current->second->takeFeature(flag, name);
         }
-        // The client may work for another key, one that was made current at an earlier launch.
+        // The client may work for another key than the current one: the key stored at an earlier launch.
         if (client_) {
             client_->flagsRepository()->takeFeature(flag, name);
         }

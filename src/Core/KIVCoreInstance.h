@@ -22,12 +22,17 @@
 class KIVClient;
 class KIVFlagsViewController;
 
-/// The one object behind the facade: it owns what all keys share, what each key has, and the current client.
-/// Made at the first use and never destroyed, so that nothing depends on the order in which a process ends.
+/// The one object behind the facade: it owns the repositories that all keys share, the repositories and
+/// device properties of each key, and the current client. It is made at the first use and never destroyed, so
+/// that nothing depends on the order in which a process ends. Callable from any thread.
 class KIVCoreInstance {
 public:
     static KIVCoreInstance& getInstance();
+    /// Whether the one object has been made.
     static bool exists();
+
+    /// Whether the preferences switch this build of the library off for this application.
+    static bool isVersionSwitchedOff();
 
     void setup(std::string_view key, KIVOptions options);
     void reset();
@@ -48,20 +53,21 @@ public:
 
     std::optional<std::string> currentSDKKey() const;
     std::shared_ptr<KIVClient> client() const;
-    /// A new flags screen of the current client; null without one.
+    /// A new model of the flags screen, for the current client; null when there is no client.
     std::shared_ptr<KIVFlagsViewController> flagsViewController();
-    /// The current key's; null before setup.
+    /// The device properties of the current key; null before setup.
     std::shared_ptr<KIVDeviceProperties> deviceProperties() const;
 
-    /// The current key's flags, the shared ones before setup.
+    /// The flags of the current key; before setup, the shared flags.
     std::shared_ptr<KIVFeatureFlagsRepository> currentFlagsRepository() const;
-    /// The key's flags; the shared ones when it has none.
+    /// The flags of `key`; the shared flags when the key has no repository of its own.
     std::shared_ptr<KIVFeatureFlagsRepository> flagsRepositoryForSDKKey(std::string_view key) const;
 
-    /// The current key's flag of that name, else the shared one, else null.
+    /// The flag of that name among the current key's flags, or else among the shared flags; null when neither
+    /// has one.
     std::shared_ptr<KIVString> findFlag(std::string_view name) const;
 
-    /// Takes a flag into the shared flags and into the current key's, and announces it once.
+    /// Adds a flag to the shared flags and to the current key's, and announces it once.
     void addFlag(std::shared_ptr<KIVString> flag, const std::string& name);
 
 private:
@@ -75,10 +81,11 @@ private:
                          std::shared_ptr<KIVFeatureFlagsRepository> flags);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     std::shared_ptr<KIVClient> createClient(const KIVOptions& options);
-    /// The client that they show has ended: those that are asked for from now on have too.
+    /// Ends the flags screens of the present client. A screen made later for that client starts out ended.
     void endFlagsScreens();
 
-    /// Held for the whole of a setup; its callbacks may set up again.
+    /// Held for the whole of a setup. It is recursive because a callback that runs during setup may set up
+    /// too.
     std::recursive_mutex setupLock_;
     std::atomic<unsigned> state_{0};
 

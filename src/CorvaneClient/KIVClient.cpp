@@ -14,26 +14,23 @@
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVConfiguration.h"
+#include "Model/KIVJSONKeys.h"
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Model/KIVTargetGroupSource.h"
-#include "Model/KeyForm.h"
+#include "Model/StoredKey.h"
 #include "Network/KIVEnvironment.h"
 #include "Network/KIVNetwork.h"
 #include "Network/KIVNotificationListener.h"
 #include "Network/KIVURLBuilder.h"
-#include "Platform/Host/UserDefaults.h"
-#include "Platform/System/Clock.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
-std::atomic<float> KIV_SetStateDebounceTime{3.0F};
-
 namespace {
 
-/// A key that was made current at an earlier launch is the one that this launch's client works for.
+/// The parts with the flags and device properties of the stored key, for which this launch's client works.
 KIVClient::Parts forStoredKey(KIVClient::Parts parts, const std::optional<std::string>& key) {
     if (key) {
         parts.flagsRepository = parts.flagsRepositoryForSDKKey(*key);
@@ -42,7 +39,7 @@ KIVClient::Parts forStoredKey(KIVClient::Parts parts, const std::optional<std::s
     return parts;
 }
 
-/// How long, in seconds, a shutdown waits for the disk.
+/// How long, in seconds, `shutdown` waits for impressions to be on disk.
 constexpr double shutdownPatience = 0.05;
 
 std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
@@ -62,11 +59,9 @@ std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
 } // namespace
 
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
-    // Observers that have just been removed may still run on other threads.
-    auto storedKey = kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY");
-    if (storedKey && !kiv::isUuidForm(*storedKey) && !kiv::isApplicationKeyForm(*storedKey)) {
-        storedKey.reset(); // it would name files and addresses
-    }
+    // An observer may still run on another thread when its removal returns, so the client is retired instead
+    // of destroyed.
+    const auto storedKey = kiv::storedSDKKey();
     parts = forStoredKey(std::move(parts), storedKey);
     std::shared_ptr<KIVClient> client(new KIVClient(std::move(parts), storedKey), [](KIVClient* own) {
         own->stop();
@@ -81,7 +76,7 @@ KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
       parser_(std::make_shared<KivxParser>(parts_.errorInvoker)), analytics_(analyticsFor(parts_)) {
     const auto stickiness = std::make_shared<KIVFeatureFlagsStickiness>(
         [configuration = parts_.configuration] { return configuration->conf(); });
-    // The setter hands the parser to flags, which other threads read: the operators come first.
+    // The setter hands the parser to flags, which other threads read, so the parser gets its operators first.
     const auto flagValues = std::make_shared<KIVFlagValueSource>(parts_.flagsRepository);
     const auto targetGroups =
         std::make_shared<const KIVTargetGroupSource>(parts_.targetGroupRepository, targetGroupLinkArchiver_);
@@ -106,8 +101,8 @@ KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
     productionConfigurationFetcher_ = std::make_shared<KIVConfigurationFetcher>(
         parts_.network, KIVConfigurationFetcher::productionType, std::move(manager), urlBuilder,
         parts_.deviceProperties, featureFlagSetter_);
-    stateSender_ = std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties,
-                                                    std::move(storedKey));
+    stateSender_ =
+        std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties, storedKey);
 }
 
 KIVClient::~KIVClient() = default;
@@ -119,7 +114,7 @@ void KIVClient::observe(std::string_view name, kiv::NotificationCenter::Observer
 }
 
 void KIVClient::start() {
-    observe("KIVApplicationWillEnterForegroundNotification",
+    observe(KIVApplicationWillEnterForegroundNotification,
             [this](const auto&) { applicationWillEnterForeground(); });
 }
 
@@ -133,10 +128,7 @@ void KIVClient::stop() {
         }
         observers_.clear();
     }
-    {
-        const kiv::WriterLock lock(debounceLock_);
-        debounceTimer_.cancel();
-    }
+    stateSender_->stop();
     stopPushUpdatesListener();
     analytics_->close();
 }
@@ -144,7 +136,7 @@ void KIVClient::stop() {
 void KIVClient::setup() {
     parts_.deviceProperties->addInternalProperties();
     observe(KIVC_customPropertyAddedNotification, [this](const auto&) { debounceSendState(); });
-    featureFlagSetter_->unfreezeFlagsWithLevel(1);
+    featureFlagSetter_->unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze);
     fetchConfiguration(std::nullopt);
     isSetUp_ = true;
     sendState();
@@ -155,7 +147,9 @@ void KIVClient::setupWithFreezeLevel(unsigned level, const std::optional<std::st
     fetchConfigurationFromURLExpanding(source);
 }
 
-void KIVClient::applicationWillEnterForeground() { setupWithFreezeLevel(2, std::nullopt); }
+void KIVClient::applicationWillEnterForeground() {
+    setupWithFreezeLevel(KIVFreezeUntilForeground, std::nullopt);
+}
 
 void KIVClient::fetchConfigurationFromURLExpanding(const std::optional<std::string>& source) {
     if (isSetUp_) {
@@ -175,7 +169,7 @@ void KIVClient::fetchConfiguration(const std::optional<std::string>& source) {
             if (result.configuration) {
                 client->recognizeJson(result.configuration, from == KIVConfigurationSource::store);
             }
-            // The first fetch has been to the store: the handler may ask for another.
+            // The store has been read by now, so the handler may ask for another fetch.
             client->isSetUp_ = true;
             if (client->parts_.network->isStopped()) {
                 return;
@@ -185,7 +179,7 @@ void KIVClient::fetchConfiguration(const std::optional<std::string>& source) {
 }
 
 void KIVClient::recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache) {
-    const auto* application = kiv::textMember(*json, "application");
+    const auto* application = kiv::textMember(*json, KIVC_JSON_appKey);
     const std::string expected = parts_.deviceProperties->appKey();
     if (!application || *application != expected) {
         KIV_DEBUG_LOG("Error: recognizeJson, missmatched appKey. expected: %@ actual: %@", expected,
@@ -247,8 +241,8 @@ void KIVClient::invokeFetchedConfigurationHandler(const KIVConfigurationDataResu
     }
 }
 
-/// When a push update and an ordinary fetch follow each other, only the latter opens a stream that has ended
-/// anew: a service that announces something and hangs up must not make a loop.
+/// A stream that has ended is opened anew after an ordinary fetch only. After a fetch that the push stream
+/// asked for, a service that sends "changed" and hangs up would start an endless loop.
 void KIVClient::startOrStopPushUpdatesListener(bool isPush) {
     const auto& url = parts_.environment->pushNotificationsUrl();
     if (!url || featureFlagSetter_->experimentValueWithFlagName("kiv.internal.pushUpdates") != "true") {
@@ -290,57 +284,33 @@ void KIVClient::sendState() { postState("sendState"); }
 
 void KIVClient::sendStateAfterRegistration() { postState("sendStateAfterRegistration"); }
 
-/// Building the state takes longer the more there is registered. One that is waiting to be built will have
-/// all that is registered by now.
 void KIVClient::postState(std::string_view caller) {
     KIV_DEBUG_LOG("CLIENT_DEBUG: KIVClient.%@ - client %@, SDK key %@", caller,
                   reinterpret_cast<std::uintptr_t>(this), parts_.deviceProperties->appKey());
     parts_.flagsRepository->logRepositoryState(kiv::format("Before %@", caller));
-    if (!isStateWaiting_.exchange(true)) {
-        parts_.network->urlSession().delegateQueue().post([weak = weak_from_this()] {
-            if (const auto client = weak.lock()) {
-                client->isStateWaiting_ = false;
-                client->stateSender_->sendState(0.0);
-            }
-        });
-    }
+    stateSender_->sendStateSoon();
 }
 
 void KIVClient::debounceSendState() {
     parts_.flagsRepository->logRepositoryState("At debounceSendState");
-    constexpr float longest = 1e6F;
-    const float asked = KIV_SetStateDebounceTime;
-    const float wait = asked > 0 ? std::min(asked, longest) : 0;
-    const auto now = kiv::Clock::current().monotonic();
-    bool isFirst = false;
-    {
-        const kiv::WriterLock lock(debounceLock_);
-        isFirst = now > cancelUntil_;
-        if (isFirst && !parts_.network->isStopped()) {
-            cancelUntil_ = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                     std::chrono::duration<float>(wait));
-            debounceTimer_ = kiv::Timer(wait, false, [weak = weak_from_this()] {
-                kiv::postToMainQueue([weak] {
-                    if (const auto client = weak.lock()) {
-                        client->postState("debounced sendState");
-                    }
-                });
-            });
+    const bool isTaken = stateSender_->debounceSendState([weak = weak_from_this()] {
+        if (const auto client = weak.lock()) {
+            client->postState("debounced sendState");
         }
-    }
-    if (isFirst) {
+    });
+    if (isTaken) {
         KIV_DEBUG_LOG("DEBOUNCE_DEBUG: KIVClient.debounceSendState - client %@, SDK key %@: in %@ seconds",
                       reinterpret_cast<std::uintptr_t>(this), parts_.deviceProperties->appKey(),
-                      static_cast<double>(wait));
+                      static_cast<double>(KIV_SetStateDebounceTime));
     } else {
         KIV_DEBUG_LOG("DEBOUNCE_DEBUG: KIVClient.debounceSendState - Skipping duplicate state send request");
     }
 }
 
-void KIVClient::unfreeze() { featureFlagSetter_->unfreezeFlagsWithLevel(1); }
+void KIVClient::unfreeze() { featureFlagSetter_->unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze); }
 
 void KIVClient::unfreezeNamespace(const std::string& nameSpace) {
-    featureFlagSetter_->unfreezeFlagsWithLevel(1, nameSpace);
+    featureFlagSetter_->unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze, nameSpace);
 }
 
 void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
@@ -348,7 +318,7 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 }
 
 void KIVClient::shutdown() {
-    featureFlagSetter_->shutdown(); // all impressions that there will be have been made
+    featureFlagSetter_->shutdown(); // from here on no impressions are added to those that `flush` sends
     analytics_->flush();
     analytics_->close(shutdownPatience);
     stop();

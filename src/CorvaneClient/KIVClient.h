@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,7 +15,6 @@
 
 #include "Model/KIVConfigurationDataResult.h"
 #include "Network/KIVClientOptions.h"
-#include "Platform/Threads/Queues.h"
 
 class KIVAppVersionMonitor;
 class KIVClientDataParser;
@@ -38,13 +36,8 @@ class KIVTargetGroupRepository;
 class KIVUserspaceUnhandledErrorInvoker;
 class KivxParser;
 
-/// How long, in seconds, added properties are collected before the state is sent.
-extern std::atomic<float> KIV_SetStateDebounceTime;
-
-/// The working object of the current key: it owns the evaluator and the setter, and fetches and applies
-/// configurations.
-///
-/// Made by the facade's setup for one key. Callable from any thread.
+/// Works for one key: it owns the evaluator and the setter, fetches and applies configurations, sends the
+/// state and listens to the push stream. The facade's setup makes it. Callable from any thread.
 class KIVClient : public std::enable_shared_from_this<KIVClient> {
 public:
     struct Parts {
@@ -63,40 +56,41 @@ public:
         std::shared_ptr<KIVTargetGroupRepository> targetGroupRepository;
         std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker;
         std::shared_ptr<const KIVEnvironment> environment;
-        /// The facade's flags and device properties of another key: the one that was made current for this
-        /// launch.
+        /// The facade's flags and device properties of a key. The client asks for them when the preferences
+        /// hold a key of an earlier launch, and works for that key.
         std::function<std::shared_ptr<KIVFeatureFlagsRepository>(const std::string& key)>
             flagsRepositoryForSDKKey;
         std::function<std::shared_ptr<KIVDeviceProperties>(const std::string& key)> devicePropertiesForSDKKey;
     };
 
-    /// When the last owner lets go of it, the client stops observing at once.
+    /// The client stops observing as soon as its last owner releases it.
     static std::shared_ptr<KIVClient> create(Parts parts);
     ~KIVClient();
     KIVClient(const KIVClient&) = delete;
     KIVClient& operator=(const KIVClient&) = delete;
 
-    /// Thaws the flags of level 1 and above and fetches for the first time: a stored or embedded
-    /// configuration is applied, and the configuration-fetched handler called for it, before this returns.
-    /// The network's comes later, on a thread of the library. Then sends the state.
+    /// Thaws the flags of `KIVFreezeUntilUnfreeze` and above, fetches for the first time, and sends the
+    /// state. A stored or embedded configuration is applied, and the configuration-fetched handler called for
+    /// it, before this returns; the network's configuration is applied later, on a thread of the library.
     void setup();
 
-    /// Stops, sends what impressions wait to be sent, and empties the flags repository. Waits a little, far
-    /// less than a tenth of a second, for them to be on disk.
+    /// Stops the client, starts the upload of the waiting impressions, and empties the flags repository.
+    /// Waits 50 milliseconds at most for the impressions to be on disk.
     void shutdown();
 
-    /// The client hears of nothing and gives flags nothing any more; no request starts, and what is under way
-    /// has no effect. Does not wait.
+    /// From now on the client observes nothing, gives flags no experiments and starts no request; the answer
+    /// of a request under way has no effect. Does not wait.
     void stop();
 
-    /// `source` is empty for an ordinary fetch and "push" for one that the push stream asked for. Does
-    /// nothing before the first fetch, which is setup's own.
+    /// Starts a fetch and returns at once. `source` is nullopt for an ordinary fetch, and "push" for a fetch
+    /// that the push stream asked for. Does nothing before setup has made the first fetch.
     void fetchConfigurationFromURLExpanding(const std::optional<std::string>& source);
 
     /// Applies a configuration, unless it was made for another application.
     void recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache);
 
-    /// Tells the service of the flags and properties that are registered. Returns at once.
+    /// Both tell the service which flags and properties are registered, and return at once. The names differ
+    /// in the debug log only.
     void sendState();
     void sendStateAfterRegistration();
 
@@ -104,7 +98,7 @@ public:
     void unfreezeNamespace(const std::string& nameSpace);
     void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
-    /// Thaws the flags of level 2 and above and fetches.
+    /// Thaws the flags of `KIVFreezeUntilForeground` and above, and fetches.
     void applicationWillEnterForeground();
 
     const KIVClientOptions& clientOptions() const { return *parts_.clientOptions; }
@@ -124,7 +118,8 @@ private:
     void fetchConfiguration(const std::optional<std::string>& source);
     void postRecognitionWithDataParser(const KIVClientDataParser& dataParser, bool loadedFromCache);
     bool handleTweakBundleWithDataParser(const KIVClientDataParser& dataParser);
-    /// Hooks that run after a configuration was applied; the first only for one from the network.
+    /// Hooks after a configuration was applied; `onApplicationStart` only for a configuration from the
+    /// network.
     void onApplicationStart() {}
     void KIV_didFinishLoadingConfiguration() {}
     void setConfiguration();
@@ -140,14 +135,10 @@ private:
     std::shared_ptr<KIVSEGAnalytics> analytics_;
     std::shared_ptr<KIVFeatureFlagsSetter> featureFlagSetter_;
     std::shared_ptr<KIVConfigurationFetcher> productionConfigurationFetcher_;
-    std::shared_ptr<KIVStateSender> stateSender_; ///< for the key of this client
+    std::shared_ptr<KIVStateSender> stateSender_;
     std::atomic<bool> isSetUp_{false};
-    std::atomic<bool> isStateWaiting_{false}; ///< a send was asked for and has not been built
     std::mutex listenerLock_;
     std::unique_ptr<KIVNotificationListener> notificationListener_; ///< null while push updates are off
-    std::mutex debounceLock_;
-    std::chrono::steady_clock::time_point cancelUntil_; ///< no send is collected for before then
-    kiv::Timer debounceTimer_;
     std::mutex observersLock_;
     std::vector<kiv::NotificationCenter::Token> observers_;
 };

@@ -10,8 +10,8 @@ inline constexpr const char* KIVDataPersistency_fileName_KIVClientConfigurationL
     "KIVClientConfigurationLoadingData";
 inline constexpr KIVFormatVersion KIVClientConfigurationLoadingData_currentFormatVersion{1, 0};
 
-/// The persisted record of a client's fetches: the envelope that was fetched last, and how patient the next
-/// start is. Immutable.
+/// The record of a client's fetches on disk: the envelope that was fetched last, and how patient the next
+/// start is (0, 1 or 2). Immutable.
 class KIVClientConfigurationLoadingData : public KIVPersistedObject {
 public:
     using Document = KIVConfigurationDataResult::Document;
@@ -26,7 +26,7 @@ public:
     const Document& productionConfiguration() const { return productionConfiguration_; }
 
     KIVFormatVersion formatVersion() const override { return formatVersion_; }
-    /// A default record: the content of an older minor version is not kept.
+    /// A default record, because the content of an older minor version is not kept.
     std::unique_ptr<KIVPersistedObject> copyWithUpgradeToCurrentFormatOnMinorNumberChange() const override;
     kiv::json::object encode() const override;
 

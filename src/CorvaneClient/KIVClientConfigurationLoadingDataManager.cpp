@@ -17,7 +17,7 @@ using Document = KIVConfigurationDataResult::Document;
 
 constexpr std::uintmax_t maxDefaultConfigurationBytes = 64U << 20;
 
-/// A file that is there and not too large.
+/// Whether the file exists and is not too large.
 bool isCandidate(const std::string& path) {
     std::error_code failure;
     const std::uintmax_t size = std::filesystem::file_size(path, failure);
@@ -57,7 +57,7 @@ Document readDefaultConfiguration(const std::string& appKey, const std::optional
     const auto resources = KIVHost::current()->resourceDirectory;
     if (resources) {
         const std::string resource = *resources + "/" + appKey + ".json";
-        // Nothing is wrong with an application that ships no such file.
+        // An application need not ship this file, so a missing one is not logged.
         if (kiv::fileExists(resource) && isCandidate(resource)) {
             return readDocument(resource);
         }
@@ -119,7 +119,7 @@ void KIVClientConfigurationLoadingDataManager::setDefaultConfiguration(Document 
 void KIVClientConfigurationLoadingDataManager::save() {
     bool written = false;
     {
-        // Whoever waits here writes what has been stored meanwhile.
+        // A thread that has waited for this lock writes the newest values, not those of its own call.
         const std::lock_guard writing(writingLock_);
         std::unique_lock lock(lock_);
         const KIVClientConfigurationLoadingData record(nextStartLoadingType_, productionConfiguration_);

@@ -10,15 +10,15 @@
 
 class KIVAppVersionMonitor;
 
-/// The two configuration documents that are at hand without a network: the one fetched last, kept in a record
-/// on disk, and the default one shipped with the application. Callable from any thread.
+/// The two configuration documents that are available without a network: the document fetched last, kept in a
+/// record on disk, and the default document that the application ships. Callable from any thread.
 class KIVClientConfigurationLoadingDataManager {
 public:
     using Document = KIVConfigurationDataResult::Document;
 
     /// Reads the record, and the default document: the file "<appKey>.json" of the host's resource folder,
-    /// else the one at the given path. A default that is missing, empty, larger than 64 MiB or no JSON object
-    /// is none, and a debug line says which. `appVersionMonitor` may be null.
+    /// else the one at the given path. A default document that is missing, empty, larger than 64 MiB or no
+    /// JSON object counts as absent, and a debug line says why. `appVersionMonitor` may be null.
     KIVClientConfigurationLoadingDataManager(const KIVDataPersistency& dataPersistency,
                                              std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor,
                                              const std::optional<std::string>& defaultConfigurationPath,
@@ -51,7 +51,7 @@ private:
     const std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor_;
     const std::string appKey_;
     std::mutex writingLock_;  ///< held while the file is written, and never while a callback runs
-    mutable std::mutex lock_; ///< for what follows; not held while a file is written
+    mutable std::mutex lock_; ///< for the fields below; not held while a file is written
     std::int32_t nextStartLoadingType_ = 0;
     Document productionConfiguration_;
     Document defaultConfiguration_;

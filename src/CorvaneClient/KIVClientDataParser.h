@@ -9,14 +9,14 @@
 #include "Model/KIVConfigurationDataResult.h"
 #include "Model/KIVExperimentDataParser.h"
 
-/// What a configuration payload is asked for.
+/// The parts of a configuration payload that the client reads.
 class KIVClientDataParserInterface {
 public:
     virtual ~KIVClientDataParserInterface() = default;
 
     /// Never null.
     virtual std::shared_ptr<const KIVExperiments> experiments() const = 0;
-    /// In the order of the document.
+    /// The target groups in the order of the document.
     virtual std::vector<KIVTargetGroupModel> targetGroups() const = 0;
     /// Identifier of the configuration's version.
     virtual std::optional<std::string> versionId() const = 0;
@@ -27,7 +27,7 @@ class KIVClientDataParser : public KIVClientDataParserInterface {
 public:
     using Document = KIVConfigurationDataResult::Document;
 
-    /// `properties` are those of the device; `data` is the payload, null for an empty one.
+    /// `properties` are the device's; `data` is the payload, null for an empty one.
     KIVClientDataParser(std::string distinctId, std::shared_ptr<const kiv::json::object> properties,
                         Document data);
 
@@ -37,12 +37,13 @@ public:
     std::vector<KIVTargetGroupModel> targetGroups() const override;
     std::optional<std::string> versionId() const override;
 
-    /// What the payload holds for this very device: the "bundle" of the first bundle that matches, else the
-    /// general one; null when there is none. Valid as long as the payload.
+    /// The "bundle" for this very device: that of the first entry of "bundles" that matches the device, else
+    /// the general one; null when there is neither. Valid as long as the payload.
     const kiv::json::value* tweakBundle() const;
 
-    /// The first of the bundles (null: none) whose "matcher" agrees with the device's properties in each of
-    /// its members; one without members agrees with every device. Null when none does.
+    /// The first element of `bundles` whose "matcher" agrees with the device's properties in each of its
+    /// members; a matcher without members agrees with every device. Null when no element matches or `bundles`
+    /// is null.
     const kiv::json::value* findMatchingBundle(const kiv::json::value* bundles) const;
 
 private:
@@ -60,7 +61,7 @@ class KIVClientDataParserFactoryInterface {
 public:
     virtual ~KIVClientDataParserFactoryInterface() = default;
 
-    /// Never null.
+    /// A parser of the payload `data`; never null.
     virtual std::unique_ptr<KIVClientDataParser>
     dataParserWithData(KIVConfigurationDataResult::Document data) const = 0;
 };

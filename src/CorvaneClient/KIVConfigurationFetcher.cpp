@@ -6,7 +6,7 @@
 
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KIVJSONKeys.h"
-#include "Platform/Host/UserDefaults.h"
+#include "Model/StoredKey.h"
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
@@ -15,7 +15,8 @@
 
 namespace {
 
-/// In seconds: some hundred years, which no process lives to see.
+/// In seconds, about a hundred years. Longer throttling times are cut to this, so that adding them to a date
+/// does not overflow.
 constexpr std::int64_t longestThrottle = 3'000'000'000;
 
 std::string_view keyOf(const kiv::json::object& properties) {
@@ -49,7 +50,7 @@ void KIVConfigurationFetcher::fetchConfiguration(bool storeOnly,
                                                  const std::optional<std::string>& fetchSource,
                                                  Completion completionHandler) {
     KIV_DEBUG_LOG("KIVConfigurationFetcher: fetchConfiguration starting with SDK key from UserDefaults: %@",
-                  kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY").value_or("(null)"));
+                  kiv::storedSDKKey().value_or("(null)"));
     KIV_DEBUG_LOG("url: %@", urlBuidler_->getNetworkCacheURL(*deviceProperties_->allProperties()));
     if (!notFirstTimeLoading_.exchange(true)) {
         const auto cached = cachedConfiguration();
@@ -60,7 +61,8 @@ void KIVConfigurationFetcher::fetchConfiguration(bool storeOnly,
     if (storeOnly) {
         return;
     }
-    // The caller may be an application's thread, and there may be many properties to go through.
+    // The rest runs on the session's queue: it takes longer the more properties are registered, and the
+    // caller may be an application's thread.
     network_->urlSession().delegateQueue().post([self = shared_from_this(), fetchSource,
                                                  completionHandler = std::move(completionHandler)] {
         if (self->network_->isStopped()) {
@@ -80,12 +82,12 @@ bool KIVConfigurationFetcher::shouldSkipFetch(const std::optional<std::string>& 
     const std::int64_t wait = std::min<std::int64_t>(kiv::readInteger(seconds.value_or("")), longestThrottle);
     const bool considersPush =
         featureFlagSetter_->experimentValueWithFlagName("kiv.internal.considerThrottleInPush") == "true";
-    // Any source counts as the push stream.
+    // A fetch with any source at all counts as asked for by the push stream.
     if (wait <= 0 || (fetchSource && !considersPush)) {
         return false;
     }
     const KIVDate now = kiv::Clock::current().now();
-    // A clock that was set back to before the last fetch says nothing about how long ago that was.
+    // When the clock was set back to before the last fetch, the time since that fetch is unknown: fetch.
     if (lastFetchTime_ && now >= *lastFetchTime_ && now < *nextFetchTime_) {
         return true;
     }
@@ -110,7 +112,7 @@ void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool save
     if (request->url.find(key) == std::string::npos) {
         KIV_DEBUG_LOG("KIVConfigurationFetcher: WARNING - URL does not contain the current SDK key: %@", key);
     }
-    // A process that ends during the fetch leaves the more patient state behind.
+    // The next start is more patient when the process ends during this fetch; the answer resets that.
     const bool keepsState = fetcherType_ == productionType;
     if (keepsState && saveCheckpointState) {
         iterateNextStartLoadingState();
@@ -175,9 +177,8 @@ void KIVConfigurationFetcher::getJsonFromURL(const KIVHttpRequestData& requestDa
         doNotReport404, useDefaultCachePolicy);
 }
 
-/// The payload of an envelope that has just come. The envelope is stored before anybody asks whether it
-/// verifies: whoever loads it checks it again. A record that is damaged is none; one that does not verify is
-/// there, and says so at the next start.
+/// The result for an envelope that has just arrived. The envelope is stored even when its signature does not
+/// verify: it is checked again whenever it is loaded, and the next start then reports the failure.
 KIVConfigurationDataResult KIVConfigurationFetcher::resultOf(const Document& envelope, const std::string& url,
                                                              KIVNetworkError& error) {
     const Document stored = configurationLoadingDataManager_->productionConfiguration();
@@ -216,7 +217,7 @@ KIVConfigurationDataResult KIVConfigurationFetcher::cachedConfigurationByDate(Do
                                                                               Document embedded) {
     const auto storedDate = signedDateFromConfiguration(stored);
     const auto embeddedDate = signedDateFromConfiguration(embedded);
-    // No date is earlier than any date.
+    // A missing date counts as earlier than every date.
     if (stored && (!embedded || storedDate > embeddedDate)) {
         return {std::move(stored), KIVFetcherStatus::stored, storedDate};
     }

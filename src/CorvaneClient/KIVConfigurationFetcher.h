@@ -14,19 +14,19 @@
 class KIVDeviceProperties;
 class KIVFeatureFlagsSetter;
 
-/// Where a fetch's result comes from.
+/// Where the result of a fetch comes from.
 enum class KIVConfigurationSource : int { store = 0, network = 1 };
 
-/// Obtains the configurations of one key: what is at hand without a network, then what the CDN has for this
-/// device, or the API when the CDN has nothing. Callable from any thread.
+/// Obtains the configurations of one key: first the stored or embedded one, then the CDN's for this device,
+/// or the API's when the CDN has none. Callable from any thread.
 class KIVConfigurationFetcher : public std::enable_shared_from_this<KIVConfigurationFetcher> {
 public:
     using Document = KIVConfigurationDataResult::Document;
     using Completion =
         std::function<void(const KIVConfigurationDataResult& result, KIVConfigurationSource source)>;
 
-    /// The type that clients make. Fetchers of other types have nothing at hand, store nothing, and tell of
-    /// failures only.
+    /// The type of fetcher that clients make. A fetcher of another type loads and stores nothing, and
+    /// completes with failures only.
     static constexpr int productionType = 0;
 
     /// No pointer may be null.
@@ -37,34 +37,33 @@ public:
         std::shared_ptr<const KIVDeviceProperties> deviceProperties,
         std::shared_ptr<const KIVFeatureFlagsSetter> featureFlagSetter);
 
-    /// The first call hands what `cachedConfiguration` has to the completion, on this thread and before it
-    /// returns, unless it has none. Then, if not `storeOnly`, the network is asked, and the completion called
-    /// on the network session's queue; not at all for a fetch that the service's throttling forbids.
-    /// `fetchSource` says what asked for the fetch: nothing for an ordinary one, "push" for the push stream.
+    /// The first call completes with the `cachedConfiguration`, if there is one, on this thread and before it
+    /// returns. Every call, unless `storeOnly`, then asks the network and completes on the network session's
+    /// queue; a fetch that the configuration's throttling leaves out does not complete. `fetchSource` is
+    /// nullopt for an ordinary fetch, and "push" for a fetch that the push stream asked for.
     void fetchConfiguration(bool storeOnly, const std::optional<std::string>& fetchSource,
                             Completion completionHandler);
 
-    /// Whether a fetch has to be left out, as the configuration in use says
-    /// "kiv.internal.throttleFetchInSeconds". One that need not be starts the time in which the next ones
-    /// are. On the network session's queue only.
+    /// Whether to leave a fetch out, by "kiv.internal.throttleFetchInSeconds" of the configuration in use. A
+    /// fetch that is not throttled starts a new throttling period. On the network session's queue only.
     bool shouldSkipFetch(const std::optional<std::string>& fetchSource);
 
-    /// The stored or the embedded configuration, verified; an error result when that fails; a result without
-    /// configuration when there is none. Nothing for a fetcher that is not of the production type.
+    /// The stored or the embedded configuration, verified. An error result when it does not verify; a result
+    /// without a configuration when there is neither; nullopt when the fetcher is not of the production type.
     std::optional<KIVConfigurationDataResult> cachedConfiguration() const;
 
-    /// Chooses between two envelopes, either of which may be null: the one signed later; the embedded one
-    /// when both were signed at once or the stored one has no date. The result holds the envelope,
+    /// Chooses between two envelopes, either of which may be null: the envelope signed later, or the embedded
+    /// one when both dates are equal or the stored envelope has no date. The result holds the envelope
     /// unverified.
     static KIVConfigurationDataResult cachedConfigurationByDate(Document stored, Document embedded);
 
-    /// When the envelope was signed; nothing when it is null or does not say.
+    /// When the envelope was signed; nullopt when it is null or carries no date.
     static std::optional<KIVDate> signedDateFromConfiguration(const Document& envelope);
 
-    /// Makes the next start more patient (0, 1, 2 and around again), and persists that.
+    /// Raises the patience of the next start by one step (0, 1, 2, then 0 again) and stores it.
     void iterateNextStartLoadingState();
 
-    /// How long this start may wait for a first configuration, in seconds.
+    /// How long this start may wait for a first configuration, in seconds: 0, 2 or 8 by the stored patience.
     double timeIntervalForCurrentNextStartLoadingType() const;
 
 private:
@@ -87,7 +86,7 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVFeatureFlagsSetter> featureFlagSetter_;
     std::atomic<bool> notFirstTimeLoading_{false};
-    // On the session's queue only.
+    // The times below are used on the session's queue only.
     std::optional<KIVDate> lastFetchTime_;
     std::optional<KIVDate> nextFetchTime_;
 };

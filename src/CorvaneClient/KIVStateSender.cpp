@@ -1,14 +1,25 @@
 #include "CorvaneClient/KIVStateSender.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include "Platform/Host/UserDefaults.h"
+#include "Model/StoredKey.h"
+#include "Platform/System/Clock.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/KIVDebugger.h"
 
+std::atomic<float> KIV_SetStateDebounceTime{3.0F};
+
 namespace {
+
+std::chrono::steady_clock::duration debounceTime() {
+    constexpr float longest = 1e6F;
+    const float seconds = KIV_SetStateDebounceTime;
+    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<float>(seconds > 0 ? std::min(seconds, longest) : 0));
+}
 
 std::string textOf(const kiv::json::object& state, const char* key) {
     const auto* text = kiv::textMember(state, key);
@@ -23,7 +34,7 @@ std::string keysOf(const kiv::json::object& state) {
     return keys;
 }
 
-/// The state with this send's own entries in place of the others.
+/// The state, with the members of `own` in place of the state's members of the same names.
 kiv::json::object together(const kiv::json::object& state, const kiv::json::object& own) {
     kiv::json::object all = state;
     for (const auto& pair : own) {
@@ -50,12 +61,12 @@ KIVStateSender::KIVStateSender(std::shared_ptr<const KIVNetwork> network,
 }
 
 std::optional<std::string> KIVStateSender::keyToSend() const {
-    return dedicatedSDKKey_ ? dedicatedSDKKey_ : kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY");
+    return dedicatedSDKKey_ ? dedicatedSDKKey_ : kiv::storedSDKKey();
 }
 
 void KIVStateSender::sendState(double timeout) const {
     deviceProperties_->syncAndUpdateDevicePropsAfterObjectChange();
-    // Shared by all sends of this state; what differs for this one stands beside it.
+    // All sends of this state share the document; `own` holds the two members that this send may change.
     const auto state = deviceProperties_->allProperties();
     kiv::json::object own = {
         {KIVC_DEVICE_PROPERTIES_APP_KEY, textOf(*state, KIVC_DEVICE_PROPERTIES_APP_KEY)},
@@ -69,7 +80,7 @@ void KIVStateSender::sendState(double timeout) const {
         KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Updating SDK key in properties from %@ to %@",
                       original, *key);
         own[KIVC_DEVICE_PROPERTIES_APP_KEY] = *key;
-        // The hash is not made anew: the service knows the state by the one it has always had.
+        // The hash is not computed again for the other key: the service knows the state by its first hash.
         const std::string hash = textOf(own, KIVC_DEVICE_PROPERTIES_STATE_MD5);
         if (!original.empty() && hash.find(original) != std::string::npos) {
             own[KIVC_DEVICE_PROPERTIES_STATE_MD5] = boost::replace_all_copy(hash, original, *key);
@@ -132,4 +143,41 @@ void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props) con
             }
         },
         false, true);
+}
+
+void KIVStateSender::sendStateSoon() {
+    if (!isSendWaiting_.exchange(true)) {
+        network_->urlSession().delegateQueue().post([weak = weak_from_this()] {
+            if (const auto sender = weak.lock()) {
+                sender->isSendWaiting_ = false;
+                sender->sendState(0.0);
+            }
+        });
+    }
+}
+
+bool KIVStateSender::debounceSendState(std::function<void()> send) {
+    const auto now = kiv::Clock::current().monotonic();
+    const kiv::WriterLock lock(debounceLock_);
+    if (isStopped_ || isDebouncing_ || now <= cancelUntil_) {
+        return false;
+    }
+    const auto wait = debounceTime();
+    cancelUntil_ = now + wait;
+    isDebouncing_ = true;
+    debounceTimer_ = kiv::Timer(std::chrono::duration<double>(wait).count(), false,
+                                [weak = weak_from_this(), send = std::move(send)] {
+                                    if (const auto sender = weak.lock()) {
+                                        const std::lock_guard timerLock(sender->debounceLock_);
+                                        sender->isDebouncing_ = false;
+                                    }
+                                    kiv::postToMainQueue(send);
+                                });
+    return true;
+}
+
+void KIVStateSender::stop() {
+    const kiv::WriterLock lock(debounceLock_);
+    isStopped_ = true;
+    debounceTimer_.cancel();
 }

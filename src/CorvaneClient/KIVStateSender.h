@@ -1,33 +1,53 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Network/KIVNetwork.h"
 #include "Network/KIVURLBuilder.h"
+#include "Platform/Threads/Queues.h"
 
 class KIVDeviceProperties;
 
+/// How long, in seconds, added properties are collected before the state is sent.
+extern std::atomic<float> KIV_SetStateDebounceTime;
+
 /// Tells the service which flags and properties the application has registered: asks the state CDN whether it
-/// knows the hash of the state, and posts the state to the API only when it does not. Each send is one
-/// attempt, and keeps nothing for the next. Callable from any thread.
+/// knows the hash of the state, and posts the state to the API only when the CDN does not. Each send is one
+/// attempt; a failed send is not repeated. Callable from any thread.
 class KIVStateSender : public std::enable_shared_from_this<KIVStateSender> {
 public:
-    /// Sends for the key that is current for this installation ("KIV_CURRENT_SDK_KEY"), asked for at each
-    /// send, else for the one of the device properties. No pointer may be null.
+    /// Sends for the key that this installation has stored at the time of the send (`kiv::storedSDKKey`), or
+    /// for the key of the device properties when none is stored. No pointer may be null.
     KIVStateSender(std::shared_ptr<const KIVNetwork> network, std::shared_ptr<const KIVURLBuilder> urlBuilder,
                    std::shared_ptr<const KIVDeviceProperties> deviceProps);
-    /// Sends for the given key, when there is one.
+    /// Sends for `sdkKey`; like the first constructor when it is nullopt.
     KIVStateSender(std::shared_ptr<const KIVNetwork> network, std::shared_ptr<const KIVURLBuilder> urlBuilder,
                    std::shared_ptr<const KIVDeviceProperties> deviceProps, std::optional<std::string> sdkKey);
 
-    /// Builds the state on this thread, which takes longer the more there is registered, and returns without
-    /// waiting for the network. `timeout` is in seconds, 0 for the usual one.
+    /// Builds the state on this thread, which takes longer the more flags and properties are registered, and
+    /// returns without waiting for the network. `timeout` is the idle limit of the requests in seconds, 0 for
+    /// the usual one.
     void sendState(double timeout) const;
 
-    /// Posts the state without asking whether it is known.
+    /// Posts `props` as the state, without asking the CDN first.
     void sendStateToApi(double timeout, kiv::json::object props) const;
+
+    /// Sends the state soon, from the network session's queue, and returns at once. While a send waits to be
+    /// built there, further calls add none: that send will have all that is registered by then.
+    void sendStateSoon();
+
+    /// Calls `send` on the main queue once `KIV_SetStateDebounceTime` has passed. Returns false and drops
+    /// `send` when an earlier one waits, or when the time of the last one has not passed yet.
+    bool debounceSendState(std::function<void()> send);
+
+    /// Drops a debounced send that waits, and takes no more.
+    void stop();
 
 private:
     std::optional<std::string> keyToSend() const;
@@ -37,4 +57,11 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVNetwork> network_;
     const std::optional<std::string> dedicatedSDKKey_;
+    std::atomic<bool> isSendWaiting_{false}; ///< a send was asked for and has not been built
+    std::mutex debounceLock_;                ///< for the fields below
+    bool isStopped_ = false;
+    bool isDebouncing_ = false; ///< the timer runs
+    std::chrono::steady_clock::time_point
+        cancelUntil_; ///< end of the present period: no debounced send is taken before
+    kiv::Timer debounceTimer_;
 };

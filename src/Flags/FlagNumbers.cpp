@@ -40,7 +40,7 @@ bool checkDoubleFormat(std::string_view text) {
             return false;
         }
     }
-    // The end of a text is also before its last line break.
+    // A line break at the very end of the text is allowed.
     return text.empty() || text == "\n" || text == "\r" || text == "\r\n";
 }
 

@@ -5,13 +5,14 @@
 
 namespace kiv {
 
-/// How flags read numbers out of configured texts. Texts that are no number of the asked form give the
+/// Reads the numbers of flags from configured texts. A text that is no number of the form asked for gives the
 /// default.
 
 /// "7" and "7.0" give 7; "7.5", "abc" and "0.0" give the default's integer reading.
 std::int64_t parseInt(std::string_view text, std::string_view defaultValue);
 
-/// Texts out of format, and those other than "0" that read as zero, give the default's double reading.
+/// A text of another format gives the default's double reading, and so does a text other than "0" that reads
+/// as zero ("0.0").
 double parseDouble(std::string_view text, std::string_view defaultValue);
 
 /// An optional minus, digits and an optional fraction: no exponent, no plus sign, no space around.

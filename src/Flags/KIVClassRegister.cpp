@@ -38,7 +38,7 @@ void KIVClassRegister::handleContainer(const std::shared_ptr<KIVBaseContainer>& 
     const KIVBaseContainer& object = *container;
     const KIVContainerTable table = container->kivContainerTable();
     if (table.declaringClass() != typeid(object)) {
-        return; // the table is a base class's, and what a base class declares is not registered
+        return; // the table is inherited: the flags that a base class declares are not registered
     }
     for (const KIVContainerTable::Member& member : table.members()) {
         if (member.flag) {

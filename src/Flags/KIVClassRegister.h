@@ -9,13 +9,13 @@
 #include <kiv/KIVBaseContainer.h>
 #include <kiv/KIVNullableString.h>
 
-/// Registers containers and keeps the namespaces in use, which are never given back. Callable from any
-/// thread.
+/// Registers containers, and keeps the set of namespaces in use; a namespace is never released. Callable from
+/// any thread.
 class KIVClassRegister {
 public:
     using AddFlag = std::function<void(std::shared_ptr<KIVString> flag, const std::string& name)>;
 
-    /// `addFlag` takes each flag under its full name.
+    /// `addFlag` is called with each registered flag and its full name.
     explicit KIVClassRegister(AddFlag addFlag) : addFlag_(std::move(addFlag)) {}
 
     /// Reserves the namespace, then adds every flag that the container's own class declares. Throws as
@@ -25,7 +25,7 @@ public:
     /// Throws "InvalidNamespace" when the namespace is nil or in use.
     void handleNamespace(KIVNullableString nameSpace);
 
-    /// The name of the property alone in the empty namespace and in those that begin with "config_".
+    /// "namespace.property"; the property alone when the namespace is empty or begins with "config_".
     static std::string fullName(std::string_view nameSpace, std::string_view propertyName);
 
 private:

@@ -19,35 +19,35 @@ public:
 
     KIVFeatureFlagsRepository() = default;
 
-    /// Takes over all that the other repository holds, without announcing it.
+    /// Takes all flags of the other repository, without announcing them.
     explicit KIVFeatureFlagsRepository(const KIVFeatureFlagsRepository& other);
 
     /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default one,
     /// puts it in place of any flag of that name, and announces it.
     void addFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
-    /// The same without the announcement.
+    /// Does what `addFeature` does, without the announcement.
     void takeFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
-    /// Null when there is none.
+    /// The flag of that full name, or null.
     std::shared_ptr<KIVString> featureWithName(std::string_view name) const { return features_.get(name); }
 
     /// All flags as they are now.
     Features features() const;
 
-    /// A flag named a.b.c belongs to the namespace a.b; one without a point to the empty namespace.
+    /// The flags of one namespace: a flag named a.b.c belongs to the namespace a.b, a flag without a point in
+    /// its name to the empty namespace.
     Features featuresWithNamespace(std::string_view nameSpace) const;
 
-    /// Higher after each change of what the repository holds.
+    /// A number that grows with each change of the set of flags.
     std::uint64_t version() const { return features_.version(); }
 
     unsigned freezeLevel() const { return freezeLevel_.load(std::memory_order_relaxed); }
 
-    /// Also passes the level to every flag that uses the default one.
+    /// Sets the repository's level, also on every flag that uses the default level.
     void setFreezeLevel(unsigned level);
 
-    /// Takes every flag's name away and empties the repository. The flags themselves live on with their
-    /// containers.
+    /// Removes all flags and takes their names away. The flags themselves live on with their containers.
     void clear();
 
     /// Writes the flags to the debug log, under the caption.
@@ -55,5 +55,5 @@ public:
 
 private:
     kiv::ConcurrentMap<KIVString> features_;
-    std::atomic<unsigned> freezeLevel_{3};
+    std::atomic<unsigned> freezeLevel_{KIVFreezeNever};
 };

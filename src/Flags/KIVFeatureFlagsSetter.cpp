@@ -2,43 +2,30 @@
 
 #include <utility>
 
-#include <kiv/KIVException.h>
 #include <kiv/KIVFlagsOverrides.h>
 
 #include "KivxLanguage/KivxParser.h"
-#include "Platform/System/Clock.h"
-#include "Runtime/Failure.h"
-#include "Runtime/KIVDebugger.h"
-#include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
 namespace {
 
+/// Says whether impressions go to the analytics client.
 constexpr std::string_view analyticsFlag = "kiv.internal.analytics";
 
-/// Marks that this thread is inside something of the application's that may read flags; false when it was
-/// already, further out. The reads make impressions again, and so on without end.
-class Entered {
-public:
-    explicit Entered(bool& inside) : inside_(inside), first_(!std::exchange(inside, true)) {}
-    ~Entered() {
-        if (first_) {
-            inside_ = false;
-        }
-    }
-    Entered(const Entered&) = delete;
-    Entered& operator=(const Entered&) = delete;
-
-    explicit operator bool() const { return first_; }
-
-private:
-    bool& inside_;
-    const bool first_;
-};
+KIVImpressionReporter impressionReporterFor(const KIVFeatureFlagsSetter::Parts& parts) {
+    return KIVImpressionReporter({
+        .distinctId = parts.distinctId,
+        .impressionHandler = parts.impressionHandler,
+        .propertiesRepository = parts.propertiesRepository,
+        .errorInvoker = parts.errorInvoker,
+        .analytics = parts.analytics,
+    });
+}
 
 } // namespace
 
 std::shared_ptr<KIVFeatureFlagsSetter> KIVFeatureFlagsSetter::create(Parts parts) {
-    // Observers that have just been removed may still run on other threads.
+    // An observer may still run on another thread when its removal returns, so the setter is retired instead
+    // of destroyed.
     std::shared_ptr<KIVFeatureFlagsSetter> setter(
         new KIVFeatureFlagsSetter(std::move(parts)), [](KIVFeatureFlagsSetter* own) {
             own->shutdown();
@@ -49,7 +36,7 @@ std::shared_ptr<KIVFeatureFlagsSetter> KIVFeatureFlagsSetter::create(Parts parts
 }
 
 KIVFeatureFlagsSetter::KIVFeatureFlagsSetter(Parts parts)
-    : parts_(std::move(parts)),
+    : parts_(std::move(parts)), impressionReporter_(impressionReporterFor(parts_)),
       applied_(std::make_unique<const Applied>(Applied{std::make_shared<const KIVExperiments>(), nullptr})) {}
 
 void KIVFeatureFlagsSetter::start() {
@@ -115,7 +102,7 @@ void KIVFeatureFlagsSetter::resetUninitializedFlags(const std::unordered_set<std
 
 void KIVFeatureFlagsSetter::resetForExperiments() {
     overrides_->clearOverrides();
-    unfreezeFlagsWithLevel(1);
+    unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze);
 }
 
 void KIVFeatureFlagsSetter::unfreezeFlagsWithLevel(unsigned level) {
@@ -164,70 +151,14 @@ void KIVFeatureFlagsSetter::receiveFlagAdded(const std::shared_ptr<KIVString>& f
 void KIVFeatureFlagsSetter::receiveFlagImpression(const KIVFlagImpression& impression) const {
     const kiv::ReadGuard guard;
     const Applied& applied = *applied_.load();
-    if (!applied.analytics && !parts_.impressionHandler) {
+    if (!applied.analytics && !impressionReporter_.hasHandler()) {
         return;
     }
     const auto found = applied.experiments->find(impression.flagName);
     const KIVExperimentModel* experiment =
         found == applied.experiments->end() ? nullptr : found->second.get();
     if (applied.analytics && experimentValueWithFlagName(analyticsFlag) == "true") {
-        sendEvent(impression, experiment);
+        impressionReporter_.sendEvent(impression, experiment);
     }
-    if (parts_.impressionHandler) {
-        callHandler(impression, experiment);
-    }
-}
-
-void KIVFeatureFlagsSetter::callHandler(const KIVFlagImpression& impression,
-                                        const KIVExperimentModel* experiment) const {
-    static constinit thread_local bool isCalling = false;
-    const Entered entered(isCalling);
-    if (!entered) {
-        KIV_DEBUG_LOG("The impression of %@ was made by the impression handler, which is not called for it",
-                      impression.flagName);
-        return;
-    }
-    const auto failure = kiv::failureOf([&] {
-        parts_.impressionHandler(KIVReportingValue(std::string(impression.flagName),
-                                                   std::string(impression.value), experiment != nullptr,
-                                                   impression.context.dynamicPropertyContext));
-    });
-    if (failure) {
-        parts_.errorInvoker->trigger(KIVUserspaceSource::impressionHandler, *failure);
-    }
-}
-
-void KIVFeatureFlagsSetter::sendEvent(const KIVFlagImpression& impression,
-                                      const KIVExperimentModel* experiment) const {
-    static constinit thread_local bool isSending = false;
-    const Entered entered(isSending);
-    if (!parts_.analytics || !entered) {
-        return;
-    }
-    const auto failure = kiv::failureOf([&] {
-        const auto sinceEpoch = kiv::Clock::current().now().time_since_epoch();
-        parts_.analytics->track("impression",
-                                kiv::json::object{{"distinctId", distinctIdFor(experiment, impression)},
-                                                  {"flag", impression.flagName},
-                                                  {"time", std::chrono::duration<double>(sinceEpoch).count()},
-                                                  {"type", "IMPRESSION"},
-                                                  {"value", impression.value}});
-    });
-    if (failure) {
-        KIV_DEBUG_LOG("Error: sending analytics failed: %@", failure->what());
-    }
-}
-
-std::string KIVFeatureFlagsSetter::distinctIdFor(const KIVExperimentModel* experiment,
-                                                 const KIVFlagImpression& impression) const {
-    const auto& repository = *parts_.propertiesRepository;
-    auto property = experiment && experiment->stickinessProperty()
-                        ? repository.customPropertyForName(*experiment->stickinessProperty())
-                        : nullptr;
-    if (!property) {
-        property = repository.customPropertyForName(kiv::format("kiv.%@", "distinct_id"));
-    }
-    auto id = property ? property->stringValue(impression.flagName, impression.context.dynamicPropertyContext)
-                       : std::nullopt;
-    return id ? std::move(*id) : parts_.distinctId();
+    impressionReporter_.callHandler(impression, experiment != nullptr);
 }

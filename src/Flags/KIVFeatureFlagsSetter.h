@@ -9,13 +9,14 @@
 #include <unordered_set>
 #include <vector>
 
+#include <kiv/KIVFreezeLevel.h>
 #include <kiv/KIVReportingValue.h>
 #include <kiv/KIVString.h>
 #include <kiv/NotificationCenter.h>
 
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Flags/KIVFeatureFlagsStickiness.h"
-#include "Flags/KIVImpressionEvents.h"
+#include "Flags/KIVImpressionReporter.h"
 #include "Model/KIVExperimentModel.h"
 #include "Model/KIVFeatureFlagId.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
@@ -24,13 +25,12 @@ class KIVFlagsOverrides;
 class KIVUserspaceUnhandledErrorInvoker;
 class KivxParser;
 
-/// Connects flags with the experiments of the applied configuration, and reports their impressions.
-///
-/// Callable from any thread. The impression handler runs on the thread that read the flag.
+/// Gives flags the experiments of the applied configuration, and has their impressions reported
+/// (`KIVImpressionReporter`). Callable from any thread.
 class KIVFeatureFlagsSetter : public std::enable_shared_from_this<KIVFeatureFlagsSetter> {
 public:
     struct Parts {
-        /// The fallback for who the user is.
+        /// Identifies the user when no property does.
         std::function<std::string()> distinctId = {};
         std::shared_ptr<KivxParser> parser = {};
         std::shared_ptr<KIVFeatureFlagsStickiness> featureFlagStickiness = {};
@@ -42,17 +42,19 @@ public:
         std::shared_ptr<KIVImpressionEvents> analytics = {};
     };
 
-    /// Gives every flag of the repository the overrides and the parser, and observes additions and
-    /// impressions.
+    /// Gives every flag of the repository the overrides and the parser, and from then on observes additions
+    /// of flags and impressions.
     static std::shared_ptr<KIVFeatureFlagsSetter> create(Parts parts);
     ~KIVFeatureFlagsSetter() = default;
     KIVFeatureFlagsSetter(const KIVFeatureFlagsSetter&) = delete;
     KIVFeatureFlagsSetter& operator=(const KIVFeatureFlagsSetter&) = delete;
 
-    /// Gives every registered flag its experiment of the new configuration, or none.
+    /// Gives every registered flag its experiment of the new configuration, or takes its experiment away when
+    /// the configuration has none for it.
     void setForExperiments(std::shared_ptr<const KIVExperiments> experiments);
 
-    /// Runs it unless the setter was shut down, and not while it is being. It must call nothing back.
+    /// Runs `change` unless the setter was shut down; `shutdown` waits until it has run. `change` must not
+    /// call the setter or the application.
     void unlessStopped(const std::function<void()>& change) {
         const kiv::WriterLock lock(applyLock_);
         if (!isStopped_) {
@@ -60,28 +62,29 @@ public:
         }
     }
 
-    /// Clears all overrides and thaws the flags of level 1 and above.
+    /// Clears all overrides and thaws the flags of `KIVFreezeUntilUnfreeze` and above.
     void resetForExperiments();
 
-    /// Takes its experiment from every flag that is stored under a name other than these.
+    /// Takes the experiment from every flag whose name is not among `names`.
     void resetUninitializedFlags(const std::unordered_set<std::string_view>& names);
 
     void unfreezeFlagsWithLevel(unsigned level);
     void unfreezeFlagsWithLevel(unsigned level, std::string_view nameSpace);
     void unfreezeFlagWithName(std::string_view name);
 
-    /// What the configuration gives for a flag, registered or not; nothing when it has no experiment or no
-    /// value.
+    /// The value that the configuration gives a flag, registered or not; nullopt when the flag has no
+    /// experiment or the experiment no value.
     std::optional<std::string> experimentValueWithFlagName(std::string_view name) const;
 
     std::shared_ptr<const KIVExperiments> experiments() const;
     const std::shared_ptr<KIVFlagsOverrides>& overrides() const { return overrides_; }
 
-    /// Stops observing; no flag is given anything from then on.
+    /// Stops observing. From then on the setter gives flags nothing.
     void shutdown();
 
 private:
-    /// The experiments with the ones that each impression asks for picked out.
+    /// The applied experiments. The experiment that each impression asks for is found once and kept beside
+    /// them.
     struct Applied {
         std::shared_ptr<const KIVExperiments> experiments;
         const KIVExperimentModel* analytics = nullptr;
@@ -92,15 +95,11 @@ private:
     std::shared_ptr<const KIVExperimentModel> experimentFor(std::string_view name) const;
     void receiveFlagAdded(const std::shared_ptr<KIVString>& flag);
     void receiveFlagImpression(const KIVFlagImpression& impression) const;
-    /// Not for impressions that the handler makes itself by reading flags.
-    void callHandler(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
-    void sendEvent(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
-    std::string distinctIdFor(const KIVExperimentModel* experiment,
-                              const KIVFlagImpression& impression) const;
 
     const Parts parts_;
+    const KIVImpressionReporter impressionReporter_;
     std::shared_ptr<KIVFlagsOverrides> overrides_;
-    std::mutex applyLock_; ///< flags get the experiments of one configuration, not of two
+    std::mutex applyLock_; ///< held while flags get experiments, so that all get those of one configuration
     bool isStopped_ = false;
     kiv::Published<Applied> applied_;
     std::mutex observersLock_;

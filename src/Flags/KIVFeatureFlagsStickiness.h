@@ -11,10 +11,11 @@
 
 #include "Model/KIVFeatureFlagId.h"
 
-/// A stored table of values that flags once had. It is kept, and nothing reads the values back.
+/// A table of the values with which flags of sticky experiments froze, stored on disk. Nothing in the library
+/// reads the values back.
 class KIVFeatureFlagsStickiness {
 public:
-    /// `experiments` answers those of the client's configuration.
+    /// `experiments` returns the experiments of the client's configuration.
     explicit KIVFeatureFlagsStickiness(std::function<std::shared_ptr<const KIVExperiments>()> experiments);
 
     void addStickyFlagWithName(const std::string& name, const std::string& value);
@@ -22,8 +23,8 @@ public:
     std::optional<std::string> stickyValueForFlagWithName(const std::string& name) const;
     void clearStickiness();
 
-    /// Keeps the value of a flag that froze, when its experiment is sticky and the flag has no value here
-    /// yet.
+    /// Stores the value with which a flag froze, when its experiment is sticky and the table has no value for
+    /// the flag yet.
     void receiveFlagFreezed(const KIVString& flag);
 
 private:

@@ -8,15 +8,16 @@
 
 class KIVFeatureFlagsSetter;
 
-/// Answers expressions that ask for other flags. Callable from any thread.
+/// Gives expressions the values of other flags. Callable from any thread.
 ///
-/// It owns neither of whom it asks: both own the parser, whose operators own this source.
+/// It holds the repository and the setter weakly: both own the parser, and the parser's operators own this
+/// source.
 class KIVFlagValueSource : public KivxFlagValueSource {
 public:
     explicit KIVFlagValueSource(std::weak_ptr<const KIVFeatureFlagsRepository> flagsRepository);
 
-    /// Who knows the configuration. Given apart, as the operators must stand before the setter is made, which
-    /// hands the parser to other threads.
+    /// Sets the source of flags that are not registered. It comes after the construction because the parser
+    /// needs its operators, and with them this source, before the setter is made.
     void setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFlagsSetter> setter);
 
     std::optional<std::string> valueOfFlag(std::string_view name,

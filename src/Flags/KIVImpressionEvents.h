@@ -5,7 +5,7 @@
 
 #include "Platform/Text/Json.h"
 
-/// What takes impressions as analytics events.
+/// Receives impressions as analytics events.
 class KIVImpressionEvents {
 public:
     virtual ~KIVImpressionEvents() = default;

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr unsigned neverFrozen = 3;
-
 std::string normalizedBoolean(std::string_view value, std::string_view) {
     return value == "true" ? "true" : "false";
 }
@@ -42,15 +40,15 @@ std::vector<std::string> checkedTexts(const std::vector<KIVNullableString>& vari
 
 } // namespace
 
-/// All of a flag that changes, replaced as a whole so that a read sees one state and takes no lock.
+/// Everything about a flag that changes. A change replaces the whole state, so that a read sees one state and
+/// takes no lock.
 struct KIVString::State {
     std::optional<std::string> name;
-    unsigned freezeLevel = neverFrozen;
+    unsigned freezeLevel = KIVFreezeNever;
     bool isUsingDefaultFreezeLevel = false;
     bool isFreezed = false;
-    std::thread::id
-        freezer;       ///< who is evaluating the value that the flag froze with, nobody once it is there
-    std::string value; ///< the last value, kept for flags that can be frozen: nobody asks the others for it
+    std::thread::id freezer; ///< the thread that evaluates the value to freeze with; none once it is there
+    std::string value;       ///< the last value; kept for flags that can freeze only, as only they use it
     std::optional<std::string> forcedValue;
     std::shared_ptr<KIVFlagsOverrides> overrides;
     std::shared_ptr<const KivxParser> parser;
@@ -74,7 +72,7 @@ KIVString::KIVString(std::string defaultValue, std::vector<std::string> variatio
         variations_.push_back(defaultValue_);
     }
     auto state = std::make_unique<State>();
-    state->freezeLevel = freeze.value_or(neverFrozen);
+    state->freezeLevel = freeze.value_or(KIVFreezeNever);
     state->isUsingDefaultFreezeLevel = !freeze;
     state->value = defaultValue_;
     state_.store(state.release(), std::memory_order_relaxed);
@@ -152,14 +150,14 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             return std::move(*override);
         }
     }
-    // While a flag freezes it has no frozen value yet: only the evaluation that freezes it sees the value
-    // before.
+    // While one thread evaluates the value to freeze with, there is no frozen value yet. Nested reads of that
+    // thread get the flag's former value; other threads evaluate for themselves.
     const bool freezesElsewhere =
         state.freezer != std::thread::id() && state.freezer != std::this_thread::get_id();
-    if (state.isFreezed && state.freezeLevel != neverFrozen && !freezesElsewhere) {
+    if (state.isFreezed && state.freezeLevel != KIVFreezeNever && !freezesElsewhere) {
         return state.value;
     }
-    const bool freezes = context.shouldUseFreeze && state.freezeLevel != neverFrozen && !state.isFreezed;
+    const bool freezes = context.shouldUseFreeze && state.freezeLevel != KIVFreezeNever && !state.isFreezed;
     if (freezes) {
         change([](State& next) {
             if (!next.isFreezed) {
@@ -170,7 +168,8 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
     }
     std::string result = evaluateValue(state, context, defaultValue, normalize);
     if (freezes) {
-        // A thaw in between may have let another thread freeze the flag anew.
+        // When the flag was thawed meanwhile, another thread may be freezing it anew: that thread's value
+        // counts.
         change([&](State& next) {
             if (next.freezer == std::this_thread::get_id()) {
                 next.value = result;
@@ -197,9 +196,9 @@ std::string KIVString::evaluateValue(const State& state, const EvaluationContext
     return std::string(defaultValue);
 }
 
-/// A frozen flag keeps the value that it froze with.
+/// Remembers the last value of a flag that can freeze; a frozen flag keeps the value that it froze with.
 void KIVString::keepValue(const State& state, const std::string& value) const {
-    if (state.freezeLevel != neverFrozen && !state.isFreezed && state.value != value) {
+    if (state.freezeLevel != KIVFreezeNever && !state.isFreezed && state.value != value) {
         change([&](State& next) {
             if (!next.isFreezed) {
                 next.value = value;
@@ -234,7 +233,7 @@ void KIVString::forceValue(std::string_view value) {
 
 void KIVString::setFreezeLevel(unsigned level) {
     if (!isUsingDefaultFreezeLevel() || freezeLevel() == level) {
-        return; // nothing to copy a state for
+        return; // spares copying the state
     }
     change([&](State& next) {
         if (next.isUsingDefaultFreezeLevel) {
@@ -268,7 +267,7 @@ void KIVString::setNameIfNone(const std::string& name) {
     {
         const kiv::ReadGuard guard;
         if (state_.load(std::memory_order_seq_cst)->name) {
-            return; // nothing to copy a state for
+            return; // spares copying the state
         }
     }
     change([&](State& next) {

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include <kiv/KIVNotifications.h>
 #include <kiv/NotificationCenter.h>
 
 #include "Platform/Host/LinuxHost.h"
@@ -42,6 +43,5 @@ std::shared_ptr<const KIVHost> KIVHost::current() {
 }
 
 void KIVHost::applicationWillEnterForeground() {
-    kiv::NotificationCenter::defaultCenter().post("KIVApplicationWillEnterForegroundNotification",
-                                                  *current());
+    kiv::NotificationCenter::defaultCenter().post(KIVApplicationWillEnterForegroundNotification, *current());
 }

@@ -2,7 +2,7 @@
 #include <kiv/KIVHost.h>
 
 #include "Core/KIVCoreInstance.h"
-#include "CorvaneClient/KIVClient.h"
+#include "CorvaneClient/KIVStateSender.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 #include "evaluate/ValueText.h"
