@@ -7,9 +7,12 @@
 
 #include <kiv/KIVException.h>
 
+#include "KivxLanguage/KivxBaseOperators.h"
+#include "KivxLanguage/KivxRegularExpressionExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "KivxLanguage/KivxValueCompareExtensions.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/KIVDebugger.h"
@@ -78,6 +81,12 @@ KivxParser::KivxParser() : KivxParser(nullptr) {}
 KivxParser::KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker)
     : errorInvoker_(std::move(errorInvoker)) {
     setOperatorHandlers();
+}
+
+void KivxParser::setOperatorHandlers() {
+    KivxBaseOperators(*this).extend();
+    KivxValueCompareExtensions(*this).extend();
+    KivxRegularExpressionExtensions(*this).extend();
 }
 
 void KivxParser::setOperator(std::string_view name, KivxOperatorHandler handler) {

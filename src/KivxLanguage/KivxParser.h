@@ -1,12 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <kiv/EvaluationContext.h>
 
@@ -34,8 +36,15 @@ public:
     KivxParser(const KivxParser&) = delete;
     KivxParser& operator=(const KivxParser&) = delete;
 
-    /// Adds an operator, or replaces the one of that name.
+    /// Adds an operator; replaces a present operator of that name.
     void setOperator(std::string_view name, KivxOperatorHandler handler);
+
+    /// The same, for an operator whose result depends on its arguments alone: `apply` takes the stack.
+    template <std::invocable<KivxStack&> Apply>
+    void setOperator(std::string_view name, Apply apply) {
+        setOperator(name, [apply = std::move(apply)](const KivxParser&, KivxStack& stack, std::string_view,
+                                                     const EvaluationContext&) { apply(stack); });
+    }
 
     const KivxOperatorTable& operators() const { return operators_; }
 

@@ -58,7 +58,4 @@ void match(KivxStack& stack) {
 
 } // namespace
 
-void KivxRegularExpressionExtensions::extend() {
-    parser_.setOperator("match", [](const KivxParser&, KivxStack& stack, std::string_view,
-                                    const EvaluationContext&) { match(stack); });
-}
+void KivxRegularExpressionExtensions::extend() { parser_.setOperator("match", match); }

@@ -51,23 +51,22 @@ int compareValues(const KivxValue& a, const KivxValue& b) {
 } // namespace
 
 void KivxValueCompareExtensions::extend() {
-    constexpr struct {
-        std::string_view name;
-        std::span<const int> trueResultFor;
-        bool asSemVer;
-    } operators[] = {
-        {"lt", firstIsLess, false},         {"lte", firstIsLessOrEqual, false},
-        {"gt", firstIsGreater, false},      {"gte", firstIsGreaterOrEqual, false},
-        {"semverEq", equal, true},          {"semverNe", different, true},
-        {"semverLt", firstIsLess, true},    {"semverLte", firstIsLessOrEqual, true},
-        {"semverGt", firstIsGreater, true}, {"semverGte", firstIsGreaterOrEqual, true},
+    const auto numbers = [](std::span<const int> trueResultFor) {
+        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, false, true); };
     };
-    for (const auto& each : operators) {
-        parser_.setOperator(each.name, [each](const KivxParser&, KivxStack& stack, std::string_view,
-                                              const EvaluationContext&) {
-            compareStackTop(stack, each.trueResultFor, each.asSemVer, !each.asSemVer);
-        });
-    }
+    const auto versions = [](std::span<const int> trueResultFor) {
+        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, true, false); };
+    };
+    parser_.setOperator("lt", numbers(firstIsLess));
+    parser_.setOperator("lte", numbers(firstIsLessOrEqual));
+    parser_.setOperator("gt", numbers(firstIsGreater));
+    parser_.setOperator("gte", numbers(firstIsGreaterOrEqual));
+    parser_.setOperator("semverEq", versions(equal));
+    parser_.setOperator("semverNe", versions(different));
+    parser_.setOperator("semverLt", versions(firstIsLess));
+    parser_.setOperator("semverLte", versions(firstIsLessOrEqual));
+    parser_.setOperator("semverGt", versions(firstIsGreater));
+    parser_.setOperator("semverGte", versions(firstIsGreaterOrEqual));
 }
 
 void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor,
