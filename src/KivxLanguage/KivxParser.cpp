@@ -167,8 +167,7 @@ void KivxParser::tellFailure(Evaluation& running, const std::exception_ptr& caug
 KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& context) const {
     // The lines of one evaluation are cut short in all: each holds the whole stack.
     constexpr std::size_t mostLogged = std::size_t{1} << 20;
-    std::size_t leftToLog =
-        kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
+    std::size_t leftToLog = kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
     KivxAccount& account = running.outermost->account;
     account.charge(chargeOfCutting * running.expression.size());
     KivxTokenizedExpression expression(running.expression, operators_);
