@@ -19,7 +19,7 @@
 
 namespace {
 
-/// The next argument, false in place of `undefined`.
+/// The next argument; false when it is `undefined`.
 KivxValue popOrFalse(KivxStack& stack) {
     KivxValue value = stack.pop();
     if (value.isUndefined()) {
@@ -67,7 +67,7 @@ void equals(KivxStack& stack) {
     stack.push((first == second) == wanted);
 }
 
-/// False for what is no number, whichever is wanted.
+/// False when an argument is not a number, for "numeq" and "numne" alike.
 template <bool wanted>
 void equalsAsNumber(KivxStack& stack) {
     const KivxValue first = stack.pop();

@@ -35,7 +35,7 @@ void mergeSeed(KivxStack& stack) {
     stack.push(std::move(seed));
 }
 
-/// The bucket of the seed on top.
+/// Pops a seed and returns its bucket.
 double popBucket(KivxStack& stack) {
     const KivxValue seed = stack.pop();
     const auto text = seed.text();

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Outcomes of comparing the second argument with the first.
+// Outcomes of comparing the second argument with the first.
 constexpr int equal[] = {0};
 constexpr int different[] = {1, -1};
 constexpr int firstIsLess[] = {1};
@@ -29,7 +29,7 @@ int compareVersions(const KivxValue& a, const KivxValue& b) {
     return semverCompare(*a.text(), *b.text());
 }
 
-/// Nothing when one of them is no number, or not a number that has a place among the others.
+/// Nothing when one of them is not a number, or is NaN.
 std::optional<int> compareNumbers(const KivxValue& a, const KivxValue& b) {
     kiv::Number left;
     kiv::Number right;

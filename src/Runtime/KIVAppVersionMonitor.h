@@ -31,8 +31,7 @@ private:
 /// Tells whether the application's version has changed since the previous launch.
 class KIVAppVersionMonitor {
 public:
-    /// Compares the host's short version with the record of the previous launch, and replaces a record that
-    /// differs.
+    /// Compares the host's short version with the record of the previous launch. Replaces a differing record.
     explicit KIVAppVersionMonitor(const KIVDataPersistency& dataPersistency);
 
     /// Whether the recorded version differed from the current one. No record counts as no version.

@@ -11,8 +11,7 @@
 
 /// An object that archives itself by a table of its properties.
 ///
-/// Each class gives a table of the properties that it declares itself, which points to its base class's
-/// table:
+/// Each class gives a table of the properties that it declares itself, linked to its base class's table:
 ///
 ///     static const Table& table() {
 ///         static const Table& own = *new Table{&Base::table(), {archived("name", &Derived::name_)}};
