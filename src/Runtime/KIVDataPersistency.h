@@ -23,7 +23,7 @@ public:
     virtual KIVFormatVersion formatVersion() const = 0;
     virtual std::unique_ptr<KIVPersistedObject> copyWithUpgradeToCurrentFormatOnMinorNumberChange() const = 0;
 
-    /// The record's archive, its keys as they stand in the file.
+    /// The record as the members of its file.
     virtual kiv::json::object encode() const = 0;
 };
 
@@ -39,7 +39,8 @@ public:
     virtual std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const = 0;
 };
 
-/// The two version numbers as every record archives them.
+/// Puts the version into a record's archive under the two keys that all records share, and reads it from
+/// there.
 void encodeFormatVersion(KIVFormatVersion version, kiv::json::object& archive);
 std::optional<KIVFormatVersion> decodeFormatVersion(const kiv::json::object& archive);
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-/// A signal that was caught, and where. Immutable.
+/// A caught signal and the stack of the thread that it hit. Immutable.
 class KIVSignalHandlingData {
 public:
     KIVSignalHandlingData() = delete;
