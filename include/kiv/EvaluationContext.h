@@ -5,7 +5,7 @@
 
 class KivxParser;
 
-/// How one read of a flag is to be made.
+/// The switches and the property values of one read of a flag.
 struct KIV_API EvaluationContext {
     /// The read produces an impression.
     bool shouldRaiseImpression = true;
@@ -13,6 +13,7 @@ struct KIV_API EvaluationContext {
     bool shouldUseFreeze = true;
     /// Local overrides are honoured.
     bool shouldUseOverride = true;
+    /// The values of this read.
     KIVDynamicPropertyContext dynamicPropertyContext = KIVDynamicPropertyContext::empty();
 
     /// All three switches on, no values.
@@ -23,7 +24,8 @@ struct KIV_API EvaluationContext {
         return {true, true, true, std::move(context)};
     }
 
-    /// The given context (null: all switches on, no values) with the parser's global dynamic context beside
-    /// its own; the parser (may be null) is asked first.
+    /// A copy of `context` whose values are merged with the parser's global ones; a global value wins over a
+    /// value of the same name. When `context` is null: all three switches on and only the global values. When
+    /// `parser` is null there are no global values.
     static EvaluationContext initMerged(const KivxParser* parser, const EvaluationContext* context);
 };

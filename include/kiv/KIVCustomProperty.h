@@ -29,12 +29,14 @@ inline constexpr const char* KIVC_customPropertyDataExternalType = "externalType
 inline constexpr const char* KIVC_customPropertyCustom = "custom";
 inline constexpr const char* KIVC_customPropertyKIV = "kiv";
 
-/// A named fact about the user or the device: a fixed value or a callback that computes it. Immutable.
+/// A named fact about the user or the device: a fixed value, or a callback that computes one. Immutable; any
+/// thread may use it.
 class KIV_API KIVCustomProperty {
 public:
     KIVCustomProperty() = delete;
     virtual ~KIVCustomProperty() = default;
 
+    /// Properties with a fixed value, and with a callback that is run at each reading.
     static std::shared_ptr<KIVCustomProperty> withStringValue(std::string name, std::string value);
     static std::shared_ptr<KIVCustomProperty> withStringBlock(std::string name, KIVStringBlock block);
     static std::shared_ptr<KIVCustomProperty> withSemverValue(std::string name, std::string value);
@@ -49,15 +51,16 @@ public:
     static std::shared_ptr<KIVCustomProperty> withDoubleBlock(std::string name, KIVDoubleBlock block);
 
     const std::string& name() const { return name_; }
-    /// The kind of its value, one of KIVC_customPropertyType….
+    /// The kind of its value, one of the `KIVC_customPropertyType…` constants.
     const std::string& type() const { return type_; }
-    /// The kind that is reported to the server, one of KIVC_customPropertyExternalType….
+    /// The kind that is reported to the server, one of the `KIVC_customPropertyExternalType…` constants.
     const std::string& externalType() const { return externalType_; }
-    /// True for those of the library itself.
+    /// True for a property of the library itself (`KIVDeviceProperty`).
     virtual bool isKivProperty() const { return false; }
 
-    /// Ask the callback on this thread. They throw what it throws, and "InternalInconsistency" when the
-    /// property is of another type. `flagName` names the flag that is being evaluated.
+    /// The value. A callback is run on the calling thread with the name of the flag that is being evaluated
+    /// and the values of the read, and its exceptions pass through. Each of these throws a `KIVException`
+    /// "InternalInconsistency" when the property is of another type or was made with an empty callback.
     std::optional<std::string> stringValue(std::string_view flagName,
                                            const KIVDynamicPropertyContext& context) const;
     bool boolValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;
@@ -66,10 +69,11 @@ public:
     std::optional<KIVDate> dateValue(std::string_view flagName,
                                      const KIVDynamicPropertyContext& context) const;
 
-    /// The text of a property made with a fixed text, null for every other: it can be read without a copy.
+    /// The text of a property made by `withStringValue` or `withSemverValue`, without a copy; null for every
+    /// other property. Valid as long as the property.
     const std::string* fixedText() const { return fixedText_ ? &*fixedText_ : nullptr; }
 
-    /// False when it was made of an empty callback: then each of the readings above throws.
+    /// False when the property was made with an empty callback: then every reading of its value throws.
     bool hasBlock() const { return stringBlock_ || boolBlock_ || intBlock_ || doubleBlock_ || dateBlock_; }
 
 protected:
@@ -93,10 +97,10 @@ private:
     KIVDateBlock dateBlock_;
 };
 
-/// A property of the library itself: its name stands after "kiv.".
+/// A property of the library itself. Its name begins with "kiv.".
 class KIV_API KIVDeviceProperty : public KIVCustomProperty {
 public:
-    /// With the value, type and callback of the given property.
+    /// A property named "kiv." and the name of `inner`, with the type and the value or callback of `inner`.
     explicit KIVDeviceProperty(const KIVCustomProperty& inner);
 
     bool isKivProperty() const override { return true; }

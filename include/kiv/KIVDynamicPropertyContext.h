@@ -9,34 +9,34 @@
 #include <kiv/KIVExport.h>
 #include <kiv/KivxValue.h>
 
-/// Values of properties for one flag read, or for all of them.
+/// Values of properties for one flag read, or for all reads.
 ///
-/// A small value: copies share what they hold, which never changes. Safe to use from any thread.
+/// Immutable. Copies are cheap, because they share the values. Any thread may use a context.
 class KIV_API KIVDynamicPropertyContext {
 public:
     using Values = std::map<std::string, KivxValue, std::less<>>;
 
     KIVDynamicPropertyContext() = delete;
 
-    /// Property names and their values: texts, numbers and booleans reach expressions, all else is
-    /// `undefined` there.
+    /// Takes property names and their values. Texts, numbers and booleans reach expressions; every other
+    /// value is `undefined` there. A value of `none` counts as absent.
     explicit KIVDynamicPropertyContext(Values values);
     explicit KIVDynamicPropertyContext(std::initializer_list<Values::value_type> values)
         : KIVDynamicPropertyContext(Values(values)) {}
 
-    /// Asks `localContext` first and `globalContext` for what that one does not know.
+    /// The values of both contexts; for a name that both have, the value of `localContext`.
     static KIVDynamicPropertyContext merged(const KIVDynamicPropertyContext& globalContext,
                                             const KIVDynamicPropertyContext& localContext);
 
     /// A context without any value; costs nothing to make.
     static KIVDynamicPropertyContext empty() noexcept { return KIVDynamicPropertyContext(nullptr); }
 
-    /// The value of that name; `none` when the context has none.
+    /// The value of that name; `none` when the context lacks it.
     KivxValue get(std::string_view name) const;
 
     bool isEmpty() const noexcept { return node_ == nullptr; }
 
-    /// The values that can be reached, as `get` would answer them.
+    /// All names and the values that `get` returns for them.
     Values values() const;
 
 private:

@@ -5,9 +5,10 @@
 
 #include <kiv/KIVExport.h>
 
-/// What the library throws for a documented misuse, and what it hands to the error handler.
+/// The exception that the library throws for a documented misuse, and the form in which the unhandled-error
+/// handler gets every exception.
 ///
-/// Each operation that can throw says so and names the exception. Safe to copy and to read from any thread.
+/// Each operation that can throw says so and names the exception. Any thread may copy and read it.
 class KIV_API KIVException : public std::exception {
 public:
     KIVException(std::string name, std::string reason);
@@ -16,10 +17,10 @@ public:
     KIVException(const KIVException&) = default;
     KIVException& operator=(const KIVException&) = default;
 
-    /// What kind of failure this is, for example "InvalidArgument".
+    /// The kind of failure, for example "InvalidArgument".
     const std::string& name() const noexcept { return name_; }
 
-    /// What went wrong, for a person to read.
+    /// The cause, for a person to read.
     const std::string& reason() const noexcept { return reason_; }
 
     /// Name and reason as "name: reason".
@@ -32,9 +33,10 @@ public:
     /// "UnrecognizedOperation" with the reason.
     static KIVException unrecognizedOperation(std::string reason);
 
-    /// The exception being handled, as a `KIVException`: itself if it is one, else one named "std::exception"
-    /// or "unknown" with what the exception tells about itself. Call it only inside a `catch`. The end of a
-    /// thread (`pthread_exit`, cancellation) is no exception and goes on through it.
+    /// The exception that is being handled, as a `KIVException`. Any other exception becomes one that is
+    /// named "std::exception", with `what()` as its reason, or "unknown", with the thrown text, if any, as
+    /// its reason. Call it only inside a `catch`. When a thread is ending (`pthread_exit`, cancellation),
+    /// this rethrows, so that it can end.
     static KIVException current();
 
 private:

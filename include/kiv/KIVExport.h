@@ -1,6 +1,6 @@
 #pragma once
 
-/// Marks what a shared build of the library lets an application see.
+/// Marks the declarations that an application can link against in a shared build of the library.
 #if defined(KIV_SHARED_LIBRARY)
 #define KIV_API __attribute__((visibility("default")))
 #else

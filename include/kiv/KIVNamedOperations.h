@@ -9,9 +9,10 @@
 
 #include <kiv/KIVExport.h>
 
-/// Classes and their operations without arguments, by name: how a wrapper in another language reaches what it
-/// knows by name only. An operation answers an object, or an empty `std::any` when it has nothing to answer.
-/// Callable from any thread.
+/// Operations without arguments, found by the names of class and operation: a wrapper in another language,
+/// which knows the names only, calls them here. An operation returns an object, or an empty `std::any` when
+/// it has none to return. Callable from any thread; an operation runs on the calling thread, and no lock is
+/// held meanwhile.
 class KIV_API KIVNamedOperations {
 public:
     using ClassOperation = std::function<std::any()>;
@@ -19,13 +20,16 @@ public:
 
     static KIVNamedOperations& shared();
 
+    /// Adds an operation of a class; replaces a present one of the same names.
     void addClassOperation(const std::string& className, const std::string& operation, ClassOperation body);
 
-    /// For objects that arrive as this type (`typeid(std::shared_ptr<Foo>)`, for example).
+    /// Adds an operation of objects; replaces a present one. `type` is the type that the `std::any` holds,
+    /// for example `typeid(std::shared_ptr<Foo>)`.
     void addInstanceOperation(const std::type_info& type, const std::string& operation,
                               InstanceOperation body);
 
-    /// Empty when there is no such class or operation. Throws what the operation throws.
+    /// The operation's result; empty when there is no operation of those names. Throws what the operation
+    /// throws.
     std::any callClassOperation(const std::string& className, const std::string& operation) const;
     std::any callInstanceOperation(const std::any& instance, const std::string& operation) const;
 

@@ -14,15 +14,15 @@
 #include <kiv/KIVDate.h>
 #include <kiv/KIVExport.h>
 
-/// A value of the expression language, and what the application gives for properties.
+/// A value of the expression language. Applications give such values for properties.
 ///
-/// `none` is the absence of a value (what an empty stack pops, what a callback answers for "I do not know");
-/// `undefined` is a value of the language. Conversions follow one rule: `none` gives false, 0 or nothing;
-/// `undefined` and values of a kind that cannot be converted throw a `KIVException`.
+/// `none` is the absence of a value: the argument that an expression leaves out, or a callback's "I do not
+/// know". `undefined` is a value of the language. Several threads may read one value at the same time.
 class KIV_API KivxValue {
 public:
     enum class Kind { none, undefined, boolean, integer, real, string, date, array, dictionary };
 
+    /// Orders values by kind, then by value; all numbers are one kind.
     struct Less {
         bool operator()(const KivxValue& a, const KivxValue& b) const;
     };
@@ -33,7 +33,7 @@ public:
     KivxValue(std::nullptr_t) noexcept {}
     KivxValue(std::nullopt_t) noexcept {}
     KivxValue(std::same_as<bool> auto value) noexcept : form_(Form::boolean), plain_{.boolean = value} {}
-    /// What is beyond the signed range of 64 bits becomes a double.
+    /// A number beyond the signed range of 64 bits becomes a double.
     template <std::integral Integer>
     requires(!std::same_as<Integer, bool>) KivxValue(Integer value)
     noexcept {
@@ -104,22 +104,28 @@ public:
         return form_ == Form::boolean || form_ == Form::integer || form_ == Form::real;
     }
 
+    // Conversions. `none` gives false or 0. `undefined`, a date, an array and a dictionary throw a
+    // `KIVException` "UnrecognizedOperation".
+
     /// A number is true unless it is zero; a text is read leniently ("true", "yes", "1x" are true).
     bool boolValue() const { return form_ == Form::boolean ? plain_.boolean : readBoolean(); }
-    /// A double is cut off towards zero; a text is read up to where its digits end. Saturates.
+    /// A double is cut off towards zero; a text is read up to where its digits end. Held within 64 bits.
     std::int64_t integerValue() const;
+    /// A text is read up to where its number ends.
     double doubleValue() const;
 
-    /// The text of a string, "true" or "false", or a number's decimal text; nothing for every other kind.
+    /// A text itself; "true" or "false" for a boolean; a number in decimal. Nothing for every other kind.
+    /// Does not throw.
     std::optional<std::string> stringValue() const&;
     std::optional<std::string> stringValue() &&;
 
-    /// The value as it appears in joined texts: booleans as 1 and 0, undefined as <null>, none as (null).
+    /// The value as it appears in logs and joined texts: booleans as 1 and 0, `undefined` as <null>, `none`
+    /// as (null).
     std::string description() const;
     /// Appends the description to a text.
     void describeTo(std::string& text) const;
 
-    /// The text, null or empty when the value is of another kind; valid as long as the value.
+    /// The content by kind; nullopt or null when the value is of another kind. Valid as long as the value.
     std::optional<std::string_view> text() const noexcept {
         if (form_ == Form::borrowed) {
             return plain_.text;
@@ -141,17 +147,18 @@ public:
     }
     const double* real() const noexcept { return form_ == Form::real ? &plain_.real : nullptr; }
 
-    /// A value that owns its text.
+    /// The same value, with a copy of its text when that was borrowed.
     KivxValue owned() &&;
 
-    /// Numbers by value whatever their kind (true equals 1 equals 1.0), texts by content, `undefined` only
-    /// itself, `none` nothing at all.
+    /// Numbers are equal by value whatever their kind (true, 1 and 1.0 are), texts by content. `undefined`
+    /// equals only itself. `none` equals nothing, not even `none`.
     friend KIV_API bool operator==(const KivxValue& a, const KivxValue& b);
 
 private:
     enum class Form : std::uint8_t { none, undefined, boolean, integer, real, borrowed, date, owned };
 
-    /// What is copied without more ado. Values are moved many times in each evaluation, nearly all of these.
+    /// The forms that are copied bit by bit. An evaluation moves values many times, and nearly all are of
+    /// these forms.
     union Plain {
         std::int64_t integer = 0;
         bool boolean;
@@ -166,7 +173,7 @@ private:
     bool readBoolean() const;
     bool isPlain() const noexcept { return form_ != Form::owned; }
 
-    /// Null when the value is no such thing.
+    /// Null unless the value owns a `T`.
     template <class T>
     const T* ownedAs() const noexcept {
         return isPlain() ? nullptr : std::get_if<T>(&owned_);

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-/// A set of ASCII characters that separate tokens, made once and passed by pointer.
+/// A set of ASCII characters that separate tokens. It is made once and passed by pointer.
 class KIVDelimiterSet {
 public:
     explicit constexpr KIVDelimiterSet(std::string_view characters) {
@@ -24,8 +24,8 @@ private:
 /// and never empty.
 class KIVStringTokenizer {
 public:
-    /// Starts at the beginning of the text. Without a set (null) there are no tokens.
-    /// `shouldReturnDelimiters` makes each delimiter a token of its own; else they are skipped.
+    /// Starts at the beginning of the text. When `delimiters` is null there are no tokens. With
+    /// `shouldReturnDelimiters` each delimiter is a token of its own; otherwise delimiters are skipped.
     KIVStringTokenizer(std::string_view text, const KIVDelimiterSet* delimiters, bool shouldReturnDelimiters)
         : text_(text), delimiters_(delimiters), returnDelimiters_(shouldReturnDelimiters) {}
 
@@ -37,7 +37,7 @@ public:
     }
     bool hasMoreElements() const { return hasMoreTokens(); }
 
-    /// Nothing when no token is left.
+    /// The next token; nothing when none is left.
     std::optional<std::string_view> nextToken() {
         if (!hasMoreTokens()) {
             return std::nullopt;
@@ -49,13 +49,13 @@ public:
     }
     std::optional<std::string_view> nextElement() { return nextToken(); }
 
-    /// Cuts at the delimiters of another set from here on.
+    /// The same; this call and later ones use another set of delimiters.
     std::optional<std::string_view> nextToken(const KIVDelimiterSet* delimiters) {
         delimiters_ = delimiters;
         return nextToken();
     }
 
-    /// Passes over characters of a set; whether there were any.
+    /// Passes over characters of a set, and returns whether there were any.
     bool skip(const KIVDelimiterSet& characters) {
         const std::size_t start = position_;
         while (position_ < text_.size() && characters.contains(text_[position_])) {
@@ -75,14 +75,15 @@ public:
     }
 
 private:
-    /// The token at the cursor, which there must be.
+    /// Returns the token at the cursor and moves behind it. There must be a token.
     std::string_view take() {
         const std::size_t start = position_;
         position_ = delimiters_->contains(text_[start]) ? start + 1 : find(true, start + 1);
         return {text_.data() + start, position_ - start};
     }
 
-    /// The first delimiter (or other character) at or after a position, or the end.
+    /// The position of the first delimiter at or after `from`, the size of the text when there is none. With
+    /// `delimiter` false: of the first character that is not a delimiter.
     std::size_t find(bool delimiter, std::size_t from) const {
         const char* at = text_.data() + from;
         const char* const end = text_.data() + text_.size();

@@ -1,3 +1,5 @@
+#include "KivxLanguage/KivxBaseOperators.h"
+
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -8,9 +10,7 @@
 #include <kiv/KIVException.h>
 
 #include "KivxLanguage/KivxParser.h"
-#include "KivxLanguage/KivxRegularExpressionExtensions.h"
 #include "KivxLanguage/KivxStack.h"
-#include "KivxLanguage/KivxValueCompareExtensions.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/Digest.h"
@@ -19,7 +19,7 @@
 
 namespace {
 
-/// The next argument, false in place of `undefined`.
+/// The next argument; false when it is `undefined`.
 KivxValue popOrFalse(KivxStack& stack) {
     KivxValue value = stack.pop();
     if (value.isUndefined()) {
@@ -67,7 +67,7 @@ void equals(KivxStack& stack) {
     stack.push((first == second) == wanted);
 }
 
-/// False for what is no number, whichever is wanted.
+/// False when an argument is not a number, for "numeq" and "numne" alike.
 template <bool wanted>
 void equalsAsNumber(KivxStack& stack) {
     const KivxValue first = stack.pop();
@@ -143,31 +143,20 @@ void b64d(KivxStack& stack) {
 
 } // namespace
 
-void KivxParser::setOperatorHandlers() {
-    constexpr struct {
-        std::string_view name;
-        void (*apply)(KivxStack& stack);
-    } operators[] = {
-        {"isUndefined", isUndefined},
-        {"now", now},
-        {"tsToNum", tsToNum},
-        {"and", logicalAnd},
-        {"or", logicalOr},
-        {"ne", equals<false>},
-        {"numne", equalsAsNumber<false>},
-        {"eq", equals<true>},
-        {"numeq", equalsAsNumber<true>},
-        {"not", logicalNot},
-        {"ifThen", ifThen},
-        {"inArray", inArray},
-        {"md5", md5},
-        {"concat", concat},
-        {"b64d", b64d},
-    };
-    for (const auto& each : operators) {
-        setOperator(each.name, [apply = each.apply](const KivxParser&, KivxStack& stack, std::string_view,
-                                                    const EvaluationContext&) { apply(stack); });
-    }
-    KivxValueCompareExtensions(*this).extend();
-    KivxRegularExpressionExtensions(*this).extend();
+void KivxBaseOperators::extend() {
+    parser_.setOperator("isUndefined", isUndefined);
+    parser_.setOperator("now", now);
+    parser_.setOperator("tsToNum", tsToNum);
+    parser_.setOperator("and", logicalAnd);
+    parser_.setOperator("or", logicalOr);
+    parser_.setOperator("ne", equals<false>);
+    parser_.setOperator("numne", equalsAsNumber<false>);
+    parser_.setOperator("eq", equals<true>);
+    parser_.setOperator("numeq", equalsAsNumber<true>);
+    parser_.setOperator("not", logicalNot);
+    parser_.setOperator("ifThen", ifThen);
+    parser_.setOperator("inArray", inArray);
+    parser_.setOperator("md5", md5);
+    parser_.setOperator("concat", concat);
+    parser_.setOperator("b64d", b64d);
 }

@@ -64,7 +64,8 @@ KivxValue valueOf(const KIVCustomProperty& property, std::string_view flagName, 
     return value;
 }
 
-/// Only texts and numbers pass.
+/// Asks the rule; without a rule, the context. A value that is neither a text nor a number becomes
+/// `undefined`.
 KivxValue unregisteredValue(std::string_view name, const KIVDynamicPropertiesRule& rule,
                             const Context& context) {
     KivxValue value;
@@ -87,13 +88,12 @@ void property(KivxStack& stack, const KIVCustomPropertiesRepository& repository,
     const KivxValue argument = stack.pop();
     const auto name = argument.text();
     if (!name) {
-        // Names no property.
         stack.push(KivxValue::undefined());
         return;
     }
     const KIVCustomProperty* registered = repository.find(*name);
     if (registered && registered->fixedText()) {
-        // Stays where it is, under the evaluation's guard.
+        // Borrowed: the evaluation's guard keeps the property alive.
         push(stack, "registered", KivxValue::borrowed(*registered->fixedText()));
         return;
     }

@@ -7,17 +7,17 @@
 class KIVCustomPropertiesRepository;
 class KivxParser;
 
-/// The operator that reads the world (property).
+/// The operator that reads a property (property).
 class KivxCustomPropertiesExtensions {
 public:
-    /// The rule, when there is one, answers for all names that nobody registered; else the values that the
-    /// read was given do.
+    /// The rule gives the values of properties that the repository lacks. Without a rule, the dynamic context
+    /// of the read gives them.
     KivxCustomPropertiesExtensions(KivxParser& parser,
                                    std::shared_ptr<const KIVCustomPropertiesRepository> repository,
                                    KIVDynamicPropertiesRule rule = {});
 
-    /// Registers the operator on the parser. It shares the repository and outlives this object. It fails with
-    /// a `KIVUserspaceHandlerException` when a property's callback or the rule throws.
+    /// Adds the operator to the parser. It shares the repository and outlives this object. It fails with a
+    /// `KIVUserspaceHandlerException` when a property's callback or the rule throws.
     void extend();
 
 private:

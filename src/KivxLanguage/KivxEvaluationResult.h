@@ -11,8 +11,9 @@
 
 #include <kiv/KivxValue.h>
 
-/// What an evaluation answered: a value of its own, or `none` for a failed or empty evaluation. The
-/// conversions are those of the value; an integer beyond the range of the type asked for becomes its end.
+/// The result of an evaluation: a value that owns its text; `none` when the evaluation failed or the
+/// expression was empty. The conversions are those of `KivxValue`, and throw like them; an integer beyond the
+/// range of the requested type becomes the nearest end of the range.
 class KivxEvaluationResult {
 public:
     explicit KivxEvaluationResult(KivxValue value) : value_(std::move(value)) {}
@@ -24,12 +25,12 @@ public:
     std::optional<std::string> stringValue() const& { return value_.stringValue(); }
     std::optional<std::string> stringValue() && { return std::move(value_).stringValue(); }
 
-    /// The date itself, else the integer value as seconds since 1970.
+    /// The date; for any other value, its integer value as seconds since 1970. A moment beyond the range of
+    /// `KIVDate` becomes the nearest end of the range.
     KIVDate dateValue() const {
         if (const KIVDate* date = value_.date()) {
             return *date;
         }
-        // What lies beyond the range of a date is its end.
         constexpr auto earliest = std::chrono::duration_cast<std::chrono::seconds>(KIVDate::duration::min());
         constexpr auto latest = std::chrono::duration_cast<std::chrono::seconds>(KIVDate::duration::max());
         return KIVDate(std::clamp(std::chrono::seconds(value_.integerValue()), earliest, latest));

@@ -35,7 +35,7 @@ void mergeSeed(KivxStack& stack) {
     stack.push(std::move(seed));
 }
 
-/// The bucket of the seed on top.
+/// Pops a seed and returns its bucket.
 double popBucket(KivxStack& stack) {
     const KivxValue seed = stack.pop();
     const auto text = seed.text();
@@ -44,10 +44,8 @@ double popBucket(KivxStack& stack) {
     }
     stack.charge(text->size());
     const double bucket = KivxExperimentsExtensions::bucketFrom(*text);
-    if (KivxTrace* trace = KivxTrace::current()) {
-        trace->noted("seed", seed);
-        trace->noted("bucket", bucket);
-    }
+    note("seed", seed);
+    note("bucket", bucket);
     return bucket;
 }
 
@@ -65,6 +63,28 @@ void isInPercentageRange(KivxStack& stack) {
     stack.push(bucket >= low.doubleValue() && end > bucket);
 }
 
+// A value that is not a text names no flag and no target group.
+
+void flagValue(KivxStack& stack, const KivxFlagValueSource& flags, const EvaluationContext& context) {
+    const KivxValue name = stack.pop();
+    note("flag", name);
+    std::optional<std::string> value = name.text() ? flags.valueOfFlag(*name.text(), context) : std::nullopt;
+    stack.charge(value ? value->size() : 0);
+    stack.push(value ? KivxValue(std::move(*value)) : KivxValue::borrowed("false"));
+}
+
+void isInTargetGroup(KivxStack& stack, const KivxTargetGroupSource& groups, const KivxParser& parser,
+                     std::string_view flagName) {
+    const KivxValue identifier = stack.pop();
+    note("targetGroup", identifier);
+    stack.push(identifier.text() && groups.isInTargetGroup(*identifier.text(), parser, flagName));
+}
+
+void isTargetGroupPaired(KivxStack& stack, const KivxTargetGroupSource& groups) {
+    const KivxValue identifier = stack.pop();
+    stack.push(identifier.text() && groups.isTargetGroupPaired(*identifier.text()));
+}
+
 } // namespace
 
 KivxExperimentsExtensions::KivxExperimentsExtensions(
@@ -73,42 +93,20 @@ KivxExperimentsExtensions::KivxExperimentsExtensions(
     : parser_(parser), targetGroups_(std::move(targetGroups)), flags_(std::move(flags)) {}
 
 void KivxExperimentsExtensions::extend() {
-    constexpr struct {
-        std::string_view name;
-        void (*apply)(KivxStack& stack);
-    } seedOperators[] = {
-        {"mergeSeed", mergeSeed},
-        {"isInPercentage", isInPercentage},
-        {"isInPercentageRange", isInPercentageRange},
-    };
-    for (const auto& each : seedOperators) {
-        parser_.setOperator(each.name,
-                            [apply = each.apply](const KivxParser&, KivxStack& stack, std::string_view,
-                                                 const EvaluationContext&) { apply(stack); });
-    }
-    // What is no text names no flag and no group.
+    parser_.setOperator("mergeSeed", mergeSeed);
+    parser_.setOperator("isInPercentage", isInPercentage);
+    parser_.setOperator("isInPercentageRange", isInPercentageRange);
     parser_.setOperator("flagValue", [flags = flags_](const KivxParser&, KivxStack& stack, std::string_view,
                                                       const EvaluationContext& context) {
-        const KivxValue name = stack.pop();
-        note("flag", name);
-        std::optional<std::string> value =
-            name.text() ? flags->valueOfFlag(*name.text(), context) : std::nullopt;
-        stack.charge(value ? value->size() : 0);
-        stack.push(value ? KivxValue(std::move(*value)) : KivxValue::borrowed("false"));
+        flagValue(stack, *flags, context);
     });
-    parser_.setOperator(
-        "isInTargetGroup", [groups = targetGroups_](const KivxParser& parser, KivxStack& stack,
-                                                    std::string_view flagName, const EvaluationContext&) {
-            const KivxValue identifier = stack.pop();
-            note("targetGroup", identifier);
-            stack.push(identifier.text() && groups->isInTargetGroup(*identifier.text(), parser, flagName));
-        });
-    parser_.setOperator("isTargetGroupPaired",
-                        [groups = targetGroups_](const KivxParser&, KivxStack& stack, std::string_view,
-                                                 const EvaluationContext&) {
-                            const KivxValue identifier = stack.pop();
-                            stack.push(identifier.text() && groups->isTargetGroupPaired(*identifier.text()));
+    parser_.setOperator("isInTargetGroup",
+                        [groups = targetGroups_](const KivxParser& parser, KivxStack& stack,
+                                                 std::string_view flagName, const EvaluationContext&) {
+                            isInTargetGroup(stack, *groups, parser, flagName);
                         });
+    parser_.setOperator("isTargetGroupPaired",
+                        [groups = targetGroups_](KivxStack& stack) { isTargetGroupPaired(stack, *groups); });
 }
 
 double KivxExperimentsExtensions::bucketFrom(std::string_view seed) {

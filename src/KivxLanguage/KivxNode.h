@@ -15,7 +15,7 @@ struct KivxNode {
     KivxNode(KivxValue&& operand, std::size_t ownPosition) noexcept
         : type(KivxNodeTypeOperand), value(std::move(operand)), position(ownPosition) {}
 
-    /// A text operand that is borrowed.
+    /// A text operand, which borrows its text.
     KivxNode(std::string_view text, std::size_t ownPosition) noexcept
         : type(KivxNodeTypeOperand), value(KivxValue::borrowed(text)), position(ownPosition) {}
 
@@ -31,6 +31,7 @@ struct KivxNode {
     KivxValue value;
     /// Null unless the node is an operator.
     const KivxOperatorTable::Operator* op = nullptr;
-    /// Byte offset in the expression of the first character, a literal's opening quote or bracket included.
+    /// The token's byte offset in the expression; for a text, array or dictionary that of its opening quote
+    /// or bracket.
     std::size_t position;
 };

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Text/ShortText.h"
@@ -18,7 +19,8 @@ struct EvaluationContext;
 using KivxOperatorHandler = std::function<void(const KivxParser& parser, KivxStack& stack,
                                                std::string_view flagName, const EvaluationContext& context)>;
 
-/// The operators by name. Look-ups are what every word of an expression costs, so they are cheap.
+/// The operators by name. Every word of every expression is looked up here: a look-up allocates nothing, and
+/// a name of up to 16 bytes is compared without reading it byte by byte.
 class KivxOperatorTable {
 public:
     struct Operator {
@@ -26,23 +28,44 @@ public:
         KivxOperatorHandler handler;
     };
 
-    KivxOperatorTable();
+    KivxOperatorTable() : slots_(64) {}
 
-    /// Adds the operator, or replaces the one of that name.
-    void set(std::string_view name, KivxOperatorHandler handler);
+    /// Adds an operator; a present operator of that name gets the handler.
+    void set(std::string_view name, KivxOperatorHandler handler) {
+        const Slot& present = slots_[slotOf(name)];
+        if (present.index != freeSlot) {
+            operators_[present.index].handler = std::move(handler);
+            return;
+        }
+        operators_.push_back({std::string(name), std::move(handler)});
+        // At least half of the slots stay free.
+        slots_.assign(operators_.size() * 2 > slots_.size() ? slots_.size() * 2 : slots_.size(), Slot());
+        for (std::size_t i = 0; i < operators_.size(); ++i) {
+            const kiv::TextEnds ends(operators_[i].name);
+            slots_[slotOf(operators_[i].name)] = {ends.head, ends.tail, ends.size, i};
+        }
+    }
 
-    /// Null when there is none. Valid until the next `set`.
+    /// Null when there is no operator of that name. Valid until the next `set`.
     const Operator* find(std::string_view name) const {
         const std::size_t index = slots_[slotOf(name)].index;
         return index == freeSlot ? nullptr : &operators_[index];
     }
 
-    std::vector<std::string> names() const;
+    /// In the order in which the operators were added.
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const Operator& each : operators_) {
+            names.push_back(each.name);
+        }
+        return names;
+    }
 
 private:
     static constexpr auto freeSlot = static_cast<std::size_t>(-1);
 
-    /// Of an open-addressed table: a place in `operators_` and enough of the name to tell it apart.
+    /// A slot of the hash table: an index into `operators_`, and the ends and the length of the operator's
+    /// name, which tell names of up to 16 bytes apart.
     struct Slot {
         std::uint64_t head = 0;
         std::uint64_t tail = 0;
@@ -50,7 +73,7 @@ private:
         std::size_t index = freeSlot;
     };
 
-    /// The slot that holds the name, or the free one where it belongs.
+    /// The index of the slot that holds the name; else of the free slot where the name belongs.
     std::size_t slotOf(std::string_view name) const {
         const kiv::TextEnds ends(name);
         for (std::size_t i = kiv::hashOfEnds(ends);; ++i) {

@@ -7,9 +7,12 @@
 
 #include <kiv/KIVException.h>
 
+#include "KivxLanguage/KivxBaseOperators.h"
+#include "KivxLanguage/KivxRegularExpressionExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "KivxLanguage/KivxValueCompareExtensions.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/KIVDebugger.h"
@@ -17,12 +20,12 @@
 
 namespace {
 
-/// For each byte of an expression, as cutting takes longer than reading.
+/// The bytes that are charged for each byte of an expression: cutting it takes longer than reading a text.
 constexpr std::size_t chargeOfCutting = 8;
 
 } // namespace
 
-/// An evaluation under way on this thread, and what it runs inside of.
+/// An evaluation under way on the calling thread, linked to the evaluation that it runs inside of.
 struct KivxParser::Evaluation {
     Evaluation(const KivxParser& ownParser, std::string_view ownExpression, std::string_view ownFlagName)
         : parser(ownParser), expression(ownExpression), flagName(ownFlagName), trace(KivxTrace::current()),
@@ -34,31 +37,35 @@ struct KivxParser::Evaluation {
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
-    /// Throws when this evaluation stands in a circle, or when those inside one another grow without bounds.
+    /// Throws when the same evaluation is under way already, when this one is nested too deeply, or when the
+    /// outermost one has started too many.
     void refuseEndless() const;
 
+    /// Tells the trace, if there is one.
     void failed(const std::string& reason) const {
         if (trace) {
             trace->failed(step, position, reason);
         }
     }
 
-    static constexpr unsigned deepest = 64;
-    static constexpr unsigned mostInOne = 10'000;
+    static constexpr unsigned mostDepth = 64;
+    static constexpr unsigned mostInOutermost = 10'000;
     static inline constinit thread_local Evaluation* innermost = nullptr;
 
     const KivxParser& parser;
     const std::string_view expression;
     const std::string_view flagName;
-    KivxTrace* const trace;
-    Evaluation* const outer;
-    Evaluation* const outermost;
-    const unsigned depth;
-    unsigned total = 0;  ///< of the outermost one: evaluations made inside it
-    KivxAccount account; ///< of the outermost one: for all of them
-    /// What runs, for the trace.
-    std::string_view step;
-    std::size_t position = 0;
+    KivxTrace* const trace;      ///< null when nobody traces this thread
+    Evaluation* const outer;     ///< null for the outermost evaluation
+    Evaluation* const outermost; ///< the evaluation itself when it is the outermost
+    const unsigned depth;        ///< evaluations inside one another, this one included
+
+    // The outermost evaluation counts for itself and all evaluations inside it; theirs stay unused.
+    unsigned total = 0; ///< evaluations started, the outermost included
+    KivxAccount account;
+
+    std::string_view step;    ///< the operator or unknown word that is being handled, for the trace
+    std::size_t position = 0; ///< its byte offset in the expression
 };
 
 void KivxParser::Evaluation::refuseEndless() const {
@@ -68,7 +75,7 @@ void KivxParser::Evaluation::refuseEndless() const {
             throw KIVException::internalInconsistency("The expression depends on itself");
         }
     }
-    if (depth > deepest || outermost->total > mostInOne) {
+    if (depth > mostDepth || outermost->total > mostInOutermost) {
         throw KIVException::internalInconsistency("The expression depends on too many others");
     }
 }
@@ -78,6 +85,12 @@ KivxParser::KivxParser() : KivxParser(nullptr) {}
 KivxParser::KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker)
     : errorInvoker_(std::move(errorInvoker)) {
     setOperatorHandlers();
+}
+
+void KivxParser::setOperatorHandlers() {
+    KivxBaseOperators(*this).extend();
+    KivxValueCompareExtensions(*this).extend();
+    KivxRegularExpressionExtensions(*this).extend();
 }
 
 void KivxParser::setOperator(std::string_view name, KivxOperatorHandler handler) {
@@ -99,7 +112,7 @@ bool KivxParser::isNumberOperand(const KivxValue& value, kiv::Number& number) {
 std::optional<KivxEvaluationResult> KivxParser::evaluateExpression(std::string_view expression,
                                                                    std::string_view flagName,
                                                                    const EvaluationContext& context) const {
-    // What an operator borrows stays valid as long as the values on the stack.
+    // Texts on the stack may be borrowed from properties; the guard keeps replaced properties alive.
     const kiv::ReadGuard guard;
     Evaluation running(*this, expression, flagName);
     if (running.trace) {
@@ -115,7 +128,7 @@ std::optional<KivxEvaluationResult> KivxParser::evaluateExpression(std::string_v
     return std::optional<KivxEvaluationResult>(std::in_place, std::move(value));
 }
 
-/// `none` when the evaluation fails.
+/// The value of the expression; `none` when the evaluation fails.
 KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& context) const {
     std::exception_ptr failure;
     try {
@@ -130,7 +143,8 @@ KivxValue KivxParser::valueOrNone(Evaluation& running, const EvaluationContext& 
     return KivxValue();
 }
 
-/// Outside the handler that caught it, as the application's callbacks run here.
+/// Logs a failure, and hands an exception of a callback to the unhandled-error handler. Must not be called
+/// inside a `catch`: the handler is the application's and may end its thread.
 void KivxParser::tellFailure(Evaluation& running, const std::exception_ptr& caught) const {
     std::optional<KIVUserspaceHandlerException> ofCallback;
     std::string reason;
@@ -153,13 +167,12 @@ void KivxParser::tellFailure(Evaluation& running, const std::exception_ptr& caug
                   running.expression, ofCallback->exception().what());
 }
 
-/// The value on top after all tokens were walked from the last to the first; `none` for an unknown word on
-/// the way.
+/// Walks the tokens from the last to the first and returns the value on top of the stack; `none` when a token
+/// is an unknown word.
 KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& context) const {
-    // The lines of one evaluation are cut short in all: each holds the whole stack.
+    // Each line holds the whole stack, so an evaluation stops logging after about this many bytes.
     constexpr std::size_t mostLogged = std::size_t{1} << 20;
-    std::size_t leftToLog =
-        kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
+    std::size_t leftToLog = kiv::debugLogEnabled(__FILE__) ? mostLogged : 0;
     KivxAccount& account = running.outermost->account;
     account.charge(chargeOfCutting * running.expression.size());
     KivxTokenizedExpression expression(running.expression, operators_);

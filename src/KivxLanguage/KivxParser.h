@@ -1,12 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <kiv/EvaluationContext.h>
 
@@ -20,39 +22,49 @@ struct KivxNode;
 
 /// Evaluates expressions.
 ///
-/// Operators are added while one thread alone knows the parser; from then on it is read only and any thread
-/// may evaluate. No evaluation throws. Evaluations may nest, as an operator or a callback may ask for another
-/// one; those that would come round to themselves, or go on without end, fail.
+/// Operators are added before other threads know the parser; after that, any thread may evaluate. An
+/// evaluation does not throw. Evaluations may nest, because an operator or a callback may start another one;
+/// an evaluation fails when it depends on itself, when it is nested too deeply, or when the outermost one has
+/// started too many.
 class KivxParser {
 public:
-    /// The base operators, the comparisons and the regular expressions.
+    /// A parser with the operators of `KivxBaseOperators`, `KivxValueCompareExtensions` and
+    /// `KivxRegularExpressionExtensions`.
     KivxParser();
 
-    /// The same; failures of the application's callbacks go to the invoker (may be null).
+    /// The same; exceptions of the application's callbacks go to the invoker, which may be null.
     explicit KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker);
 
     KivxParser(const KivxParser&) = delete;
     KivxParser& operator=(const KivxParser&) = delete;
 
-    /// Adds an operator, or replaces the one of that name.
+    /// Adds an operator; replaces a present operator of that name.
     void setOperator(std::string_view name, KivxOperatorHandler handler);
+
+    /// The same, for an operator whose result depends on its arguments alone: `apply` takes the stack.
+    template <std::invocable<KivxStack&> Apply>
+    void setOperator(std::string_view name, Apply apply) {
+        setOperator(name, [apply = std::move(apply)](const KivxParser&, KivxStack& stack, std::string_view,
+                                                     const EvaluationContext&) { apply(stack); });
+    }
 
     const KivxOperatorTable& operators() const { return operators_; }
 
-    /// True for a number and for a text that parses as one; `number` is then that number, else 0.
+    /// True for a number and for a text that as a whole is a number; sets `number` to it, otherwise to 0.
     static bool isNumberOperand(const KivxValue& value, kiv::Number& number);
 
-    /// Nothing when the value is `undefined`; a result of `none` when the evaluation failed or nothing was
-    /// left. The expression and the name are only borrowed for the call.
+    /// The value of the expression. Nothing when it is `undefined`; a result that holds `none` when the
+    /// evaluation failed or the expression is empty. Borrows the expression and the name during the call
+    /// only. Operators and callbacks run on the calling thread.
     std::optional<KivxEvaluationResult> evaluateExpression(std::string_view expression,
                                                            std::string_view flagName,
                                                            const EvaluationContext& context) const;
 
-    /// Makes the log say which word stopped an evaluation. May be set at any time.
+    /// Whether the debug log names the unknown word at which an evaluation fails. May be set at any time.
     bool debugMode() const { return debugMode_.load(std::memory_order_relaxed); }
     void setDebugMode(bool on) { debugMode_.store(on, std::memory_order_relaxed); }
 
-    /// Asked before the context of each read. May be set at any time.
+    /// Values for every read; they win over the values of the read's own context. May be set at any time.
     KIVDynamicPropertyContext globalDynamicPropertyContext() const;
     void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// What a search is charged beside its texts: patterns can take long however short they are.
+// A search is charged this many bytes in addition to its texts, and for each step that it takes: even a short
+// pattern can take long.
 constexpr std::size_t chargeOfSearch = std::size_t{1} << 10;
 constexpr std::size_t chargeOfStep = std::size_t{32} << 10;
 
@@ -32,7 +33,7 @@ void match(KivxStack& stack) {
         stack.push(false);
         return;
     }
-    // Flags that are missing are no flags.
+    // A missing third argument means no flags.
     if (!text.text() || !pattern.text() || (!flags.text() && !flags.isNone())) {
         throw KIVException::unrecognizedOperation("A match is expected to be of texts");
     }
@@ -58,7 +59,4 @@ void match(KivxStack& stack) {
 
 } // namespace
 
-void KivxRegularExpressionExtensions::extend() {
-    parser_.setOperator("match", [](const KivxParser&, KivxStack& stack, std::string_view,
-                                    const EvaluationContext&) { match(stack); });
-}
+void KivxRegularExpressionExtensions::extend() { parser_.setOperator("match", match); }

@@ -7,6 +7,7 @@ class KivxRegularExpressionExtensions {
 public:
     explicit KivxRegularExpressionExtensions(KivxParser& parser) : parser_(parser) {}
 
+    /// Adds the operator to the parser. It outlives this object.
     void extend();
 
 private:

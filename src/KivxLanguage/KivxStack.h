@@ -10,22 +10,22 @@
 
 #include <kiv/KivxValue.h>
 
-/// What an evaluation and all evaluations inside it may still handle, so that no expression can make work
-/// without end.
+/// The bytes of text that one read may still handle, of 64 MiB. An evaluation and all evaluations inside it
+/// share one account, so that no expression can keep its reader busy without end.
 class KivxAccount {
 public:
-    /// Counts bytes that an operator is about to read or to make, or work that takes as long. Throws when it
-    /// would be more than 64 MiB in all.
+    /// Takes the bytes that an operator is about to read or to make, or that stand for other work. Throws when
+    /// less than `bytes` is left.
     void charge(std::size_t bytes);
 
-    /// In bytes.
+    /// The bytes that are left.
     std::size_t rest() const { return rest_; }
 
 private:
     std::size_t rest_ = std::size_t{64} << 20;
 };
 
-/// The values of one evaluation.
+/// The stack of values of one evaluation.
 class KivxStack {
 public:
     explicit KivxStack(KivxAccount& account) : account_(account) {}
@@ -37,19 +37,21 @@ public:
     void push(const KivxValue& value) { push(KivxValue(value)); }
     void push(std::same_as<bool> auto value) { values_.emplace_back(value); }
 
-    /// Removes and returns the last value; `none` when there is none.
+    /// Removes and returns the top value; `none` when the stack is empty.
     KivxValue pop() { return recorded_ ? popRecorded() : take(); }
 
-    /// The last value, null when there is none.
+    /// The top value; null when the stack is empty.
     const KivxValue* peek() const { return values_.empty() ? nullptr : &values_.back(); }
 
     std::size_t size() const { return values_.size(); }
+
+    /// The value at an index, counted from the bottom.
     const KivxValue& at(std::size_t index) const { return values_[index]; }
 
     void charge(std::size_t bytes) { account_.charge(bytes); }
     KivxAccount& account() { return account_; }
 
-    /// From now on each `pop` also appends a copy of what it returns to `popped`, until null is given.
+    /// From now on each `pop` also appends a copy of the value to `popped`; null ends that.
     void record(std::vector<KivxValue>* popped) { recorded_ = popped; }
 
     /// The values from the bottom up, for the log.

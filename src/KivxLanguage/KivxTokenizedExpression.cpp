@@ -18,10 +18,10 @@ constexpr KIVDelimiterSet separators(KivxSeparators);
 
 constexpr unsigned deepestLiteral = 64;
 
-/// Each takes some forty times the memory of the shortest word.
+/// A node takes some forty times the memory of the shortest word, so their number is limited.
 constexpr std::size_t mostWords = std::size_t{1} << 20;
 
-/// What replacing an escaped quote adds to the text.
+/// The bytes by which the text grows when an escaped quote is replaced.
 constexpr std::size_t placeholderGrowth = KivxEscapedQuotePlaceholder.size() - KivxEscapedQuote.size();
 
 } // namespace
@@ -51,7 +51,8 @@ std::string_view KivxTokenizedExpression::textWithoutEscapedQuotes() {
     return escapes_.empty() ? expression_ : copy_.append(expression_, copied);
 }
 
-/// For positions of the text that is cut, which must not decrease.
+/// Turns a position in the text that is cut into the position in the expression. Positions of successive
+/// calls must not decrease.
 std::size_t KivxTokenizedExpression::positionInExpression(std::size_t position) {
     if (escapes_.empty()) {
         return position;
@@ -97,7 +98,7 @@ void KivxTokenizedExpression::tokenize(std::string_view text) {
     }
 }
 
-/// Escaped quotes are put back, backslash and all.
+/// A placeholder in the token becomes an escaped quote again; the backslash stays in the text.
 void KivxTokenizedExpression::pushString(std::string_view token, std::size_t position) {
     std::size_t found = hasBackslash_ ? token.find(KivxEscapedQuotePlaceholder) : token.npos;
     if (found == token.npos && !insideLiteral()) {
@@ -131,7 +132,8 @@ void KivxTokenizedExpression::pushWord(std::string_view token, std::size_t posit
     }
 }
 
-/// Values that go into a literal own their text: it may be the result of the expression, and outlive it.
+/// The operand goes into the literal that is open, else among the nodes. Inside a literal it must own its
+/// text: the literal may be the value of the expression, which outlives the expression's text.
 void KivxTokenizedExpression::pushNode(KivxValue&& operand, std::size_t position, unsigned depth) {
     if (insideLiteral()) {
         pushIntoLiteral(std::move(operand), depth);
@@ -141,7 +143,7 @@ void KivxTokenizedExpression::pushNode(KivxValue&& operand, std::size_t position
 }
 
 void KivxTokenizedExpression::pushIntoLiteral(KivxValue&& value, unsigned depth) {
-    // Values are compared, described and destroyed by recursion.
+    // Values are compared, described and destroyed by recursion, so their depth is limited.
     if (depth == deepestLiteral) {
         throw KIVException::internalInconsistency("Literals nest too deeply");
     }

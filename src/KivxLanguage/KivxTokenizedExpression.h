@@ -13,26 +13,26 @@
 
 /// An expression cut into nodes.
 ///
-/// It borrows the expression and the operators, and its nodes borrow from them and from itself. Literals do
-/// not nest: a bracket that opens while another of its kind is open starts afresh. A bracket that closes
-/// nothing is an unknown node, and so is a word inside a literal that means nothing; both stand among the
-/// tokens.
+/// It borrows the expression and the operators; its nodes borrow from both and from itself. An opening
+/// bracket drops an array (or dictionary) that is still open and starts a new one; only a dictionary may
+/// stand in an array. A closing bracket without an opening one becomes an unknown node, and so does an
+/// unknown word inside a literal; both stand among the tokens.
 class KivxTokenizedExpression {
 public:
-    /// Throws for arrays and dictionaries closed into one another more than 64 times, and for more than a
-    /// million words; for nothing else.
+    /// Throws a `KIVException` "InternalInconsistency" when arrays and dictionaries are nested more than 64
+    /// deep, and when there are more than a million words.
     KivxTokenizedExpression(std::string_view expression, const KivxOperatorTable& operatorSet);
 
     KivxTokenizedExpression(const KivxTokenizedExpression&) = delete;
     KivxTokenizedExpression& operator=(const KivxTokenizedExpression&) = delete;
 
     std::span<const KivxNode> tokens() const { return {nodes_.data(), nodes_.size()}; }
-    /// For the one who evaluates: it may move the values away.
+    /// For the evaluation, which moves the values out of the nodes.
     std::span<KivxNode> tokens() { return {nodes_.data(), nodes_.size()}; }
 
     std::string_view expression() const { return expression_; }
 
-    /// The word or the delimiter that begins at a position of the expression, to name an unknown node.
+    /// The word or the delimiter that begins at a byte offset of the expression; names an unknown node.
     std::string_view wordAt(std::size_t position) const;
 
 private:
@@ -43,7 +43,7 @@ private:
 
         std::size_t position;
         Values values;
-        unsigned depth = 1; ///< literals inside one another, this one included
+        unsigned depth = 1; ///< levels of literals, this one included
     };
     struct Key {
         KivxValue value;
@@ -66,8 +66,8 @@ private:
     const KivxOperatorTable& operators_;
     bool hasBackslash_;
     std::string copy_;                 ///< the expression with its escaped quotes replaced, if it has any
-    std::vector<std::size_t> escapes_; ///< where they stand in the expression
-    std::size_t escapesPassed_ = 0;
+    std::vector<std::size_t> escapes_; ///< the positions of the escaped quotes in the expression
+    std::size_t escapesPassed_ = 0;    ///< how many of them `positionInExpression` has passed
 
     boost::container::small_vector<KivxNode, 16> nodes_;
     std::optional<Literal<KivxValue::Array>> arrayAccumulator_;

@@ -2,10 +2,10 @@
 
 #include <string_view>
 
-/// The characters and words of the expression language that are no operators.
+/// The characters and words of the expression language, without the operators.
 
 inline constexpr std::string_view KivxTokenDelimiters = "{}[]():, \t\r\n\"";
-/// Those of them that do nothing but separate.
+/// The delimiters that only separate words.
 inline constexpr std::string_view KivxSeparators = "():, \t\r\n";
 inline constexpr std::string_view KivxStringDelimiter = "\"";
 inline constexpr std::string_view KivxEscapedQuote = "\\\"";

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Outcomes of comparing the second argument with the first.
+// Outcomes of comparing the second argument with the first.
 constexpr int equal[] = {0};
 constexpr int different[] = {1, -1};
 constexpr int firstIsLess[] = {1};
@@ -29,7 +29,7 @@ int compareVersions(const KivxValue& a, const KivxValue& b) {
     return semverCompare(*a.text(), *b.text());
 }
 
-/// Nothing when one of them is no number, or not a number that has a place among the others.
+/// Nothing when one of them is not a number, or is NaN.
 std::optional<int> compareNumbers(const KivxValue& a, const KivxValue& b) {
     kiv::Number left;
     kiv::Number right;
@@ -51,23 +51,22 @@ int compareValues(const KivxValue& a, const KivxValue& b) {
 } // namespace
 
 void KivxValueCompareExtensions::extend() {
-    constexpr struct {
-        std::string_view name;
-        std::span<const int> trueResultFor;
-        bool asSemVer;
-    } operators[] = {
-        {"lt", firstIsLess, false},         {"lte", firstIsLessOrEqual, false},
-        {"gt", firstIsGreater, false},      {"gte", firstIsGreaterOrEqual, false},
-        {"semverEq", equal, true},          {"semverNe", different, true},
-        {"semverLt", firstIsLess, true},    {"semverLte", firstIsLessOrEqual, true},
-        {"semverGt", firstIsGreater, true}, {"semverGte", firstIsGreaterOrEqual, true},
+    const auto numbers = [](std::span<const int> trueResultFor) {
+        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, false, true); };
     };
-    for (const auto& each : operators) {
-        parser_.setOperator(each.name, [each](const KivxParser&, KivxStack& stack, std::string_view,
-                                              const EvaluationContext&) {
-            compareStackTop(stack, each.trueResultFor, each.asSemVer, !each.asSemVer);
-        });
-    }
+    const auto versions = [](std::span<const int> trueResultFor) {
+        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, true, false); };
+    };
+    parser_.setOperator("lt", numbers(firstIsLess));
+    parser_.setOperator("lte", numbers(firstIsLessOrEqual));
+    parser_.setOperator("gt", numbers(firstIsGreater));
+    parser_.setOperator("gte", numbers(firstIsGreaterOrEqual));
+    parser_.setOperator("semverEq", versions(equal));
+    parser_.setOperator("semverNe", versions(different));
+    parser_.setOperator("semverLt", versions(firstIsLess));
+    parser_.setOperator("semverLte", versions(firstIsLessOrEqual));
+    parser_.setOperator("semverGt", versions(firstIsGreater));
+    parser_.setOperator("semverGte", versions(firstIsGreaterOrEqual));
 }
 
 void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor,

@@ -10,12 +10,15 @@ class KivxValueCompareExtensions {
 public:
     explicit KivxValueCompareExtensions(KivxParser& parser) : parser_(parser) {}
 
+    /// Adds the operators to the parser. They outlive this object.
     void extend();
 
-    /// Pops two arguments and pushes whether the second compared with the first (-1, 0 or 1) is one of
-    /// `trueResultFor`. `undefined` gives false, and so do values that are no numbers when numbers are asked
-    /// for. Throws when versions are asked for and an argument is no text. Asked for neither, values have an
-    /// order of their own: by kind, then by value.
+    /// Pops two arguments, compares the second with the first (-1, 0 or 1), and pushes whether the outcome is
+    /// one of `trueResultFor`. An `undefined` argument gives false.
+    ///
+    /// With `asSemVer` the arguments are compared as versions; throws when one is not a text. With `asNumber`
+    /// they are compared as numbers; false when one is not a number. With neither they are compared by kind,
+    /// then by value.
     static void compareStackTop(KivxStack& stack, std::span<const int> trueResultFor, bool asSemVer,
                                 bool asNumber);
 

@@ -13,17 +13,28 @@ inline constexpr const char* KIVC_tweak_configurationLanguage_javascript = "java
 /// Holds the experiments of the configuration that is applied. Callable from any thread.
 class KIVConfiguration {
 public:
-    KIVConfiguration();
+    KIVConfiguration() { initCreateTypes(); }
 
     /// Null until a configuration has been applied.
-    std::shared_ptr<const KIVExperiments> conf() const;
-    void setConf(std::shared_ptr<const KIVExperiments> conf);
+    std::shared_ptr<const KIVExperiments> conf() const {
+        const std::lock_guard lock(lock_);
+        return conf_;
+    }
 
-    /// The configuration languages by name.
+    void setConf(std::shared_ptr<const KIVExperiments> conf) {
+        // The parameter ends after the lock, and with it the former experiments, which are large.
+        const std::lock_guard lock(lock_);
+        conf_.swap(conf);
+    }
+
+    /// The number of each configuration language, by the language's name.
     const std::map<std::string, int, std::less<>>& createTypes() const { return createTypes_; }
 
 private:
-    void initCreateTypes();
+    void initCreateTypes() {
+        createTypes_ = {{KIVC_tweak_configurationLanguage_classicalJson, 0},
+                        {KIVC_tweak_configurationLanguage_javascript, 1}};
+    }
 
     mutable std::mutex lock_;
     std::shared_ptr<const KIVExperiments> conf_;

@@ -9,14 +9,14 @@
 
 #include "Platform/Text/Json.h"
 
-/// Where an applied configuration came from. The value 4 is not in use.
+/// The source of a configuration. The value 4 is not in use.
 enum class KIVFetcherStatus : int { embedded = 1, stored = 2, network = 3, error = 5 };
 
-/// The outcome of one fetch. The two shorter constructors differ on purpose: a result without an error is
-/// presumed to carry changes, one with an error is not.
+/// The outcome of one fetch. The shorter constructors presume `hasChanges`: true for a result without an
+/// error, false for a result with one.
 struct KIVConfigurationDataResult {
-    /// Immutable and shared. A payload brings the memory of all its values along: read it through this
-    /// pointer, and do not keep `kiv::json` values copied from it, as such copies live in that same memory.
+    /// Immutable and shared. The payload owns the memory of all its values: read them through this pointer.
+    /// Do not keep copies of its `kiv::json` values, because a copy lives in that same memory.
     using Document = std::shared_ptr<const kiv::json::value>;
 
     KIVConfigurationDataResult(Document document, KIVFetcherStatus status, std::optional<KIVDate> date)
@@ -29,8 +29,7 @@ struct KIVConfigurationDataResult {
         : configuration(std::move(document)), fetcherStatus(status), configurationDate(date),
           error(std::move(errorText)), hasChanges(changed) {}
 
-    Document configuration; ///< the inner payload (or the envelope, before it is unpacked); null when there
-                            ///< is none
+    Document configuration; ///< the envelope until it is unpacked, then the payload; null when there is none
     KIVFetcherStatus fetcherStatus;
     std::optional<KIVDate> configurationDate;
     std::optional<std::string> error;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Model/KIVExperimentModel.h"
+#include "Model/KIVFeatureFlagsParser.h"
 #include "Model/KIVJSONKeys.h"
 #include "Platform/Text/Text.h"
 
@@ -54,7 +55,7 @@ std::set<std::string> labels(const value& experiment) {
     return all;
 }
 
-/// Null for an experiment without a condition.
+/// The model of an experiment; null when it has no condition.
 std::shared_ptr<const KIVExperimentModel> experimentModel(const value& experiment) {
     const value* deployment = kiv::member(experiment, KIVC_JSON_data_experimentsDeploymentConfiguration);
     auto condition = deployment ? text(*deployment, KIVC_JSON_data_experimentsCondition) : std::nullopt;
@@ -80,13 +81,12 @@ KIVExperimentDataParser::parseExperimentsWithConfiguration(const value* experime
     }
     table->reserve(array->size());
     for (const value& experiment : *array) {
-        const auto* flags = asArray(kiv::member(experiment, KIVC_JSON_data_experimentsFeatureFlags));
-        const auto model = flags && !flags->empty() ? experimentModel(experiment) : nullptr;
+        const value* flags = kiv::member(experiment, KIVC_JSON_data_experimentsFeatureFlags);
+        const auto model = flags ? experimentModel(experiment) : nullptr;
         if (!model) {
             continue;
         }
-        for (const value& flag : *flags) {
-            auto id = KIVFeatureFlagId::initWithConfiguration(flag);
+        for (KIVFeatureFlagId& id : KIVFeatureFlagsParser::parseWithConfiguration(*flags)) {
             if (!id.name.empty()) {
                 table->insert_or_assign(std::move(id), model);
             }

@@ -7,18 +7,19 @@
 #include "Model/KIVTargetGroupModel.h"
 #include "Platform/Text/Json.h"
 
-/// Makes models of the arrays of a configuration payload.
+/// Turns the arrays of a configuration payload into models.
 ///
-/// Nothing in a payload is an error: a member of the wrong kind counts as absent, and a null array (or a
-/// value that is no array) is empty. The models keep nothing of the document. Has no state; does not throw.
+/// Nothing in a payload is an error: a member of the wrong kind counts as absent; a null pointer and a value
+/// that is not an array count as an empty array. The models copy what they need from the document. Has no
+/// state; does not throw.
 class KIVExperimentDataParser {
 public:
-    /// The experiments by the flags they name; of several that name one flag the last. Those without a
-    /// condition are skipped. Never null.
+    /// The experiments by flag. When several experiments name one flag, the last of them has it. Experiments
+    /// without a condition are skipped. Never null.
     std::shared_ptr<const KIVExperiments>
     parseExperimentsWithConfiguration(const kiv::json::value* experiments) const;
 
-    /// In the order of the document.
+    /// The target groups in the order of the document.
     std::vector<KIVTargetGroupModel>
     parseTargetGroupsWithConfiguration(const kiv::json::value* targetGroups) const;
 };

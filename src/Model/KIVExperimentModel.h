@@ -16,7 +16,8 @@ public:
 
     const std::string& condition() const { return condition_; }
 
-    /// The expression's value as text; nothing when it is undefined, failed, or has no text. Does not throw.
+    /// Evaluates the expression and returns its value as text; nothing when the value is undefined or has no
+    /// text, or when the evaluation fails. Does not throw.
     std::optional<std::string> valueWithParser(const KivxParser& parser, std::string_view flagName,
                                                const EvaluationContext& context) const;
 
@@ -37,10 +38,10 @@ public:
     const KIVDeploymentConfiguration& deploymentConfiguration() const { return deploymentConfiguration_; }
     bool sticky() const { return sticky_; }
     const std::set<std::string>& labels() const { return labels_; }
-    /// Name of the property whose value says who the user is.
+    /// The name of the property that identifies the user.
     const std::optional<std::string>& stickinessProperty() const { return stickinessProperty_; }
 
-    /// The deployment configuration's value.
+    /// The value of the deployment configuration.
     std::optional<std::string> valueWithParser(const KivxParser& parser, std::string_view flagName,
                                                const EvaluationContext& context) const;
 

@@ -9,7 +9,7 @@
 #include "Model/KIVJSONKeys.h"
 #include "Platform/Text/Json.h"
 
-/// The key under which experiments are looked up: two identifiers of one name are the same, whatever their
+/// The key under which experiments are looked up. Identifiers with the same name are equal, whatever their
 /// values.
 struct KIVFeatureFlagId {
     std::string name;
@@ -24,7 +24,8 @@ struct KIVFeatureFlagId {
     bool operator==(const KIVFeatureFlagId& other) const { return name == other.name; }
 };
 
-/// Lets a table of identifiers be asked by name without making an identifier.
+// These two let a table with identifiers as keys be searched by name.
+
 struct KIVFeatureFlagIdHash {
     using is_transparent = void;
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
@@ -39,6 +40,6 @@ struct KIVFeatureFlagIdEqual {
 
 class KIVExperimentModel;
 
-/// The experiments of one configuration document by flag. Immutable once made and shared.
+/// The experiments of one configuration document by flag. Shared, and not changed once it is.
 using KIVExperiments = std::unordered_map<KIVFeatureFlagId, std::shared_ptr<const KIVExperimentModel>,
                                           KIVFeatureFlagIdHash, KIVFeatureFlagIdEqual>;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The names of members of configuration documents.
+/// Member names and constants of configuration documents.
 
 inline constexpr const char* KIVC_JSON_date_format = "yyyy-MM-dd'T'HH:mm:ss.SSSZ";
 

@@ -8,19 +8,20 @@
 
 #include "Platform/Snapshots/Epoch.h"
 
-/// Below the Library folder.
+/// The path of the archive below the Library folder.
 inline constexpr const char* KIVC_TargetGroupLinks_Persistance_Path =
     "/Application Support/io.corvane/targetGroupLinks";
 
-/// The identifiers of the target groups that this device was linked to; they outlive the process. Callable
-/// from any thread; asking takes no lock and does not wait for a file.
+/// The identifiers of the target groups that this device was linked to, kept in a file. Callable from any
+/// thread; look-ups take no lock and do not wait for the file.
 class KIVTargetGroupLinkArchiver {
 public:
-    /// Reads the archive below the host's Library folder as it is now; a missing or damaged one is empty.
+    /// Reads the archive below the host's present Library folder. A missing or damaged archive counts as
+    /// empty.
     KIVTargetGroupLinkArchiver();
 
-    /// Adds the identifier, another time if it is there already, and writes the archive before it returns. A
-    /// failure to write is ignored: the link then holds in memory only.
+    /// Adds the identifier, again when it is there already, and writes the archive before it returns. A
+    /// failure to write is ignored; the link then holds in memory only.
     void addTargetGroupLinkPairing(std::string identifier);
 
     bool isTargetGroupLinkPairedWith(std::string_view identifier) const;
@@ -37,6 +38,6 @@ private:
     };
 
     const std::string path_;
-    std::mutex lock_; ///< for those who change the links and their file
+    std::mutex lock_; ///< held while the links and the file are changed
     kiv::Published<Links> links_;
 };

@@ -19,8 +19,8 @@ public:
     /// A copy, in the order of the document.
     std::vector<KIVTargetGroupModel> targetGroups() const;
 
-    /// The group of exactly that identifier, the first of several; null when there is none. Call it with a
-    /// `kiv::ReadGuard` open: the group is valid until that closes.
+    /// The group of exactly that identifier, the first when there are several; null when there is none. The
+    /// caller holds a `kiv::ReadGuard`: the group is valid until the guard closes.
     const KIVTargetGroupModel* targetGroupWithIdentifier(std::string_view identifier) const;
 
 private:

@@ -7,7 +7,8 @@
 class KIVTargetGroupLinkArchiver;
 class KIVTargetGroupRepository;
 
-/// Answers expressions that ask for target groups. Callable from any thread.
+/// Gives expressions the target groups of the applied configuration and the links of this device. Callable
+/// from any thread.
 class KIVTargetGroupSource : public KivxTargetGroupSource {
 public:
     KIVTargetGroupSource(std::shared_ptr<const KIVTargetGroupRepository> targetGroupRepository,

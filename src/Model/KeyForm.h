@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The two forms of SDK keys. Digits may be of any letter case; nothing may stand around them.
+/// The two forms of SDK keys. Both letter cases are accepted; white space around the key is not.
 namespace kiv {
 
 /// Hexadecimal digits and hyphens as 8-4-4-4-12.

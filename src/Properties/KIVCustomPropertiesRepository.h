@@ -10,18 +10,19 @@
 
 #include "Platform/Snapshots/ConcurrentMap.h"
 
-/// The properties by name. Callable from any thread; looking up takes no lock.
+/// The properties by name. Callable from any thread; look-ups take no lock. Both ways of adding announce the
+/// property by the notification `KIVC_customPropertyAddedNotification`, on the calling thread.
 class KIVCustomPropertiesRepository {
 public:
     using Property = std::shared_ptr<const KIVCustomProperty>;
 
-    /// Puts the property in place of any of its name and announces it.
+    /// Adds the property; replaces a present one of its name.
     void addCustomProperty(Property property);
 
-    /// Does so only when there is none of that name.
+    /// Adds the property unless there is one of its name.
     void addCustomPropertyIfNotExists(Property property);
 
-    /// Null when there is none.
+    /// The property of that name; null when there is none.
     Property customPropertyForName(std::string_view name) const { return properties_.get(name); }
 
     /// The same without counting a reference: valid until the caller's `kiv::ReadGuard` closes.
@@ -30,10 +31,10 @@ public:
         return found ? found->get() : nullptr;
     }
 
-    /// All properties as they are now, in no order.
+    /// The present properties, in no particular order.
     std::vector<Property> availableCustomProperties() const;
 
-    /// Higher after each change of what the repository holds.
+    /// A number that grows with each change of the repository.
     std::uint64_t version() const { return properties_.version(); }
 
 private:

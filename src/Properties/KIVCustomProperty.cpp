@@ -124,7 +124,7 @@ double KIVCustomProperty::doubleValue(std::string_view flagName,
     return ask(doubleBlock_, "double", type_, flagName, context);
 }
 
-// The expected type in the message is the one that readers of old logs know.
+// The message says "double" for a date: it has always said so, and people search their logs for it.
 std::optional<KIVDate> KIVCustomProperty::dateValue(std::string_view flagName,
                                                     const KIVDynamicPropertyContext& context) const {
     return ask(dateBlock_, "double", type_, flagName, context);

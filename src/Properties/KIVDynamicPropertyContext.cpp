@@ -1,7 +1,8 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 
 struct KIVDynamicPropertyContext::Node {
-    Values values; ///< a node has either values or the two contexts
+    // A node has either values or two contexts.
+    Values values;
     std::shared_ptr<const Node> globalContext;
     std::shared_ptr<const Node> localContext;
 

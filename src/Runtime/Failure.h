@@ -8,9 +8,9 @@
 
 namespace kiv {
 
-/// Runs a callback of the application's, or what may run one. What it threw, or nothing; the end of a thread
-/// goes on. Answer a failure after this has returned: a thread cannot end in a callback that runs inside a
-/// `catch`.
+/// Runs `call`, which may run a callback of the application, and returns the exception that it threw; nullopt
+/// when it threw none. The unwinding of a thread that ends is not caught. Handle the failure after this has
+/// returned: a callback that runs inside a `catch` could not end its thread.
 template <class Call>
 std::optional<KIVException> failureOf(Call&& call) {
     try {

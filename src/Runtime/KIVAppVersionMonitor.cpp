@@ -8,7 +8,7 @@ constexpr const char* bundleShortVersionKey = "bundleShortVersion";
 
 class Factory : public KIVPersistedObjectFactory {
 public:
-    KIVFormatVersion formatVersion() const override { return {0, 0}; }
+    KIVFormatVersion formatVersion() const override { return KIVAppVersionMonitorData_currentFormatVersion; }
 
     std::unique_ptr<KIVPersistedObject> createDefaultDataPersistencyObject() const override {
         return std::make_unique<KIVAppVersionMonitorData>();

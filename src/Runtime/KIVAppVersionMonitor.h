@@ -7,13 +7,16 @@
 
 inline constexpr const char* KIVDataPersistency_fileName_KIVAppVersionMonitorData =
     "KIVAppVersionMonitorData";
+inline constexpr KIVFormatVersion KIVAppVersionMonitorData_currentFormatVersion{0, 0};
 
 /// The record of the application's version at its last launch.
 class KIVAppVersionMonitorData : public KIVPersistedObject {
 public:
-    explicit KIVAppVersionMonitorData(std::optional<std::string> bundleShortVersion = std::nullopt,
-                                      KIVFormatVersion version = {0, 0});
+    explicit KIVAppVersionMonitorData(
+        std::optional<std::string> bundleShortVersion = std::nullopt,
+        KIVFormatVersion version = KIVAppVersionMonitorData_currentFormatVersion);
 
+    /// Nothing when the application had no version.
     const std::optional<std::string>& bundleShortVersion() const { return bundleShortVersion_; }
 
     KIVFormatVersion formatVersion() const override { return formatVersion_; }
@@ -25,13 +28,13 @@ private:
     std::optional<std::string> bundleShortVersion_;
 };
 
-/// Tells whether the application's version has changed since the previous launch, and records the present
-/// one.
+/// Tells whether the application's version has changed since the previous launch.
 class KIVAppVersionMonitor {
 public:
+    /// Compares the host's short version with the record of the previous launch. Replaces a differing record.
     explicit KIVAppVersionMonitor(const KIVDataPersistency& dataPersistency);
 
-    /// The version recorded at the previous launch differs from the current one.
+    /// Whether the recorded version differed from the current one. No record counts as no version.
     bool isNewVersion() const { return isNewVersion_; }
 
 private:

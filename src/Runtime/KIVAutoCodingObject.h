@@ -9,9 +9,9 @@
 
 #include "Platform/Text/Json.h"
 
-/// An object that archives itself by the table of its properties.
+/// An object that archives itself by a table of its properties.
 ///
-/// Each class gives the table of those it declares itself and names its base class's:
+/// Each class gives a table of the properties that it declares itself, linked to its base class's table:
 ///
 ///     static const Table& table() {
 ///         static const Table& own = *new Table{&Base::table(), {archived("name", &Derived::name_)}};
@@ -23,11 +23,11 @@ public:
     struct Property {
         std::string name;
         std::function<kiv::json::value(const KIVAutoCodingObject& object)> get;
-        /// Leaves the object as it is when the value is of another kind.
+        /// Leaves the property as it is when the value is of another kind.
         std::function<void(KIVAutoCodingObject& object, const kiv::json::value& value)> set;
     };
     struct Table {
-        const Table* base; ///< null when the base class declares none
+        const Table* base; ///< the base class's table; null when it has none
         std::vector<Property> own;
     };
 

@@ -8,13 +8,14 @@
 
 #include "Platform/Text/Json.h"
 
-/// Version of a persisted record. A new major version breaks with old content, a new minor one converts it.
+/// Version of a record's format. A record of an older major version is dropped, one of an older minor version
+/// is converted.
 struct KIVFormatVersion {
     std::int32_t major = 0;
     std::int32_t minor = 0;
 };
 
-/// What every persisted record can do.
+/// A record that `KIVDataPersistency` keeps in a file.
 class KIVPersistedObject {
 public:
     virtual ~KIVPersistedObject() = default;
@@ -22,11 +23,11 @@ public:
     virtual KIVFormatVersion formatVersion() const = 0;
     virtual std::unique_ptr<KIVPersistedObject> copyWithUpgradeToCurrentFormatOnMinorNumberChange() const = 0;
 
-    /// The record's archive, its keys as they stand in the file.
+    /// The record as the members of its file.
     virtual kiv::json::object encode() const = 0;
 };
 
-/// Makes the records of one kind.
+/// Makes the records of one class.
 class KIVPersistedObjectFactory {
 public:
     virtual ~KIVPersistedObjectFactory() = default;
@@ -34,33 +35,36 @@ public:
     virtual KIVFormatVersion formatVersion() const = 0;
     virtual std::unique_ptr<KIVPersistedObject> createDefaultDataPersistencyObject() const = 0;
 
-    /// The record of an archive; null when the archive is not one of this kind.
+    /// The record of an archive; null when the archive does not hold a record of this class.
     virtual std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const = 0;
 };
 
-/// The two version numbers as every record archives them.
+/// Puts the version into a record's archive under the two keys that all records share, and reads it from
+/// there.
 void encodeFormatVersion(KIVFormatVersion version, kiv::json::object& archive);
 std::optional<KIVFormatVersion> decodeFormatVersion(const kiv::json::object& archive);
 
-/// The member as a 32-bit integer, saturated; nothing when it is absent or no number.
+/// The member as an integer, held within 32 bits; nothing when it is absent or is not an integer.
 std::optional<std::int32_t> decodeInteger32(const kiv::json::object& archive, std::string_view key);
 
 /// Keeps records in files of their own, "/Application Support/Persistency/<name>" below the Library folder.
 class KIVDataPersistency {
 public:
-    /// Below the host's Library folder as it is now. Without one nothing is stored.
+    /// Takes the host's present Library folder. When the host has none, nothing is read and every write
+    /// fails.
     KIVDataPersistency();
 
-    /// The stored record; a default one when there is none, it is damaged, or its major version is older; an
-    /// upgraded copy when only its minor version is older. A newer one is accepted as it is. Never null.
+    /// The stored record, also one of a newer version; an upgraded copy when its minor version is older; a
+    /// default record when there is no file, the file is damaged, or its major version is older. Never null.
     std::unique_ptr<KIVPersistedObject>
     loadObjectFromFileWithName(const std::string& name,
                                const KIVPersistedObjectFactory& defaultObjectsFactory) const;
 
-    /// Replaces the file. A failure is logged and leaves the old file.
+    /// Replaces the file and returns whether that succeeded. A failure is logged and leaves the old file.
     bool saveObject(const KIVPersistedObject& object, const std::string& fileName) const;
 
-    /// The two halves of that, for those who write under a lock: the log is the application's.
+    /// `saveObject` in two steps, for callers that hold a lock while they write: the log sink is a callback
+    /// of the application, so `logFailure` is called after the lock was given back.
     bool writeObject(const KIVPersistedObject& object, const std::string& fileName) const;
     void logFailure(const std::string& fileName) const;
 

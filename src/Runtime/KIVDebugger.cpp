@@ -22,7 +22,8 @@ kiv::Published<Units>& kivDebuggerDisableByFile() {
 
 std::string_view unitName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
-/// A sink that calls the library may make it log again: those lines are left out. What it throws ends here.
+/// Gives the line to the log sink; without a sink, writes it to stderr. A line that is logged while the sink
+/// runs, because the sink calls the library, is dropped. An exception from the sink is reported on stderr.
 void writeLine(const std::string& line) {
     thread_local bool writing = false;
     if (writing) {
@@ -75,13 +76,10 @@ std::string formatted(std::string_view pattern, const std::vector<std::string>& 
     return text;
 }
 
-bool debugLogEnabled(std::string_view path) {
-    if (!kivDebuggerVerbose.load(std::memory_order_relaxed)) {
-        return false;
-    }
+bool isSilenced(std::string_view path) {
     const ReadGuard guard;
     const Units* silent = kivDebuggerDisableByFile().load();
-    return !silent || silent->find(unitName(path)) == silent->end();
+    return silent && silent->contains(unitName(path));
 }
 
 void writeDebugLog(std::string_view path, std::string_view method, int line, const std::string& message) {

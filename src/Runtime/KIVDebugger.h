@@ -12,10 +12,11 @@
 
 inline constexpr const char* KIVC_buildNumber = "588";
 
-/// Debug lines are written. Set by each setup; read by every place that logs.
+/// Whether debug lines are written. Each setup sets it; every place that logs reads it.
 extern std::atomic<bool> kivDebuggerVerbose;
 
-/// Replaces the names of the source units (the last component of a path) whose debug lines are left out.
+/// Sets which source units' debug lines are left out, in place of those set before. A unit is named by its
+/// file name without the folder, for example "KivxParser.cpp".
 void setKivDebuggerDisableByFile(const std::vector<std::string>& units);
 
 namespace kiv {
@@ -36,22 +37,27 @@ std::string format(std::string_view pattern, const Arguments&... arguments) {
     return formatted(pattern, {logText(arguments)...});
 }
 
-/// True when debug lines are written and this unit's are not left out.
-bool debugLogEnabled(std::string_view path);
+/// Whether the debug lines of a source unit are left out; `path` is the unit's `__FILE__`.
+bool isSilenced(std::string_view path);
+
+/// Whether a source unit writes debug lines; `path` is the unit's `__FILE__`.
+inline bool debugLogEnabled(std::string_view path) {
+    return kivDebuggerVerbose.load(std::memory_order_relaxed) && !isSilenced(path);
+}
 
 /// Writes "KIV SDK(build 588):unit:method:line - message" to the host's log sink.
 void writeDebugLog(std::string_view path, std::string_view method, int line, const std::string& message);
 
-/// Writes a line whatever the debug switches say.
+/// Writes a line to the host's log sink, also while debug lines are off.
 void plainLog(const std::string& message);
 
 } // namespace kiv
 
-/// A debug line: a pattern with placeholders, then its arguments, which are evaluated only when the line is
-/// written.
+/// Writes a debug line: a pattern for `kiv::format`, then its arguments, which are evaluated only when the
+/// line is written.
 #define KIV_DEBUG_LOG(...)                                                                                   \
     do {                                                                                                     \
-        if (kivDebuggerVerbose.load(std::memory_order_relaxed) && kiv::debugLogEnabled(__FILE__)) {          \
+        if (kiv::debugLogEnabled(__FILE__)) {                                                                \
             kiv::writeDebugLog(__FILE__, __func__, __LINE__, kiv::format(__VA_ARGS__));                      \
         }                                                                                                    \
     } while (false)

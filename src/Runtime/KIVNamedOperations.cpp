@@ -7,7 +7,7 @@ KIVNamedOperations& KIVNamedOperations::shared() {
 
 void KIVNamedOperations::addClassOperation(const std::string& className, const std::string& operation,
                                            ClassOperation body) {
-    // What is replaced may hold objects of the application's: it goes after the lock.
+    // A replaced operation may own objects of the application. The parameter destroys it after the lock.
     const std::lock_guard lock(lock_);
     classOperations_[{className, operation}].swap(body);
 }

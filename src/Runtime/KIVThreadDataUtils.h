@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-/// A signal that was caught, and where. Immutable.
+/// A caught signal and the stack of the thread that it hit. Immutable.
 class KIVSignalHandlingData {
 public:
     KIVSignalHandlingData() = delete;
@@ -23,8 +23,8 @@ private:
     std::vector<std::string> stackFrames_;
 };
 
-/// Stacks of the calling thread, for turning signals into exceptions. Each pop removes and answers the
-/// element that was pushed last, and answers nothing when there is none.
+/// Stacks of the calling thread, for turning signals into exceptions. Each pop removes and returns the
+/// element that was pushed last; null or nullopt when the stack is empty.
 class KIVThreadDataUtils {
 public:
     KIVThreadDataUtils() = delete;
@@ -35,7 +35,7 @@ public:
 
     static void pushTranslateSignalToException(bool translate);
     static std::optional<bool> popTranslateSignalToException();
-    /// What was pushed last, without removing it; false when there is none.
+    /// The element that was pushed last, without removing it; false when the stack is empty.
     static bool shouldTranslateSignalToException();
 
     static void pushSignalHandlingData(KIVSignalHandlingData data);

@@ -10,7 +10,7 @@ enum class KIVUserspaceSource : unsigned {
     computedCustomProperty = 3,
 };
 
-/// Wraps what one of the application's callbacks threw, on its way through an evaluation.
+/// Carries an exception of one of the application's callbacks through an evaluation.
 class KIVUserspaceHandlerException : public KIVException {
 public:
     KIVUserspaceHandlerException(KIVUserspaceSource trigger, KIVException exception)

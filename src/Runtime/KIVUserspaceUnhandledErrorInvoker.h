@@ -6,19 +6,19 @@
 
 #include "Runtime/KIVUserspaceHandlerException.h"
 
-/// Passes what the application's callbacks threw to the application's own error handler. Callable from any
+/// Passes exceptions of the application's callbacks to the application's error handler. Callable from any
 /// thread.
 class KIVUserspaceUnhandledErrorInvoker {
 public:
-    /// Takes the source (the numbers of `KIVUserspaceSource`) and the exception.
+    /// Takes the callback that failed, as a number of `KIVUserspaceSource`, and its exception.
     using Handler = std::function<void(unsigned source, const KIVException& exception)>;
 
-    /// An empty handler takes the present one away.
+    /// Replaces the handler; an empty handler removes it.
     void setHandler(Handler handler);
     Handler handler() const;
 
-    /// Calls the handler on this thread, or logs a line when there is none or it throws itself. Does not
-    /// throw.
+    /// Calls the handler on the calling thread. When there is no handler, or it throws, a line is logged.
+    /// Does not throw.
     void trigger(KIVUserspaceSource source, const KIVException& exception) const;
 
 private:

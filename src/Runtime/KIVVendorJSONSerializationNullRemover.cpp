@@ -7,7 +7,7 @@ namespace {
 
 using kiv::json::value;
 
-/// All at once, as taking members out one by one moves those behind them each time.
+/// Copies the members that stay: each removal in place would move all members behind it.
 void dropNullMembers(kiv::json::object& object) {
     if (std::none_of(object.begin(), object.end(),
                      [](const auto& member) { return member.value().is_null(); })) {
@@ -23,7 +23,7 @@ void dropNullMembers(kiv::json::object& object) {
     object = std::move(kept);
 }
 
-// As deep as the parser's own limit lets a document nest.
+// The recursion is as deep as the document, and `parseJson` limits that.
 void removeNulls(value& node, bool ignoreArrays) {
     if (auto* object = node.if_object()) {
         dropNullMembers(*object);

@@ -6,12 +6,12 @@
 
 #include "Platform/Text/Json.h"
 
-/// Parses JSON and takes the nulls out of it.
+/// Parses JSON and removes its nulls.
 class KIVVendorJSONSerializationNullRemover {
 public:
-    /// Nothing when the text is no JSON document; `error`, when given, then says why. With `removingNulls`,
-    /// members with a null value are dropped at every depth, and so are null elements of arrays unless
-    /// `ignoreArrays`, which leaves arrays and all inside them alone.
+    /// The document; nothing when the text is not a JSON document, and `error`, when given, then says why.
+    /// With `removingNulls`, members with a null value and null elements of arrays are removed at every
+    /// depth; `ignoreArrays` leaves arrays and everything inside them as they are.
     static std::optional<kiv::json::value> JSONObjectWithData(std::string_view data, std::string* error,
                                                               bool removingNulls, bool ignoreArrays,
                                                               kiv::json::storage_ptr storage = {});

@@ -65,7 +65,8 @@ TEST(Bounds, LogOfAHugeExpressionEnds) {
     EXPECT_TRUE(log.has({"Kivx Stack: (1, 1, 1)"}));
 }
 
-/// An operator that evaluates texts by their index, as flags and target groups do that refer to one another.
+/// Has an operator ask(index) that evaluates one of `expressions`, as an operator does that reads another
+/// flag.
 class Nested : public testing::Test {
 protected:
     Nested() {
@@ -88,10 +89,11 @@ TEST_F(Nested, CirclesFailWhereTheyClose) {
     expressions = {R"(concat("a", ask(1)))", R"(concat("b", ask(2)))", R"(concat("c", ask(0)))"};
     EXPECT_EQ(outcome(parser, expressions[0]), "string abcfailed");
     EXPECT_TRUE(log.has({"Kivx exception The expression depends on itself"}));
-    EXPECT_EQ(outcome(parser, expressions[0]), "string abcfailed") << "nothing is left behind";
+    EXPECT_EQ(outcome(parser, expressions[0]), "string abcfailed")
+        << "the first evaluation has left nothing behind";
 
     expressions = {"concat(ask(1), ask(1))", R"("x")"};
-    EXPECT_EQ(outcome(parser, expressions[0]), "string xx") << "twice is no circle";
+    EXPECT_EQ(outcome(parser, expressions[0]), "string xx") << "asking twice is not a circle";
 }
 
 TEST_F(Nested, DepthAndNumberAreBounded) {
@@ -102,7 +104,7 @@ TEST_F(Nested, DepthAndNumberAreBounded) {
     EXPECT_EQ(outcome(parser, expressions[20]), "string end");
     EXPECT_EQ(outcome(parser, expressions[0]), "string failed");
 
-    // Each asks the next one twice.
+    // Each expression asks the next one twice.
     asked = 0;
     for (std::size_t i = 0; i < 40; ++i) {
         const std::string next = std::to_string(i + 1);
@@ -112,7 +114,7 @@ TEST_F(Nested, DepthAndNumberAreBounded) {
     EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string "));
     EXPECT_LT(asked, 20'100);
 
-    // All share one account.
+    // Evaluations inside one another share one account.
     const std::string text = '"' + times(1'000'000, "x") + '"';
     expressions = {times(6, "ask(1) "), "ask(2)", text};
     EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string xxx"));
@@ -120,7 +122,7 @@ TEST_F(Nested, DepthAndNumberAreBounded) {
     EXPECT_EQ(outcome(parser, expressions[0]), "string failed");
 }
 
-/// What a trace is told, line by line.
+/// Writes a line for each call of a trace.
 struct Recorder : KivxTrace {
     void entered(std::string_view expression, std::string_view flagName) override {
         lines << "entered " << expression << " for " << flagName << '\n';

@@ -83,7 +83,7 @@ TEST_F(PropertyOperator, AsksContextOrRuleForWhatNobodyRegistered) {
         asked.emplace_back(name);
         return name == "unknown" ? KivxValue("rule") : name == "text" ? KivxValue() : given.get(name);
     }).extend();
-    for (const auto& each : cases) { // the context is not consulted beside a rule
+    for (const auto& each : cases) { // with a rule the context is not asked
         EXPECT_EQ(evaluate(each.expression, context), each.fromRule) << each.expression;
     }
     EXPECT_EQ(asked, (std::vector<std::string>{"text", "number", "yes", "date", "unknown"}));
@@ -130,7 +130,7 @@ TEST_F(PropertyOperator, FailsOnCorruptedPropertiesWithoutReporting) {
     EXPECT_TRUE(reported.empty()) << "none of them is a callback's failure";
 }
 
-// Operands are taken from the right: the text is on the stack when its property goes.
+// Arguments are evaluated from the right: the text is on the stack when its property is replaced.
 TEST_F(PropertyOperator, KeepsATextWhosePropertyIsReplacedMeanwhile) {
     const std::string text(100, 'x');
     add(Property::withStringValue("text", text));

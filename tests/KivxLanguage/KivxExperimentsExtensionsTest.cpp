@@ -5,7 +5,7 @@
 
 namespace {
 
-// The digest of this one begins with four bytes of 0xff.
+// The MD5 of this seed begins with four bytes of 0xff.
 const std::string topSeed = "userkjkiknlh";
 
 using ExperimentOperators = ExperimentFixture;

@@ -13,8 +13,7 @@ class Parser : public testing::Test {
 protected:
     /// An operator without arguments.
     void add(std::string_view name, std::function<KivxValue()> value) {
-        parser.setOperator(name, [value](const KivxParser&, KivxStack& stack, std::string_view,
-                                         const EvaluationContext&) { stack.push(value()); });
+        parser.setOperator(name, [value](KivxStack& stack) { stack.push(value()); });
     }
 
     KivxParser parser;
@@ -129,8 +128,7 @@ TEST_F(Parser, GivesOperatorsTheFlagAndTheContext) {
         stack.push(context.shouldUseFreeze);
     });
     EXPECT_EQ(outcome(parser, "concat(flagName)", "ns.flag"), "string 1ns.flag");
-    parser.setOperator("eq", [](const KivxParser&, KivxStack& stack, std::string_view,
-                                const EvaluationContext&) { stack.push("mine"); });
+    parser.setOperator("eq", [](KivxStack& stack) { stack.push("mine"); });
     EXPECT_EQ(outcome(parser, "eq(1, 2)"), "string mine") << "a later operator replaces the one of its name";
     parser.setOperator("idle", {});
     EXPECT_EQ(outcome(parser, "idle(2)"), "integer 2") << "an operator without a handler does nothing";

@@ -51,7 +51,7 @@ TEST(TokenizedExpression, CutsExpressions) {
         {R"(1,5)", "0 integer 1 | 2 integer 5"},
         {R"(1st 2nd +1)", "0 op 1st | 4 ?2nd | 8 ?+1"},
         {R"(eq(foo, 1))", "0 op eq | 3 ?foo | 8 integer 1"},
-        // Escaped quotes, and the places of what follows them.
+        // Escaped quotes, and the positions of the tokens behind them.
         {R"("a\"b" eq)", R"(0 string a\"b | 7 op eq)"},
         {R"("\"" 1 "\"\"x" foo)", R"(0 string \" | 5 integer 1 | 7 string \"\"x | 15 ?foo)"},
         {R"("a\b" 1)", R"(0 string a\b | 6 integer 1)"},

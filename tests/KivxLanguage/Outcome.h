@@ -11,7 +11,7 @@ inline std::string kindAndText(const KivxValue& value) {
     return std::string(kinds[static_cast<int>(value.kind())]) + " " + value.description();
 }
 
-/// Kind and text of what an expression gives, "undefined", or "empty" for a failed evaluation.
+/// Kind and text of an expression's value; "undefined"; "empty" when the evaluation failed.
 inline std::string outcome(const KivxParser& parser, std::string_view expression,
                            std::string_view flagName = "flag", const EvaluationContext& context = {}) {
     const auto result = parser.evaluateExpression(expression, flagName, context);

@@ -6,7 +6,8 @@
 
 namespace {
 
-/// The array of experiments as it stands in a document; the document itself is gone when this returns.
+/// Parses an array of experiments. The document is destroyed before this returns: models must not borrow from
+/// it.
 std::shared_ptr<const KIVExperiments> parse(const std::string& array) {
     const auto document = kiv::parseJson(array);
     return KIVExperimentDataParser().parseExperimentsWithConfiguration(document ? &*document : nullptr);

@@ -24,14 +24,14 @@ TEST(VersionMonitor, TellsAChangedVersionOnce) {
     EXPECT_FALSE(isNewVersion("1.1"));
     const std::string path = KIVDataPersistency().filePathFromFileName("KIVAppVersionMonitorData");
     ASSERT_TRUE(kiv::writeFile(path, "damaged"));
-    EXPECT_TRUE(isNewVersion("1.1")) << "a damaged record is none";
+    EXPECT_TRUE(isNewVersion("1.1")) << "a damaged record counts as no record";
     const auto record = kiv::readPropertyList(path);
     ASSERT_TRUE(record);
     EXPECT_EQ(record->at("bundleShortVersion").as_string(), "1.1");
     EXPECT_EQ(record->at("formatVersion_majorNumber").as_int64(), 0);
 }
 
-/// A record of version 1.1 that notes how it came about.
+/// A record of version 1.1 that notes how it was made.
 struct Record : KIVPersistedObject {
     explicit Record(std::string text, KIVFormatVersion its = {1, 1})
         : origin(std::move(text)), version(its) {}
@@ -108,9 +108,9 @@ TEST(DebugLog, WritesOnlyWhatItIsToldTo) {
     const int line = __LINE__ + 1;
     KIV_DEBUG_LOG("%@ and %ld of %d%%", "text", 3L, true);
     ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0], "KIV SDK(build 588):PersistencyTest.cpp:TestBody:" + std::to_string(line) +
+    EXPECT_EQ(lines[0], "KIV SDK(build 588):KIVDataPersistencyTest.cpp:TestBody:" + std::to_string(line) +
                             " - text and 3 of 1%%");
-    setKivDebuggerDisableByFile({"PersistencyTest.cpp"});
+    setKivDebuggerDisableByFile({"KIVDataPersistencyTest.cpp"});
     KIV_DEBUG_LOG("silent again");
     EXPECT_EQ(lines.size(), 1U);
     kiv::plainLog("plain");

@@ -55,7 +55,7 @@ std::string readInput(const std::string& path) {
             return content;
         }
         content.append(buffer.data(), static_cast<std::size_t>(size));
-        if (content.size() > JsonLimits().maxBytes) {
+        if (content.size() > maxJsonBytes) {
             throw BadInput(path + ": larger than 64 MiB: an application would treat it as missing");
         }
     }

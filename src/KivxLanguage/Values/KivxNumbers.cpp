@@ -17,8 +17,8 @@ std::partial_ordering compareNumbers(const Number& a, const Number& b) {
     if (!leftInteger) {
         return 0 <=> compareNumbers(b, a);
     }
-    // An integer against a double, exactly: 2^63 and beyond are larger than any integer; below that the whole
-    // part is an integer itself and the fraction decides.
+    // An integer against a double, exactly. A double of 2^63 or more is greater than every integer. A smaller
+    // one has a whole part that is an integer, and when that equals the other integer, the fraction decides.
     const double real = std::get<double>(b);
     if (std::isnan(real)) {
         return std::partial_ordering::unordered;

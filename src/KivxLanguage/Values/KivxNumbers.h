@@ -21,10 +21,10 @@ inline Number numberOf(const KivxValue& value) {
     return static_cast<std::int64_t>(value.boolValue());
 }
 
-/// By value, exactly: an integer against a double without rounding either. Unordered for NaN.
+/// Compares by value, exactly: neither an integer nor a double is rounded. Unordered when one is NaN.
 std::partial_ordering compareNumbers(const Number& a, const Number& b);
 
-/// The double cut off towards zero, held within 64 bits; NaN gives 0.
+/// The double cut off towards zero and held within 64 bits; 0 for NaN.
 inline std::int64_t saturated(double value) {
     if (value != value) {
         return 0;

@@ -18,7 +18,7 @@ namespace {
 
 int rank(const KivxValue& value) { return value.isNumber() ? 0 : 1 + static_cast<int>(value.kind()); }
 
-/// A total order in which equal values stand together. Only its consistency matters.
+/// Compares by kind, then by value; all numbers are one kind. The order of the kinds has no meaning.
 int order(const KivxValue& a, const KivxValue& b) {
     if (rank(a) != rank(b)) {
         return rank(a) < rank(b) ? -1 : 1;

@@ -250,13 +250,12 @@ std::optional<json::value> failure(std::string* error, const std::string& what, 
 
 } // namespace
 
-std::optional<json::value> parseJson(std::string_view text, std::string* error, json::storage_ptr storage,
-                                     const JsonLimits& limits) {
-    if (text.size() > limits.maxBytes) {
-        return failure(error, "document too large", limits.maxBytes);
+std::optional<json::value> parseJson(std::string_view text, std::string* error, json::storage_ptr storage) {
+    if (text.size() > maxJsonBytes) {
+        return failure(error, "document too large", maxJsonBytes);
     }
     json::parse_options options;
-    options.max_depth = limits.maxDepth;
+    options.max_depth = 1000;
     json::basic_parser<DocumentBuilder> parser(options, std::move(storage));
     json::error_code code;
     const std::size_t parsed = parser.write_some(false, text.data(), text.size(), code);

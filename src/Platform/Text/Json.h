@@ -15,16 +15,15 @@ namespace kiv {
 
 namespace json = boost::json;
 
-struct JsonLimits {
-    std::size_t maxBytes = 64U << 20;
-    std::size_t maxDepth = 1000;
-};
+/// The largest document that `parseJson` takes, in bytes.
+inline constexpr std::size_t maxJsonBytes = std::size_t{64} << 20;
 
 /// Parses a whole document, on the given storage. The top level must be an object or an array; trailing text,
-/// "01", "5.", raw control characters, lone surrogates, malformed UTF-8 and exceeded limits are errors. On an
-/// error the result is empty and `error`, when given, says what is wrong and at which byte.
+/// "01", "5.", raw control characters, lone surrogates, malformed UTF-8, more than `maxJsonBytes` bytes and
+/// more than 1000 levels are errors. On an error the result is empty and `error`, when given, says what is
+/// wrong and at which byte.
 std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
-                                     json::storage_ptr storage = {}, const JsonLimits& limits = {});
+                                     json::storage_ptr storage = {});
 
 /// Two spaces a level, `"key" : value`, members in the document's own order, no line break at the end.
 std::string prettyJson(const json::value& document);
