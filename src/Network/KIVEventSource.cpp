@@ -5,16 +5,17 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Platform/Crypto/Uuid.h"
+#include "Runtime/KIVDebugger.h"
 
 namespace {
 
-/// How much may have come of a stream that its listeners had no time for yet.
+/// Bytes of a stream that may have arrived and not reached its listeners yet. A stream that exceeds them
+/// fails.
 constexpr std::size_t maxWaitingBytes = 16U << 20;
 
 kiv::TransportError listenersTooSlow() {
-    kiv::TransportError error = KIVServerSentEventTooLarge();
-    error.description = "more than 16 MiB of the stream wait for its listeners";
-    return error;
+    return {std::string(kiv::urlErrorDomain), kiv::TransportError::tooLarge,
+            kiv::format("more than %@ MiB of the stream wait for its listeners", maxWaitingBytes >> 20U)};
 }
 
 /// What a callback throws is its own affair.

@@ -2,10 +2,12 @@
 
 #include <string>
 
+#include "Platform/Http/HttpClient.h"
 #include "Platform/Text/Json.h"
 
-/// Seconds without a byte after which a request that does not say otherwise fails.
-inline constexpr double KIVNetworkUtils_defaultRequestTimeout = 60;
+/// Idle limit, in seconds, of a request that sets none of its own: it fails when no byte is sent or received
+/// for this long.
+inline constexpr double KIVNetworkUtils_defaultRequestTimeout = kiv::HttpRequest::defaultIdleTimeout;
 
 /// Small helps for requests. Callable from any thread.
 class KIVNetworkUtils {

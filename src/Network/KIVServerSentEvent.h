@@ -13,10 +13,10 @@
 
 using KIVServerSentEventFields = std::map<std::string, std::string, std::less<>>;
 
-/// The most bytes of an event stream that may wait for the end of their event.
+/// The most bytes that one event of a stream may have.
 inline constexpr std::size_t KIVServerSentEvent_maxBytes = 1U << 20;
 
-/// The failure of a stream whose events are larger than that.
+/// The failure of a stream with an event of more than `KIVServerSentEvent_maxBytes`.
 kiv::TransportError KIVServerSentEventTooLarge();
 
 /// The fields of one event, given as the lines of its block in UTF-8. Comments, and lines without a name or a
