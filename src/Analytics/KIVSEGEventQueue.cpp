@@ -6,6 +6,7 @@
 
 #include <kiv/KIVException.h>
 
+#include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/System/Clock.h"
 
@@ -16,9 +17,13 @@ using kiv::json::array;
 constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::chrono::seconds longestUnwritten{1};
 
+constexpr std::size_t mostFileBytesOfACharacter = 5; // "&amp;"
+static_assert(KIVSEGEventQueue::maxQueueBytes * mostFileBytesOfACharacter < KIVSEGFileStorage::mostBytes,
+              "a full queue can be read back");
+
 /// What an event is known by; null for what is no event of this client's.
 const kiv::json::string* identityOf(const kiv::json::value& event) {
-    return kiv::textMember(event, "messageId");
+    return kiv::textMember(event, KIVSEGEventQueue::identityKey);
 }
 
 std::size_t sizeOf(const kiv::json::value& event) {

@@ -18,13 +18,14 @@
 /// not be written is written with a later change, or by the next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
-    static constexpr std::size_t maxQueueSize = 1000;
-    /// As approximateSize counts. A character takes at most five bytes in the file, so that it has less than
-    /// five times as many, which a storage can read.
-    static constexpr std::size_t maxQueueBytes = 4U << 20;
-    static constexpr std::size_t deepestEvent = 400;
+    /// The member that holds an event's identity, a text. Every event in the queue has one.
+    static constexpr std::string_view identityKey = "messageId";
+
+    static constexpr std::size_t maxQueueSize = 1000;         ///< events
+    static constexpr std::size_t maxQueueBytes = 4U << 20;    ///< as kiv::approximateSize counts
+    static constexpr std::size_t deepestEvent = 400;          ///< levels of nesting
     static constexpr std::size_t writesAtWill = 16U << 20;    ///< bytes
-    static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, beyond these
+    static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, once `writesAtWill` are used up
 
     KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, kiv::SerialQueue serialQueue);
 

@@ -25,6 +25,10 @@ struct KIVSEGHTTPSession {
 /// uploads under way go on and their completions are called.
 class KIVSEGHTTPClient {
 public:
+    /// Seconds. Without this limit, a service that takes or sends a byte now and then would hold an upload
+    /// open for ever.
+    static constexpr double longestUpload = 300;
+
     /// Without a factory the default one is used.
     KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
                      std::shared_ptr<const KIVDeviceProperties> deviceProperties);
@@ -42,7 +46,7 @@ public:
     /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
     /// event without them sends nothing. The completion is called once, on the network thread, and must not
     /// throw or wait; `retry` says that the events are to be sent again, as after an upload that took longer
-    /// than five minutes. When no body or request can be made it is called before this returns null.
+    /// than `longestUpload`. When no body or request can be made it is called before this returns null.
     std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
                                           const std::string& writeKey,
                                           std::function<void(bool retry)> completionHandler);

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "Analytics/KIVSEGAnalyticsConfiguration.h"
+#include "Analytics/KIVSEGEventQueue.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGMiddleware.h"
 #include "Analytics/KIVSEGStorage.h"
@@ -29,8 +30,8 @@ inline constexpr std::string_view KIVSEGSegmentIntegrationKey = "corvane";
 class KIVSEGIntegrationsManager : public KIVSEGMiddleware,
                                   public std::enable_shared_from_this<KIVSEGIntegrationsManager> {
 public:
-    static constexpr std::size_t mostWaiting = 1000;
-    static constexpr std::size_t mostBytesWaiting = 4U << 20;
+    static constexpr std::size_t mostWaiting = KIVSEGEventQueue::maxQueueSize;
+    static constexpr std::size_t mostBytesWaiting = KIVSEGEventQueue::maxQueueBytes;
 
     explicit KIVSEGIntegrationsManager(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
 

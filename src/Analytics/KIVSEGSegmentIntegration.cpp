@@ -189,7 +189,7 @@ void KIVSEGSegmentIntegration::enqueueAction(std::string_view action, object dic
                                              const KIVSEGPayload& payload) {
     dictionary["type"] = action;
     dictionary["timestamp"] = now();
-    dictionary["messageId"] = kiv::newUuid();
+    dictionary[KIVSEGEventQueue::identityKey] = kiv::newUuid();
     dispatch([event = std::move(dictionary), isAlias = action == "alias", context = payload.context,
               integrations = payload.integrations](KIVSEGSegmentIntegration& own) mutable {
         if (!isAlias && own.userId_) {
