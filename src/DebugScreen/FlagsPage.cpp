@@ -57,7 +57,7 @@ FlagsPage::FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, st
 
 void FlagsPage::setPort(unsigned short port) {
     port_ = std::to_string(port);
-    origin_ = "http://127.0.0.1:" + port_;
+    origin_ = std::string("http://") + host + ":" + port_;
 }
 
 HttpHeaders FlagsPage::headers() {
@@ -74,7 +74,8 @@ HttpHeaders FlagsPage::headers() {
 /// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
 /// stand for this machine, nor from its own origin or another port.
 bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
-    return (call.host == "127.0.0.1:" + port_ || call.host == "localhost:" + port_) &&
+    const std::string port = ":" + port_;
+    return (call.host == host + port || call.host == "localhost" + port) &&
            (call.origin.empty() || call.origin == "http://" + call.host);
 }
 

@@ -15,6 +15,9 @@ namespace kiv {
 /// who does not know that learns nothing. On the page's thread, but for `setPort`.
 class FlagsPage {
 public:
+    /// The address that the page's server listens on: this machine alone can reach it.
+    static constexpr const char* host = "127.0.0.1";
+
     FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
 
     /// To be called once, before the first answer.
