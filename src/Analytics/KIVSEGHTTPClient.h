@@ -16,13 +16,13 @@
 /// Makes the request for a URL.
 using KIVSEGRequestFactory = std::function<kiv::HttpRequest(const std::string& url)>;
 
-/// What requests of one kind have in common: headers, which a request's own go before.
+/// Headers that the requests of a session share. A request's own headers go before them.
 struct KIVSEGHTTPSession {
     std::vector<std::pair<std::string, std::string>> additionalHeaders;
 };
 
-/// Sends batches of events to the impression endpoint. Callable from any thread. When the client goes,
-/// uploads under way go on and their completions are called.
+/// Sends batches of events to the impression endpoint. Callable from any thread. Uploads under way outlive
+/// the client, and their completions are called.
 class KIVSEGHTTPClient {
 public:
     /// Seconds. Without this limit, a service that takes or sends a byte now and then would hold an upload
@@ -39,7 +39,7 @@ public:
     /// The value of an "Authorization" header, which uploads do not send.
     static std::string authorizationHeader(std::string_view writeKey);
 
-    /// One for each key, made when it is first asked for. Both live as long as the client.
+    /// The session of that key, made by the first call. All sessions live as long as the client.
     const KIVSEGHTTPSession& sessionForWriteKey(const std::string& writeKey);
     const KIVSEGHTTPSession& genericSession() const { return genericSession_; }
 

@@ -21,7 +21,7 @@ using kiv::json::object;
 
 constexpr std::string_view traitsKey = "kiv.segmentio.traits.plist";
 constexpr std::string_view userIdKey = "kiv.segmentio.userId";
-// Where earlier versions kept the same.
+// Keys of user defaults under which earlier versions kept the same.
 constexpr std::string_view olderUserIdKey = "KIVSEGUserId";
 constexpr std::string_view olderQueueKey = "KIVSEGQueue";
 constexpr std::string_view olderTraitsKey = "KIVSEGTraits";
