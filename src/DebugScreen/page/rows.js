@@ -39,7 +39,7 @@ export const labelOf = ({ label, name }) => label?.trim() || name;
 /** The label and the value of a row with a button. */
 export const wordsOf = (data) => `${labelOf(data)}: ${data.value || "(empty)"}`;
 
-/** The element of a known row. Its data-name is the full name; its buttons have the classes "switch", "value", "reset". */
+/** The element of a known row. Its data-name is the full name; its buttons are of class "switch", "value", "reset". */
 export function drawRow(name) {
   const { data } = rowOf(name);
   const row = element("li", "row");
