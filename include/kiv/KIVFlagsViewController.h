@@ -20,7 +20,7 @@ class KIVVariantTableViewCell;
 struct KIVFlagsAlert;
 
 /// The model of the flags screen: every registered flag, grouped by namespace, to search, override and reset.
-/// It has no toolkit: a view of the application's draws it, or `KIVFlagsScreen` shows it as a page
+/// It knows no toolkit: a view of the application draws it, or `KIVFlagsScreen` shows it as a page
 /// (docs/flags-screen.md). `KIVCore::flagsViewController` makes one.
 ///
 /// `viewDidLoad` and each search group the flags; a flag that is registered later appears with the next
@@ -67,8 +67,8 @@ public:
         std::vector<BarButtonItem> items;
     };
 
-    /// Shows the model in addition to the view. Each `done` calls `dismiss` on its own thread, also when the
-    /// presenter shows nothing.
+    /// Shows the model in addition to the view. Each `done` calls `dismiss` on the thread that called `done`,
+    /// also when the presenter shows nothing.
     class Presenter {
     public:
         virtual ~Presenter() = default;
@@ -101,8 +101,8 @@ public:
     bool allowsSelection() const { return allowsSelection_; }
     bool extendedLayoutIncludesOpaqueBars() const { return extendedLayoutIncludesOpaqueBars_; }
 
-    /// Takes the model away from the view and from all presenters, by calling their `dismiss`. Callable from
-    /// any thread.
+    /// Calls the `dismiss` of the view and of all presenters, which stop showing the model. Callable from any
+    /// thread.
     void done();
 
     /// For the library: `done`, for good, because the model's client was shut down or replaced. Callable from

@@ -56,11 +56,10 @@ private:
 
     const std::shared_ptr<KIVSEGStorage> storage_;
     kiv::SerialQueue serialQueue_;
-    std::optional<kiv::json::array> events_; ///< nullopt until they have been read
-    std::size_t bytes_ = 0;                  ///< approximate size of all events
-    bool isChanged_ = false;                 ///< since the last write
-    std::chrono::steady_clock::time_point
-        changedAt_;                ///< of the oldest unwritten change, or of the last write
+    std::optional<kiv::json::array> events_;          ///< nullopt until they have been read
+    std::size_t bytes_ = 0;                           ///< approximate size of all events
+    bool isChanged_ = false;                          ///< since the last write
+    std::chrono::steady_clock::time_point changedAt_; ///< oldest unwritten change, or last write
     double credit_ = writesAtWill; ///< bytes that may be written; below zero, the next write waits
     std::chrono::steady_clock::time_point creditedAt_; ///< when `credit_` was last raised
     kiv::Timer lateWrite_;

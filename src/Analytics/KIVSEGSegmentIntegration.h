@@ -50,7 +50,7 @@ public:
     void openURL(const std::string& url, const Object& options) override;
     void close() override;
 
-    /// The address of an import of whole events. Nothing is sent there.
+    /// An address that imports whole events. Nothing is sent there.
     static std::string apiURL();
 
 private:

@@ -54,8 +54,7 @@ private:
     const std::shared_ptr<KIVFlagsViewController> controller_;
     KIVFlagsAlert alert_; ///< the choice that was presented last
     std::vector<Row> rows_;
-    std::unordered_map<std::string_view, std::size_t>
-        told_; ///< by name: index in `rows_` of each row that the tab was told of
+    std::unordered_map<std::string_view, std::size_t> told_; ///< by name: index of each row that was told
 };
 
 } // namespace kiv

@@ -172,7 +172,7 @@ KIVFlagsScreen::~KIVFlagsScreen() { dismiss(); }
 
 KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
     if (!state_->controller) {
-        return {std::nullopt, "there is no model to show: KIVCore has none before setup"};
+        return {std::nullopt, "there is no model to show: KIVCore is not set up"};
     }
     return state_->present();
 }

@@ -24,10 +24,11 @@ public:
     /// The text without its last character when that is a slash; nullopt for nullopt.
     static std::optional<std::string> chopSlashSuffix(std::optional<std::string> text);
 
-    /// The built-in endpoints, all six present: for keys of 24 hexadecimal digits, and for keys in the form
-    /// of a UUID. An application writes them by way of KIVEndpoints.h, before its first call of `KIVCore`.
-    /// Made at the first call and never destroyed, so that no order of static objects matters.
+    /// The built-in endpoints for keys of 24 hexadecimal digits, all six. KIVEndpoints.h lets an application
+    /// write them before its first call of `KIVCore`. Made at the first call and never destroyed, so that no
+    /// order of static objects matters.
     static KIVNetworkConfigurationsOptions& legacyNetworkConfigurations();
+    /// The same for keys in the form of a UUID.
     static KIVNetworkConfigurationsOptions& platformNetworkConfigurations();
 
 private:
