@@ -16,7 +16,7 @@ public:
     };
     const Switch& flagSwitch() const { return flagSwitch_; }
 
-    /// The person has flipped the switch: overrides the flag with "true" or "false".
+    /// To be called when the person has flipped the switch: overrides the flag with "true" or "false".
     void switchToggled(bool isOn);
 
 private:

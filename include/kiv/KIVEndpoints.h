@@ -4,8 +4,9 @@
 
 #include <kiv/KIVExport.h>
 
-/// The built-in endpoints, as the build was configured. A deployment may write others before the first call
-/// of `KIVCore`; from then on they are only read. None ends in a slash. Available before `main`.
+/// The built-in endpoints: URLs that the build was configured with. An application may assign others before
+/// its first call of `KIVCore`, without a slash at the end; from then on nobody may change them. Available
+/// before `main`.
 
 /// For keys of 24 hexadecimal digits.
 KIV_API std::string& KIVC_cdnGetConfigURL(); ///< base URL of the configuration CDN

@@ -8,38 +8,42 @@
 
 class KIVFlagsViewController;
 
-/// Shows a flags screen in the browser of this machine (docs/flags-screen.md).
+/// Presents the model of the flags screen, a `KIVFlagsViewController`, as a page in a browser of this machine
+/// (docs/flags-screen.md).
 ///
-/// While it is presented, a thread of the library listens on a port of loopback that is free; whoever has the
-/// address may see and override all flags. It ends with `dismiss`, with the controller's `done`, with
-/// `KIVCore::shutdown` and another key's setup, and with this object. Callable from any thread; nothing here
-/// waits for the browser. Not part of the library when it is built without KIV_FLAGS_SCREEN.
+/// While the page is presented, a thread of the library serves it on a free port of the loopback interface;
+/// whoever has the page's address can see and override all flags. The page ends with `dismiss`, with the
+/// model's `done`, with `KIVCore::shutdown`, with another key's setup, and with this object. Callable from
+/// any thread; nothing here waits for the browser. The library has no such class when it is built without
+/// KIV_FLAGS_SCREEN.
 class KIV_API KIVFlagsScreen {
 public:
-    /// The address to open, or why there is none.
+    /// The address of the page. Without one, `failure` says why.
     struct Presentation {
         std::optional<std::string> address;
         std::string failure;
     };
 
-    /// The controller may be null, as the facade's is before setup: then nothing is ever presented.
+    /// `controller` is the model. It may be null, as `KIVCore::flagsViewController` is before setup: then
+    /// `present` fails.
     explicit KIVFlagsScreen(std::shared_ptr<KIVFlagsViewController> controller);
     ~KIVFlagsScreen();
     KIVFlagsScreen(const KIVFlagsScreen&) = delete;
     KIVFlagsScreen& operator=(const KIVFlagsScreen&) = delete;
 
-    /// Listens from now on. Presented already, it answers the address that it has. A controller whose client
-    /// has been shut down or replaced is not presented any more.
+    /// Starts to serve the page; returns the same address again while it is presented. Fails when the model's
+    /// client has been shut down or replaced.
     Presentation present();
 
-    /// Opens the address with the system's opener (`xdg-open`), by way of a file that this user alone can
-    /// read. False when nothing is presented, or there is no opener.
+    /// Has the system's opener (`xdg-open`) open the page, by way of a file that this user alone can read.
+    /// False when the page is not presented, or there is no opener.
     bool openInBrowser();
 
-    /// Listens no more; pages that are open say so. Does nothing when nothing is presented.
+    /// Stops serving the page; tabs that show it say so. Waits 200 milliseconds at most for an answer that is
+    /// being made. Does nothing when the page is not presented.
     void dismiss();
 
-    /// Nothing while it is not presented.
+    /// The address of the page; nullopt while it is not presented.
     std::optional<std::string> address() const;
 
 private:

@@ -19,20 +19,21 @@ class KIVFeatureFlagsSetter;
 class KIVVariantTableViewCell;
 struct KIVFlagsAlert;
 
-/// The flags screen without a toolkit: every registered flag, grouped by namespace, to search, override and
-/// reset. `KIVCore::flagsViewController` hands one out; a toolkit draws it (docs/flags-screen.md).
+/// The model of the flags screen: every registered flag, grouped by namespace, to search, override and reset.
+/// It knows no toolkit: a view of the application draws it, or `KIVFlagsScreen` shows it as a page
+/// (docs/flags-screen.md). `KIVCore::flagsViewController` makes one.
 ///
-/// The grouping is made on load and by each search; flags that are registered meanwhile are not in it. Values
-/// are read as cells are made. Reading them makes no impression and freezes nothing. It ends with
-/// `KIVCore::shutdown` and another key's setup, which take it away: let go of it then. One thread at a time
-/// may use it; `done` and `setView` may be called from any.
+/// `viewDidLoad` and each search group the flags; a flag that is registered later appears with the next
+/// search. A cell reads its flag's value when it is made; that makes no impression and freezes nothing.
+/// `KIVCore::shutdown` and another key's setup end the model: they call `done`, and the application releases
+/// it then. One thread at a time may use the model; `done` and `setView` may be called from any.
 class KIV_API KIVFlagsViewController : public std::enable_shared_from_this<KIVFlagsViewController> {
 public:
-    /// What whoever draws the screen does. Each may be empty; each runs on the thread that caused it.
+    /// The callbacks of whoever draws the model. Each may be empty; each runs on the thread that caused it.
     struct View {
         std::function<void()> reloadData;                  ///< draw all rows anew
-        std::function<void(const KIVFlagsAlert&)> present; ///< show a choice above the screen
-        std::function<void()> dismiss;                     ///< take the screen away
+        std::function<void(const KIVFlagsAlert&)> present; ///< show a choice above the rows
+        std::function<void()> dismiss;                     ///< take the view away
     };
 
     struct Section {
@@ -46,11 +47,11 @@ public:
     };
 
     struct SearchBar {
-        double height = 56; ///< points; it is as wide as the screen
+        double height = 56; ///< points; it is as wide as the view
         std::string text;
     };
 
-    /// What swiping a row shows. Its background is the screen's tint.
+    /// A button that appears when a row is swiped. Its background has the view's tint.
     struct RowAction {
         std::string title;
         std::function<void()> handler;
@@ -62,19 +63,19 @@ public:
     };
 
     struct Toolbar {
-        double height = 0; ///< points; it is as wide as the screen
+        double height = 0; ///< points; it is as wide as the view
         std::vector<BarButtonItem> items;
     };
 
-    /// Shows the screen beside the view, and is told when to stop, on whatever thread that is: by each
-    /// `done`, also when it does not show it.
+    /// Shows the model in addition to the view. Each `done` calls `dismiss` on the thread that called `done`,
+    /// also when the presenter shows nothing.
     class Presenter {
     public:
         virtual ~Presenter() = default;
         virtual void dismiss() = 0;
     };
 
-    /// For the library. It begins without rows.
+    /// For the library: applications get a model from `KIVCore::flagsViewController`. It has no rows yet.
     KIVFlagsViewController(std::shared_ptr<KIVFeatureFlagsSetter> setter,
                            std::shared_ptr<KIVConfiguration> configuration,
                            std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository);
@@ -82,14 +83,15 @@ public:
     KIVFlagsViewController(const KIVFlagsViewController&) = delete;
     KIVFlagsViewController& operator=(const KIVFlagsViewController&) = delete;
 
-    /// Puts whoever draws the screen in the place of the one before.
+    /// Sets the view, in place of the one before.
     void setView(View view);
 
-    /// To be called once, before the screen is drawn: groups the flags.
+    /// To be called once, before the view draws: groups the flags.
     void viewDidLoad();
 
-    /// To be called each time the screen comes up. Inside a navigation controller "Reset All" stands in its
-    /// bar; otherwise in a toolbar above the rows, below what the system takes of the top.
+    /// To be called each time the view comes up: sets the title and reloads. Inside a navigation controller
+    /// "Reset All" is its `rightBarButtonItem`; otherwise it is in `tableHeaderView`, a toolbar above the
+    /// rows whose height includes `topLayoutGuideLength`, the points that the system covers at the top.
     void viewWillAppear(bool isInNavigationController, double topLayoutGuideLength = 0);
 
     const std::string& title() const { return title_; }
@@ -99,38 +101,40 @@ public:
     bool allowsSelection() const { return allowsSelection_; }
     bool extendedLayoutIncludesOpaqueBars() const { return extendedLayoutIncludesOpaqueBars_; }
 
-    /// Takes the screen away, from the view and from all presenters. Callable from any thread.
+    /// Calls the `dismiss` of the view and of all presenters, which stop showing the model. Callable from any
+    /// thread.
     void done();
 
-    /// For the library: takes the screen away for good, as its client shows these flags no more. Callable
-    /// from any thread, as the next two. A presenter is added once, however often that is asked for.
+    /// For the library: `done`, for good, because the model's client was shut down or replaced. Callable from
+    /// any thread, as are the next two.
     void end();
     bool hasEnded() const { return hasEnded_; }
+    /// For the library. Has no effect for a presenter that was added before.
     void addPresenter(std::weak_ptr<Presenter> presenter);
 
-    /// Sections stand in the order in which their first flag comes among all names, sorted regardless of case
-    /// by the host's locale.
+    /// The names of all flags are sorted regardless of case, by the host's locale; sections stand in the
+    /// order of their first names.
     const std::vector<Section>& namespacesToFeatures() const { return namespacesToFeatures_; }
     std::size_t numberOfSectionsInTableView() const { return namespacesToFeatures_.size(); }
     std::size_t numberOfRowsInSection(std::size_t section) const;
     /// Empty when there is no such section.
     std::string titleForHeaderInSection(std::size_t section) const;
 
-    /// A cell that shows the flag as it is now; null when there is no such row, or its flag is registered no
-    /// more.
+    /// A new cell with the flag's present value; null when there is no such row, or its flag is no longer
+    /// registered.
     std::shared_ptr<KIVVariantTableViewCell> cellForRowAtIndexPath(IndexPath indexPath);
 
-    /// "Reset", which takes the override of the row's flag away and reloads; nothing when there is no such
-    /// row.
+    /// One action, "Reset", which removes the override of the row's flag and reloads; none when there is no
+    /// such row.
     std::vector<RowAction> editActionsForRowAtIndexPath(IndexPath indexPath);
-    /// Does nothing: that rows can be edited is what lets them be swiped.
+    /// Does nothing. It is there because toolkits let only rows that can be edited be swiped.
     void commitEditingStyle(IndexPath) {}
 
-    /// "Reset All": takes all overrides away, thaws the flags of level 1 and above, and reloads.
+    /// "Reset All": removes all overrides, thaws the flags of level 1 and above, and reloads.
     void resetAllFlags();
 
-    /// What the search bar tells of. A name of one component is found by the whole of it, any other by its
-    /// second component alone; case does not count. The empty text shows all flags.
+    /// Events of the search bar: each searches and reloads. A name of one component is searched as a whole,
+    /// any other name in its second component alone; case does not count. The empty text shows all flags.
     void textDidChange(KIVNonnullString searchText);
     bool textFieldShouldReturn(KIVNonnullString searchText);
     void searchBarCancelButtonClicked();
@@ -164,7 +168,7 @@ private:
     bool allowsSelection_ = true;
     bool extendedLayoutIncludesOpaqueBars_ = false;
     std::atomic<bool> hasEnded_{false};
-    mutable std::mutex viewLock_; ///< for what follows; never held while a callback runs
+    mutable std::mutex viewLock_; ///< guards the members below; never held while a callback runs
     std::shared_ptr<const View> view_;
     std::vector<std::weak_ptr<Presenter>> presenters_;
 };

@@ -6,12 +6,12 @@
 
 #include <kiv/KIVVariantTableViewCell.h>
 
-/// A choice above the flags screen.
+/// A choice that the view of a flags screen's model shows above the rows.
 struct KIVFlagsAlert {
     struct Action {
         std::string title;
         bool isCancel = false;
-        /// To be called when the person picks it, on the screen's thread.
+        /// To be called when the person picks this action, on the thread that uses the model.
         std::function<void()> handler;
     };
 
@@ -27,15 +27,15 @@ public:
 
     static std::string cellIdentifier() { return "KIVMultiVariantTableViewCell"; }
 
-    /// Its title is in the screen's tint and begins at the left.
+    /// Its title has the view's tint and begins at the left.
     struct Button {
         std::string title;
         double leftContentInset = 5; ///< points
     };
     const Button& flagButton() const { return flagButton_; }
 
-    /// The person has pressed the button: the screen presents the choice. One that is no longer there
-    /// presents nothing.
+    /// To be called when the person has pressed the button: the model has its view present the choice. Does
+    /// nothing when the model is gone.
     void flagButtonTapped();
 
 private:

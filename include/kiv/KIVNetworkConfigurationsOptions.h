@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-/// The six endpoints of a self-managed deployment. One that is missing switches off what it is for; one
-/// trailing slash is ignored.
+/// The URLs of the six endpoints of a self-managed deployment. Requests to a missing endpoint are not made.
+/// One slash at the end of a URL is ignored.
 struct KIVNetworkConfigurationsOptions {
     std::optional<std::string> getConfigApiEndpoint = {};     ///< configuration API
     std::optional<std::string> getConfigCloudEndpoint = {};   ///< base URL of the configuration CDN

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <kiv/KIVExport.h>
 
@@ -10,40 +11,41 @@ class KIVFeatureFlagsSetter;
 class KIVFlagsViewController;
 class KIVString;
 
-/// A row of the flags screen: one flag's label, and the line below it when it is overridden. To be used by
-/// one thread at a time, as the screen.
+/// A row of the flags screen's model: the label of one flag, its control, and a line below the label while
+/// the flag is overridden. One thread at a time may use a model and its cells.
 class KIV_API KIVVariantTableViewCell : public std::enable_shared_from_this<KIVVariantTableViewCell> {
 public:
     virtual ~KIVVariantTableViewCell();
     KIVVariantTableViewCell(const KIVVariantTableViewCell&) = delete;
     KIVVariantTableViewCell& operator=(const KIVVariantTableViewCell&) = delete;
 
-    /// Throws "UnrecognizedOperation": only the kinds of cells below have one.
+    /// Throws a `KIVException` named "UnrecognizedOperation": only the subclasses have an identifier.
     static std::string cellIdentifier();
 
+    /// For the library: the model sets both.
     void setSetter(std::shared_ptr<KIVFeatureFlagsSetter> setter) { setter_ = std::move(setter); }
     void setController(std::weak_ptr<KIVFlagsViewController> controller) {
         controller_ = std::move(controller);
     }
 
-    /// Shows the flag as it is now. The setter comes first.
+    /// Sets the flag, and reads its value and override. To be called after `setSetter`.
     void setFeature(std::shared_ptr<KIVString> feature);
     const std::shared_ptr<KIVString>& feature() const { return feature_; }
 
     /// Reads the flag's value and override again.
     void refresh();
 
-    /// The last component of the flag's name in words.
+    /// The last component of the flag's name in words: "Show New Login" of "myApp.showNewLogin".
     const std::string& textLabel() const { return textLabel_; }
-    /// What the override hides; empty without one.
+    /// "Overriding original value: " and the value that the override hides; nullopt without an override.
     const std::optional<std::string>& detailTextLabel() const { return detailTextLabel_; }
 
 protected:
     KIVVariantTableViewCell() = default;
 
-    /// Brings the control up to the flag's value.
+    /// Makes the control show the flag's value.
     virtual void showValue(const std::string& value) = 0;
-    /// How the line below the label gives a value.
+    /// The text of a value in the line below the label.
     virtual std::string detailOf(const std::string& value) const { return value; }
 
     void setOverride(const std::string& value);

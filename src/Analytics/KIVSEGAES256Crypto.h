@@ -8,13 +8,13 @@
 
 #include "Analytics/KIVSEGCrypto.h"
 
-/// AES-256 in CBC mode with PKCS#7 padding, by a key that is derived from a password. Neither salt nor IV go
-/// with the data: what one instance has encrypted is read by another of the same password, salt and IV.
+/// AES-256 in CBC mode with PKCS#7 padding, with a key derived from a password. Salt and IV are not stored
+/// with the data: an instance decrypts only what was encrypted with its own password, salt and IV.
 class KIVSEGAES256Crypto : public KIVSEGCrypto {
 public:
-    /// Draws a new salt and IV.
+    /// Makes a random salt and IV.
     explicit KIVSEGAES256Crypto(std::string password);
-    /// `iv` is 16 bytes, or nothing can be encrypted or decrypted.
+    /// `iv` must be 16 bytes: with another size, `encrypt` and `decrypt` fail.
     KIVSEGAES256Crypto(std::string password, std::string salt, std::string iv);
 
     const std::string& password() const { return password_; }

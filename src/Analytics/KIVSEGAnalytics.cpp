@@ -19,7 +19,7 @@ checked(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration) {
     return configuration;
 }
 
-/// The manager comes last: it swallows nothing, but what it has been given is on its way.
+/// Adds the manager as the last middleware: a call that it has queued can no longer be changed by others.
 KIVSEGMiddlewareRunner::Middlewares with(KIVSEGMiddlewareRunner::Middlewares middlewares,
                                          std::shared_ptr<KIVSEGMiddleware> manager) {
     middlewares.push_back(std::move(manager));

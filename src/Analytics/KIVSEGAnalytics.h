@@ -13,11 +13,11 @@
 
 class KIVSEGIntegrationsManager;
 
-/// Takes events and brings them to where they are to go: each call passes the middlewares, on the caller's
-/// thread, and is then handed to the integrations, one of which keeps events on disk and uploads them.
+/// The event client. Each call passes the middlewares, on the caller's thread, and is then handed to the
+/// integrations; one of them, `KIVSEGSegmentIntegration`, keeps events on disk and uploads them.
 ///
-/// Callable from any thread; nothing here waits for a file or the network. While the client is disabled, its
-/// calls do nothing.
+/// Callable from any thread; only `close` may wait for a file, and nothing here waits for the network. While
+/// the client is disabled, its calls do nothing.
 class KIVSEGAnalytics : public KIVImpressionEvents, public std::enable_shared_from_this<KIVSEGAnalytics> {
 public:
     using Object = kiv::json::object;
@@ -25,7 +25,7 @@ public:
     /// Throws "InternalInconsistency" when there is no configuration.
     static std::shared_ptr<KIVSEGAnalytics>
     create(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
-    /// Closes.
+    /// Calls `close`, without patience.
     ~KIVSEGAnalytics() override;
     KIVSEGAnalytics(const KIVSEGAnalytics&) = delete;
     KIVSEGAnalytics& operator=(const KIVSEGAnalytics&) = delete;
@@ -34,7 +34,7 @@ public:
     /// Switches the analytics log on or off, for all clients.
     static void debug(bool showDebugLogs);
 
-    // Options carry the dictionaries "context" and "integrations".
+    // `options` may have the dictionaries "context" and "integrations", as `KIVSEGPayload` says.
     void identify(std::optional<std::string> userId, Object traits = {}, const Object& options = {});
     /// Throws "InternalInconsistency" when the event has no name.
     void track(std::string_view event, Object properties) override {
@@ -52,27 +52,26 @@ public:
     void handleActionWithIdentifier(std::string identifier, Object userInfo);
     void continueUserActivity(KIVSEGUserActivity activity);
     void openURL(std::string url, Object options = {});
-    /// Tracks that a notification came, or that the application was started by a tap on it.
+    /// Tracks that a notification came or, with `fromLaunch`, that a tap on it started the application.
     void trackPushNotification(Object properties, bool fromLaunch);
 
-    /// Forgets who the user is. Events that wait to be sent stay.
+    /// Forgets who the user is. Events that wait to be sent are kept.
     void reset();
-    /// Sends what waits to be sent, as much as goes into one upload.
+    /// Uploads one batch of the events that wait to be sent, the oldest first.
     void flush();
 
-    /// Has no effect without a url, or once closed.
+    /// Has no effect when the configuration has no `url`, and after `close`.
     void enable() { enabled_ = configuration_->url.has_value(); }
     void disable() { enabled_ = false; }
     bool enabled() const { return enabled_ && !isClosed_; }
 
-    /// Disables the client for good and ends its timer; its calls so far are still carried out. With
-    /// `patience`, in seconds, waits so long at most until what they add has been written to disk; not when
-    /// called on the library's work thread.
+    /// Disables the client for good and ends its timer; earlier calls are still carried out. Waits `patience`
+    /// seconds at most until their events are on disk; does not wait on the library's work thread.
     void close(double patience = 0);
 
-    /// Nothing until it has been read from disk, shortly after the client was made.
+    /// nullopt until it has been read from disk, shortly after the client was made.
     std::optional<std::string> getAnonymousId() const;
-    /// The keys of the registered integrations.
+    /// The keys of the registered integrations, each with the value false.
     Object bundledIntegrations() const;
 
     const std::shared_ptr<const KIVSEGAnalyticsConfiguration>& configuration() const {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Analytics/KIVSEGCrypto.h"
@@ -11,7 +13,7 @@
 #include "Analytics/KIVSEGMiddleware.h"
 #include "Reporting/KIVDeviceProperties.h"
 
-/// What an analytics client is made from; it keeps the configuration and does not change it.
+/// The configuration of an analytics client. The client keeps it and does not change it.
 struct KIVSEGAnalyticsConfiguration {
     /// A configuration with the defaults below. Without a `url` the client is disabled for good.
     static std::shared_ptr<KIVSEGAnalyticsConfiguration>
@@ -25,17 +27,17 @@ struct KIVSEGAnalyticsConfiguration {
         return configuration;
     }
 
-    /// Adds the maker of a further integration.
+    /// Adds the factory of a further integration.
     void use(std::shared_ptr<const KIVSEGIntegrationFactory> factory) {
         factories.push_back(std::move(factory));
     }
 
-    std::string writeKey; ///< names the folder of what the client keeps
+    std::string writeKey; ///< also the name of the folder with the client's files
     std::shared_ptr<const KIVDeviceProperties> deviceProperties;
-    std::optional<std::string> url; ///< base of the address that events are sent to
-    std::size_t flushAt = 20;       ///< so many events in the queue are sent at once
+    std::optional<std::string> url; ///< base URL of the service that events are sent to
+    std::size_t flushAt = 20;       ///< an upload starts when this many events are in the queue
 
-    // Data that this client does not gather; the switches are there for integrations.
+    // Switches for integrations: this client itself gathers none of these data.
     bool shouldUseLocationServices = false;
     bool enableAdvertisingTracking = false;
     bool shouldUseBluetooth = false;
@@ -47,8 +49,8 @@ struct KIVSEGAnalyticsConfiguration {
     bool trackAttributionData = false;
     std::optional<kiv::json::object> launchOptions;
 
-    KIVSEGRequestFactory requestFactory;        ///< empty: the HTTP client's own
-    std::shared_ptr<const KIVSEGCrypto> crypto; ///< null: what is kept is not encrypted
+    KIVSEGRequestFactory requestFactory;        ///< empty: `KIVSEGHTTPClient::defaultRequestFactory`
+    std::shared_ptr<const KIVSEGCrypto> crypto; ///< null: files are not encrypted
     std::vector<std::shared_ptr<KIVSEGMiddleware>> middlewares;
     std::vector<std::shared_ptr<const KIVSEGIntegrationFactory>> factories;
 };

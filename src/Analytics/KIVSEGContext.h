@@ -9,7 +9,7 @@
 
 class KIVSEGAnalytics;
 
-/// The kinds of call, with the numbers by which contexts carry them.
+/// The types of call. The numbers are fixed.
 enum class KIVSEGEventType : int {
     undefined = 0,
     identify = 1,
@@ -27,7 +27,7 @@ enum class KIVSEGEventType : int {
     openURL = 14,
 };
 
-/// One call on its way through the middlewares. Not changed once it is shared: `modify` makes another one.
+/// One call on its way through the middlewares. Not changed once it is shared: `modify` changes a copy.
 class KIVSEGContext {
 public:
     explicit KIVSEGContext(std::weak_ptr<KIVSEGAnalytics> client) : analytics(std::move(client)) {}
@@ -36,9 +36,9 @@ public:
     std::optional<std::string> userId;
     std::optional<std::string> anonymousId;
     std::shared_ptr<const KIVSEGPayload> payload; ///< null for reset and flush
-    std::weak_ptr<KIVSEGAnalytics> analytics;     ///< whose call it is
+    std::weak_ptr<KIVSEGAnalytics> analytics;     ///< the client that was called
 
-    /// A copy on which `change` has been at work.
+    /// A copy of this context, after `change` was called with it.
     template <class Change>
     std::shared_ptr<const KIVSEGContext> modify(Change&& change) const {
         auto copy = std::make_shared<KIVSEGContext>(*this);

@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-/// What keeps stored values from other readers. Callable from any thread; must not throw.
+/// Encrypts and decrypts stored values. Callable from any thread; must not throw.
 class KIVSEGCrypto {
 public:
     virtual ~KIVSEGCrypto() = default;
 
-    /// Nothing on failure.
+    // Both return nullopt on failure.
     virtual std::optional<std::string> encrypt(std::string_view data) const = 0;
     virtual std::optional<std::string> decrypt(std::string_view data) const = 0;
 };

@@ -6,6 +6,7 @@
 
 #include <kiv/KIVException.h>
 
+#include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/System/Clock.h"
 
@@ -16,9 +17,13 @@ using kiv::json::array;
 constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::chrono::seconds longestUnwritten{1};
 
-/// What an event is known by; null for what is no event of this client's.
+constexpr std::size_t mostFileBytesOfACharacter = 5; // "&amp;"
+static_assert(KIVSEGEventQueue::maxQueueBytes * mostFileBytesOfACharacter < KIVSEGFileStorage::mostBytes,
+              "a full queue can be read back");
+
+/// The event's identity; null when the value has none, and so is no event.
 const kiv::json::string* identityOf(const kiv::json::value& event) {
-    return kiv::textMember(event, "messageId");
+    return kiv::textMember(event, KIVSEGEventQueue::identityKey);
 }
 
 std::size_t sizeOf(const kiv::json::value& event) {
@@ -52,7 +57,7 @@ array& KIVSEGEventQueue::events() {
     return *events_;
 }
 
-/// So many, and as many more as make it fit.
+/// Drops the oldest `count` events, then more until the queue fits its limits.
 void KIVSEGEventQueue::dropOldest(std::size_t count) {
     array& all = *events_;
     while (count < all.size() && (all.size() - count > maxQueueSize || bytes_ > maxQueueBytes)) {
@@ -80,7 +85,8 @@ array KIVSEGEventQueue::oldest(std::size_t count) {
     return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(std::min(count, all.size())));
 }
 
-/// By identity: some may have been dropped meanwhile. Those that are left come first.
+/// Removes the events of `batch` that are still at the head. Compares by identity, because `dropOldest` may
+/// have dropped some meanwhile.
 void KIVSEGEventQueue::remove(const array& batch) {
     std::unordered_set<std::string_view> sent;
     for (const auto& event : batch) {
@@ -92,7 +98,7 @@ void KIVSEGEventQueue::remove(const array& batch) {
         bytes_ -= sizeOf(*left++);
     }
     all.erase(all.begin(), left);
-    isChanged_ = true; // whatever has been written: what is sent must not be sent again
+    isChanged_ = true; // even if nothing was removed: the storage may still have events that were sent
     serialQueue_.postAtRest([queue = shared_from_this()] { queue->persist(); });
 }
 

@@ -10,40 +10,42 @@
 #include "Platform/Text/Json.h"
 #include "Platform/Threads/Queues.h"
 
-/// The events that wait to be sent, in memory and in a storage. For one serial queue's tasks alone.
+/// The events that wait to be sent, in memory and in a storage. Used by the tasks of one serial queue only.
 ///
-/// It holds the newest `maxQueueSize` events, and no more than `maxQueueBytes` of them. It is read when it is
-/// first asked for. A change is written when no task waits any more, at the latest after a second; a process
-/// that keeps changing a large queue writes more seldom, once it has written `writesAtWill` bytes. What could
-/// not be written is written with a later change, or by the next call of `persist`.
+/// The queue holds the newest `maxQueueSize` events, and fewer when these exceed `maxQueueBytes`. It is read
+/// from the storage at its first use. A change is written when no task is waiting any more, after a second at
+/// the latest. A queue that has written `writesAtWill` bytes is slowed down to `writesPerSecond`. A write
+/// that failed is repeated with a later change or by the next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
-    static constexpr std::size_t maxQueueSize = 1000;
-    /// As approximateSize counts. A character takes at most five bytes in the file, so that it has less than
-    /// five times as many, which a storage can read.
-    static constexpr std::size_t maxQueueBytes = 4U << 20;
-    static constexpr std::size_t deepestEvent = 400;
+    /// The member that holds an event's identity, a text. Every event in the queue has one.
+    static constexpr std::string_view identityKey = "messageId";
+
+    static constexpr std::size_t maxQueueSize = 1000;         ///< events
+    static constexpr std::size_t maxQueueBytes = 4U << 20;    ///< as kiv::approximateSize counts
+    static constexpr std::size_t deepestEvent = 400;          ///< levels of nesting
     static constexpr std::size_t writesAtWill = 16U << 20;    ///< bytes
-    static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, beyond these
+    static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, once `writesAtWill` are used up
 
     KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, kiv::SerialQueue serialQueue);
 
-    /// Drops the oldest when there are too many. Throws "InvalidArgument" for an event that is too large, or
-    /// nests too deep, to be kept.
+    /// Adds an event at the end, and drops the oldest events when the queue is full. Throws "InvalidArgument"
+    /// for an event of more than `maxQueueBytes`, or one that nests deeper than `deepestEvent`.
     void append(kiv::json::value event);
 
     std::size_t size() { return events().size(); }
 
-    /// So many of the oldest events, or all.
+    /// The oldest `count` events; all of them when there are fewer.
     kiv::json::array oldest(std::size_t count);
 
-    /// Removes those events of the batch that are in it still.
+    /// Removes the events of `batch` that are still in the queue.
     void remove(const kiv::json::array& batch);
 
-    /// Writes what has not been written.
+    /// Writes the queue at once, if it has changed since it was written.
     void persist();
 
-    /// Another one has the storage by now: what is written from here on is what stands there, changed.
+    /// Forgets the events in memory; the next use reads them from the storage again. For a client that was
+    /// closed: another client of its key may have written the storage since.
     void readAgain();
 
 private:
@@ -54,11 +56,11 @@ private:
 
     const std::shared_ptr<KIVSEGStorage> storage_;
     kiv::SerialQueue serialQueue_;
-    std::optional<kiv::json::array> events_; ///< nothing until they have been read
-    std::size_t bytes_ = 0;                  ///< about, of all events
-    bool isChanged_ = false;                 ///< since it was written
-    std::chrono::steady_clock::time_point changedAt_;
-    double credit_ = writesAtWill; ///< bytes that may be written at will
-    std::chrono::steady_clock::time_point creditedAt_;
+    std::optional<kiv::json::array> events_;          ///< nullopt until they have been read
+    std::size_t bytes_ = 0;                           ///< approximate size of all events
+    bool isChanged_ = false;                          ///< since the last write
+    std::chrono::steady_clock::time_point changedAt_; ///< oldest unwritten change, or last write
+    double credit_ = writesAtWill; ///< bytes that may be written; below zero, the next write waits
+    std::chrono::steady_clock::time_point creditedAt_; ///< when `credit_` was last raised
     kiv::Timer lateWrite_;
 };

@@ -8,17 +8,17 @@
 
 #include "Analytics/KIVSEGStorage.h"
 
-/// A storage of one file for each key, of the key's name: a property list in XML, or its encrypted bytes.
-/// Each file is marked as not to be backed up. A file of more than `mostBytes` cannot be read. Without a
-/// folder nothing is kept.
+/// A storage with one file for each key, named after the key: the bytes as they were set, or a property list
+/// in XML; encrypted when the storage has a `crypto`. Files are marked so that backups leave them out. A file
+/// of more than `mostBytes` is not read. Without a folder nothing is stored.
 class KIVSEGFileStorage : public KIVSEGStorage {
 public:
     static constexpr std::size_t mostBytes = 32U << 20;
 
-    /// In the application-support directory itself, without encryption.
+    /// Stores in the application-support directory itself, without encryption.
     KIVSEGFileStorage();
-    /// Makes the folder when it is missing, and clears it of what killed processes left half written.
-    /// `folder` is a path, empty for none.
+    /// `folder` is a path; empty for none. Makes the folder when it is missing, and removes the temporaries
+    /// that killed processes left there.
     KIVSEGFileStorage(std::string folder, std::shared_ptr<const KIVSEGCrypto> crypto);
 
     /// A path below the host's Library folder as it is now; empty when there is none.

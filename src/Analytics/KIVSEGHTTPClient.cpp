@@ -6,6 +6,7 @@
 
 #include <strings.h>
 
+#include "Analytics/KIVSEGAnalytics.h"
 #include "Analytics/KIVSEGLog.h"
 #include "KIVBuildConfig.h"
 #include "Platform/Crypto/Base64.h"
@@ -17,9 +18,6 @@ namespace {
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 const char* const productLabel = "kiv";
-
-/// A service that takes or sends a byte now and then would hold an upload open for ever.
-constexpr double longestUpload = 300; // seconds
 
 auto findHeader(Headers& headers, const std::string& name) {
     return std::ranges::find_if(
@@ -104,7 +102,8 @@ KIVSEGHTTPClient::KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
                                    std::shared_ptr<const KIVDeviceProperties> deviceProperties)
     : requestFactory_(requestFactory ? std::move(requestFactory) : defaultRequestFactory()),
       deviceProperties_(std::move(deviceProperties)),
-      genericSession_{{{"Accept-Encoding", "gzip"}, {"User-Agent", "analytics-ios/3.6.9"}}} {}
+      genericSession_{{{"Accept-Encoding", "gzip"},
+                       {"User-Agent", "analytics-ios/" + std::string(KIVSEGAnalytics::version())}}} {}
 
 KIVSEGRequestFactory KIVSEGHTTPClient::defaultRequestFactory() {
     return [](const std::string& url) { return kiv::HttpRequest{.url = url}; };

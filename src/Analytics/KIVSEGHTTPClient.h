@@ -16,15 +16,19 @@
 /// Makes the request for a URL.
 using KIVSEGRequestFactory = std::function<kiv::HttpRequest(const std::string& url)>;
 
-/// What requests of one kind have in common: headers, which a request's own go before.
+/// Headers that the requests of a session share. A request's own headers go before them.
 struct KIVSEGHTTPSession {
     std::vector<std::pair<std::string, std::string>> additionalHeaders;
 };
 
-/// Sends batches of events to the impression endpoint. Callable from any thread. When the client goes,
-/// uploads under way go on and their completions are called.
+/// Sends batches of events to the impression endpoint. Callable from any thread. Uploads under way outlive
+/// the client, and their completions are called.
 class KIVSEGHTTPClient {
 public:
+    /// Seconds. Without this limit, a service that takes or sends a byte now and then would hold an upload
+    /// open for ever.
+    static constexpr double longestUpload = 300;
+
     /// Without a factory the default one is used.
     KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
                      std::shared_ptr<const KIVDeviceProperties> deviceProperties);
@@ -35,14 +39,14 @@ public:
     /// The value of an "Authorization" header, which uploads do not send.
     static std::string authorizationHeader(std::string_view writeKey);
 
-    /// One for each key, made when it is first asked for. Both live as long as the client.
+    /// The session of that key, made by the first call. All sessions live as long as the client.
     const KIVSEGHTTPSession& sessionForWriteKey(const std::string& writeKey);
     const KIVSEGHTTPSession& genericSession() const { return genericSession_; }
 
     /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
     /// event without them sends nothing. The completion is called once, on the network thread, and must not
     /// throw or wait; `retry` says that the events are to be sent again, as after an upload that took longer
-    /// than five minutes. When no body or request can be made it is called before this returns null.
+    /// than `longestUpload`. When no body or request can be made it is called before this returns null.
     std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
                                           const std::string& writeKey,
                                           std::function<void(bool retry)> completionHandler);

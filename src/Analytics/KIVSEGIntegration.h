@@ -7,8 +7,8 @@
 
 class KIVSEGAnalytics;
 
-/// Where calls of the analytics client end up. All operations are called on the manager's queue and must not
-/// wait; what an integration has no use for it leaves as it is.
+/// Receives the calls of the analytics client. All operations are called on the manager's queue and must not
+/// wait. An integration overrides those that it has a use for.
 class KIVSEGIntegration {
 public:
     virtual ~KIVSEGIntegration() = default;
@@ -28,19 +28,19 @@ public:
     virtual void continueUserActivity(const KIVSEGUserActivity&) {}
     virtual void openURL(const std::string& /*url*/, const kiv::json::object& /*options*/) {}
 
-    /// The client is not used any more: nothing may run by itself from now on. What is kept, is kept safely.
+    /// The client was closed. The integration ends its timers, and writes to disk what is to be kept.
     virtual void close() {}
 };
 
-/// Makes an integration for the settings that stand under its key.
+/// Makes an integration from the settings under its key.
 class KIVSEGIntegrationFactory {
 public:
     virtual ~KIVSEGIntegrationFactory() = default;
 
     virtual std::string key() const = 0;
 
-    /// Called on the manager's queue, once for each client, which is not null. `settings` is what stands
-    /// under the key. Null when there is nothing to make.
+    /// Called once for each client, on the manager's queue. `settings` are those under the key; `analytics`
+    /// is not null. Returns null when there is nothing to make.
     virtual std::shared_ptr<KIVSEGIntegration>
     createWithSettings(const kiv::json::object& settings,
                        const std::shared_ptr<KIVSEGAnalytics>& analytics) const = 0;

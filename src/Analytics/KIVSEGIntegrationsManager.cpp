@@ -25,14 +25,15 @@ constexpr std::string_view settingsKey = "kiv.analytics.settings.v2.plist";
 
 using kiv::json::object;
 
-/// What a type of event is to the integrations.
+/// How a type of event is handed to an integration.
 struct Operation {
     const char* name = nullptr; ///< null: there is no such type
     bool (*fits)(const KIVSEGPayload*) = nullptr;
     void (*call)(KIVSEGIntegration&, const KIVSEGPayload*) = nullptr;
 };
 
-/// `call` takes the integration and the payload, which a middleware may have replaced by another.
+/// `call` takes the integration and the payload. `fits` checks the payload's class, because a middleware may
+/// have replaced it.
 template <class Payload, class Call>
 constexpr Operation operation(const char* name, Call) {
     return {name,
@@ -48,7 +49,7 @@ constexpr Operation operationWithoutPayload(const char* name, Call) {
             [](KIVSEGIntegration& integration, const KIVSEGPayload*) { Call()(integration); }};
 }
 
-/// By the number of the type.
+/// Indexed by the number of the type.
 constexpr Operation operations[] = {
     {},
     operation<KIVSEGIdentifyPayload>("identify", [](auto& to, const auto& payload) { to.identify(payload); }),
@@ -105,7 +106,7 @@ bool isTrue(const kiv::json::value& value) {
     }
 }
 
-/// Never destroyed: the library's thread may use it while the process ends.
+/// An empty dictionary. Never destroyed: the library's thread may use it while the process ends.
 const object& none() {
     static const object& empty = *new object;
     return empty;
@@ -149,7 +150,7 @@ void KIVSEGIntegrationsManager::loadOrGenerateAnonymousID(bool reset) {
     anonymousId_ = std::move(id);
 }
 
-/// The settings are those of one integration, and are made here: no service is asked for them.
+/// Makes the settings, with one integration, here: no service is asked for them.
 void KIVSEGIntegrationsManager::refreshSettings(const std::shared_ptr<KIVSEGAnalytics>& analytics) {
     const object integrations{{KIVSEGSegmentIntegrationKey, object{{"apiKey", configuration_->writeKey}}}};
     setCachedSettings({{"integrations", integrations}, {"plan", object{{"track", object()}}}}, analytics);
@@ -162,7 +163,7 @@ object KIVSEGIntegrationsManager::cachedSettings() const {
 
 void KIVSEGIntegrationsManager::setCachedSettings(const object& settings,
                                                   const std::shared_ptr<KIVSEGAnalytics>& analytics) {
-    if (!kiv::equalJson(cachedSettings(), settings)) { // a write is dearer than a read
+    if (!kiv::equalJson(cachedSettings(), settings)) { // a write costs more than a read
         storage_->setDictionary(settings, settingsKey);
     }
     plan_ = dictionary(settings, "plan");
@@ -219,7 +220,7 @@ void KIVSEGIntegrationsManager::enqueue(Message message) {
         KIV_SEG_LOG("Queueing: %@", operationOf(message.type).name);
     }
     message.size = sizeOf(message);
-    std::vector<Message> dropped; // let go of outside the lock
+    std::vector<Message> dropped; // destroyed without the lock
     bool isFirst = false;
     {
         const std::lock_guard lock(lock_);
@@ -242,7 +243,7 @@ void KIVSEGIntegrationsManager::enqueue(Message message) {
         serialQueue_.post([self = shared_from_this()] { self->flushMessageQueue(); });
     }
     if (!dropped.empty()) {
-        KIV_SEG_LOG("Dropping the %@ oldest of too many events that wait to be queued", dropped.size());
+        KIV_SEG_LOG("Dropping the %@ oldest events: too many wait to be queued.", dropped.size());
     }
 }
 
@@ -319,7 +320,7 @@ void KIVSEGIntegrationsManager::close(double patience) {
         for (const auto& [key, integration] : self->integrations_) {
             integration->close();
         }
-        // Behind what that has left to be done on queues of their own.
+        // Runs after all tasks that `close` has posted to the integrations' own queues.
         self->serialQueue_.post([closed] { closed->set_value(); });
     });
     if (patience > 0 && !kiv::isOnWorkThread()) {

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "Analytics/KIVSEGAnalyticsConfiguration.h"
+#include "Analytics/KIVSEGEventQueue.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGMiddleware.h"
 #include "Analytics/KIVSEGStorage.h"
@@ -20,49 +21,52 @@ class KIVSEGAnalytics;
 /// The key of the integration that sends events to the service.
 inline constexpr std::string_view KIVSEGSegmentIntegrationKey = "corvane";
 
-/// The last middleware: makes the integrations and passes each call on to those that are to have it, one
-/// after the other on a queue of its own.
+/// The last middleware: makes the integrations, and passes each call to those that the call's options and the
+/// plan allow, on a serial queue of its own.
 ///
-/// Calls that wait for the queue are kept in order. Of events that are tracked faster than they can be taken,
-/// the newest `mostWaiting` are kept, and no more than `mostBytesWaiting` of them: no more would fit where
-/// they are going. Other calls have no bound. Callable from any thread.
+/// Calls wait for that queue in order. Of the tracked events that wait, the newest `mostWaiting` are kept,
+/// and fewer when these exceed `mostBytesWaiting`: the event queue could not hold more. The number of other
+/// calls has no limit. Callable from any thread.
 class KIVSEGIntegrationsManager : public KIVSEGMiddleware,
                                   public std::enable_shared_from_this<KIVSEGIntegrationsManager> {
 public:
-    static constexpr std::size_t mostWaiting = 1000;
-    static constexpr std::size_t mostBytesWaiting = 4U << 20;
+    static constexpr std::size_t mostWaiting = KIVSEGEventQueue::maxQueueSize;
+    static constexpr std::size_t mostBytesWaiting = KIVSEGEventQueue::maxQueueBytes;
 
     explicit KIVSEGIntegrationsManager(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
 
-    /// Once, first: reads what was kept, and makes the integrations. What is called meanwhile waits.
+    /// To be called once, before anything else: reads the files of the client and makes the integrations, on
+    /// the queue. Calls that come meanwhile wait.
     void start(std::shared_ptr<KIVSEGAnalytics> analytics);
 
-    /// Throws "InternalInconsistency" for a context without an event type, or whose payload is of another
-    /// one.
+    /// Throws "InternalInconsistency" for a context without an event type, and for one whose payload belongs
+    /// to another type.
     void context(Context context, const Next& next) override;
 
-    /// Closes the integrations after all calls so far. With `patience`, in seconds, waits for that so long at
-    /// most, but never on the library's work thread.
+    /// Closes the integrations, after all earlier calls have been carried out. Waits for that `patience`
+    /// seconds at most; does not wait on the library's work thread.
     void close(double patience);
 
+    /// nullopt until `start` has read or made it.
     std::optional<std::string> getAnonymousId() const;
 
-    /// The keys of the integrations, each with the value NO.
+    /// The keys of the integrations, each with the value false.
     kiv::json::object registeredIntegrations() const;
     bool initialized() const { return initialized_; }
 
-    /// Whether a call's options leave an integration in: by the entry for its key, for "All" or for "all".
+    /// Whether the options of a call allow the integration of that key. The first of the entries for the key,
+    /// "All" and "all" decides; without any it is allowed. `KIVSEGSegmentIntegrationKey` is always allowed.
     static bool isIntegration(std::string_view key, const kiv::json::object& options);
 
-    /// Whether the plan leaves a tracked event to an integration: an entry under "track" whose "enabled" is
-    /// not true keeps it from all, and its "integrations" decide as a call's options do.
+    /// Whether the plan allows the integration of that key to have an event. When the event has an entry
+    /// under "track", its "enabled" must be true, and its "integrations" decide as the options of a call do.
     static bool isTrackEvent(std::string_view event, std::string_view key, const kiv::json::object& plan);
 
 private:
     struct Message {
         KIVSEGEventType type;
         std::shared_ptr<const KIVSEGPayload> payload;
-        std::size_t size = 0; ///< about, in bytes; zero for what is not tracked
+        std::size_t size = 0; ///< approximate, in bytes; 0 for calls that are no tracked event
     };
 
     // All that follows runs on the queue.
@@ -89,7 +93,7 @@ private:
     std::map<std::string, std::shared_ptr<KIVSEGIntegration>> integrations_;
     kiv::json::object plan_;
 
-    mutable std::mutex lock_; ///< for what follows
+    mutable std::mutex lock_; ///< guards the members below
     std::deque<Message> messageQueue_;
     std::size_t tracksWaiting_ = 0;
     std::size_t bytesWaiting_ = 0;

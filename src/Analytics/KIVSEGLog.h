@@ -4,7 +4,7 @@
 
 #include "Runtime/KIVDebugger.h"
 
-/// The lines of the analytics log are written. Off until the application asks for them.
+/// Whether the analytics log is written. Off until the application asks for it.
 inline std::atomic<bool> kivSegLogEnabled{false};
 
 /// A line of the analytics log, for the host's log sink: a pattern with placeholders, then its arguments,

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Analytics/KIVSEGContext.h"
@@ -15,8 +17,8 @@ public:
 
     virtual ~KIVSEGMiddleware() = default;
 
-    /// Calls `next` with the context, or a modified one, for the call to go on; at once or later, from any
-    /// thread. What it throws reaches the caller.
+    /// Lets the call go on by calling `next` with the context or a modified copy, at once or later, from any
+    /// thread. What this throws reaches the application's call.
     virtual void context(Context context, const Next& next) = 0;
 };
 
@@ -41,14 +43,14 @@ public:
     explicit KIVSEGMiddlewareRunner(Middlewares middlewares)
         : middlewares_(std::make_shared<const Middlewares>(std::move(middlewares))) {}
 
-    /// `callback`, when there is one, receives what the last middleware passed on. A null context goes no
-    /// further. Callable from any thread.
+    /// `callback`, when there is one, receives the context that the last middleware passed on. A null context
+    /// ends the call. Callable from any thread.
     void run(KIVSEGMiddleware::Context context, KIVSEGMiddleware::Next callback) const {
         runFrom(middlewares_, 0, std::move(context), std::move(callback));
     }
 
 private:
-    /// A middleware may keep `next` longer than the runner lives.
+    /// Shares the list, because a middleware may keep `next` longer than the runner lives.
     static void runFrom(const std::shared_ptr<const Middlewares>& middlewares, std::size_t index,
                         KIVSEGMiddleware::Context context, KIVSEGMiddleware::Next callback) {
         if (!context) {

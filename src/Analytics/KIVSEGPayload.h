@@ -6,11 +6,11 @@
 
 #include "Platform/Text/Json.h"
 
-/// What a call of the analytics client carries, beside its own fields: the context of the event, and which
-/// integrations it is for.
+/// The fields that all calls of the analytics client have: the context of the event, and the integrations
+/// that it is for. The fields of one call are in a subclass.
 struct KIVSEGPayload {
-    /// Takes both from the members "context" and "integrations" of a call's options; one that is no
-    /// dictionary counts as empty.
+    /// Takes both from the members "context" and "integrations" of a call's options. A member that is missing
+    /// or no dictionary counts as empty.
     explicit KIVSEGPayload(const kiv::json::object& options)
         : context(member(options, "context")), integrations(member(options, "integrations")) {}
     virtual ~KIVSEGPayload() = default;
@@ -58,12 +58,12 @@ struct KIVSEGAliasPayload : KIVSEGPayload {
     std::string theNewId;
 };
 
-/// What the application's life consists of; it has no fields.
+/// An event of the application's life cycle. Has no fields of its own.
 struct KIVSEGApplicationLifecyclePayload : KIVSEGPayload {
     using KIVSEGPayload::KIVSEGPayload;
 };
 
-/// A notification, or the outcome of registering for them; each call fills in what it is about.
+/// A remote notification, or the outcome of registering for them. Each call sets only the fields it is about.
 struct KIVSEGRemoteNotificationPayload : KIVSEGApplicationLifecyclePayload {
     using KIVSEGApplicationLifecyclePayload::KIVSEGApplicationLifecyclePayload;
     std::string actionIdentifier;
@@ -72,7 +72,7 @@ struct KIVSEGRemoteNotificationPayload : KIVSEGApplicationLifecyclePayload {
     std::string deviceToken; ///< bytes
 };
 
-/// Something that the user began elsewhere and goes on with here.
+/// An activity that the user began elsewhere and continues here.
 struct KIVSEGUserActivity {
     std::string activityType;
     std::optional<std::string> webpageURL;

@@ -21,7 +21,7 @@ using kiv::json::object;
 
 constexpr std::string_view traitsKey = "kiv.segmentio.traits.plist";
 constexpr std::string_view userIdKey = "kiv.segmentio.userId";
-// Where earlier versions kept the same.
+// Keys of user defaults under which earlier versions kept the same.
 constexpr std::string_view olderUserIdKey = "KIVSEGUserId";
 constexpr std::string_view olderQueueKey = "KIVSEGQueue";
 constexpr std::string_view olderTraitsKey = "KIVSEGTraits";
@@ -189,7 +189,7 @@ void KIVSEGSegmentIntegration::enqueueAction(std::string_view action, object dic
                                              const KIVSEGPayload& payload) {
     dictionary["type"] = action;
     dictionary["timestamp"] = now();
-    dictionary["messageId"] = kiv::newUuid();
+    dictionary[KIVSEGEventQueue::identityKey] = kiv::newUuid();
     dispatch([event = std::move(dictionary), isAlias = action == "alias", context = payload.context,
               integrations = payload.integrations](KIVSEGSegmentIntegration& own) mutable {
         if (!isAlias && own.userId_) {

@@ -13,19 +13,19 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/Queues.h"
 
-/// Keeps events in a queue on disk and uploads them in batches: when there are enough of them, every half
-/// minute, and when asked to.
+/// Keeps events in a queue on disk and uploads them in batches: when the queue has as many as the
+/// configuration's `flushAt`, every `flushInterval`, and at each `flush`.
 ///
-/// What is uploaded is on disk before. Events leave the queue when the service has taken them or has refused
-/// them for good. After an upload that failed otherwise, the next one is left to the timer or a call of
-/// `flush`, however many events come meanwhile.
+/// The queue is written to disk before each upload. Events leave it when the service has accepted them or has
+/// refused them for good. After any other failure, the next upload waits for the timer or a `flush`, however
+/// many events come meanwhile.
 class KIVSEGSegmentIntegration : public KIVSEGIntegration,
                                  public std::enable_shared_from_this<KIVSEGSegmentIntegration> {
 public:
     using Object = kiv::json::object;
 
-    static constexpr std::size_t maxBatchSize = 100;
-    static constexpr double flushInterval = 30; ///< seconds
+    static constexpr std::size_t maxBatchSize = 100; ///< events
+    static constexpr double flushInterval = 30;      ///< seconds
 
     /// Reads who the user is, and starts the timer. The integration does not keep `analytics` alive.
     static std::shared_ptr<KIVSEGSegmentIntegration> create(const std::shared_ptr<KIVSEGAnalytics>& analytics,
@@ -45,7 +45,7 @@ public:
     void openURL(const std::string& url, const Object& options) override;
     void close() override;
 
-    /// Where whole events would be imported; nothing is sent there.
+    /// An address that imports whole events. Nothing is sent there.
     static std::string apiURL();
 
 private:
@@ -54,7 +54,7 @@ private:
                              std::shared_ptr<KIVSEGStorage> storage);
     void start();
 
-    /// On the queue: at once when the caller is there already.
+    /// Runs the task on the queue; at once when the caller is a task of it.
     template <class Task>
     void dispatch(Task task);
 
@@ -82,17 +82,17 @@ private:
 
     // Used on the queue alone.
     const std::shared_ptr<KIVSEGEventQueue> queue_;
-    std::optional<Object> traits_; ///< nothing until they have been read
+    std::optional<Object> traits_; ///< nullopt until they have been read
     std::optional<std::string> userId_;
     Object cachedStaticContext_;
-    Object referrer_; ///< what brought the user here
+    Object referrer_; ///< the address that opened the application last
     bool isUploading_ = false;
     std::shared_ptr<kiv::HttpTask> batchRequest_; ///< the upload under way
-    bool hasFailed_ = false;                      ///< the last upload, and the timer has not come since
+    bool hasFailed_ = false;                      ///< the last upload failed, and none has started since
     bool isClosed_ = false;
 };
 
-/// Makes the integration that is always there.
+/// Makes the `KIVSEGSegmentIntegration`, which every client has.
 class KIVSEGSegmentIntegrationFactory : public KIVSEGIntegrationFactory {
 public:
     KIVSEGSegmentIntegrationFactory(std::shared_ptr<KIVSEGHTTPClient> httpClient,

@@ -11,9 +11,9 @@
 
 /// Values by key that outlive the process: bytes, or property lists (dictionaries, arrays and texts).
 ///
-/// Nothing here throws: a failure is logged; a setter returns whether the value is kept now, and a value that
-/// cannot be read is none. A storage takes no
-/// locks; one that several threads use is theirs to guard, save that different keys may be used at once.
+/// Nothing here throws; a failure is logged. A setter returns whether the value was stored; a value that
+/// cannot be read counts as missing. A storage takes no locks: several threads may use different keys at the
+/// same time, but not the same key.
 class KIVSEGStorage {
 public:
     virtual ~KIVSEGStorage() = default;
@@ -31,12 +31,12 @@ public:
     virtual bool setArray(const kiv::json::array& array, std::string_view key);
     virtual bool setString(std::string_view string, std::string_view key);
 
-    /// Whatever property list is stored, of any kind; null when there is none.
+    /// Each returns the stored property list, whatever its kind; null when there is none.
     kiv::json::value dictionaryForKey(std::string_view key) const { return plistForKey(key); }
     kiv::json::value arrayForKey(std::string_view key) const { return plistForKey(key); }
     kiv::json::value stringForKey(std::string_view key) const { return plistForKey(key); }
 
-    /// What stored bytes go through; null when they are kept as they are. Set before the first use.
+    /// Encrypts the stored bytes; null when they are stored as they are. To be set before the first use.
     const std::shared_ptr<const KIVSEGCrypto>& crypto() const { return crypto_; }
     void setCrypto(std::shared_ptr<const KIVSEGCrypto> crypto) { crypto_ = std::move(crypto); }
 
@@ -46,7 +46,7 @@ protected:
     virtual kiv::json::value plistForKey(std::string_view key) const;
 
 private:
-    /// `serialized` is empty when there is no such form.
+    /// Stores the text of a property list. An empty text stands for a value that has no such form: false.
     bool setPlist(const std::string& serialized, std::string_view key);
 
     std::shared_ptr<const KIVSEGCrypto> crypto_;

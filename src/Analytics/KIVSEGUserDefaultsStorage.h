@@ -8,8 +8,8 @@
 #include "Analytics/KIVSEGStorage.h"
 #include "Platform/Host/UserDefaults.h"
 
-/// A storage in user defaults. Property lists are kept as they are when nothing encrypts them. Bytes, and so
-/// everything that is encrypted, are kept as base64 text.
+/// A storage in user defaults. Without a `crypto`, dictionaries, arrays and texts are stored as such. Bytes,
+/// and all values that are encrypted, are stored as base64 text.
 class KIVSEGUserDefaultsStorage : public KIVSEGStorage {
 public:
     /// `defaults` must outlive this. With a prefix, keys are "prefix.key" there.
@@ -20,7 +20,8 @@ public:
     const std::optional<std::string>& namespacePrefix() const { return namespacePrefix_; }
 
     void removeKey(std::string_view key) override;
-    /// Removes all that begins with the prefix; without one, all values of the defaults, whoever set them.
+    /// Removes all values whose key begins with the prefix; without a prefix all of the defaults, whoever set
+    /// them.
     void resetAll() override;
     bool setData(std::string_view data, std::string_view key) override;
     std::optional<std::string> dataForKey(std::string_view key) const override;

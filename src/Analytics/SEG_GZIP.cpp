@@ -12,7 +12,7 @@ constexpr int gzipWindow = 31; ///< 32 KiB, in a gzip wrapper
 constexpr int memoryLevel = 8;
 constexpr std::size_t outputStep = 16384;
 
-/// One that zlib refuses for what is no level.
+/// The level as zlib counts; one that zlib refuses when `level` is above 1.
 int zlibLevel(float level) {
     if (level < 0) {
         return Z_DEFAULT_COMPRESSION;

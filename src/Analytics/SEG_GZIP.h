@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-/// The gzip form of bytes. Empty bytes, and those that begin as gzip does, are given back as they are.
-/// Nothing on failure. `level` goes from 0, as large as before, to 1, as small as can be; a negative one
+/// The bytes in gzip form; nullopt on failure. Empty bytes, and bytes that begin with gzip's magic number,
+/// are returned unchanged. `level` goes from 0, no compression, to 1, the smallest form; a negative level
 /// leaves the choice to zlib.
 std::optional<std::string> seg_gzippedDataWithCompressionLevel(std::string_view data, float level);
 std::optional<std::string> seg_gzippedData(std::string_view data);

@@ -26,7 +26,7 @@ constexpr File files[] = {
     {"icon.svg", "image/svg+xml", embedded::icon_svg},
 };
 
-/// The time it takes tells nothing about where the two differ.
+/// Compares in a time that tells nothing about where the two differ.
 bool isSecret(std::string_view given, std::string_view secret) {
     return given.size() == secret.size() && CRYPTO_memcmp(given.data(), secret.data(), secret.size()) == 0;
 }
@@ -57,7 +57,7 @@ FlagsPage::FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, st
 
 void FlagsPage::setPort(unsigned short port) {
     port_ = std::to_string(port);
-    origin_ = "http://127.0.0.1:" + port_;
+    origin_ = std::string("http://") + host + ":" + port_;
 }
 
 HttpHeaders FlagsPage::headers() {
@@ -71,14 +71,15 @@ HttpHeaders FlagsPage::headers() {
             {"Cross-Origin-Opener-Policy", "same-origin"}};
 }
 
-/// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
-/// stand for this machine, nor from its own origin or another port.
+/// False for a call that another site's page makes from the same browser: its host is the site's own name,
+/// which may lead to this machine, or its origin is the site's.
 bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
-    return (call.host == "127.0.0.1:" + port_ || call.host == "localhost:" + port_) &&
+    const std::string port = ":" + port_;
+    return (call.host == host + port || call.host == "localhost" + port) &&
            (call.origin.empty() || call.origin == "http://" + call.host);
 }
 
-/// What the call asks for below the token; nothing when it may ask for nothing.
+/// The path of the call below the token; nullopt when the call is not allowed.
 std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) const {
     const std::string_view path = call.path;
     const std::size_t end = path.find('/', 1);
@@ -86,7 +87,7 @@ std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) con
         return std::nullopt;
     }
     const std::string_view rest = path.substr(end + 1);
-    // A link to the page itself may stand anywhere.
+    // Any site may link to the page itself.
     const bool isLink = call.method == "GET" && rest.empty();
     const bool isOwn = call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin";
     return isLink || isOwn ? std::optional(rest) : std::nullopt;
@@ -105,7 +106,7 @@ HttpAnswer FlagsPage::answer(const HttpCall& call) {
     if (call.method == "GET" || call.method == "HEAD") {
         return read(rest);
     }
-    return call.method == "POST" ? act(rest, call) : refused(405, "This is for GET and POST");
+    return call.method == "POST" ? act(rest, call) : refused(405, "This takes GET and POST");
 }
 
 HttpAnswer FlagsPage::read(const std::string& path) const {
@@ -126,21 +127,20 @@ HttpAnswer FlagsPage::act(const std::string& action, const HttpCall& call) {
     }
     const std::string_view id = textOf(*wish, "tab");
     if (id.empty() || id.size() > 64) {
-        return refused(400, "This takes the \"tab\" that asks");
+        return refused(400, "This takes a \"tab\", the identifier of the tab that asks");
     }
+    FlagsPageTab* known = knownTab(id);
     if (action == "load") {
-        FlagsPageTab* known = tab(id);
         return document((known ? *known : newTab(id)).load(textOf(*wish, "search")));
     }
-    FlagsPageTab* known = tab(id);
-    return known ? perform(action, *wish, *known) : refused(409, "This tab is to load first");
+    return known ? perform(action, *wish, *known) : refused(409, "This tab has to load first");
 }
 
-HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wish, FlagsPageTab& screen) {
+HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wish, FlagsPageTab& tab) {
     const std::string_view name = textOf(wish, "name");
     bool isDone = true;
     if (action == "choices") {
-        auto choices = screen.choices(name);
+        auto choices = tab.choices(name);
         return choices.empty() ? refused(400, "There is no such choice") : document(std::move(choices));
     }
     if (action == "rows") {
@@ -148,40 +148,41 @@ HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wis
         const auto* count = member(wish, "count");
         return from && from->is_int64() && from->get_int64() >= 0 && count && count->is_int64() &&
                        count->get_int64() >= 0
-                   ? document(screen.rows(from->to_number<std::size_t>(), count->to_number<std::size_t>()))
+                   ? document(tab.rows(from->to_number<std::size_t>(), count->to_number<std::size_t>()))
                    : refused(400, "This takes \"from\" and \"count\"");
     }
     if (action == "toggle") {
         const auto* isOn = member(wish, "isOn");
-        isDone = isOn && isOn->is_bool() && screen.toggle(name, isOn->get_bool());
+        isDone = isOn && isOn->is_bool() && tab.toggle(name, isOn->get_bool());
     } else if (action == "choose") {
-        isDone = screen.choose(name, textOf(wish, "title"));
+        isDone = tab.choose(name, textOf(wish, "title"));
     } else if (action == "reset") {
-        isDone = screen.reset(name);
+        isDone = tab.reset(name);
     } else if (action == "resetAll") {
-        screen.resetAll();
+        tab.resetAll();
     } else if (action != "changes") {
         return refused(404, "Not found");
     }
-    return isDone ? document(screen.changes()) : refused(400, "There is no such row, or it cannot do that");
+    return isDone ? document(tab.changes()) : refused(400, "There is no such row, or it cannot do that");
 }
 
-FlagsPageTab* FlagsPage::tab(std::string_view id) {
+FlagsPageTab* FlagsPage::knownTab(std::string_view id) {
     const auto found =
         std::find_if(tabs_.begin(), tabs_.end(), [&](const Tab& each) { return each.id == id; });
     if (found == tabs_.end()) {
         return nullptr;
     }
     tabs_.splice(tabs_.begin(), tabs_, found);
-    return &tabs_.front().screen;
+    return &tabs_.front().content;
 }
 
-/// A tab that was closed does not say so; one that asks again after all loads anew.
+/// Drops the tab that was used longest ago when there are too many, as closed tabs do not report it. A
+/// dropped tab that is still open is told to load anew.
 FlagsPageTab& FlagsPage::newTab(std::string_view id) {
     if (tabs_.size() == mostTabs) {
         tabs_.pop_back();
     }
-    return tabs_.emplace_front(std::string(id), *presented_).screen;
+    return tabs_.emplace_front(std::string(id), *presented_).content;
 }
 
 } // namespace kiv

@@ -5,56 +5,61 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "DebugScreen/FlagsPageTab.h"
 #include "Platform/Http/HttpCall.h"
 
 namespace kiv {
 
-/// Answers what a browser asks for of a presented flags screen. All of it stands below the secret token, and
-/// who does not know that learns nothing. On the page's thread, but for `setPort`.
+/// Answers the requests of a browser for the page that presents a model. The path of each begins with the
+/// secret token; a request without it learns nothing. Used on the page's thread, except for `setPort` and
+/// `address`.
 class FlagsPage {
 public:
+    /// The address that the page's server listens on: this machine alone can reach it.
+    static constexpr const char* host = "127.0.0.1";
+
     FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
 
-    /// To be called once, before the first answer.
+    /// To be called once, before anything else.
     void setPort(unsigned short port);
 
     /// The address of the page.
     std::string address() const { return origin_ + "/" + token_ + "/"; }
 
-    /// Of all answers.
+    /// The headers that every answer carries.
     static HttpHeaders headers();
 
-    /// The same answer for all calls that may not ask for anything, whatever they are; nothing for those that
-    /// may. Looks at no body.
+    /// The refusal of a call that is not allowed to ask for anything, the same for all such calls; nullopt
+    /// for a call that is allowed. Does not look at the body.
     std::optional<HttpAnswer> turnAway(const HttpCall& call) const;
 
-    /// What turnAway says, or the answer to a call that may ask.
+    /// The answer to a call that is allowed; otherwise the refusal of `turnAway`.
     HttpAnswer answer(const HttpCall& call);
 
 private:
     struct Tab {
         std::string id;
-        FlagsPageTab screen;
+        FlagsPageTab content;
 
         Tab(std::string name, const KIVFlagsViewController& presented)
-            : id(std::move(name)), screen(presented) {}
+            : id(std::move(name)), content(presented) {}
     };
 
     bool isFromOwnPage(const HttpCall& call) const;
     std::optional<std::string_view> allowedPath(const HttpCall& call) const;
     HttpAnswer read(const std::string& path) const;
     HttpAnswer act(const std::string& action, const HttpCall& call);
-    HttpAnswer perform(const std::string& action, const json::object& wish, FlagsPageTab& screen);
-    FlagsPageTab* tab(std::string_view id);
+    HttpAnswer perform(const std::string& action, const json::object& wish, FlagsPageTab& tab);
+    FlagsPageTab* knownTab(std::string_view id);
     FlagsPageTab& newTab(std::string_view id);
 
     const std::shared_ptr<const KIVFlagsViewController> presented_;
     const std::string token_;
     std::string port_;
     std::string origin_;
-    std::list<Tab> tabs_; ///< the one used last comes first
+    std::list<Tab> tabs_; ///< in the order of use, the latest first
 };
 
 } // namespace kiv

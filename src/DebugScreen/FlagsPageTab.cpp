@@ -12,7 +12,7 @@
 namespace kiv {
 namespace {
 
-/// What a person sees of a row.
+/// What the page shows of a row.
 json::object shown(const std::string& name, const KIVVariantTableViewCell* cell) {
     json::object row{{"name", name}};
     if (!cell) {
@@ -55,11 +55,11 @@ json::object FlagsPageTab::load(std::string_view search) {
         }
         sections.push_back(json::object{{"title", title}, {"count", names.size()}});
     }
-    json::object screen = rows(0, atOnce);
-    screen["title"] = controller_->title();
-    screen["resetAll"] = controller_->rightBarButtonItem()->title;
-    screen["sections"] = std::move(sections);
-    return screen;
+    json::object loaded = rows(0, atOnce);
+    loaded["title"] = controller_->title();
+    loaded["resetAll"] = controller_->rightBarButtonItem()->title;
+    loaded["sections"] = std::move(sections);
+    return loaded;
 }
 
 json::object FlagsPageTab::rows(std::size_t from, std::size_t count) {
@@ -76,7 +76,7 @@ json::object FlagsPageTab::rows(std::size_t from, std::size_t count) {
     return {{"rows", std::move(asked)}};
 }
 
-/// The repository may hold another flag of the name by now, or none.
+/// Brings the row's cell up to date. By now the name may belong to another flag, or to none.
 void FlagsPageTab::refresh(Row& row) {
     const auto feature = controller_->flagsRepository()->featureWithName(row.name);
     if (row.cell && feature == row.cell->feature()) {

@@ -12,27 +12,29 @@
 
 namespace kiv {
 
-/// What one tab of the browser shows: its own search and grouping, and what it has been told of the rows. On
-/// the page's thread only.
+/// One tab of the browser: a model of its own, with its own search and grouping, and what the tab was told of
+/// each row. Used on the page's thread only.
 class FlagsPageTab {
 public:
-    /// Shows the flags of the same client as `presented`.
+    /// The tab's model has the flags of the same client as `presented`.
     explicit FlagsPageTab(const KIVFlagsViewController& presented);
 
-    /// Searches, and answers what is to be drawn: titles, sections with the number of their rows, and the
-    /// first rows.
+    /// Searches, and returns what the page draws: "title", "resetAll" (the button's title), "sections" (each
+    /// with "title" and "count", the number of its rows), and the first "rows".
     json::object load(std::string_view search);
 
-    /// So many rows from that one on, counted through all sections.
+    /// At most `count` "rows", starting with row `from`; rows are numbered through all sections.
     json::object rows(std::size_t from, std::size_t count);
 
-    /// Those of the rows answered so far that have changed since, and the milliseconds it took to find them.
+    /// The "rows" that have changed since the tab was told of them; "took" is how many milliseconds it took
+    /// to find them.
     json::object changes();
 
-    /// The choice for a row with a button; empty when there is no such row.
+    /// The choice for the flag's row: "title", "message" and "actions" (each with "title" and "isCancel").
+    /// Empty when the tab was told of no such row, or the row has no button.
     json::object choices(std::string_view name);
 
-    /// Each says whether there was such a row, and such an action.
+    /// Each is false, without effect, when the tab was told of no such row, or the row has no such action.
     bool toggle(std::string_view name, bool isOn);
     bool choose(std::string_view name, std::string_view title);
     bool reset(std::string_view name);
@@ -42,8 +44,8 @@ private:
     struct Row {
         KIVFlagsViewController::IndexPath place;
         std::string name;
-        std::shared_ptr<KIVVariantTableViewCell> cell = {}; ///< null: its flag is registered no more
-        json::object told = {};                             ///< empty: it has not been answered yet
+        std::shared_ptr<KIVVariantTableViewCell> cell = {}; ///< null: its flag is no longer registered
+        json::object told = {};                             ///< empty: the tab was not told of the row
     };
 
     Row* find(std::string_view name);
@@ -52,7 +54,7 @@ private:
     const std::shared_ptr<KIVFlagsViewController> controller_;
     KIVFlagsAlert alert_; ///< the choice that was presented last
     std::vector<Row> rows_;
-    std::unordered_map<std::string_view, std::size_t> told_; ///< where rows that were answered stand, by name
+    std::unordered_map<std::string_view, std::size_t> told_; ///< by name: index of each row that was told
 };
 
 } // namespace kiv

@@ -30,14 +30,14 @@ std::string newSecret() {
 
 } // namespace
 
-/// Serves the page from its making to `end`. Its thread keeps it alive.
+/// Serves the page, from `start` to `end`. The thread that serves keeps this object alive.
 class KIVFlagsScreen::Server : public std::enable_shared_from_this<KIVFlagsScreen::Server> {
 public:
-    /// Throws `kiv::CannotListen`.
+    /// Listens from here on. Throws `kiv::CannotListen`.
     Server(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
         : page_(std::move(presented), std::move(token)),
           http_(std::make_unique<kiv::HttpServer>(
-              io_, "127.0.0.1", 0, mostConnections,
+              io_, kiv::FlagsPage::host, 0, mostConnections,
               kiv::HttpService{.limits = {.bodyBytes = 64U << 10, .request = 5s},
                                .handler = [this](const kiv::HttpCall& call,
                                                  const kiv::HttpReply& reply) { reply(answer(call)); },
@@ -47,7 +47,7 @@ public:
         page_.setPort(http_->port());
     }
 
-    /// False when there is no thread to be had.
+    /// False when no thread can be started.
     bool start() {
         return kiv::startLibraryThread(
             "kiv-screen", [self = shared_from_this()] { self->run(); },
@@ -59,11 +59,11 @@ public:
             50ms);
     }
 
-    /// Nobody is answered any more once this has returned, unless an answer is waiting for a callback of the
-    /// application, which may be waiting for this.
+    /// No request is answered after this has returned. It waits for the answer that is being made, but not
+    /// for long: that answer may be waiting for a callback of the application, and the callback for this.
     void end() {
         constexpr auto patience = 200ms;
-        way_.reset();
+        redirect_.reset();
         io_.stop();
         if (std::this_thread::get_id() != thread_) {
             ended_.get_future().wait_for(patience);
@@ -72,16 +72,17 @@ public:
 
     std::string address() const { return page_.address(); }
 
-    /// By way of a file that leads there: others can see the arguments of a command, but not what is in it.
+    /// Gives the opener a private file that redirects to the page: other users can see the arguments of a
+    /// command, but not what is in the file.
     bool open() {
-        if (!way_ || !kiv::fileExists(way_->path())) {
-            way_.emplace(R"(<!doctype html><meta charset="utf-8"><title>KIV</title>)"
-                         R"(<meta http-equiv="refresh" content="0;url=)" +
-                         address() + "\">\n");
+        if (!redirect_ || !kiv::fileExists(redirect_->path())) {
+            redirect_.emplace(R"(<!doctype html><meta charset="utf-8"><title>KIV</title>)"
+                              R"(<meta http-equiv="refresh" content="0;url=)" +
+                              address() + "\">\n");
         }
-        const bool isOpened = !way_->path().empty() && kiv::openWithSystem(way_->path());
+        const bool isOpened = !redirect_->path().empty() && kiv::openWithSystem(redirect_->path());
         if (!isOpened) {
-            way_.reset();
+            redirect_.reset();
         }
         return isOpened;
     }
@@ -99,7 +100,7 @@ private:
     kiv::HttpAnswer answer(const kiv::HttpCall& call) {
         kiv::HttpAnswer answer{.status = 500};
         if (const auto failure = kiv::failureOf([&] { answer = page_.answer(call); })) {
-            KIV_DEBUG_LOG("Error: the flags screen failed: %@", failure->what());
+            KIV_DEBUG_LOG("Error: the page of the flags screen failed: %@", failure->what());
         }
         return answer;
     }
@@ -109,7 +110,7 @@ private:
     std::unique_ptr<kiv::HttpServer> http_;
     std::atomic<std::thread::id> thread_{};
     std::promise<void> ended_;
-    std::optional<kiv::PrivateFile> way_; ///< to the address
+    std::optional<kiv::PrivateFile> redirect_; ///< leads a browser to the page
 };
 
 struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_shared_from_this<State> {
@@ -128,7 +129,8 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_sh
         }
     }
 
-    /// From its beginning on, `done` reaches this, and waits for the lock.
+    /// Becomes a presenter before it starts the server: a `done` of the model meanwhile waits for the lock
+    /// and then ends that server.
     Presentation present() {
         const std::lock_guard guard(lock);
         if (server) {
@@ -136,16 +138,17 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_sh
         }
         controller->addPresenter(weak_from_this());
         if (controller->hasEnded()) {
-            return {std::nullopt, "the flags of this screen are gone; ask for a new one"};
+            return {std::nullopt,
+                    "the client of this model was shut down or replaced; ask KIVCore for a new model"};
         }
         std::string token = newSecret();
         if (token.empty()) {
-            return {std::nullopt, "there are no random numbers to be had"};
+            return {std::nullopt, "the system has no random numbers to give"};
         }
         try {
             auto made = std::make_shared<Server>(controller, std::move(token));
             if (!made->start()) {
-                return {std::nullopt, "there is no thread to be had"};
+                return {std::nullopt, "no thread can be started"};
             }
             server = std::move(made);
             return {server->address(), ""};
@@ -169,7 +172,7 @@ KIVFlagsScreen::~KIVFlagsScreen() { dismiss(); }
 
 KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
     if (!state_->controller) {
-        return {std::nullopt, "there are no flags to show before setup"};
+        return {std::nullopt, "there is no model to show: KIVCore is not set up"};
     }
     return state_->present();
 }

@@ -23,7 +23,7 @@ std::string namespaceOf(const std::string& name) {
     return last == std::string::npos ? "Default Namespace" : name.substr(0, last);
 }
 
-/// What a search looks at: the second component, also when there are more.
+/// The part of a name that a search looks at: its second component, or a name of one component as a whole.
 std::string_view searchedPart(std::string_view name) {
     const std::size_t first = name.find('.');
     if (first == std::string_view::npos) {
@@ -79,8 +79,8 @@ void KIVFlagsViewController::viewWillAppear(bool isInNavigationController, doubl
     title_ = "KIV";
     const BarButtonItem flexibleSpace;
     const BarButtonItem resetAll{"Reset All", [weak = weak_from_this()] {
-                                     if (const auto screen = weak.lock()) {
-                                         screen->resetAllFlags();
+                                     if (const auto model = weak.lock()) {
+                                         model->resetAllFlags();
                                      }
                                  }};
     rightBarButtonItem_.reset();
@@ -172,15 +172,15 @@ KIVFlagsViewController::editActionsForRowAtIndexPath(IndexPath indexPath) {
         return {};
     }
     return {{"Reset", [weak = weak_from_this(), own = *name] {
-                 if (const auto screen = weak.lock()) {
-                     screen->setter_->overrides()->clearOverrideForName(own);
-                     screen->reloadData();
+                 if (const auto model = weak.lock()) {
+                     model->setter_->overrides()->clearOverrideForName(own);
+                     model->reloadData();
                  }
              }}};
 }
 
 void KIVFlagsViewController::resetAllFlags() {
-    setter_->resetForExperiments(); // which thaws too
+    setter_->resetForExperiments(); // thaws flags too
     reloadData();
 }
 

@@ -6,8 +6,8 @@
 #include "Platform/Text/Text.h"
 
 void KIVMultiVariantTableViewCell::flagButtonTapped() {
-    const auto screen = controller();
-    if (!screen || !feature()) {
+    const auto model = controller();
+    if (!model || !feature()) {
         return;
     }
     KIVFlagsAlert alert{feature()->name().value_or(""), "Override the value with", {}};
@@ -16,7 +16,7 @@ void KIVMultiVariantTableViewCell::flagButtonTapped() {
         alert.actions.push_back({variation, false, [self, variation] { self->choose(variation); }});
     }
     alert.actions.push_back({"Cancel", true, [] {}});
-    screen->present(alert);
+    model->present(alert);
 }
 
 void KIVMultiVariantTableViewCell::choose(const std::string& variation) {

@@ -1,35 +1,16 @@
 #include "Network/KIVEnvironment.h"
 
-#include <kiv/KIVEndpoints.h>
-
-namespace {
-
-KIVNetworkConfigurationsOptions legacyNetworkConfigurations() {
-    return {
-        .getConfigApiEndpoint = KIVC_apiGetConfigURL(),
-        .getConfigCloudEndpoint = KIVC_cdnGetConfigURL(),
-        .sendStateApiEndpoint = KIVC_apiSendStateURL(),
-        .sendStateCloudEndpoint = KIVC_cdnSendStateURL(),
-        .analyticsEndpoint = KIVC_analyticBaseURL(),
-        .pushNotificationEndpoint = KIVC_pushBaseURL(),
-    };
-}
-
-} // namespace
+#include "KIVBuildConfig.h"
+#include "Network/KIVEndpointFields.h"
 
 KIVEnvironment::KIVEnvironment(const std::optional<KIVNetworkConfigurationsOptions>& networkConfigurations) {
     if (!networkConfigurations) {
         endpoints_ = legacyNetworkConfigurations();
         return;
     }
-    endpoints_ = {
-        .getConfigApiEndpoint = chopSlashSuffix(networkConfigurations->getConfigApiEndpoint),
-        .getConfigCloudEndpoint = chopSlashSuffix(networkConfigurations->getConfigCloudEndpoint),
-        .sendStateApiEndpoint = chopSlashSuffix(networkConfigurations->sendStateApiEndpoint),
-        .sendStateCloudEndpoint = chopSlashSuffix(networkConfigurations->sendStateCloudEndpoint),
-        .analyticsEndpoint = chopSlashSuffix(networkConfigurations->analyticsEndpoint),
-        .pushNotificationEndpoint = chopSlashSuffix(networkConfigurations->pushNotificationEndpoint),
-    };
+    for (const auto& [name, url] : KIVEndpointFields) {
+        endpoints_.*url = chopSlashSuffix((*networkConfigurations).*url);
+    }
 }
 
 std::optional<std::string> KIVEnvironment::chopSlashSuffix(std::optional<std::string> text) {
@@ -39,13 +20,26 @@ std::optional<std::string> KIVEnvironment::chopSlashSuffix(std::optional<std::st
     return text;
 }
 
-KIVNetworkConfigurationsOptions KIVEnvironment::platformNetworkConfigurations() {
-    return {
-        .getConfigApiEndpoint = VPL_apiGetConfigURL(),
-        .getConfigCloudEndpoint = VPL_cdnGetConfigURL(),
-        .sendStateApiEndpoint = VPL_apiSendStateURL(),
-        .sendStateCloudEndpoint = VPL_cdnSendStateURL(),
-        .analyticsEndpoint = VPL_analyticBaseURL(),
-        .pushNotificationEndpoint = VPL_pushBaseURL(),
+KIVNetworkConfigurationsOptions& KIVEnvironment::legacyNetworkConfigurations() {
+    static auto& endpoints = *new KIVNetworkConfigurationsOptions{
+        .getConfigApiEndpoint = kiv::build::legacyApiGetConfigURL,
+        .getConfigCloudEndpoint = kiv::build::legacyCdnGetConfigURL,
+        .sendStateApiEndpoint = kiv::build::legacyApiSendStateURL,
+        .sendStateCloudEndpoint = kiv::build::legacyCdnSendStateURL,
+        .analyticsEndpoint = kiv::build::legacyAnalyticsURL,
+        .pushNotificationEndpoint = kiv::build::legacyPushURL,
     };
+    return endpoints;
+}
+
+KIVNetworkConfigurationsOptions& KIVEnvironment::platformNetworkConfigurations() {
+    static auto& endpoints = *new KIVNetworkConfigurationsOptions{
+        .getConfigApiEndpoint = kiv::build::platformApiGetConfigURL,
+        .getConfigCloudEndpoint = kiv::build::platformCdnGetConfigURL,
+        .sendStateApiEndpoint = kiv::build::platformApiSendStateURL,
+        .sendStateCloudEndpoint = kiv::build::platformCdnSendStateURL,
+        .analyticsEndpoint = kiv::build::platformAnalyticsURL,
+        .pushNotificationEndpoint = kiv::build::platformPushURL,
+    };
+    return endpoints;
 }

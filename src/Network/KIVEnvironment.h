@@ -5,11 +5,11 @@
 
 #include <kiv/KIVNetworkConfigurationsOptions.h>
 
-/// The endpoints that one client works with. Immutable. A missing one switches off what it is for.
+/// The endpoints that one client works with. Immutable. A missing endpoint switches its feature off.
 class KIVEnvironment {
 public:
-    /// Takes the deployment's endpoints, each without one trailing slash; without a deployment the built-in
-    /// ones for keys of hexadecimal digits, as they are at this moment.
+    /// Takes the deployment's endpoints, each without one trailing slash. Without a deployment, copies
+    /// `legacyNetworkConfigurations` as they stand.
     explicit KIVEnvironment(const std::optional<KIVNetworkConfigurationsOptions>& networkConfigurations);
 
     const std::optional<std::string>& getConfigCdnUrl() const { return endpoints_.getConfigCloudEndpoint; }
@@ -21,11 +21,15 @@ public:
         return endpoints_.pushNotificationEndpoint;
     }
 
-    /// The text without its last character when that is a slash. Nothing for nothing.
+    /// The text without its last character when that is a slash; nullopt for nullopt.
     static std::optional<std::string> chopSlashSuffix(std::optional<std::string> text);
 
-    /// The built-in endpoints for keys in the form of a UUID, as they are at this moment.
-    static KIVNetworkConfigurationsOptions platformNetworkConfigurations();
+    /// The built-in endpoints for keys of 24 hexadecimal digits, all six. KIVEndpoints.h lets an application
+    /// write them before its first call of `KIVCore`. Made at the first call and never destroyed, so that no
+    /// order of static objects matters.
+    static KIVNetworkConfigurationsOptions& legacyNetworkConfigurations();
+    /// The same for keys in the form of a UUID.
+    static KIVNetworkConfigurationsOptions& platformNetworkConfigurations();
 
 private:
     KIVNetworkConfigurationsOptions endpoints_;

@@ -5,19 +5,20 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Platform/Crypto/Uuid.h"
+#include "Runtime/KIVDebugger.h"
 
 namespace {
 
-/// How much may have come of a stream that its listeners had no time for yet.
+/// Bytes of a stream that may have arrived and not reached its listeners yet. A stream that exceeds them
+/// fails.
 constexpr std::size_t maxWaitingBytes = 16U << 20;
 
 kiv::TransportError listenersTooSlow() {
-    kiv::TransportError error = KIVServerSentEventTooLarge();
-    error.description = "more than 16 MiB of the stream wait for its listeners";
-    return error;
+    return {std::string(kiv::urlErrorDomain), kiv::TransportError::tooLarge,
+            kiv::format("more than %@ MiB of the stream wait for its listeners", maxWaitingBytes >> 20U)};
 }
 
-/// What a callback throws is its own affair.
+/// Calls a listener or the delegate, and drops what it throws.
 template <class Callback, class... Arguments>
 void call(const Callback& callback, Arguments&&... arguments) noexcept {
     try {
@@ -34,7 +35,7 @@ struct KIVEventSource::Stream {
 
     const std::weak_ptr<KIVEventSource> source;
     kiv::SerialQueue queue;
-    std::atomic<std::size_t> waitingBytes = 0; ///< that came and the queue has not seen
+    std::atomic<std::size_t> waitingBytes = 0; ///< received, and not taken up by the queue yet
 
     // Used on the queue only.
     KIVEventStreamBuffer buffer;
@@ -171,8 +172,7 @@ void KIVEventSource::didCompleteWithError(const std::optional<kiv::TransportErro
 }
 
 void KIVEventSource::didReceiveData(const SharedStream& stream, std::string_view bytes) {
-    // The source is held for a step at a time, and asked for again before the next: a callback may have
-    // closed it or let go of it.
+    // Each step takes the source anew: a callback of the step before may have closed or released it.
     if (openSource(stream)) {
         stream->buffer.append(bytes);
     }
@@ -245,7 +245,7 @@ KIVEventSource::Identifier KIVEventSource::addListenerForEvent(std::string event
 }
 
 void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
-    std::shared_ptr<Listener> removed; // destroyed without the lock: what it holds is its owner's
+    std::shared_ptr<Listener> removed; // destroyed without the lock: that may run code of the application
     const std::lock_guard lock(lock_);
     for (auto& [event, listeners] : listenersKeyedByEvent_) {
         const auto found = std::find_if(listeners.begin(), listeners.end(), [&](const auto& listener) {
@@ -261,7 +261,7 @@ void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
 }
 
 void KIVEventSource::removeAllListenersForEvent(std::string_view event) {
-    Listeners removed; // destroyed without the lock
+    Listeners removed; // destroyed without the lock, too
     const std::lock_guard lock(lock_);
     const auto found = listenersKeyedByEvent_.find(std::string(event));
     if (found != listenersKeyedByEvent_.end()) {

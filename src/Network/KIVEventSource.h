@@ -18,36 +18,36 @@
 
 class KIVEventSource;
 
-/// Hears of what becomes of a source, on the source's queue. What an operation throws ends with it.
+/// Is told of a source's events and changes of state, on the source's queue. Exceptions are dropped.
 class KIVEventSourceDelegate {
 public:
     virtual ~KIVEventSourceDelegate() = default;
 
     virtual void eventSourceDidOpen(KIVEventSource&) {}
     virtual void eventSource(KIVEventSource&, const KIVServerSentEvent& /*didReceiveEvent*/) {}
-    /// No error when the server has ended the stream.
+    /// The stream has failed. Without an error, the server has ended it.
     virtual void eventSource(KIVEventSource&,
                              const std::optional<kiv::TransportError>& /*didFailWithError*/) {}
     virtual void eventSourceDidClose(KIVEventSource&) {}
 };
 
-/// Listens to a stream of server-sent events. A stream that fails or ends is not opened again by itself.
+/// Listens to a stream of server-sent events. A stream that fails or ends stays so until `open` is called.
 ///
-/// Belongs to a shared pointer. Callable from any thread, and from inside its own callbacks; there it may
-/// also be let go of, which ends the stream. Listeners and delegate run one after the other on the source's
-/// serial queue, with no lock held. Once the source was closed or let go of, no listener starts any more; one
-/// that had started may still be at work on the queue.
+/// Held by a shared pointer; releasing the last one ends the stream. Callable from any thread, also from its
+/// own callbacks, which may release it too. Listeners and delegate are called one after the other on the
+/// source's serial queue, with no lock held. Once the source is closed or released, no further listener is
+/// called; a listener that is running at that moment runs to its end.
 class KIVEventSource : public std::enable_shared_from_this<KIVEventSource> {
 public:
     enum class State : int { connecting = 0, open = 1, closed = 2, closing = 3, failed = 4 };
     using OpenStream =
         std::function<std::shared_ptr<kiv::HttpTask>(kiv::HttpRequest, kiv::HttpStreamHandlers)>;
-    /// Events come without an error. What a listener throws ends with it.
+    /// Called for each event; `error` is nullopt. Exceptions are dropped.
     using EventHandler =
         std::function<void(const KIVServerSentEvent& event, const std::optional<kiv::TransportError>& error)>;
     using Identifier = std::size_t;
 
-    /// `openStream` performs the request; whatever it tells may come from any thread.
+    /// `openStream` performs the request. It may call the handlers from any thread.
     explicit KIVEventSource(std::string URL, OpenStream openStream = kiv::openHttpStream);
     ~KIVEventSource();
     KIVEventSource(const KIVEventSource&) = delete;
@@ -57,19 +57,21 @@ public:
     std::shared_ptr<KIVEventSourceDelegate> delegate() const;
     void setDelegate(std::weak_ptr<KIVEventSourceDelegate> delegate);
 
-    /// `connecting` also before it was opened.
+    /// `connecting` also before the first `open`.
     State state() const;
     bool isConnecting() const { return state() == State::connecting; }
     bool isOpen() const { return state() == State::open; }
     bool isClosed() const { return state() == State::closed; }
     bool isClosing() const { return state() == State::closing; }
 
-    /// Opens the stream; also one that has failed. Without effect on one that is under way or was closed.
+    /// Opens the stream, or opens it again after it has failed. Has no effect while it is connecting or open,
+    /// and after `close`.
     void open();
     /// Ends the stream for good.
     void close();
 
-    /// Calls the handler for each event of that name, after those that were added before.
+    /// Calls the handler for each event of that name. Handlers of one name run in the order of their
+    /// addition.
     Identifier addListenerForEvent(std::string event, EventHandler usingEventHandler);
     void removeEventListenerWithIdentifier(Identifier identifier);
     void removeAllListenersForEvent(std::string_view event);
@@ -85,7 +87,7 @@ private:
     struct Stream;
     using SharedStream = std::shared_ptr<Stream>;
 
-    // What follows runs on the queue. A source that was let go of meanwhile does not mind.
+    // Work on the queue. It does nothing when the source is gone or has another stream by then.
     static void enqueue(const SharedStream& stream, std::function<void(KIVEventSource& source)> work);
     static void didReceiveData(const SharedStream& stream, std::string_view bytes);
     static void announce(const SharedStream& stream, const KIVServerSentEvent& event);
@@ -107,9 +109,9 @@ private:
     const std::string URL_;
     const OpenStream openStream_;
     kiv::SerialQueue queue_;
-    mutable std::mutex lock_; ///< for what follows; not held while anything is called
+    mutable std::mutex lock_; ///< guards the members below; not held during callbacks
     State state_ = State::connecting;
-    SharedStream stream_; ///< the latest, or null
+    SharedStream stream_; ///< the latest; null before the first `open`
     std::unordered_map<std::string, Listeners> listenersKeyedByEvent_;
     std::weak_ptr<KIVEventSourceDelegate> delegate_;
 };

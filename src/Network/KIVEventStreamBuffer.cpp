@@ -5,7 +5,7 @@
 #include "Platform/Text/Text.h"
 
 void KIVEventStreamBuffer::append(std::string_view bytes) {
-    // What was consumed goes when it is the larger part, so that no byte is moved more than twice.
+    // Consumed bytes are erased once they are the larger part: so no more bytes are moved than are consumed.
     if (begin_ > bytes_.size() / 2) {
         bytes_.erase(0, begin_);
         searched_ -= begin_;
@@ -18,7 +18,7 @@ std::optional<std::string_view> KIVEventStreamBuffer::nextBlock() {
     constexpr std::string_view ending = "\n\n";
     const std::size_t end = bytes_.find(ending, searched_);
     if (end == bytes_.npos) {
-        // The last byte may be the first of an ending.
+        // The last byte may be the first half of an ending.
         searched_ = std::max(begin_, bytes_.empty() ? 0 : bytes_.size() - 1);
         return std::nullopt;
     }

@@ -7,14 +7,14 @@
 
 #include "Network/KIVServerSentEvent.h"
 
-/// What has come of an event stream and was not consumed yet. Bytes go in as they come, events come out
-/// whole; a character may be cut in two on the way. Two line feeds, and nothing else, end an event.
+/// The bytes of an event stream that have arrived and are not consumed yet. Bytes go in as they arrive, even
+/// if that cuts a character in two; events come out whole. Only two line feeds in a row end an event.
 class KIVEventStreamBuffer {
 public:
     void append(std::string_view bytes);
 
-    /// Takes the next event. Nothing when the next one is not whole, or has just proved to be an empty block,
-    /// or when the stream has failed: `error` is then set, and nothing more is to be made of it.
+    /// Takes the next event. nullopt when it has not arrived whole, when its block is empty (the next call
+    /// goes on behind it), and when it is too large: `error` is then set, and only `clear` may follow.
     std::optional<KIVServerSentEvent> nextEvent(std::optional<kiv::TransportError>& error);
 
     void clear() { *this = {}; }
@@ -23,6 +23,6 @@ private:
     std::optional<std::string_view> nextBlock();
 
     std::string bytes_;
-    std::size_t begin_ = 0;    ///< of what was not consumed
-    std::size_t searched_ = 0; ///< no event ends before this
+    std::size_t begin_ = 0;    ///< where the bytes begin that are not consumed
+    std::size_t searched_ = 0; ///< no event ends before this position
 };

@@ -6,8 +6,8 @@
 
 #include "Platform/Text/Json.h"
 
-/// What is to be asked of a service. A GET carries its parameters, which are texts, in its URL, in their
-/// order; any other method carries them as a JSON body.
+/// A request to a service. A GET carries its parameters, whose values must be texts, in the query of its URL,
+/// in their order; any other method carries them as a JSON body.
 struct KIVHttpRequestData {
     KIVHttpRequestData() = delete;
     KIVHttpRequestData(std::string ownUrl, std::string ownMethod, std::optional<kiv::json::object> params)

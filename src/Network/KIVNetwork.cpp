@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A payload and the memory that all its values stand in, which is given back as one.
+/// A parsed payload together with the memory that all its values stand in, which is released as one.
 struct Payload {
     explicit Payload(std::size_t bytesOfText) : memory(bytesOfText) {}
 
@@ -37,7 +37,7 @@ KIVConfigurationDataResult::Document parsePayload(std::string_view text, std::st
     return {payload, &*payload->document};
 }
 
-/// The parameters as a body; nothing when they are no JSON.
+/// The parameters as JSON text; nullopt when a number among them is not finite.
 std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& parameters) {
     if (!kiv::isJson(parameters)) {
         KIV_DEBUG_LOG("Error processing request parameters");
@@ -46,7 +46,7 @@ std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& p
     return kiv::prettyJson(parameters);
 }
 
-/// Nothing when no body can be made.
+/// nullopt when no body can be made of the parameters.
 std::optional<kiv::HttpRequest> requestOf(const KIVHttpRequestData& data, double timeout,
                                           bool useDefaultCachePolicy) {
     kiv::HttpRequest request{
@@ -95,7 +95,8 @@ bool saysNotFound(const kiv::json::value& json) {
     return text ? kiv::readInteger(*text) == 404 : kiv::equalJson(*result, kiv::json::value(404));
 }
 
-/// The answer; null and why when the body is none.
+/// The answer's body. Null when it is empty, is no JSON object or says "not found"; `error` and `details`
+/// then say why.
 KIVConfigurationDataResult::Document parseAnswer(const kiv::HttpResponse& response, KIVNetworkError& error,
                                                  std::string& details) {
     if (response.body.empty()) {
@@ -142,7 +143,7 @@ void KIVNetwork::getJsonFromURL(const KIVHttpRequestData& requestData, double ti
                               completionHandler = std::move(completionHandler)](kiv::HttpResponse response) {
             KIVNetworkError error = KIVNetworkError::none;
             const auto json = self->answerOf(url, response, doNotReport404, error);
-            response = {}; // not needed while the completion runs
+            response = {}; // releases the body before the completion runs
             if (const auto failure = kiv::failureOf([&] { completionHandler(json, error); })) {
                 KIV_DEBUG_LOG("Error: urlConnectionCompetionHandler threw an exception: %@", failure->what());
             }

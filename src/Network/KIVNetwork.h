@@ -16,7 +16,7 @@
 /// How a request, or the reading of a document, can fail.
 enum class KIVNetworkError : int {
     none = 0,
-    notFound = 1, ///< HTTP 404 or 403, or a body that says so
+    notFound = 1, ///< HTTP 404 or 403, or a body whose "result" is 404
     unknown = 2,  ///< the transport failed
     timeout = 3,
     jsonParsing = 4,
@@ -30,48 +30,50 @@ inline constexpr const char* KIVNetwork_timeout = "KIVNetwork_timeout";
 inline constexpr const char* KIVNetwork_jsonParsing = "KIVNetwork_jsonParsing";
 inline constexpr const char* KIVNetwork_signatureWasNotVerified = "KIVNetwork_signatureWasNotVerified";
 inline constexpr const char* KIVNetwork_emptyResult = "KIVNetwork_emptyResult";
-/// A name only: no error has it.
+/// A name that no error has.
 inline constexpr const char* KIVNetwork_exceptionInsideAsyncNetworkRequest =
     "KIVNetwork_exceptionInsideAsyncNetworkRequest";
 
-/// Asks the services, and reads what the configuration service sent. Callable from any thread.
+/// Sends requests to the services, and verifies and parses configuration documents. Callable from any thread.
 class KIVNetwork : public std::enable_shared_from_this<KIVNetwork> {
 public:
-    /// The answer, an object without nulls, or null and what went wrong.
+    /// `json` is the answer, an object without nulls. On failure it is null, and `error` says why.
     using JsonCompletion =
         std::function<void(const KIVConfigurationDataResult::Document& json, KIVNetworkError error)>;
 
-    /// Whether signatures are checked at all is read from the options here; the certificate when it is
-    /// needed. Neither pointer may be null.
+    /// Reads here whether the options ask for signatures to be checked, and their certificate at each check.
+    /// Neither pointer may be null.
     KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions,
                std::shared_ptr<const KIVURLSession> urlSession);
     virtual ~KIVNetwork() = default;
     KIVNetwork(const KIVNetwork&) = delete;
     KIVNetwork& operator=(const KIVNetwork&) = delete;
 
-    /// Performs a request and classifies its outcome: HTTP 404 and 403, and a body whose "result" is 404, are
-    /// `notFound`; no other status is an error. `timeout` is how many seconds may pass without a byte; 0
-    /// stands for 60. Returns at once; the completion is called once, on the session's queue, and not at all
-    /// when no body can be made of the parameters. What it throws is logged. `doNotReport404` keeps
-    /// `notFound` from `reportNetworkError`; `useDefaultCachePolicy` lets caches on the way answer.
+    /// Performs a request and classifies its outcome: HTTP 404, HTTP 403 and a body whose "result" is 404 are
+    /// `notFound`; no other status is an error. `timeout` is the idle limit in seconds; 0 stands for
+    /// `KIVNetworkUtils_defaultRequestTimeout`. Returns at once. The completion is called once, on the
+    /// session's queue; it is not called when no body can be made of the parameters, and once the session is
+    /// invalid. What it throws is logged. With `doNotReport404`, `reportNetworkError` is not called for
+    /// `notFound`. With `useDefaultCachePolicy`, caches on the way may answer.
     void getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
                         JsonCompletion completionHandler, bool doNotReport404,
                         bool useDefaultCachePolicy) const;
 
-    /// From now on no request starts, and the answers that are under way are dropped.
+    /// Cancels the requests under way, without calling their completions, and starts no further ones.
     void stop() { urlSession_->invalidateAndCancel(); }
     bool isStopped() const { return urlSession_->isInvalid(); }
 
-    /// The payload of an envelope, an object without nulls, once its signature has been verified. Null on
-    /// failure: `error`, when given, is then `signatureWasNotVerified` or, for a payload that is missing or
-    /// no JSON object, `jsonParsing`. `url` says in the log where the envelope came from.
+    /// The payload of an envelope, an object without nulls. Verifies its signature first, unless the options
+    /// disable that. Null on failure: `error`, when given, is then `signatureWasNotVerified` or, for a
+    /// payload that is missing or no JSON object, `jsonParsing`. The log names `url` as the envelope's
+    /// origin.
     KIVConfigurationDataResult::Document extractInnerJson(const kiv::json::value& envelope,
                                                           std::string_view url, KIVNetworkError* error) const;
 
-    /// The error's name; nothing for `none` and for numbers that are no error.
+    /// The error's name; nullopt for `none` and for numbers that are no error.
     static std::optional<std::string> networkErrorString(KIVNetworkError error);
 
-    /// Called for every failure, on the thread that met it. Does nothing.
+    /// Called for every failure, on the thread where it happened. Does nothing; a subclass may.
     virtual void reportNetworkError(KIVNetworkError error, std::string_view url,
                                     std::string_view details) const;
 

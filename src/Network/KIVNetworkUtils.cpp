@@ -1,10 +1,10 @@
 #include "Network/KIVNetworkUtils.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string_view>
 
-#include "Platform/Http/HttpClient.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -13,7 +13,7 @@ constexpr const char* antiCacheParameter = "canticache";
 
 std::uint32_t antiCacheValue() { return std::random_device()(); }
 
-/// Everything but what never needs it (RFC 3986, 2.3) is percent-encoded.
+/// Percent-encodes every character that is not unreserved (RFC 3986, section 2.3).
 void appendEncoded(std::string& url, std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
@@ -36,7 +36,8 @@ void KIVNetworkUtils::addAntiCacheParameter(kiv::json::object& parameters) {
 }
 
 std::string KIVNetworkUtils::urlStringByAppendingAntiCacheParameter(const std::string& url) {
-    return kiv::format("%@%@canticache=%u", url, url.find('?') == url.npos ? "?" : "&", antiCacheValue());
+    return kiv::format("%@%@%@=%u", url, url.find('?') == url.npos ? "?" : "&", antiCacheParameter,
+                       antiCacheValue());
 }
 
 void KIVNetworkUtils::sendSimpleAsyncGetRequestToURL(const std::string& url) {

@@ -2,23 +2,25 @@
 
 #include <string>
 
+#include "Platform/Http/HttpClient.h"
 #include "Platform/Text/Json.h"
 
-/// Seconds without a byte after which a request that does not say otherwise fails.
-inline constexpr double KIVNetworkUtils_defaultRequestTimeout = 60;
+/// Idle limit, in seconds, of a request that sets none of its own: it fails when no byte is sent or received
+/// for this long.
+inline constexpr double KIVNetworkUtils_defaultRequestTimeout = kiv::HttpRequest::defaultIdleTimeout;
 
-/// Small helps for requests. Callable from any thread.
+/// Helpers for requests. Callable from any thread.
 class KIVNetworkUtils {
 public:
-    /// Sets "canticache" to a fresh random number, so that no cache on the way knows the request.
+    /// Sets "canticache" to a fresh random number, so that no cache on the way has an answer to the request.
     static void addAntiCacheParameter(kiv::json::object& parameters);
 
-    /// The same at the end of a URL's query.
+    /// The URL with such a parameter added to the end of its query.
     static std::string urlStringByAppendingAntiCacheParameter(const std::string& url);
 
     /// Sends a GET and ignores the answer. Returns at once.
     static void sendSimpleAsyncGetRequestToURL(const std::string& url);
 
-    /// The URL with the parameters, which must be texts, after the items that its query has already.
+    /// The URL with the parameters, whose values must be texts, added to the end of its query.
     static std::string generateUrlWithParams(const std::string& url, const kiv::json::object& parameters);
 };

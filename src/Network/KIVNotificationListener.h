@@ -7,12 +7,13 @@
 
 #include "Network/KIVEventSource.h"
 
-/// What the service announces when the configuration of a key has changed.
+/// The event that the service sends when the configuration of a key has changed.
 inline constexpr const char* KIVC_pushEventName = "changed";
+/// A stream's URL: that of the push endpoint, then the key.
 inline constexpr std::string_view KIVC_twoPartsUrl = "%@/%@";
 
-/// Listens to what the service announces for one key. Callable from any thread, and from inside its own
-/// handlers; there it may also be destroyed.
+/// Listens to the push stream of one key. Callable from any thread, also from its own handlers, which may
+/// destroy it too.
 class KIVNotificationListener {
 public:
     using Handler = std::function<void(const KIVServerSentEvent& event)>;
@@ -25,11 +26,10 @@ public:
     KIVNotificationListener(const KIVNotificationListener&) = delete;
     KIVNotificationListener& operator=(const KIVNotificationListener&) = delete;
 
-    /// Calls the handler for each event of that name, on a queue of the library's; what it throws ends with
-    /// it.
+    /// Calls the handler for each event of that name, on the library's work thread. Exceptions are dropped.
     void on(std::string event, Handler handler);
 
-    /// Ends the stream; no handler starts any more.
+    /// Ends the stream. No handler is called from then on; one that is running runs to its end.
     void stop();
 
     /// Whether no event will come any more: the stream has failed or ended, or was stopped.

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Platform/Text/Text.h"
+#include "Runtime/KIVDebugger.h"
 
 namespace {
 
@@ -57,9 +58,8 @@ std::optional<std::string> take(KIVServerSentEventFields& fields, std::string_vi
 } // namespace
 
 kiv::TransportError KIVServerSentEventTooLarge() {
-    constexpr long dataLengthExceedsMaximum = -1103;
-    return {std::string(kiv::urlErrorDomain), dataLengthExceedsMaximum,
-            "an event of the stream is larger than 1 MiB"};
+    return {std::string(kiv::urlErrorDomain), kiv::TransportError::tooLarge,
+            kiv::format("an event of the stream is larger than %@ MiB", KIVServerSentEvent_maxBytes >> 20U)};
 }
 
 std::optional<KIVServerSentEventFields>

@@ -13,19 +13,19 @@
 
 using KIVServerSentEventFields = std::map<std::string, std::string, std::less<>>;
 
-/// The most bytes of an event stream that may wait for the end of their event.
+/// The most bytes that one event of a stream may have.
 inline constexpr std::size_t KIVServerSentEvent_maxBytes = 1U << 20;
 
-/// The failure of a stream whose events are larger than that.
+/// The failure of a stream with an event of more than `KIVServerSentEvent_maxBytes`.
 kiv::TransportError KIVServerSentEventTooLarge();
 
-/// The fields of one event, given as the lines of its block in UTF-8. Comments, and lines without a name or a
-/// value, are no fields; the values of a field that comes again are joined by line feeds. Nothing for an
-/// empty block, and for one that is too large: `error`, when given, is then set.
+/// The fields of one event; `text` is its block of lines, in UTF-8. Comments, and lines without a name or a
+/// value, are skipped; the values of a repeated field are joined by line feeds. nullopt for an empty block,
+/// and for a block that is too large; the latter sets `error`, when given.
 std::optional<KIVServerSentEventFields>
 KIVServerSentEventFieldsFromString(std::string_view text, std::optional<kiv::TransportError>* error);
 
-/// One event of a stream. What it archives: "event", "identifier", "data" (texts) and "retry" (an integer).
+/// One event of a stream. It archives "event", "identifier", "data" (texts) and "retry" (an integer).
 class KIVServerSentEvent : public KIVAutoCodingObject {
 public:
     /// An event without fields.
@@ -37,7 +37,7 @@ public:
     const std::optional<std::string>& identifier() const { return identifier_; }
     double retry() const { return static_cast<double>(retry_); }
     const std::optional<std::string>& data() const { return data_; }
-    /// The fields that have no meaning here.
+    /// All other fields.
     const KIVServerSentEventFields& userInfo() const { return userInfo_; }
 
 protected:

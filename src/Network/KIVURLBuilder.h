@@ -7,10 +7,11 @@
 #include "Network/KIVEnvironment.h"
 #include "Network/KIVHttpRequestData.h"
 
-/// Makes the requests of one environment out of device properties. Immutable, callable from any thread.
+/// Makes the requests to the endpoints of one environment out of device properties. Immutable, callable from
+/// any thread.
 ///
-/// A request whose endpoint is missing is nothing. A property that is missing is left out of a query, and is
-/// "(null)" in a path.
+/// A request is nullopt when its endpoint is missing. A missing property is left out of the query, and is
+/// "(null)" in the path.
 class KIVURLBuilder {
 public:
     using Properties = kiv::json::object;
@@ -18,18 +19,18 @@ public:
     /// The environment must not be null.
     explicit KIVURLBuilder(std::shared_ptr<const KIVEnvironment> environment);
 
-    /// The configuration of this device and application, from the CDN.
+    /// Asks the CDN for the configuration of this device and application.
     std::optional<KIVHttpRequestData> createNetworkCacheURL(const Properties& properties) const;
     std::string getNetworkCacheURL(const Properties& properties) const;
 
-    /// The same from the API, which is told all properties.
+    /// Asks the API for the same, and tells it all properties.
     std::optional<KIVHttpRequestData> createRequestConfigurationURL(const Properties& properties) const;
 
-    /// Whether the state of this hash is known, asked of the CDN.
+    /// Asks the state CDN whether the service knows the state with this hash.
     std::optional<KIVHttpRequestData> createNetworkStateCacheURL(const Properties& properties) const;
     std::string getNetworkStateCacheURL(const Properties& properties) const;
 
-    /// The state, told to the API. Its parameters end at the first of them that is missing.
+    /// Tells the state API the state. The parameters end before the first property that is missing.
     std::optional<KIVHttpRequestData> createNetworkStateApiURL(const Properties& properties) const;
 
 private:

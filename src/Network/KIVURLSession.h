@@ -9,7 +9,7 @@
 #include "Platform/Http/HttpClient.h"
 #include "Platform/Threads/Queues.h"
 
-/// The session that a client's requests run in. Callable from any thread.
+/// Runs the requests of one client, and can cancel them all. Callable from any thread.
 class KIVURLSession {
 public:
     using Completion = std::function<void(kiv::HttpResponse response)>;
@@ -18,18 +18,19 @@ public:
     /// session has been invalidated.
     void sendRequestWrapper(kiv::HttpRequest request, Completion completionHandler) const;
 
-    /// No request starts any more, and those under way are cancelled: what their completions hold goes.
+    /// Cancels the requests under way, and starts no further ones. Their completions are released, not
+    /// called.
     void invalidateAndCancel() const;
     bool isInvalid() const { return state_->isInvalid; }
 
-    /// Where completions run, and whatever else is to run one after the other with them.
+    /// The queue of the completions. Tasks that must not run at the same time as a completion go here too.
     kiv::SerialQueue& delegateQueue() const { return delegateQueue_; }
 
 private:
     struct State {
         std::atomic<bool> isInvalid{false};
         std::mutex lock;
-        std::vector<std::weak_ptr<kiv::HttpTask>> tasks; ///< under way, and some that have ended
+        std::vector<std::weak_ptr<kiv::HttpTask>> tasks; ///< those under way, and some that have ended
     };
 
     const std::shared_ptr<State> state_ = std::make_shared<State>();

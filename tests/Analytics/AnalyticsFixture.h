@@ -58,17 +58,17 @@ protected:
     }
     std::shared_ptr<KIVSEGAnalytics> client() const { return KIVSEGAnalytics::create(configuration()); }
 
-    /// Events of the name that is given, with a property each that tells them apart.
+    /// Tracks `count` events whose property "number" counts up from `first`.
     static void track(KIVSEGAnalytics& analytics, int first, int count) {
         for (int i = first; i < first + count; ++i) {
             analytics.track("impression", {{"number", i}});
         }
     }
 
-    /// Waits until the library has nothing left to do but what the network owes it.
+    /// Waits until the library has nothing left to do but to wait for the network.
     static void settle() { kiv::Timer::timePassed(); }
 
-    /// The next outcome of an upload: the name of its notification.
+    /// The next outcome of an upload: the name of its notification, or "nothing" when none comes.
     std::string nextOutcome() {
         std::unique_lock lock(outcomes_->lock);
         const bool came = outcomes_->changed.wait_for(lock, std::chrono::seconds(20),
@@ -114,7 +114,7 @@ protected:
         return numbers(properties);
     }
 
-    /// Those of the request of that index.
+    /// The numbers of the events in the request of that index.
     std::string sentNumbers(std::size_t request) const {
         EXPECT_TRUE(server.waitForRequests(request + 1));
         const auto body = kiv::parseJson(server.requests().at(request).body);

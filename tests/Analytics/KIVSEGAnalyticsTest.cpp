@@ -7,7 +7,7 @@ namespace {
 using Calls = AnalyticsFixture;
 using Object = kiv::json::object;
 
-/// The events on disk without what is another one each time.
+/// The events without the members that differ each time.
 kiv::json::array told(kiv::json::array events) {
     for (auto& event : events) {
         EXPECT_EQ(event.at("messageId").as_string().size(), 36U);
@@ -32,7 +32,7 @@ TEST_F(Calls, BecomeEvents) {
     analytics->alias("newer");
     analytics->trackPushNotification({{"id", 1}}, true);
     analytics->trackPushNotification({}, false);
-    // None of these is an event.
+    // These make no event.
     analytics->receivedRemoteNotification({{"x", 1}});
     analytics->failedToRegisterForRemoteNotificationsWithError("no");
     analytics->handleActionWithIdentifier("open", {});

@@ -78,7 +78,7 @@ TEST_F(Queue, HoldsTheNewestThousandAndSendsTheOldestHundred) {
     ManualClock& clock = ManualClock::install();
     answer(LoopbackServer::answer(503, ""));
     const auto analytics = client();
-    for (int i = 0; i < 1200; i += 50) { // no faster than they are taken
+    for (int i = 0; i < 1200; i += 50) { // no faster than the queue takes them
         track(*analytics, i, 50);
         settle();
     }
@@ -86,7 +86,7 @@ TEST_F(Queue, HoldsTheNewestThousandAndSendsTheOldestHundred) {
     EXPECT_EQ(keptNumbers(), "200-1199");
     EXPECT_EQ(server.requests().size(), 1U) << "a service in trouble is not asked again by every event";
 
-    // While an upload is under way there is no other, and the queue may lose what is in it.
+    // During an upload no other one starts, and the queue may drop the events that it sends.
     answer(LoopbackServer::stall());
     clock.advance(31);
     EXPECT_EQ(sentNumbers(1), "200-299");

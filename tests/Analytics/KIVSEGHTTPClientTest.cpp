@@ -35,7 +35,8 @@ protected:
         return {{"sentAt", "2026-11-21T09:40:16.123Z"}, {"batch", std::move(events)}};
     }
 
-    /// Whether the events are to be sent again; nothing when no answer comes. The client goes meanwhile.
+    /// Whether the events are to be sent again; nullopt when no answer comes. Destroys the client before
+    /// that.
     std::optional<bool> retry(std::unique_ptr<KIVSEGHTTPClient> client, const std::string& base,
                               const Object& batch) {
         auto answer = std::make_shared<std::promise<bool>>();

@@ -39,7 +39,7 @@ protected:
         return text;
     }
 
-    /// What a storage owes whoever uses it, wherever it keeps things.
+    /// What every storage does, wherever it keeps its values.
     static void checkKeepsAll(KIVSEGStorage& storage) {
         EXPECT_TRUE(storage.arrayForKey("list").is_null());
         EXPECT_FALSE(storage.dataForKey("data"));

@@ -24,7 +24,7 @@ void setUp(const SilentServer& network) {
     KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", options);
 }
 
-/// 0 when nobody answers.
+/// The status of the answer; 0 without one.
 int statusOf(const std::string& url) {
     auto status = std::make_shared<std::promise<int>>();
     kiv::sendHttpRequest({.url = url},
@@ -51,7 +51,7 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
     const std::function<void()> ends[] = {[&] { screen.dismiss(); }, [&] { controller->done(); },
                                           [&] { KIVCore::shutdown(); }};
     for (const auto& end : ends) {
-        controller->setView({}); // a toolkit's view beside it changes nothing
+        controller->setView({}); // a view of the application's changes nothing
         last = screen.present().address.value();
         EXPECT_EQ(screen.present().address, last);
         EXPECT_EQ(statusOf(last), 200);

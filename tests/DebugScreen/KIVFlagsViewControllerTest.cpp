@@ -10,7 +10,7 @@ namespace {
 
 const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
 
-/// Without an endpoint nothing is looked up or asked for.
+/// Without an endpoint no request is made.
 const KIVOptions offline{.networkConfigurations = KIVNetworkConfigurationsOptions()};
 
 struct AppFlags : KIVBaseContainer {
@@ -33,28 +33,28 @@ std::string textOf(const std::vector<KIVFlagsViewController::Section>& sections)
     return text;
 }
 
-class FlagsScreen : public ::testing::Test {
+class FlagsViewController : public ::testing::Test {
 protected:
-    FlagsScreen() {
+    FlagsViewController() {
         KIVCore::register_("myApp", flags);
         KIVOptions options;
         options.networkConfigurations =
             KIVNetworkConfigurationsOptions{.getConfigCloudEndpoint = network.url()};
         KIVCore::setupWithKey(key, options);
-        screen = KIVCore::flagsViewController();
-        screen->setView({.reloadData = [this] { ++reloads; },
-                         .present = [this](const KIVFlagsAlert& shown) { alert = shown; },
-                         .dismiss = [this] { ++dismissals; }});
-        screen->viewDidLoad();
+        model = KIVCore::flagsViewController();
+        model->setView({.reloadData = [this] { ++reloads; },
+                        .present = [this](const KIVFlagsAlert& shown) { alert = shown; },
+                        .dismiss = [this] { ++dismissals; }});
+        model->viewDidLoad();
     }
 
-    ~FlagsScreen() override { KIVCore::shutdown(); }
+    ~FlagsViewController() override { KIVCore::shutdown(); }
 
     template <class Cell>
     std::shared_ptr<Cell> cell(std::string_view label) const {
-        for (std::size_t section = 0; section < screen->numberOfSectionsInTableView(); ++section) {
-            for (std::size_t row = 0; row < screen->numberOfRowsInSection(section); ++row) {
-                const auto found = screen->cellForRowAtIndexPath({section, row});
+        for (std::size_t section = 0; section < model->numberOfSectionsInTableView(); ++section) {
+            for (std::size_t row = 0; row < model->numberOfRowsInSection(section); ++row) {
+                const auto found = model->cellForRowAtIndexPath({section, row});
                 if (found->textLabel() == label) {
                     return std::dynamic_pointer_cast<Cell>(found);
                 }
@@ -65,17 +65,17 @@ protected:
 
     std::shared_ptr<AppFlags> flags = std::make_shared<AppFlags>();
     SilentServer network; ///< no fetch ends while the test runs
-    std::shared_ptr<KIVFlagsViewController> screen;
+    std::shared_ptr<KIVFlagsViewController> model;
     std::optional<KIVFlagsAlert> alert;
     int reloads = 0;
     int dismissals = 0;
 };
 
-TEST_F(FlagsScreen, GroupsAndSearches) {
+TEST_F(FlagsViewController, GroupsAndSearches) {
     for (const char* name : {"B.c.e", "b.c.d", "a", "Zed", "b.c.f.g", "Äpfel"}) {
         KIVCore::setVariant(std::make_shared<KIVFlag>(), name);
     }
-    EXPECT_EQ(textOf(screen->namespacesToFeatures()),
+    EXPECT_EQ(textOf(model->namespacesToFeatures()),
               "myApp: myApp.buttonColor myApp.ratio myApp.retries myApp.showNewLogin; ")
         << "as loaded";
     const std::pair<const char*, const char*> searches[] = {
@@ -89,19 +89,19 @@ TEST_F(FlagsScreen, GroupsAndSearches) {
         {".", ""},
     };
     for (const auto& [query, expected] : searches) {
-        screen->textDidChange(query);
-        EXPECT_EQ(textOf(screen->namespacesToFeatures()), expected) << query;
+        model->textDidChange(query);
+        EXPECT_EQ(textOf(model->namespacesToFeatures()), expected) << query;
     }
     EXPECT_EQ(reloads, 7);
-    screen->searchBarCancelButtonClicked();
-    EXPECT_EQ(screen->numberOfSectionsInTableView(), 5U);
-    EXPECT_EQ(screen->titleForHeaderInSection(1), "b.c");
-    EXPECT_EQ(screen->numberOfRowsInSection(9), 0U);
-    EXPECT_EQ(screen->cellForRowAtIndexPath({0, 9}), nullptr);
-    EXPECT_TRUE(screen->editActionsForRowAtIndexPath({9, 0}).empty());
+    model->searchBarCancelButtonClicked();
+    EXPECT_EQ(model->numberOfSectionsInTableView(), 5U);
+    EXPECT_EQ(model->titleForHeaderInSection(1), "b.c");
+    EXPECT_EQ(model->numberOfRowsInSection(9), 0U);
+    EXPECT_EQ(model->cellForRowAtIndexPath({0, 9}), nullptr);
+    EXPECT_TRUE(model->editActionsForRowAtIndexPath({9, 0}).empty());
 }
 
-TEST_F(FlagsScreen, SwitchOverridesAndRowIsReset) {
+TEST_F(FlagsViewController, SwitchOverridesAndRowIsReset) {
     EXPECT_TRUE(flags->showNewLogin.isEnabled());
     ASSERT_TRUE(flags->showNewLogin.isFreezed());
     const auto shown = cell<KIVBooleanSwitchTableViewCell>("Show New Login");
@@ -113,7 +113,7 @@ TEST_F(FlagsScreen, SwitchOverridesAndRowIsReset) {
     EXPECT_FALSE(flags->showNewLogin.isEnabled()) << "the application follows at once";
     EXPECT_EQ(KIVCore::overrides()->overrideForName("myApp.showNewLogin"), "false");
 
-    const auto actions = screen->editActionsForRowAtIndexPath({0, 3});
+    const auto actions = model->editActionsForRowAtIndexPath({0, 3});
     ASSERT_EQ(actions.size(), 1U);
     EXPECT_EQ(actions[0].title, "Reset");
     actions[0].handler();
@@ -124,7 +124,7 @@ TEST_F(FlagsScreen, SwitchOverridesAndRowIsReset) {
     EXPECT_EQ(shown->detailTextLabel(), std::nullopt);
 }
 
-TEST_F(FlagsScreen, VariationsAreChosenAsTheyAreAndShownCapitalised) {
+TEST_F(FlagsViewController, VariationsAreChosenAsTheyAreAndShownCapitalised) {
     const auto shown = cell<KIVMultiVariantTableViewCell>("Button Color");
     ASSERT_TRUE(shown);
     EXPECT_EQ(shown->flagButton().title, "Deepblue");
@@ -145,42 +145,42 @@ TEST_F(FlagsScreen, VariationsAreChosenAsTheyAreAndShownCapitalised) {
     EXPECT_EQ(cell<KIVMultiVariantTableViewCell>("Retries")->flagButton().title, "3");
 }
 
-TEST_F(FlagsScreen, ResetAllClearsOverridesAndThaws) {
+TEST_F(FlagsViewController, ResetAllClearsOverridesAndThaws) {
     KIVCore::overrides()->setOverride("1", flags->retries);
     KIVCore::overrides()->setOverride("x", "of.nobody");
     flags->showNewLogin.isEnabled();
     for (const bool inNavigation : {true, false}) {
-        screen->viewWillAppear(inNavigation, 20);
-        EXPECT_EQ(screen->rightBarButtonItem().has_value(), inNavigation);
-        EXPECT_EQ(screen->tableHeaderView().has_value(), !inNavigation);
+        model->viewWillAppear(inNavigation, 20);
+        EXPECT_EQ(model->rightBarButtonItem().has_value(), inNavigation);
+        EXPECT_EQ(model->tableHeaderView().has_value(), !inNavigation);
     }
-    EXPECT_EQ(screen->title(), "KIV");
-    EXPECT_EQ(screen->tableHeaderView()->height, 64);
-    ASSERT_EQ(screen->tableHeaderView()->items.size(), 2U);
-    EXPECT_EQ(screen->tableHeaderView()->items[0].title, "");
-    EXPECT_EQ(screen->tableHeaderView()->items[1].title, "Reset All");
-    screen->tableHeaderView()->items[1].action();
+    EXPECT_EQ(model->title(), "KIV");
+    EXPECT_EQ(model->tableHeaderView()->height, 64);
+    ASSERT_EQ(model->tableHeaderView()->items.size(), 2U);
+    EXPECT_EQ(model->tableHeaderView()->items[0].title, "");
+    EXPECT_EQ(model->tableHeaderView()->items[1].title, "Reset All");
+    model->tableHeaderView()->items[1].action();
     EXPECT_TRUE(KIVCore::overrides()->overrides().empty());
     EXPECT_FALSE(flags->showNewLogin.isFreezed());
     EXPECT_EQ(reloads, 3);
 }
 
-TEST_F(FlagsScreen, EndsWithItsClient) {
+TEST_F(FlagsViewController, EndsWithItsClient) {
     struct Counter : KIVFlagsViewController::Presenter {
         int dismissals = 0;
         void dismiss() override { ++dismissals; }
     };
     const auto presenter = std::make_shared<Counter>();
-    screen->addPresenter(presenter);
-    screen->addPresenter(presenter);
-    screen->done();
+    model->addPresenter(presenter);
+    model->addPresenter(presenter);
+    model->done();
     EXPECT_EQ(presenter->dismissals, 1);
     KIVCore::shutdown();
-    EXPECT_EQ(presenter->dismissals, 2) << "what it presents again is reached too";
+    EXPECT_EQ(presenter->dismissals, 2) << "each end reaches a presenter";
     EXPECT_EQ(dismissals, 2);
     KIVCore::reset();
     EXPECT_EQ(dismissals, 2);
-    EXPECT_EQ(screen->cellForRowAtIndexPath({0, 0}), nullptr) << "no flag is registered any more";
+    EXPECT_EQ(model->cellForRowAtIndexPath({0, 0}), nullptr) << "no flag is registered any more";
     KIVCore::setupWithKey("5E0BD1F2C3A4B5D6E7F80913", offline);
     int ofSecond = 0;
     const auto second = KIVCore::flagsViewController();
@@ -190,24 +190,24 @@ TEST_F(FlagsScreen, EndsWithItsClient) {
     EXPECT_EQ(dismissals, 2);
 }
 
-TEST(FlagsScreenOfTheFacade, HandsOutActionsThatMayOutliveIt) {
+TEST(FlagsViewControllerOfTheFacade, HandsOutActionsThatMayOutliveIt) {
     const auto flags = std::make_shared<KIVFlag>(false);
     KIVCore::setupWithKey(key, offline);
     KIVCore::setVariant(flags, "a.on");
-    auto screen = KIVCore::flagsViewController();
-    screen->textDidChange("on"); // before it was loaded
-    ASSERT_NE(screen->cellForRowAtIndexPath({0, 0}), nullptr);
-    screen->viewWillAppear(true);
-    const auto resetAll = screen->rightBarButtonItem().value();
-    const auto reset = screen->editActionsForRowAtIndexPath({0, 0}).at(0);
+    auto model = KIVCore::flagsViewController();
+    model->textDidChange("on"); // before it was loaded
+    ASSERT_NE(model->cellForRowAtIndexPath({0, 0}), nullptr);
+    model->viewWillAppear(true);
+    const auto resetAll = model->rightBarButtonItem().value();
+    const auto reset = model->editActionsForRowAtIndexPath({0, 0}).at(0);
     KIVCore::overrides()->setOverride("true", "a.on");
-    screen.reset();
+    model.reset();
     reset.handler();
     resetAll.action();
-    EXPECT_TRUE(KIVCore::overrides()->hasOverride("a.on")) << "the screen is gone";
+    EXPECT_TRUE(KIVCore::overrides()->hasOverride("a.on")) << "the model is gone";
 }
 
-TEST(FlagsScreenOfTheFacade, IsNullWithoutAClient) {
+TEST(FlagsViewControllerOfTheFacade, IsNullWithoutAClient) {
     EXPECT_EQ(KIVCore::flagsViewController(), nullptr);
     kiv::UserDefaults::standard().set("KIVC_switchedOffVersion", kiv::json::value("588"));
     KIVCore::setupWithKey(key, offline);

@@ -57,7 +57,7 @@ public:
     const kiv::HttpRequest& request() { return requests_.front(); }
 
 private:
-    /// A library's thread may cancel when the test has ended.
+    /// Shared, because a thread of the library may cancel after the test has ended.
     struct Meeting {
         std::mutex lock;
         std::condition_variable changed;
@@ -228,7 +228,7 @@ TEST_F(EventSource, IsQuietOnceItWasClosedOrLetGoOf) {
             one.end();
         });
         journal->listenTo(*source, "changed");
-        // The last listener goes when all of them have been called.
+        // The last listener is destroyed after all of them have been called.
         const auto farewell = [kept = journal](void*) { kept->note("gone"); };
         source->addListenerForEvent(
             "changed", [token = std::shared_ptr<void>(nullptr, farewell)](const auto&, const auto&) {});

@@ -125,7 +125,7 @@ TEST(EventStreamBuffer, FailsWhenAnEventIsTooLarge) {
     }
 }
 
-/// Half a minute and more, were each byte to mean another look at all that has come.
+/// Takes more than half a minute when the buffer searches all its bytes again for each new one.
 TEST(EventStreamBuffer, TakesALargeEventByteByByte) {
     KIVEventStreamBuffer buffer;
     std::optional<kiv::TransportError> error;

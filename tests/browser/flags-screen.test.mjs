@@ -1,4 +1,4 @@
-// The flags screen in a browser, of an application that `kiv shell` plays.
+// The page of the flags screen, for an application that `kiv shell` plays.
 
 import assert from "node:assert/strict";
 import { mkdirSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
@@ -201,7 +201,7 @@ test("a person groups, searches, switches, picks and resets", async (t) => {
 
     await t.test("it bears failures, and says that it has ended", async () => {
         assert.deepEqual(faults, []);
-        const closed = page.getByRole("alert").filter({ hasText: "This screen was closed" });
+        const closed = page.getByRole("alert").filter({ hasText: "The application no longer shows this page" });
         const answer = (action, how, times) => page.route(`**/${action}`, how, { times });
 
         await answer("toggle", (route) => route.fulfill({ status: 400 }), 1);

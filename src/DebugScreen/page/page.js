@@ -1,5 +1,5 @@
-// Draws what the flags screen's model tells, and tells it what the person does. Grouping, labels and search are the
-// model's; this page knows no rule of them.
+// The page of the flags screen: draws the tab's model, and tells it what the person does. Grouping, labels and search
+// follow rules of the model; the page knows none of them.
 
 import { Refused, groupings, post, postPatiently } from "./requests.js";
 import { drawRow, element, forgetRows, labelOf, learnRows, rowOf, updateRow, wordsOf } from "./rows.js";
@@ -10,11 +10,11 @@ const search = byId("search");
 const choice = byId("choice");
 const actions = byId("choice-actions");
 
-const rowsOfChunk = 40; // as many are drawn at once, when they come near the window
+const rowsOfChunk = 40; // rows are drawn this many at a time, when they come near the window
 const waiting = "Waiting for the application…";
 const between = 1000; // milliseconds from one look for changes to the next
 
-let count = 0; // of all rows
+let count = 0; // of the rows in all sections
 let isOver = false;
 let nextLook = 0;
 
@@ -35,7 +35,7 @@ async function answerTo(action, wish) {
     if (!(problem instanceof Refused) || problem.status === 403) {
       end();
     } else if (problem.status === 409 && action !== "load") {
-      draw(await answerTo("load", { search: search.value })); // the screen had forgotten this tab
+      draw(await answerTo("load", { search: search.value })); // the application had forgotten this tab
       if (action !== "changes" && action !== "rows") {
         warn("That did not work. Please try again.");
       }
@@ -50,7 +50,10 @@ async function answerTo(action, wish) {
 
 let last = Promise.resolve();
 
-/** One request after the other, so that no answer is older than the one before. Never rejects: a fault is reported. */
+/**
+ * Makes one request after the other, so that no answer is older than the one before. Never rejects: a fault of this
+ * page is reported as the browser reports faults.
+ */
 function ask(action, wish = {}) {
   last = last.then(() => answerTo(action, wish)).catch((fault) => {
     reportError(fault);
@@ -65,7 +68,7 @@ function setOver(over) {
   warn("");
   document.body.classList.toggle("is-gone", over);
   byId("gone").hidden = !over;
-  byId("gone-text").textContent = over ? "This screen was closed. Open it again from the application." : "";
+  byId("gone-text").textContent = over ? "The application no longer shows this page. Open it again from there." : "";
   [list, byId("reset-all"), byId("search-form")].forEach((part) => (part.inert = over));
 }
 
@@ -76,24 +79,27 @@ function end() {
 }
 
 byId("again").addEventListener("click", async () => {
-  const screen = await post("load", { search: search.value }, { onLongWait: warnOfWait }).catch(() => null);
+  const loaded = await post("load", { search: search.value }, { onLongWait: warnOfWait }).catch(() => null);
   calm(waiting);
-  if (!screen) {
+  if (!loaded) {
     warn("Still no answer.");
     return;
   }
-  draw(screen);
+  draw(loaded);
   if (isOver) {
     setOver(false);
     search.focus();
-    say("The screen is back.");
+    say("The page is back.");
     look();
   }
 });
 
 // Drawing
 
-/** Pieces of sections, each with its header when it begins one; `from` counts through all sections. */
+/**
+ * The sections, cut into pieces of at most `rowsOfChunk` rows. `begins` and `ends` say whether a piece is the first or
+ * last of its section; `from` numbers its first row through all sections.
+ */
 function piecesOf(sections) {
   let from = 0;
   return sections.flatMap(({ title, count }) => {
@@ -126,8 +132,8 @@ const near = new IntersectionObserver(
 );
 
 /**
- * A stretch of the list, as high as it will be about, that is drawn when it comes near the window. `names` has those
- * of the rows that are known already.
+ * A stretch of the list, about as high from the start as its rows will be. These are drawn when it comes near the
+ * window. `names` are the rows that are known already, from the first of the list on.
  */
 function chunkOf(pieces, names) {
   const chunk = element("div");
@@ -138,7 +144,7 @@ function chunkOf(pieces, names) {
   const groupingHere = groupings;
   const askForRows = async () => {
     const answer = await ask("rows", { from, count });
-    return groupingHere === groupings && chunk.isConnected ? answer : undefined; // the places are of another grouping
+    return groupingHere === groupings && chunk.isConnected ? answer : undefined; // rows are numbered otherwise by now
   };
   const drawAll = (own) => {
     chunk.check = async () => redraw(await askForRows());
@@ -161,22 +167,22 @@ function chunkOf(pieces, names) {
   return chunk;
 }
 
-/** With an answer that was lost, changes may have been. */
+/** Asks for all rows that are drawn: the answer that was lost may have told of changes. */
 function checkDrawn() {
   [...list.children].forEach((chunk) => chunk.check?.());
 }
 
-function draw(screen) {
-  if (!screen) {
+function draw(loaded) {
+  if (!loaded) {
     return;
   }
   near.disconnect();
   forgetRows();
-  const names = learnRows(screen.rows);
+  const names = learnRows(loaded.rows);
   const chunks = [];
   let pieces = [];
   let size = 0;
-  for (const piece of piecesOf(screen.sections)) {
+  for (const piece of piecesOf(loaded.sections)) {
     pieces.push(piece);
     size += piece.count;
     if (size >= rowsOfChunk) {
@@ -191,19 +197,20 @@ function draw(screen) {
   list.replaceChildren(...chunks);
   chunks[0]?.fill();
   chunks.slice(1).forEach((chunk) => near.observe(chunk));
-  count = screen.sections.reduce((sum, section) => sum + section.count, 0);
-  byId("title").textContent = document.title = screen.title;
-  byId("reset-all").textContent = screen.resetAll;
+  count = loaded.sections.reduce((sum, section) => sum + section.count, 0);
+  byId("title").textContent = document.title = loaded.title;
+  byId("reset-all").textContent = loaded.resetAll;
   byId("empty").textContent = search.value
     ? "Nothing found. The search looks at the second part of a name."
     : "No flags are registered.";
   byId("empty").hidden = count > 0;
 }
 
+/** Draws the rows of an answer anew, and returns whether there is one. */
 function redraw(answer) {
   answer?.rows.forEach(updateRow);
   tick();
-  return Boolean(answer); // it was done
+  return Boolean(answer);
 }
 
 function say(text) {
@@ -212,20 +219,20 @@ function say(text) {
 
 let nextCalm = 0;
 
-/** Shows it for a while. */
+/** Shows a warning for five seconds. */
 function warn(text) {
   clearTimeout(nextCalm);
   byId("warned").textContent = text;
   nextCalm = setTimeout(() => calm(text), 5000);
 }
 
-/** Until the answer comes. */
+/** Shows that the page waits; stays until the answer comes. */
 function warnOfWait() {
   warn(waiting);
   clearTimeout(nextCalm);
 }
 
-/** Takes that warning away, if it is still the last. */
+/** Removes that warning, unless another one has replaced it. */
 function calm(text) {
   if (byId("warned").textContent === text) {
     byId("warned").textContent = "";
@@ -256,11 +263,11 @@ async function resetRow(name) {
   }
 }
 
-let choiceOf = ""; // the full name of the flag that the choice is or was for
+let choiceOf = ""; // full name of the flag whose choice is shown, or was last
 
 /**
- * Marks the present value in the choice. A row shows its value capitalised: of variations that differ in case alone,
- * none can be told to be it.
+ * Marks the present value in the choice. Marks none when several variations differ from it in case alone, because a row
+ * shows its value capitalised.
  */
 function tick() {
   const value = rowOf(choiceOf)?.data.value?.toLowerCase();
@@ -338,7 +345,7 @@ byId("reset-all").addEventListener("click", async () => {
 
 let isSearching = false;
 
-/** Of what is typed while an answer is awaited, only the last counts. */
+/** Searches for the text in the field. Of the texts typed while an answer is awaited, only the last counts. */
 async function runSearch() {
   if (isSearching) {
     return;
@@ -367,7 +374,10 @@ byId("search-form").addEventListener("submit", (event) => {
 
 // What changes elsewhere
 
-/** Takes the application at most a small part of its time, however long its properties take to compute. */
+/**
+ * Looks for changes, again and again. The pauses are so long that this takes at most a twentieth of the application's
+ * time, however long its properties take to compute.
+ */
 async function look() {
   clearTimeout(nextLook);
   const answer = document.hidden ? null : await ask("changes");

@@ -1,13 +1,13 @@
-// Asks the application, for this tab.
+// Makes the requests of this tab to the application.
 
 const tab = crypto.getRandomValues(new Uint32Array(4)).join("-");
 const pauses = [200, 400, 800, 1500, 2100]; // milliseconds before a request that got no answer is made again
-const long = 2000; // milliseconds that an answer takes before the person is told
+const long = 2000; // milliseconds without an answer, after which the person is told
 
-/** How many groupings the application has made for this tab; rows are asked for by their places in the last one. */
+/** How often the application has grouped the flags for this tab. Rows are asked for by their number in the last one. */
 export let groupings = 0;
 
-/** The application answered, and does not do it. */
+/** The application has answered that it does not do what was asked. */
 export class Refused extends Error {
   constructor(status) {
     super(`refused with ${status}`);
@@ -16,8 +16,9 @@ export class Refused extends Error {
 }
 
 /**
- * What the application answers to one request, however long it takes: it may have been stopped, or its properties may
- * be slow to compute. `onLongWait` is told. Throws Refused, and the browser's errors when there is no answer.
+ * The answer to one request. Waits for as long as it takes, because the application may be stopped in a debugger, or
+ * its properties slow to compute; calls `onLongWait` after two seconds. Throws Refused, and the browser's errors when
+ * there is no answer.
  */
 export async function post(action, wish, { onLongWait }) {
   const wait = setTimeout(onLongWait, long);
@@ -41,8 +42,9 @@ export async function post(action, wish, { onLongWait }) {
 }
 
 /**
- * The same, and asks again while there is no answer, which `onSilence` is told of each time. What is asked for may then
- * have been done more than once, which does no harm; `onLateAnswer` is told when an answer comes after all.
+ * Like `post`, but makes the request again when there is no answer, about five seconds long. Calls `onSilence` before
+ * each repetition, and `onLateAnswer` when one of them is answered. The application may have done what was asked more
+ * than once by then, which does no harm.
  */
 export async function postPatiently(action, wish, { onLongWait, onSilence, onLateAnswer }) {
   for (let tried = 0; ; ++tried) {

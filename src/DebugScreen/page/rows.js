@@ -1,8 +1,8 @@
-// The rows that are known, and how one is drawn. Texts of flags are only ever set as text.
+// The rows that the tab was told of, and how a row is drawn. Names and values of flags are set as text, never as HTML.
 
 /**
- * By full name: what is shown, its elements once it has been drawn, and how many flips of its switch are not answered
- * yet.
+ * By full name: the row's data, its elements (null until it is drawn), and the number of flips of its switch that are
+ * not answered yet.
  */
 let rows = new Map();
 let numbers = 0;
@@ -36,10 +36,10 @@ export function element(name, className, text) {
 
 export const labelOf = ({ label, name }) => label?.trim() || name;
 
-/** What a row with a button says. */
+/** The label and the value of a row with a button. */
 export const wordsOf = (data) => `${labelOf(data)}: ${data.value || "(empty)"}`;
 
-/** A known row's element. Its buttons, of the classes "switch", "value" and "reset", are named by its data-name. */
+/** The element of a known row. Its data-name is the full name; its buttons are of class "switch", "value", "reset". */
 export function drawRow(name) {
   const { data } = rowOf(name);
   const row = element("li", "row");
@@ -69,7 +69,7 @@ export function drawRow(name) {
   return row;
 }
 
-/** Brings a row up to date, where it stands. */
+/** Takes new data for a row, and shows them where the row stands. */
 export function updateRow(data) {
   const known = rowOf(data.name);
   if (!known) {

@@ -43,13 +43,15 @@ struct TransportError {
 };
 
 struct HttpRequest {
+    static constexpr double defaultIdleTimeout = 60; ///< seconds
+
     std::string method = "GET";
     std::string url;
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::string body = {};
     /// The request fails when no byte has come or gone for so many seconds, while it connects too; zero or
     /// less never.
-    double idleTimeout = 60;
+    double idleTimeout = defaultIdleTimeout;
     /// The request fails when it has not ended after so many seconds; zero or less never.
     double totalTimeout = 0;
     /// Asks caches on the way for a fresh answer.

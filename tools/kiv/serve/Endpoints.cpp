@@ -1,17 +1,24 @@
 #include "serve/Endpoints.h"
 
+#include "Network/KIVEndpointFields.h"
+
 namespace kiv::tool {
 
 json::object endpointOptions(const std::string& base) {
     const auto below = [&](std::string_view path) { return base + std::string(path); };
-    return {
-        {"getConfigApiEndpoint", below(endpoint::configurationApi)},
-        {"getConfigCloudEndpoint", below(endpoint::configurationCdn)},
-        {"sendStateApiEndpoint", below(endpoint::stateApi)},
-        {"sendStateCloudEndpoint", below(endpoint::stateCdn)},
-        {"analyticsEndpoint", below(endpoint::analytics)},
-        {"pushNotificationEndpoint", below(endpoint::push)},
+    const KIVNetworkConfigurationsOptions endpoints{
+        .getConfigApiEndpoint = below(endpoint::configurationApi),
+        .getConfigCloudEndpoint = below(endpoint::configurationCdn),
+        .sendStateApiEndpoint = below(endpoint::stateApi),
+        .sendStateCloudEndpoint = below(endpoint::stateCdn),
+        .analyticsEndpoint = below(endpoint::analytics),
+        .pushNotificationEndpoint = below(endpoint::push),
     };
+    json::object options;
+    for (const auto& [name, url] : KIVEndpointFields) {
+        options.emplace(name, *(endpoints.*url));
+    }
+    return options;
 }
 
 std::string optionsSource(const json::object& endpoints, const std::string& certificate) {

@@ -3,6 +3,7 @@
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVStateSender.h"
+#include "Network/KIVEndpointFields.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 #include "evaluate/ValueText.h"
@@ -32,17 +33,15 @@ KIVHost::Screen screenFrom(const json::object& object) {
 }
 
 KIVNetworkConfigurationsOptions endpointsFrom(const json::object& object) {
-    const ShellFields fields(object,
-                             {"getConfigApiEndpoint", "getConfigCloudEndpoint", "sendStateApiEndpoint",
-                              "sendStateCloudEndpoint", "analyticsEndpoint", "pushNotificationEndpoint"},
-                             "networkConfigurations");
+    std::vector<std::string_view> names;
+    for (const auto& [name, url] : KIVEndpointFields) {
+        names.push_back(name);
+    }
+    const ShellFields fields(object, names, "networkConfigurations");
     KIVNetworkConfigurationsOptions endpoints;
-    fields.assign("getConfigApiEndpoint", endpoints.getConfigApiEndpoint);
-    fields.assign("getConfigCloudEndpoint", endpoints.getConfigCloudEndpoint);
-    fields.assign("sendStateApiEndpoint", endpoints.sendStateApiEndpoint);
-    fields.assign("sendStateCloudEndpoint", endpoints.sendStateCloudEndpoint);
-    fields.assign("analyticsEndpoint", endpoints.analyticsEndpoint);
-    fields.assign("pushNotificationEndpoint", endpoints.pushNotificationEndpoint);
+    for (const auto& [name, url] : KIVEndpointFields) {
+        fields.assign(name, endpoints.*url);
+    }
     return endpoints;
 }
 
