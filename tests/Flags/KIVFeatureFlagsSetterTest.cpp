@@ -1,10 +1,10 @@
 #include <atomic>
 
-#include "Flags/FlagFixture.h"
 #include "Flags/KIVFeatureFlagsStickiness.h"
 #include "Flags/KIVStringSetterParameters.h"
 #include "Model/KIVFeatureFlagsParser.h"
 #include "Platform/System/Files.h"
+#include "Support/FlagFixture.h"
 #include "Support/Threads.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <kiv/KIVException.h>
 #include <kiv/KIVReportingValue.h>
 
-#include "Flags/FlagFixture.h"
+#include "Support/FlagFixture.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Flags/FlagFixture.h"
 #include "Flags/KIVFlagValueSource.h"
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Model/KIVTargetGroupSource.h"
+#include "Support/FlagFixture.h"
 
 /// The operators of experiments as a client sets them up, over real flags and groups.
 class ExperimentFixture : public FlagFixture {
