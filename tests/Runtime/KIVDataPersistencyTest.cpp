@@ -108,9 +108,9 @@ TEST(DebugLog, WritesOnlyWhatItIsToldTo) {
     const int line = __LINE__ + 1;
     KIV_DEBUG_LOG("%@ and %ld of %d%%", "text", 3L, true);
     ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0], "KIV SDK(build 588):PersistencyTest.cpp:TestBody:" + std::to_string(line) +
+    EXPECT_EQ(lines[0], "KIV SDK(build 588):KIVDataPersistencyTest.cpp:TestBody:" + std::to_string(line) +
                             " - text and 3 of 1%%");
-    setKivDebuggerDisableByFile({"PersistencyTest.cpp"});
+    setKivDebuggerDisableByFile({"KIVDataPersistencyTest.cpp"});
     KIV_DEBUG_LOG("silent again");
     EXPECT_EQ(lines.size(), 1U);
     kiv::plainLog("plain");
