@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// How often this thread has asked the heap for memory.
+/// How many heap allocations this thread has made so far.
 std::uint64_t allocationsOfThread();
 
-/// Bytes of live heap of the process.
+/// Bytes that the process holds on the heap now.
 std::uint64_t liveHeapBytes();

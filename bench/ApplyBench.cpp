@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A repository with flags, and what applies documents to them.
+/// A repository of `count` flags, and the objects that apply documents to them.
 struct ApplyWorld {
     explicit ApplyWorld(std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
@@ -31,7 +31,7 @@ struct ApplyWorld {
         });
     }
 
-    /// The way of a document from its text to the flags. False when it was refused.
+    /// Takes a signed document from its text to the flags. False when the document was refused.
     bool apply(const std::string& text) {
         const auto envelope = kiv::parseJson(text);
         KIVNetworkError error{};

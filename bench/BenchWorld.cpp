@@ -1,51 +1,35 @@
 #include "BenchWorld.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "Platform/System/Files.h"
-#include "Platform/Text/Json.h"
+#include "Support/Host.h"
+#include "Support/Payload.h"
+#include "Support/TemporaryFolder.h"
 
 namespace {
 
-/// A folder that goes with the process.
-const std::string& folder() {
-    static const std::string path = [] {
-        std::string made = (std::filesystem::temp_directory_path() / "kiv-bench-XXXXXX").string();
-        if (!mkdtemp(made.data())) {
-            std::abort();
-        }
-        std::atexit([] { std::filesystem::remove_all(folder()); });
-        return made;
-    }();
+/// The library's folder, which is removed when the process ends.
+const TemporaryFolder& folder() {
+    static const TemporaryFolder folder;
+    return folder;
+}
+
+/// Writes a signed document with the experiments for the application of the key. Returns the path.
+std::string writeDocument(const std::string& key, const kiv::json::array& experiments) {
+    const std::string path = folder() / (key + ".json");
+    kiv::writeFile(path, benchSigner().sign(makePayload(key, experiments)));
     return path;
 }
 
-std::string experiment(const std::string& number, const std::string& flag, const std::string& condition) {
-    return R"({"_id":"id-)" + number + R"(","name":"Experiment )" + number +
-           R"(","deploymentConfiguration":{"condition":)" + kiv::compactJson(kiv::json::string(condition)) +
-           R"(},"featureFlags":[{"name":")" + flag + R"("}]})";
-}
-
-std::string payload(const std::string& key, const std::string& experiments) {
-    return R"({"application":")" + key + R"(","experiments":[)" + experiments + R"(],"targetGroups":[]})";
-}
-
-/// Serves the flags with a document of this key's.
+/// Sets up with the key and a document that has an experiment for each flag but `plain`.
 void setUp(const std::string& key, std::function<void(const KIVReportingValue&)> handler) {
     const std::string half = R"(isInPercentage(0.5, mergeSeed("seed", property("userId"))))";
     const std::string country = R"(eq(property("country"), "FR"))";
-    const std::string document = folder() + "/" + key + ".json";
-    kiv::writeFile(
-        document,
-        benchSigner().sign(payload(
-            key, experiment("1", "bench.rule", country) + "," + experiment("2", "bench.rollout", half) + "," +
-                     experiment("3", "bench.compound",
-                                "and(" + country + R"(, and(semverGte(property("version"), "2.3.1"), )" +
-                                    half + "))") +
-                     "," + experiment("4", "bench.regex", R"(match(property("tag"), "^blue-[0-9]+", ""))") +
-                     "," + experiment("5", "bench.frozen", country) + "," +
-                     experiment("6", "bench.overridden", "false"))));
+    const std::string recent = R"(semverGte(property("version"), "2.3.1"))";
+    const std::string document = writeDocument(
+        key, {makeExperiment("bench.rule", country), makeExperiment("bench.rollout", half),
+              makeExperiment("bench.compound", "and(" + country + ", and(" + recent + ", " + half + "))"),
+              makeExperiment("bench.regex", R"(match(property("tag"), "^blue-[0-9]+", ""))"),
+              makeExperiment("bench.frozen", country), makeExperiment("bench.overridden", "false")});
     KIVCore::setupWithKey(key, {.impressionHandler = std::move(handler),
                                 .customSigningCertificate = benchSigner().certificateBase64,
                                 .defaultConfigurationPath = document,
@@ -61,19 +45,18 @@ const Signer& benchSigner() {
 }
 
 std::string payloadOf(std::size_t experiments, const std::string& key) {
-    std::string text;
+    kiv::json::array all;
     for (std::size_t i = 0; i < experiments; ++i) {
         const std::string number = std::to_string(i);
-        text += (i ? "," : "") + experiment(number, "bench.flag" + number, R"(eq("FR", "FR"))");
+        all.push_back(makeExperiment("bench.flag" + number, R"(eq("FR", "FR"))",
+                                     {{"_id", "id-" + number}, {"name", "Experiment " + number}}));
     }
-    return payload(key, text);
+    return makePayload(key, all);
 }
 
 BenchFlags& benchFlags() {
     static BenchFlags& flags = []() -> BenchFlags& {
-        KIVHost host;
-        host.libraryDirectory = folder();
-        KIVHost::configure(host);
+        configureHost([](KIVHost& host) { host.libraryDirectory = folder().path(); });
         const auto container = std::make_shared<BenchFlags>();
         KIVCore::register_("bench", container);
         KIVCore::setCustomStringProperty("FR", "country");
@@ -81,7 +64,7 @@ BenchFlags& benchFlags() {
         KIVCore::setCustomSemverProperty("2.4.0", "version");
         KIVCore::setCustomStringProperty("blue-42-xy", "tag");
         setUp(benchKey, {});
-        return *container; // lives on with the library
+        return *container; // the library keeps the container
     }();
     return flags;
 }
@@ -109,9 +92,8 @@ BenchFlags& benchFlagsWithService(const std::string& configCdn,
 BenchFlags& benchFlagsWithReports(const std::string& analytics) {
     static BenchFlags& flags = [&]() -> BenchFlags& {
         BenchFlags& served = benchFlags();
-        const std::string document = folder() + "/" + reportKey + ".json";
-        kiv::writeFile(document, benchSigner().sign(payload(
-                                     reportKey, experiment("1", "kiv.internal.analytics", R"("true")"))));
+        const std::string document =
+            writeDocument(reportKey, {makeExperiment("kiv.internal.analytics", R"("true")")});
         KIVCore::setupWithKey(reportKey, {.customSigningCertificate = benchSigner().certificateBase64,
                                           .defaultConfigurationPath = document,
                                           .networkConfigurations = KIVNetworkConfigurationsOptions{

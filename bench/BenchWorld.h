@@ -13,7 +13,7 @@
 
 inline const std::string benchKey = "5e0bd1f2c3a4b5d6e7f80912";
 
-/// The flags that the read benchmarks read, served by a document that went through setup.
+/// The flags of the read benchmarks. Setup applies a signed document that has experiments for them.
 struct BenchFlags : KIVBaseContainer {
     KIVFlag plain{false};
     KIVFlag rule{false};
@@ -25,29 +25,31 @@ struct BenchFlags : KIVBaseContainer {
     KIV_CONTAINER(BenchFlags, plain, rule, rollout, compound, regex, frozen, overridden);
 };
 
-/// Sets the library up once for the process, in a folder of its own.
+/// Sets the library up at the first call, in a temporary folder. Returns the registered flags.
 BenchFlags& benchFlags();
 
-/// The same flags after a setup with another key and an impression handler, which stays: benchmarks that
-/// call this come after those that do not.
+/// The same flags. The first call sets up with another key and an impression handler, which stays for the
+/// rest of the run: benchmarks without a handler must run before.
 BenchFlags& benchFlagsWithHandler();
 
-/// The same flags, after a setup with a further key that fetches from the URL.
+/// The same flags, after a setup with `serviceKey` that fetches from the configuration CDN at the URL.
+/// `fetched` becomes `onConfigurationFetched`.
 BenchFlags& benchFlagsWithService(const std::string& configCdn,
                                   std::function<void(const KIVFetcherResult&)> fetched);
 inline const std::string serviceKey = "5e0bd1f2c3a4b5d6e7f80914";
 
-/// The same flags, after a setup with a further key whose impressions go to the service at the URL.
+/// The same flags. The first call sets up with `reportKey`, and impressions go to the analytics service at
+/// the URL.
 BenchFlags& benchFlagsWithReports(const std::string& analytics);
 inline const std::string reportKey = "5e0bd1f2c3a4b5d6e7f80915";
 
-/// A payload with one flag and one rule an experiment.
+/// The text of a payload with `experiments` experiments, each with one flag and one comparison.
 std::string payloadOf(std::size_t experiments, const std::string& key = benchKey);
 
-/// The one key pair of the run.
+/// The key pair that signs all documents of the run.
 const Signer& benchSigner();
 
-/// Counts the allocations of this thread while it lives and reports them per iteration.
+/// Counts this thread's heap allocations from construction to destruction and reports them per iteration.
 class AllocationsPerIteration {
 public:
     explicit AllocationsPerIteration(benchmark::State& state)

@@ -21,7 +21,8 @@ void unit(benchmark::State& state) {
 bool valueOf(const KIVFlag& flag) { return flag.isEnabled(); }
 bool valueOf(const KIVString& flag) { return flag.getStringValue() == "1"; }
 
-/// A value that is not the expected one stops the run.
+/// Measures reads of the flag. The benchmark is skipped with an error when the flag has another value than
+/// expected.
 template <class Flag>
 void read(benchmark::State& state, const Flag& flag, bool expected) {
     if (valueOf(flag) != expected) {

@@ -17,7 +17,7 @@
 #include "Platform/Threads/Queues.h"
 #include "Support/LoopbackServer.h"
 
-// What impressions that go to a service cost.
+// The cost of impressions that go to an analytics service.
 
 namespace {
 
@@ -33,9 +33,9 @@ LoopbackServer& service() {
     return server;
 }
 
-/// A client that sends nothing until it is asked to.
+/// An analytics client that sends nothing before `flush` is called.
 std::shared_ptr<KIVSEGAnalytics> patientClient() {
-    benchFlags(); // names the folder
+    benchFlags(); // configures the library's folder
     auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(
         reportKey,
         std::make_shared<KIVDeviceProperties>(reportKey, std::nullopt,
@@ -54,7 +54,7 @@ void track(KIVSEGAnalytics& analytics) {
                                    {"value", "false"}});
 }
 
-/// One event as the thread that makes it sees it, while the library's thread takes what it can.
+/// One event, measured on the thread that makes it. A thread of the library queues the events meanwhile.
 void trackOne(benchmark::State& state) {
     const auto analytics = patientClient();
     const AllocationsPerIteration allocations(state);
@@ -64,7 +64,7 @@ void trackOne(benchmark::State& state) {
     analytics->close(10);
 }
 
-/// A read of a flag whose impressions go to a service.
+/// One read of a flag whose impressions go to a service.
 void readOne(benchmark::State& state) {
     const BenchFlags& flags = benchFlagsWithReports(service().url(""));
     const AllocationsPerIteration allocations(state);
@@ -74,7 +74,7 @@ void readOne(benchmark::State& state) {
     kiv::Timer::timePassed();
 }
 
-/// From the call of flush until the service has taken a hundred events and the queue is without them.
+/// From the call of `flush` until the service has accepted 100 events and the queue has dropped them.
 void flushHundred(benchmark::State& state) {
     const auto analytics = patientClient();
     std::promise<void>* taken = nullptr;
@@ -97,16 +97,17 @@ void flushHundred(benchmark::State& state) {
     analytics->close(10);
 }
 
-/// Counts how often a file is written to the folder.
+/// Counts how often a file in the folder is written.
 class Writes {
 public:
     explicit Writes(const std::string& folder) : watch_(inotify_init1(IN_NONBLOCK)) {
-        inotify_add_watch(watch_, folder.c_str(), IN_CREATE); // of the temporary, which has a new name
+        inotify_add_watch(watch_, folder.c_str(), IN_CREATE); // each write creates a temporary file
     }
     ~Writes() { close(watch_); }
     Writes(const Writes&) = delete;
     Writes& operator=(const Writes&) = delete;
 
+    /// Writes since the last call.
     int count() {
         alignas(inotify_event) char buffer[64 * 1024];
         int events = 0;
@@ -131,7 +132,7 @@ double residentMegabytes() {
     return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-/// 100,000 reads by two threads, and what is left to be done after them.
+/// 100,000 reads by two threads: the time of a read, and the library's work that is left after them.
 void burst(benchmark::State& state) {
     constexpr int readsOfEach = 50'000;
     const BenchFlags& flags = benchFlagsWithReports(service().url(""));
@@ -182,7 +183,7 @@ BENCHMARK(flushHundred)
     ->Iterations(50)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
-// From here on the flags' impressions go to a service.
+// The benchmarks from here on set up a client whose impressions go to a service.
 BENCHMARK(burst)->Name("impression/burst")->Iterations(3)->UseManualTime();
 BENCHMARK(readOne)->Name("impression/read")->UseRealTime();
 

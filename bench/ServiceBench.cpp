@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <thread>
 
@@ -9,15 +8,17 @@
 
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Support/Inbox.h"
 #include "Support/LoopbackServer.h"
 
-// What the library does beside an application that goes on reading, and when it is told of more.
+// Fetches while the application reads flags, and costs of registering flags, adding properties and building
+// the state.
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Reads a flag without pause on a thread of its own, and keeps what each read took while it is asked to.
+/// Reads a flag without pause on a thread of its own. `measure` turns the recording of times on and off.
 class Reader {
 public:
     explicit Reader(const KIVFlag& flag) : thread_([this, &flag] { run(flag); }) {}
@@ -30,7 +31,7 @@ public:
 
     void measure(bool on) { measures_ = on; }
 
-    /// In nanoseconds, of all reads that were measured.
+    /// The median time of a read since the last call, in nanoseconds; 0 without a recorded time.
     double median() {
         const std::lock_guard lock(lock_);
         const auto middle = times_.begin() + static_cast<std::ptrdiff_t>(times_.size() / 2);
@@ -63,26 +64,22 @@ private:
     std::thread thread_;
 };
 
-/// From the request to the handler, the document fetched, verified, stored and applied.
+/// One fetch, from `KIVCore::fetch` to the handler: the document is fetched, verified, stored and applied.
 void fetch(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
+    // Both are left alone at the end, as the library's threads may still use them.
     static LoopbackServer& server = *new LoopbackServer;
-    static std::mutex& lock = *new std::mutex;
-    static std::condition_variable& changed = *new std::condition_variable;
-    static int fetched = 0;
+    static Inbox<KIVFetcherResult>& fetched = *new Inbox<KIVFetcherResult>;
     server.on("/cdn/" + serviceKey + "/" +
                   KIVDeviceProperties::buidFor(serviceKey, benchSigner().certificateBase64),
               LoopbackServer::answer(200, benchSigner().sign(payloadOf(count, serviceKey))));
-    const auto waitFor = [&](int number) {
-        std::unique_lock guard(lock);
-        return changed.wait_for(guard, std::chrono::seconds(30), [&] { return fetched >= number; });
-    };
     BenchFlags& flags = benchFlagsWithService(server.url("/cdn"), [](const KIVFetcherResult& result) {
-        const std::lock_guard guard(lock);
-        fetched += result.fetcherStatus == 3 ? 1 : 0;
-        changed.notify_all();
+        if (result.fetcherStatus == 3) {
+            fetched.put(result);
+        }
     });
-    if (!waitFor(1)) {
+    static const bool served = fetched.next().has_value(); // the first setup with a key fetches
+    if (!served) {
         state.SkipWithError("the document was not fetched");
         return;
     }
@@ -91,18 +88,16 @@ void fetch(benchmark::State& state) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     const double usual = reader.median();
     for (auto _ : state) {
-        int next = 0;
-        {
-            const std::lock_guard guard(lock);
-            next = fetched + 1;
-        }
         KIVCore::fetch();
-        waitFor(next);
+        if (!fetched.next()) {
+            state.SkipWithError("the document was not fetched again");
+            break;
+        }
     }
     state.counters["reads_slowdown"] = reader.median() / usual;
 }
 
-/// The state of so many flags rebuilt, as text and hash, after one property more.
+/// Rebuilds the state, as text and hash, of `range(0)` flags after one property was added.
 void buildState(benchmark::State& state) {
     benchFlags();
     auto flags = std::make_shared<KIVFeatureFlagsRepository>();
@@ -117,7 +112,8 @@ void buildState(benchmark::State& state) {
     }
 }
 
-// What is added from here on stays in the library, so names are new in each round and the rounds are few.
+// The library keeps the flags and properties that are added from here on: each round uses new names, and
+// there are only few rounds.
 
 constexpr int rounds = 20;
 
@@ -158,7 +154,8 @@ void addProperties(benchmark::State& state) {
     }
 }
 
-// Fetches come after those that need the client of another key, and before flags pile up.
+// `fetch` sets up with a key of its own, so it runs after the benchmarks that need another client; it runs
+// before `register` because that leaves many flags behind.
 BENCHMARK(buildState)->Name("state")->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 BENCHMARK(fetch)->Name("fetch")->Arg(10000)->Iterations(20)->Unit(benchmark::kMillisecond)->UseRealTime();
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Starts an application again and again, and tells what setup and the first read of a flag take, and the memory.
+"""Measures starts of an application: time until setup returns, time until the first flag is read, memory, shutdown.
 
-The figures are medians. Exit code 1 when a start did not serve the stored document.
+Each figure is the median of 40 processes, unless its line says otherwise. Fails when a start does not serve the stored
+document. `./run build` builds the program that this script runs.
 """
 
 import json
@@ -30,7 +31,7 @@ def main():
         for figure, most in (("setup", 5), ("first_read", 15)):
             value = statistics.median(start[figure] for start in starts) / 1000
             print(f"start/cold {figure:<22}{value:>10.2f} ms   <= {most}")
-        print(f"threads{'':<26}{max(start['threads'] for start in starts):>10}")
+        print(f"threads, at most{'':<17}{max(start['threads'] for start in starts):>10}")
         bare = median("bare", folder, "resident")
         empty = median("empty", folder, "resident")
         stops = [run("stop", folder) for _ in range(ROUNDS)]

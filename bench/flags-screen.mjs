@@ -1,6 +1,6 @@
 #!/usr/bin/env node
-// Opens the flags screen of an application with ten thousand flags in a browser, and tells how long a person waits for
-// its first rows and for what a key in the search field finds. The figures are medians.
+// Opens the flags screen of an application with 10,000 flags in a browser, and measures how long a person waits for the
+// first rows, and for the new list after each key in the search field. The figures are medians.
 
 import { application, openBrowser, openPage, temporaryFolder } from "../tests/browser/support.mjs";
 
@@ -11,7 +11,7 @@ const many = Array.from({ length: 10_000 }, (_, i) =>
 
 const median = (all) => [...all].sort((a, b) => a - b)[Math.floor(all.length / 2)];
 
-/** In the page: types each text as a person does, and takes the milliseconds from the key to the new list. */
+/** Runs in the page: enters each text in the search field. Returns the milliseconds from each entry to the new list. */
 async function timesOfKeys(texts) {
     const field = document.querySelector("#search");
     const times = [];

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Opens many push streams to `kiv serve`, edits the payload, and measures when each stream hears of it.
+"""Opens many push streams to `kiv serve`, edits the payload, and measures when each stream is told of the change.
 
-Exit code 1 when a stream was not opened, or a change took more than a second to reach the last one.
+Exit code 1 when a stream cannot be opened, or a change takes more than a second to reach the last stream.
 """
 
 import argparse
@@ -18,11 +18,11 @@ import urllib.parse
 
 KEY = "5e0bd1f2c3a4b5d6e7f80912"
 EVENT = b"event: changed\ndata: changed\n\n"
-TO_REACH = 1.0
+TARGET = 1.0
 
 
 def write_payload(folder, version):
-    """Replaces the payload in one piece, as editors do. Returns the moment."""
+    """Replaces the payload file by a rename, as editors do. Returns the moment of the rename."""
     unfinished = folder / "unfinished"
     unfinished.write_text(json.dumps({"application_version": {"id": str(version)}, "experiments": []}))
     moment = time.monotonic()
@@ -38,7 +38,7 @@ class Streams:
         self.sockets = {}
 
     def open(self, count):
-        """Opens the streams, some at a time, and reads their heads."""
+        """Opens `count` streams, 100 at a time, and reads the heads of their answers."""
         for first in range(0, count, 100):
             fresh = []
             for _ in range(min(100, count - first)):
@@ -59,7 +59,7 @@ class Streams:
                 self.poll.register(stream.fileno(), select.EPOLLIN)
 
     def hear(self, deadline):
-        """The moments at which the streams heard of a change, in their order."""
+        """Waits until each stream was told of a change, or for the deadline. Returns the moments, earliest first."""
         waiting = {number: b"" for number in self.sockets}
         moments = []
         while waiting and time.monotonic() < deadline:
@@ -121,8 +121,8 @@ def main():
         finally:
             service.terminate()
             code = service.wait(10)
-    print(f"slowest {1000 * slowest:.0f} ms, to reach {1000 * TO_REACH:.0f} ms; the service ended with {code}")
-    return 0 if slowest <= TO_REACH and code == 0 else 1
+    print(f"slowest {1000 * slowest:.0f} ms, target {1000 * TARGET:.0f} ms; the service ended with {code}")
+    return 0 if slowest <= TARGET and code == 0 else 1
 
 
 if __name__ == "__main__":

@@ -1,11 +1,15 @@
 #!/usr/bin/env python3
-"""Prints the results of a benchmark run beside what they are to reach, in units of the run's own `unit/md5_40`."""
+"""Prints the results of a benchmark run beside their targets.
+
+Usage: report.py FILE, where FILE is what `kiv_bench --benchmark_out=FILE --benchmark_out_format=json` wrote. The unit
+"u" is the time of `unit/md5_40` in the same run.
+"""
 
 import json
 import re
 import sys
 
-# name of the benchmark: (what it is measured in, what it is to reach)
+# Name of the benchmark: (its unit, "u" or "ms"; the highest value that meets the target, or None).
 TARGETS = {
     "read/plain": ("u", 1.3),
     "read/rule": ("u", 1.8),
@@ -23,10 +27,13 @@ TARGETS = {
     "impression/read": ("u", None),
     "impression/flush/100": ("ms", 20),
 }
-# name of the benchmark: what its counters are to reach
+# Name of the benchmark: the highest value of each counter that meets the target.
 COUNTER_TARGETS = {
     "impression/burst": {"catch_up_ms": 2000, "memory_mb": 8, "queue": 1000},
 }
+# The counters that are printed.
+COUNTERS = ("allocations", "bytes_per_experiment", "reads_slowdown", "catch_up_ms", "memory_mb", "writes", "queue",
+            "uploads")
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -54,10 +61,10 @@ def main(path):
         time = nanoseconds(row)
         kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "unit")) else "ms", None))
         value = time / unit if kind == "u" else time / 1e6
-        rest = "".join(f"{key}={row[key]:.3g} " for key in ("allocations", "bytes_per_experiment", "reads_slowdown", "catch_up_ms", "memory_mb", "writes", "queue", "uploads") if key in row)
+        rest = "".join(f"{key}={row[key]:.3g} " for key in COUNTERS if key in row)
         alone = rows.get(name.replace("/threads:2", "")) if "/threads:2" in name else None
         if alone:
-            # Time per read over all threads: two that do not disturb each other halve it.
+            # The time is wall time divided by all reads, so two threads that do not disturb each other halve it.
             rest += f"{nanoseconds(alone) / time:.2f} times one thread"
         line(name, f"{time:,.1f} ns" if kind == "u" else f"{time / 1e6:,.2f} ms", f"{value:.2f} {kind}", target, rest)
         if target is not None and value > target:
@@ -65,7 +72,7 @@ def main(path):
         for counter, most in COUNTER_TARGETS.get(name, {}).items():
             if row[counter] > most:
                 missed.append(f"{name} ({counter}: {row[counter]:.3g}, <= {most})")
-    print("all that has a figure to reach has reached it" if not missed else "missed: " + ", ".join(missed))
+    print("every target is met" if not missed else "missed: " + ", ".join(missed))
 
 
 if __name__ == "__main__":

@@ -1,6 +1,8 @@
-# What a deployment bakes into the library: the certificate that configuration documents are signed for, and the
-# endpoints of both sets of servers. All of it becomes KIVBuildConfig.h, which only the library's sources include.
+# The settings that a deployment builds into the library: the certificate that verifies configuration documents, and
+# the endpoints of both sets of servers. They go into the generated header KIVBuildConfig.h, which only the library's
+# sources include.
 
+# Declares the CMake option `name` for an endpoint, and stops the configuration when its value is no usable URL.
 function(kiv_endpoint name default description)
     set(${name} ${default} CACHE STRING ${description})
     if(NOT ${name} MATCHES "^https?://[A-Za-z0-9._~:/?#@!$&'()*+,=%-]*[^/]$")
@@ -8,6 +10,7 @@ function(kiv_endpoint name default description)
     endif()
 endfunction()
 
+# Declares the six endpoints of the servers that are used for one form of SDK key.
 function(kiv_endpoint_set set domain title)
     kiv_endpoint(KIV_${set}_CDN_GET_CONFIG_URL https://config.${domain} "${title}: configuration CDN")
     kiv_endpoint(KIV_${set}_API_GET_CONFIG_URL https://api.${domain}/device/get_configuration
@@ -24,7 +27,8 @@ kiv_endpoint_set(PLATFORM platform.kiv.example "Keys in the form of a UUID")
 set(KIV_SIGNING_CERTIFICATE ${CMAKE_CURRENT_LIST_DIR}/signing-certificate.txt
     CACHE FILEPATH "File with the certificate of the configuration service: base64 of its DER form, on one line")
 
-# Sets `out` to the text of the certificate, or stops the configuration when the library could not use it.
+# Sets the variable `out` to the text of the certificate in the file. Stops the configuration when the library could not
+# use the certificate.
 function(kiv_read_certificate path out)
     set(refusal "KIV_SIGNING_CERTIFICATE is \"${path}\"")
     if(NOT EXISTS ${path} OR IS_DIRECTORY ${path})

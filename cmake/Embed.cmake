@@ -1,5 +1,6 @@
-# kiv_embed(TARGET NAME FILE...): texts of files, as constants of the header "embedded/NAME.h", which TARGET can then
-# include: kiv::embedded::page_css for page.css. They are compiled in, so nothing has to be found when it runs.
+# kiv_embed(TARGET NAME FILE...) compiles the texts of files into TARGET, so that no file is needed at run time. TARGET
+# can include the generated header "embedded/NAME.h", which has a constant for each file: kiv::embedded::page_css for
+# page.css.
 set(KIV_EMBED_SCRIPT ${CMAKE_CURRENT_LIST_FILE})
 
 function(kiv_embed target name)
@@ -15,7 +16,7 @@ function(kiv_embed target name)
     target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/embedded)
 endfunction()
 
-# What the command above runs.
+# The command above runs this file as a script, which writes the header.
 if(CMAKE_SCRIPT_MODE_FILE STREQUAL CMAKE_CURRENT_LIST_FILE)
     set(text "#pragma once\n\n#include <string_view>\n\nnamespace kiv::embedded {\n\n")
     foreach(file ${FILES})

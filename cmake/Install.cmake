@@ -1,5 +1,5 @@
-# What `cmake --install` gives: headers, library, a CMake package and a pkg-config file. Both work from wherever the
-# installed tree is moved to.
+# `cmake --install` installs the headers, the library, a CMake package and a pkg-config file. The installed tree can be
+# moved, because neither of the two files holds an absolute path.
 include(CMakePackageConfigHelpers)
 
 set(kiv_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kiv)
@@ -18,15 +18,16 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/kivConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/kivConfig.cmake ${PROJECT_BINARY_DIR}/kivConfigVersion.cmake
         DESTINATION ${kiv_package_dir})
 
-# A shared library carries what it links; a static one leaves that to its user's `pkg-config --static`.
+# A shared library names the libraries that it needs. For a static one, `pkg-config --static` names them to the
+# application.
 if(BUILD_SHARED_LIBS)
     set(kiv_pc_cflags " -DKIV_SHARED_LIBRARY")
     set(kiv_pc_private "")
 else()
     set(kiv_pc_cflags "")
     list(JOIN KIV_PKG_CONFIG_MODULES " " modules)
-    # libcurl is linked as the shared library that it is: its own pkg-config file asks `--static` for more than its
-    # package brings.
+    # libcurl is named here and not as a module: for `--static`, its own pkg-config file asks for libraries that are not
+    # installed with it.
     set(kiv_pc_private "Requires.private: ${modules}\nLibs.private: -lcurl -pthread\n")
 endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE libdir)

@@ -1,4 +1,4 @@
-# The library `kiv`, and `kiv_internal`: the same code with its private headers, for the tools, tests and benchmarks.
+# The library `kiv`, and `kiv_internal`: the same code with its private headers, for the command, tests and benchmarks.
 find_package(Boost 1.81 REQUIRED)
 find_package(CURL 7.87 REQUIRED)
 find_package(EXPAT 2.5 REQUIRED)
@@ -9,7 +9,7 @@ find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
 pkg_check_modules(KIV_PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 
-# Names for pkg-config of what a static library leaves to be linked.
+# The pkg-config modules that an application links in addition to a static library. Install.cmake writes them down.
 set(KIV_PKG_CONFIG_MODULES expat libcrypto icu-i18n icu-uc libplist-2.0 zlib)
 
 add_library(kiv_dependencies INTERFACE)
@@ -17,18 +17,19 @@ target_link_libraries(
     kiv_dependencies INTERFACE Boost::headers CURL::libcurl EXPAT::EXPAT ICU::i18n ICU::uc OpenSSL::Crypto
                                PkgConfig::KIV_PLIST Threads::Threads ZLIB::ZLIB)
 
-# How every target of this project is compiled.
+# Compiler settings of every target of this project.
 add_library(kiv_settings INTERFACE)
 target_compile_features(kiv_settings INTERFACE cxx_std_20)
 target_compile_options(kiv_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # g++ 12 raises these at -O3 for joined texts and for aggregates whose making may throw, where nothing is wrong.
+    # At -O3, g++ 12 gives these warnings without a reason, for concatenated strings and for aggregates whose
+    # initialisation may throw.
     target_compile_options(kiv_settings INTERFACE -Wno-restrict -Wno-maybe-uninitialized
                            -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
 endif()
 
 file(GLOB_RECURSE kiv_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
-# The command has a server in any case; the library only for the flags screen.
+# The command always needs the HTTP server; the library needs it only for the page of the flags screen.
 set(kiv_server_sources ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpServer.cpp
      ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpConnection.cpp)
 set(kiv_screen_sources ${PROJECT_SOURCE_DIR}/src/DebugScreen/KIVFlagsScreen.cpp
@@ -66,7 +67,7 @@ set_target_properties(kiv PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSI
                                      SOVERSION ${PROJECT_VERSION_MAJOR})
 if(BUILD_SHARED_LIBS)
     set(exports ${CMAKE_CURRENT_LIST_DIR}/exports.map)
-    # Its threads run until the process ends: dlclose must leave it loaded.
+    # The library's threads run until the process ends, so dlclose must not unload it (nodelete).
     target_link_options(kiv PRIVATE -Wl,--version-script=${exports} -Wl,--no-undefined -Wl,-z,nodelete)
     set_target_properties(kiv PROPERTIES LINK_DEPENDS ${exports})
 endif()

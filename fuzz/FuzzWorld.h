@@ -25,7 +25,8 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
-/// An evaluator with every operator, a property of each type, and the groups and experiments of one document.
+/// A parser with every operator, a property of each type, and the target groups and experiments of one
+/// document.
 class FuzzWorld {
 public:
     FuzzWorld() : FuzzWorld({}, std::make_shared<const KIVExperiments>()) {}
@@ -54,6 +55,7 @@ public:
     const KivxParser& parser() const { return parser_; }
 
 private:
+    /// Gives `flagValue` the values of the experiments, without flags.
     class Flags : public KivxFlagValueSource {
     public:
         Flags(const KivxParser& parser, std::shared_ptr<const KIVExperiments> experiments)

@@ -20,8 +20,8 @@ std::string xmlOf(const kiv::json::value& value) {
     }
 }
 
-/// A list in XML reads the same from its second writing on: the first may have replaced characters of keys,
-/// and made two of them one.
+/// Aborts unless the second and the third writing as XML give the same text. The first may differ: it
+/// replaces characters that XML lacks, which can make two keys equal.
 void checkXml(const kiv::json::value& value) {
     const std::string first = xmlOf(value);
     if (first.empty()) {
@@ -35,7 +35,8 @@ void checkXml(const kiv::json::value& value) {
 
 } // namespace
 
-/// Reads the bytes as an archived record. What can be read can be written, and reads the same from then on.
+/// Reads the bytes as an archived record. A record that can be read must be writable, and must read the same
+/// from then on.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (const auto any = kiv::decodeAnyPropertyList({reinterpret_cast<const char*>(data), size})) {
         checkXml(*any);

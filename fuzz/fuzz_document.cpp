@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Reads a payload as a client does, and gives each of its flags a value.
+/// Parses a payload as a client does, and evaluates the experiment of each of its flags.
 void apply(const KIVConfigurationDataResult::Document& payload) {
     const KIVClientDataParser parser(
         "distinct", std::make_shared<const kiv::json::object>(kiv::json::object{{"platform", "linux"}}),
@@ -22,7 +22,8 @@ void apply(const KIVConfigurationDataResult::Document& payload) {
 
 } // namespace
 
-/// Takes the bytes for an envelope, and for the payload of one: the way of a document without its network.
+/// Takes the bytes as the text of an envelope, and as the payload inside an envelope, and applies the
+/// document.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto options = std::make_shared<KIVClientOptions>();
     const auto session = std::make_shared<const KIVURLSession>();

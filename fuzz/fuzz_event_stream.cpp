@@ -15,7 +15,8 @@ bool same(const KIVServerSentEvent& a, const KIVServerSentEvent& b) {
            a.retry() == b.retry() && a.userInfo() == b.userInfo();
 }
 
-/// The events of a stream that comes in pieces of the given lengths, then in one.
+/// The events of a stream that arrives in pieces. Each byte of `lengths` is the length of a piece; the rest
+/// of the stream is one piece more.
 Events eventsOf(std::string_view stream, std::string_view lengths) {
     Events events;
     std::optional<kiv::TransportError> error;
@@ -32,7 +33,7 @@ Events eventsOf(std::string_view stream, std::string_view lengths) {
         rest.remove_prefix(std::min<std::size_t>(rest.size(), static_cast<unsigned char>(length)));
     }
     receive(rest);
-    // An empty block holds up what follows it until there is more to receive.
+    // After an empty block the buffer gives no event before the next call of `append`.
     for (std::size_t blocks = stream.size() / 2; blocks > 0 && !error; --blocks) {
         receive("");
     }
@@ -41,8 +42,8 @@ Events eventsOf(std::string_view stream, std::string_view lengths) {
 
 } // namespace
 
-/// Takes the first bytes for the lengths of the pieces in which the others come. However the stream is cut,
-/// its events are the same, and so are those read back from their archives.
+/// Takes the first eight bytes as lengths of pieces, and the other bytes as a stream. The events must be the
+/// same however the stream is cut, and must read the same from their archives.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const std::string_view lengths = text.substr(0, std::min<std::size_t>(size, 8));

@@ -2,8 +2,8 @@
 
 #include "FuzzWorld.h"
 
-/// Evaluates the bytes as an expression, and asks for all that the result can tell. None of it throws but a
-/// conversion that the result's kind does not have.
+/// Evaluates the bytes as an expression, and converts the result to every type. Only the conversions to a
+/// boolean or a number may throw, and only `KIVException`.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const FuzzWorld& world = *new FuzzWorld;
     const auto context = EvaluationContext::initDefaultWithContext(KIVDynamicPropertyContext(
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             result->integerValue();
             result->doubleValue();
         } catch (const KIVException&) {
-            // an array, say, has no number
+            // an array, for example, has no number
         }
     }
     return 0;

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-/// Gives the test process a fresh home folder, so that no test sees or leaves files of its user or of another
-/// test.
+/// Gives the test process a new home folder and removes it at the end, so that no test sees files of the user
+/// or of another test.
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     if (::testing::GTEST_FLAG(list_tests)) {
@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     setenv("HOME", home.c_str(), 1);
     setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
     const int result = RUN_ALL_TESTS();
-    // A thread of the library may be writing one more file.
+    // A thread of the library may still write a file meanwhile, so the removal is tried again.
     const auto removeOne = [](const char* path, const struct stat*, int, FTW*) {
         return std::remove(path) & 0;
     };

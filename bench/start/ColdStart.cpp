@@ -1,10 +1,12 @@
-// One start of an application, in a process of its own: what `bench/cold-start.py` runs.
+// Plays one start of an application. `bench/cold-start.py` runs it in many processes, one after the other.
 //
 //   kiv_cold_start prepare FOLDER   stores a signed document of 1,000 experiments, as an earlier start would
-//   kiv_cold_start start FOLDER     sets up and reads a flag; prints microseconds and kilobytes as JSON
-//   kiv_cold_start empty FOLDER     the same without any document
-//   kiv_cold_start bare FOLDER      does nothing with the library
-//   kiv_cold_start stop FOLDER      shuts down with impressions that a stalled service does not take
+//   kiv_cold_start start FOLDER     sets up and reads a flag; prints the times and the memory
+//   kiv_cold_start empty FOLDER     does the same without a stored document
+//   kiv_cold_start bare FOLDER      prints the memory of a process that does not use the library
+//   kiv_cold_start stop FOLDER      shuts down with a stalled service; prints the time and the events on disk
+//
+// The results are JSON. Times are in microseconds, memory ("resident") is in KiB.
 
 #include <chrono>
 #include <cstdio>
@@ -17,7 +19,9 @@
 #include "Analytics/KIVSEGFileStorage.h"
 #include "CorvaneClient/KIVClientConfigurationLoadingDataManager.h"
 #include "Platform/System/Files.h"
+#include "Support/Host.h"
 #include "Support/LoopbackServer.h"
+#include "Support/Payload.h"
 #include "Support/Signing.h"
 
 namespace {
@@ -29,30 +33,25 @@ struct StartFlags : KIVBaseContainer {
     KIV_CONTAINER(StartFlags, flag7);
 };
 
-void configureHost(const std::string& folder) {
-    KIVHost host;
-    host.libraryDirectory = folder;
-    KIVHost::configure(host);
+void useFolder(const std::string& folder) {
+    configureHost([&](KIVHost& host) { host.libraryDirectory = folder; });
 }
 
 void prepare(const std::string& folder) {
-    std::string text = R"({"application":")" + key + R"(","experiments":[)";
+    kiv::json::array experiments;
     for (int i = 0; i < 1000; ++i) {
-        const std::string number = std::to_string(i);
-        text += (i == 0 ? "" : ",") + (R"j({"_id":"id-)j" + number) +
-                R"j(","deploymentConfiguration":{"condition":"eq(\"FR\", \"FR\")"},)j"
-                R"j("featureFlags":[{"name":"start.flag)j" +
-                number + R"j("}]})j";
+        experiments.push_back(makeExperiment("start.flag" + std::to_string(i), R"(eq("FR", "FR"))"));
     }
     const Signer signer = makeSigner();
-    configureHost(folder);
+    useFolder(folder);
     KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, key)
-        .setProductionConfiguration(
-            std::make_shared<const kiv::json::value>(*kiv::parseJson(signer.sign(text + "]}"))));
+        .setProductionConfiguration(std::make_shared<const kiv::json::value>(
+            *kiv::parseJson(signer.sign(makePayload(key, experiments)))));
     kiv::writeFile(folder + "/certificate.txt", signer.certificateBase64);
 }
 
-/// Lines such as "VmRSS:  1234 kB" and "Threads: 3" of this process's status.
+/// The number in a line of /proc/self/status such as "VmRSS:  1234 kB" or "Threads: 3"; 0 without such a
+/// line.
 long statusOf(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
@@ -66,7 +65,7 @@ long statusOf(const std::string& name) {
 int start(const std::string& folder, bool readsStored) {
     std::string certificate;
     std::getline(std::ifstream(folder + "/certificate.txt"), certificate);
-    configureHost(readsStored ? folder : folder + "/empty");
+    useFolder(readsStored ? folder : folder + "/empty");
     const auto flags = std::make_shared<StartFlags>();
     const auto begin = std::chrono::steady_clock::now();
     KIVCore::register_("start", flags);
@@ -81,16 +80,15 @@ int start(const std::string& folder, bool readsStored) {
     return value == readsStored ? 0 : 1;
 }
 
-/// Prints how long the shutdown took and how many events were on disk when it returned.
+/// Prints how long the shutdown took, and how many events were on disk when it returned.
 int stop(const std::string& folder) {
     LoopbackServer server;
     server.on("/impression/" + key, LoopbackServer::stall());
-    configureHost(folder + "/stop");
+    useFolder(folder + "/stop");
     const Signer signer = makeSigner();
     const std::string document = folder + "/stop.json";
-    kiv::writeFile(document, signer.sign(R"({"application":")" + key + R"(","experiments":[{"_id":"a",)" +
-                                         R"("deploymentConfiguration":{"condition":"\"true\""},)" +
-                                         R"("featureFlags":[{"name":"kiv.internal.analytics"}]}]})"));
+    kiv::writeFile(document,
+                   signer.sign(makePayload(key, {makeExperiment("kiv.internal.analytics", R"("true")")})));
     const auto flags = std::make_shared<StartFlags>();
     KIVCore::register_("start", flags);
     KIVCore::setupWithKey(

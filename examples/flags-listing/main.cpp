@@ -1,4 +1,7 @@
-// Draws the flags screen as text: the model without a toolkit, in the way docs/flags-screen.md tells.
+// Draws the flags screen as text, and plays a person who uses it. An application draws it with its own
+// toolkit in the same way; docs/flags-screen.md explains the calls.
+//
+// Usage: flags-listing [FOLDER]. Overrides are kept in the folder; without one nothing is kept.
 
 #include <cstdio>
 #include <cstdlib>
@@ -23,7 +26,7 @@ void draw(KIVFlagsViewController& screen) {
         for (std::size_t row = 0; row < screen.numberOfRowsInSection(section); ++row) {
             const auto cell = screen.cellForRowAtIndexPath({section, row});
             if (!cell) {
-                continue; // registered no more
+                continue; // the flag is no longer registered
             }
             std::string control;
             if (const auto* boolean = dynamic_cast<const KIVBooleanSwitchTableViewCell*>(cell.get())) {
@@ -43,9 +46,10 @@ void draw(KIVFlagsViewController& screen) {
 
 int main(int argc, char** argv) {
     KIVHost host;
-    host.libraryDirectory = argc > 1 ? argv[1] : ""; // with an empty one nothing is kept
+    host.libraryDirectory = argc > 1 ? argv[1] : ""; // empty: the library writes no files
     KIVHost::configure(host);
     KIVCore::register_("checkout", std::make_shared<CheckoutFlags>());
+    // Options without endpoints: the library makes no requests.
     KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912",
                           {.networkConfigurations = KIVNetworkConfigurationsOptions{}});
 
@@ -53,9 +57,10 @@ int main(int argc, char** argv) {
     if (!screen) {
         return EXIT_FAILURE;
     }
-    screen->viewDidLoad();
-    screen->viewWillAppear(true);
+    screen->viewDidLoad();        // groups the flags
+    screen->viewWillAppear(true); // sets the title and the "Reset All" button
     draw(*screen);
+    // From here on the screen says when to draw.
     screen->setView({
         .reloadData = [&] { draw(*screen); },
         .present =
@@ -64,17 +69,17 @@ int main(int argc, char** argv) {
                 for (const auto& action : alert.actions) {
                     std::printf("    - %s\n", action.title.c_str());
                 }
-                alert.actions[1].handler(); // as if the person had picked the second
+                alert.actions[1].handler(); // the person picks the second variation
             },
         .dismiss = [] { std::puts("\n(the screen is gone)"); },
     });
-    screen->textDidChange("color"); // a search
+    screen->textDidChange("color"); // the person searches for "color" ...
     if (const auto cell =
             std::dynamic_pointer_cast<KIVMultiVariantTableViewCell>(screen->cellForRowAtIndexPath({0, 0}))) {
-        cell->flagButtonTapped();
+        cell->flagButtonTapped(); // ... and presses the value of the flag that was found
     }
     screen->searchBarCancelButtonClicked();
-    screen->rightBarButtonItem()->action(); // "Reset All"
+    screen->rightBarButtonItem()->action(); // the person presses "Reset All"
     screen->setView({});
     KIVCore::shutdown();
 }

@@ -15,8 +15,8 @@ std::shared_ptr<CustomerFlags> registerFlags() {
 
 void showProperties(const CustomerFlags& flags, Report& report) {
     report.heading("4. Who the customer is");
-    report.paragraph(
-        "The shop has given a property of each kind; the cart is computed when an expression asks for it:");
+    report.paragraph("The shop has set a property of each kind. A callback computes cartTotal when an "
+                     "expression asks for it:");
     report.table({"PROPERTY", "KIND", "VALUE"}, {{"country", "string", "FR"},
                                                  {"appVersion", "semver", "2.10.0"},
                                                  {"orders", "int", "12"},
@@ -44,7 +44,7 @@ void showSplit(const CustomerFlags& flags, Report& report) {
         ++counts[flags.layout.value(KIVDynamicPropertyContext({{"visitorId", id}}))];
     }
     report.heading("5. 100,000 visitors over three layouts");
-    report.paragraph("The visitor's id comes with each read, and decides on the device.");
+    report.paragraph("Each read passes the visitor's id, from which the device computes the layout.");
     std::vector<std::vector<std::string>> rows;
     for (const auto& [layout, share] : expected) {
         const double has = static_cast<double>(counts[layout]) / visitors;
@@ -54,7 +54,7 @@ void showSplit(const CustomerFlags& flags, Report& report) {
         report.check(std::abs(has - share) < 0.005, layout + " should have another share");
     }
     report.table({"LAYOUT", "VISITORS", "SHARE", "SHOULD BE", ""}, rows);
-    report.check(counts.size() == expected.size(), "there are layouts that nobody should see");
+    report.check(counts.size() == expected.size(), "there are layouts that the document does not have");
 }
 
 void showFreezing(const CustomerFlags& flags, Report& report) {

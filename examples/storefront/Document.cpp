@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Registers the two containers of the application and answers how to read them.
+/// Registers the two containers of the application. Returns a function that reads all their flags.
 auto registerContainers(const Heard& heard) {
     auto store = std::make_shared<StoreFlags>();
     auto application = std::make_shared<ApplicationFlags>();
@@ -36,7 +36,7 @@ void checkRows(Report& report, const std::vector<Row>& rows,
     }
 }
 
-/// The message of the log's last line that holds the text; empty when there is none.
+/// The last line of the log that contains the text, without the line's prefix; empty when there is none.
 std::string lineWith(Heard& heard, const std::string& text) {
     const std::lock_guard lock(heard.linesLock);
     for (auto line = heard.lines.rbegin(); line != heard.lines.rend(); ++line) {
@@ -75,7 +75,7 @@ void showGenuine(const Paths& paths, Heard& heard, Report& report) {
                  "setup should have applied the embedded document");
 
     report.heading("2. A container registered after the document was applied");
-    report.paragraph("No other setup and no other document: the flags have their experiments at once.");
+    report.paragraph("The new flags have their experiments at once, without another setup or document.");
     const auto gift = std::make_shared<GiftFlags>();
     KIVCore::register_("gift", gift);
     const std::vector<Row> late = rowsOf(heard, gift->wrapping, gift->card, gift->ribbon);

@@ -1,5 +1,5 @@
-// The shop with a service: the documents that it is served from, start after start, and a change that comes
-// while it runs.
+// The shop with a service: which document each start uses, and a change of the payload that arrives while the
+// shop runs.
 
 #include <chrono>
 #include <condition_variable>
@@ -30,6 +30,7 @@ KIVNetworkConfigurationsOptions endpointsOf(const std::string& service) {
     };
 }
 
+/// The source of the document in use, by the status of a fetch result.
 const char* sourceOf(int status) {
     switch (status) {
     case 1:
@@ -43,7 +44,7 @@ const char* sourceOf(int status) {
     }
 }
 
-/// Results of fetches, from whatever thread they come.
+/// Results of fetches. Threads of the library add them, and the main thread takes them in the same order.
 class Results {
 public:
     void add(const KIVFetcherResult& result) {
@@ -52,7 +53,7 @@ public:
         changed_.notify_all();
     }
 
-    /// The next one; nothing when none comes in time.
+    /// The next result; nullopt when none comes within `patience`.
     std::optional<KIVFetcherResult> next(std::chrono::seconds patience) {
         std::unique_lock lock(lock_);
         if (!changed_.wait_for(lock, patience, [&] { return taken_ < results_.size(); })) {
@@ -68,7 +69,8 @@ private:
     std::size_t taken_ = 0;
 };
 
-/// What the shop asks its flags while somebody is in it. With analytics on, the service hears of each answer.
+/// Reads flags as the shop does while a customer visits it. The document turns analytics on, so the service
+/// is told of each read.
 void serveCustomer(const StoreFlags& flags) {
     if (flags.newSearch.isEnabled() && flags.expressCheckout.isEnabled()) {
         flags.paymentRetries.value();
@@ -80,8 +82,8 @@ void serveCustomer(const StoreFlags& flags) {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-/// What a shop that stays has beside its own flags, so that there is something to see on the flags screen.
-/// The currency is frozen by its first read.
+/// Registers the other containers too, so that there is more to see on the flags screen. The read at the end
+/// freezes the currency.
 void registerTheRest() {
     KIVCore::register_(std::make_shared<ApplicationFlags>());
     KIVCore::register_("gift", std::make_shared<GiftFlags>());
@@ -94,7 +96,8 @@ void registerTheRest() {
 std::shared_ptr<KIVFlagsScreen> showFlags(Report& report) {
     auto screen = std::make_shared<KIVFlagsScreen>(KIVCore::flagsViewController());
     const auto presented = screen->present();
-    report.line("All flags, to look at and override: " + presented.address.value_or(presented.failure));
+    report.line("A page with all flags, to look at and override: " +
+                presented.address.value_or(presented.failure));
     report.check(presented.address.has_value(), "the flags screen should be there");
     return screen;
 }
@@ -105,7 +108,7 @@ std::nullptr_t showFlags(Report&) { return nullptr; }
 } // namespace
 
 void runLive(const LiveRun& run, Report& report) {
-    static Results& results = *new Results; // the library's threads outlive the run
+    static Results& results = *new Results; // never destroyed: the library's threads outlive the run
     const auto flags = std::make_shared<StoreFlags>();
     KIVCore::register_("store", flags);
     describeCustomer();
@@ -134,7 +137,7 @@ void runLive(const LiveRun& run, Report& report) {
         registerTheRest();
     }
     [[maybe_unused]] const auto screen = run.stays ? showFlags(report) : nullptr;
-    std::puts("  Listening. The discount of the file is being edited.");
+    std::puts("  Listening for changes while the discount in the file is edited.");
     std::fflush(stdout);
     std::signal(SIGINT, [](int) { interrupted = 1; });
     do {
@@ -153,5 +156,5 @@ void runLive(const LiveRun& run, Report& report) {
         std::fflush(stdout);
         report.check(run.stays || took < 1s, "the change should come within a second");
     } while (run.stays && interrupted == 0);
-    KIVCore::shutdown(); // impressions that wait to be sent are kept
+    KIVCore::shutdown(); // keeps the impressions that were not sent yet
 }

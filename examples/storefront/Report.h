@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-/// One line of the table.
+/// A row of the table of flags.
 struct Row {
     std::string flag;
     std::string type;
@@ -12,20 +12,21 @@ struct Row {
     std::string origin;
 };
 
-/// What the example prints, and whether it is what it should be.
+/// Prints what the example shows, and remembers whether all checks held.
 class Report {
 public:
     void heading(const std::string& text) const;
     void space() const;
     void line(const std::string& text) const;
-    /// Breaks the text into lines between its words.
+    /// Prints the text in lines of at most 90 characters, and an empty line after it.
     void paragraph(const std::string& text) const;
     void table(const std::vector<Row>& rows) const;
-    /// As many cells in each row as there are titles.
+    /// Each row has as many cells as there are titles.
     void table(const std::vector<std::string>& titles,
                const std::vector<std::vector<std::string>>& rows) const;
 
-    /// Prints what is wrong unless the condition holds.
+    /// Prints `whatIsWrong` to the error output when the condition does not hold. `allWell` is false from
+    /// then on.
     void check(bool holds, const std::string& whatIsWrong);
 
     bool allWell() const { return allWell_; }

@@ -60,7 +60,7 @@ void setUp(const Paths& paths, Heard& heard) {
         {
             .onConfigurationFetched =
                 [&heard](const KIVFetcherResult& result) {
-                    // An offline shop hears of a failed fetch, on a thread of the library.
+                    // Without a service the fetch fails (status 5), which a thread of the library reports.
                     if (result.fetcherStatus != 5) {
                         heard.fetched.push_back(result);
                     }
@@ -89,12 +89,13 @@ std::string read(const KIVString& flag) { return flag.value(); }
 std::string read(const KIVInt& flag) { return std::to_string(flag.value()); }
 std::string read(const KIVDouble& flag) { return numberText(flag.value()); }
 
-// Its impression says whether there was an experiment, and a read with another default shows whether the
-// experiment's expression gave a value.
+// The impression of the last read tells whether the flag has an experiment. Reading the flag again with
+// another default tells whether the experiment's expression has a value: when it has none, the read returns
+// that default.
 std::string originOf(const KIVString& flag, const Heard& heard) {
     const auto impression = heard.hadExperiment.find(flag.name().value_or(""));
     if (impression == heard.hadExperiment.end()) {
-        return "unknown: nobody announced the read";
+        return "unknown: the read made no impression";
     }
     if (!impression->second) {
         return noExperiment;

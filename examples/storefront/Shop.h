@@ -9,42 +9,49 @@
 
 #include "Report.h"
 
-/// What the library told the application.
+/// Everything that the library told the shop, through the callbacks that `setUp` and `configureHost` hand
+/// over.
 struct Heard {
     std::vector<KIVFetcherResult> fetched;
-    std::map<std::string, bool> hadExperiment; ///< by flag, from its last impression
-    std::vector<std::string> impressions;
-    std::vector<std::string> failures; ///< of the application's own callbacks
-    std::mutex linesLock;
-    std::vector<std::string> lines; ///< of the debug log
+    std::map<std::string, bool> hadExperiment; ///< by flag name: whether the last read had an experiment
+    std::vector<std::string> impressions;      ///< descriptions, one for each evaluated read
+    std::vector<std::string> failures;         ///< exceptions of the shop's own callbacks
+    std::mutex linesLock;                      ///< for `lines`, as several threads log
+    std::vector<std::string> lines;            ///< the debug log
 };
 
 struct Paths {
-    std::string document;
-    std::string certificate;
-    std::string libraryFolder;
+    std::string document;      ///< the signed document that is shipped with the shop
+    std::string certificate;   ///< text file with the certificate that verifies the document
+    std::string libraryFolder; ///< the library keeps its files here
 };
 
+/// Where the value of a read came from, as the tables print it.
 inline constexpr const char* fromExperiment = "experiment";
 inline constexpr const char* noExperiment = "default: no experiment";
 inline constexpr const char* undefinedValue = "default: expression is undefined";
 
-/// The flag whose impressions the shop's handler cannot stand.
+/// The shop's impression handler throws when this flag is read, to show what the library does then.
 inline constexpr const char* tickerFlag = "store.ticker";
 
+/// The key of this application. A document is made for one key.
 inline constexpr const char* sdkKey = "5e0bd1f2c3a4b5d6e7f80912";
 
+/// The first line of the file.
 std::string textOfFile(const std::string& path);
 
-/// What the document's expressions ask for: a property of each kind, fixed or computed when asked for.
+/// Sets the properties that the document's expressions ask for: at least one of each kind. Two have a
+/// callback, which computes the value whenever an expression asks.
 void describeCustomer();
 
-/// Comes before the first call of `KIVCore`.
+/// Tells the library about the application: its version, its folder and where to log. To be called before the
+/// first call of `KIVCore`.
 void configureHost(const Paths& paths, Heard& heard);
 
-/// Says who the customer is, and sets up with the document.
+/// Describes the customer, and sets up with the document and without a service.
 void setUp(const Paths& paths, Heard& heard);
 
+/// The number without trailing zeros: "0.15".
 std::string numberText(double number);
 
 std::string typeOf(const KIVFlag&);
@@ -52,16 +59,16 @@ std::string typeOf(const KIVString&);
 std::string typeOf(const KIVInt&);
 std::string typeOf(const KIVDouble&);
 
-/// The value, read as an application reads it.
+/// Reads the flag as an application does. Returns the value as a text.
 std::string read(const KIVFlag& flag);
 std::string read(const KIVString& flag);
 std::string read(const KIVInt& flag);
 std::string read(const KIVDouble& flag);
 
-/// Where the value of the last read came from.
+/// Where the value of the flag's last read came from: one of the three texts above.
 std::string originOf(const KIVString& flag, const Heard& heard);
 
-/// Reads the flags.
+/// Reads each flag once, and returns a row of the table for each.
 template <class... Flags>
 std::vector<Row> rowsOf(const Heard& heard, const Flags&... flags) {
     std::vector<Row> rows;
@@ -74,20 +81,21 @@ std::vector<Row> rowsOf(const Heard& heard, const Flags&... flags) {
     return rows;
 }
 
-/// The parts of the demonstration, in the order in which they run.
+/// The parts of the demonstration, in the order in which run-demo.sh starts them: each in a process of its
+/// own.
 void showGenuine(const Paths& paths, Heard& heard, Report& report);
 void showRefused(const Paths& paths, Heard& heard, Report& report);
 void showCustomers(const Paths& paths, Heard& heard, Report& report);
-/// In another process, after `showCustomers`.
+/// The start after `showCustomers`, with the same folder: the override that was set there is still in effect.
 void showNextStart(const Paths& paths, Heard& heard, Report& report);
 
 struct LiveRun {
-    std::string service; ///< its URL
+    std::string service; ///< URL of the service
     Paths paths;
-    bool expectsStored = false; ///< an earlier start has stored a document
-    std::string editedFile;     ///< the payload that somebody edits; none ends the run after the fetch
-    bool stays = false;         ///< runs on until it is interrupted
+    bool expectsStored = false; ///< whether an earlier start stored a document
+    std::string editedFile; ///< the payload that is edited meanwhile; empty: the run ends before any edit
+    bool stays = false; ///< run until Ctrl-C, and present the flags screen
 };
 
-/// With a service.
+/// The part with a service: shows which document is in use, and what happens when the payload is edited.
 void runLive(const LiveRun& run, Report& report);

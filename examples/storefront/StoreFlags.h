@@ -2,7 +2,8 @@
 
 #include <kiv/kiv.h>
 
-/// The flags of the shop. Registered under "store", so the first is `store.expressCheckout`.
+/// The flags of the shop. They are registered under "store", so the name of the first is
+/// `store.expressCheckout`.
 struct StoreFlags : KIVBaseContainer {
     KIVFlag expressCheckout{false};
     KIVFlag newSearch{true};
@@ -16,7 +17,8 @@ struct StoreFlags : KIVBaseContainer {
                   discount);
 };
 
-/// The flags of the whole application. Registered without a namespace: their names are those of the members.
+/// The flags of the whole application. They are registered without a namespace, so the name of the first is
+/// `maintenance`.
 struct ApplicationFlags : KIVBaseContainer {
     KIVFlag maintenance{false};
     KIVString checkoutFlow{"classic", {"classic", "one-page"}};
@@ -26,7 +28,7 @@ struct ApplicationFlags : KIVBaseContainer {
     KIV_CONTAINER(ApplicationFlags, maintenance, checkoutFlow, itemsPerPage, freeDeliveryFrom);
 };
 
-/// The flags of a part of the shop that is loaded late. Registered under "gift".
+/// The flags of a part of the shop that is loaded late. They are registered under "gift".
 struct GiftFlags : KIVBaseContainer {
     KIVFlag wrapping{false};
     KIVFlag card{false};
@@ -35,7 +37,8 @@ struct GiftFlags : KIVBaseContainer {
     KIV_CONTAINER(GiftFlags, wrapping, card, ribbon);
 };
 
-/// The flags that depend on the customer. Registered under "store" too.
+/// The flags that depend on the customer. They are registered under "store" by the parts of the demonstration
+/// that do not register `StoreFlags`.
 struct CustomerFlags : KIVBaseContainer {
     KIVString thanks{"none"};
     KIVString upsell{"nothing"};

@@ -1,5 +1,6 @@
-// A shop's application: it declares flags, says a few things about its customer, and sets up with a signed
-// document. `run-demo.sh` beside this file makes the document and runs the program.
+// The application of a shop. It declares flags (StoreFlags.h), describes its customer and sets up with a
+// signed document (Shop.cpp), and then reads its flags in several situations. `./run demo` shows all of them:
+// run-demo.sh makes the document and runs this program once for each part.
 
 #include <cstdio>
 #include <map>
@@ -16,7 +17,7 @@ int main(int argc, char** argv) {
         {"next-start", showNextStart},
     };
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    // The library may still call its handlers while the process ends.
+    // Never destroyed: the library may still call the handlers, which write to it, while the process ends.
     static Heard& heard = *new Heard;
     Report report;
     if (arguments.size() >= 5 && arguments[0] == "live") {

@@ -1,8 +1,13 @@
 #!/usr/bin/env bash
-# Makes a signing key, signs the shop's flags with it, and shows what the shop reads from the signed document and from a
-# tampered copy, what it may know and do about its customers, and how it lives with a service. With --stay the service
-# and the shop run on until they are interrupted. All files it makes are in a temporary folder, which it removes. The
-# commands are taken from the folder KIV_BIN, or from the project's build.
+# Shows the shop of this folder, part by part:
+#
+#   1-2   it reads its flags from a document that was signed with a new key
+#   3     it refuses a copy of the document in which one byte was changed
+#   4-10  what it tells about its customers, and how overrides, freezing and callbacks that throw work
+#   11    it fetches its document from a service, and hears of a change within a second
+#
+# With --stay the service and the shop of part 11 run on until Ctrl-C. All files are made in a temporary folder, which
+# is removed at the end. The commands are those in the folder KIV_BIN; by default, those that ./run build has built.
 set -euo pipefail
 stay=
 if [[ ${1:-} == --stay ]]; then
@@ -21,7 +26,7 @@ done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Prints what a command says only when it fails.
+# Runs a command, and prints its output only when it fails.
 quietly() {
     "$@" >"$work/output" 2>&1 || {
         cat "$work/output" >&2
@@ -35,7 +40,7 @@ quietly "$bin/kiv" config lint "$payload"
 quietly "$bin/kiv" config sign "$payload" --key "$work/signing.key.pem" --out "$work/flags.json"
 quietly "$bin/kiv" config verify "$work/flags.json" --certificate "$work/signing.certificate.txt"
 
-# The tampered copy is still a well-formed document: only its signature tells.
+# The tampered copy is still a well-formed document: only the signature shows that it was changed.
 sed 's/, 0\.15,/, 0.95,/' "$work/flags.json" >"$work/tampered.json"
 changed=$( (cmp -l "$work/flags.json" "$work/tampered.json" || true) | wc -l)
 if ((changed != 1)); then
@@ -49,7 +54,7 @@ printf '\nexamples/storefront/storefront.flags.json was checked and signed with 
 "$bin/storefront" customers "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
 "$bin/storefront" next-start "$work/flags.json" "$work/signing.certificate.txt" "$work/library"
 
-# The live part: a service for a folder with the shop's payload, on a free port of loopback.
+# Part 11: a service on a free port of loopback, for a folder with the shop's payload.
 key=5e0bd1f2c3a4b5d6e7f80912
 served=$work/flags/$key.flags.json
 data=$work/service
@@ -58,7 +63,7 @@ cp "$payload" "$served"
 "$bin/kiv" serve "$work/flags" --data "$data" --port 0 --json --quiet >"$work/service.json" &
 service=$!
 trap 'kill "$service" 2>/dev/null || true; wait "$service" || true; rm -rf "$work"' EXIT
-for ((i = 0; i < 100; ++i)); do
+for ((i = 0; i < 300; ++i)); do
     [[ -s $work/service.json ]] && break
     sleep 0.1
 done
@@ -74,18 +79,18 @@ printf '\n11. The shop with its service: kiv serve at %s\n\n  First start, with 
 printf '\n  Second start, and then somebody edits the file: ifThen(isInTargetGroup("loyal"), 0.25, 0)\n\n'
 "$bin/storefront" live "$url" "$work/shipped.json" "$certificate" "$work/live" "$served" $stay >>"$work/live.txt" &
 shop=$!
-for ((i = 0; i < 200; ++i)); do
+for ((i = 0; i < 600; ++i)); do
     grep -q Listening "$work/live.txt" && break
     sleep 0.05
 done
-sleep 0.3 # the stream opens
+sleep 0.3 # until the shop's push stream is open
 sed -i 's/, 0\.15, 0)/, 0.25, 0)/' "$served"
 if [[ -n $stay ]]; then
-    printf '  Edit %s and see. What the shop reads arrives at %s. Interrupt (Ctrl-C) to end.\n\n' "$served" "$url"
+    printf '  Edit %s, and see what the shop reads. %s counts its reads. Ctrl-C ends both.\n\n' "$served" "$url"
     trap 'kill -INT "$shop" 2>/dev/null || true' INT
     tail -n +1 -f --pid="$shop" "$work/live.txt" || true
 else
     wait "$shop" || { cat "$work/live.txt"; exit 1; }
     cat "$work/live.txt"
 fi
-printf '\nAll as it should be.\n'
+printf '\nEverything was as expected.\n'

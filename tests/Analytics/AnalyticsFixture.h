@@ -1,11 +1,7 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -20,6 +16,7 @@
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Platform/Threads/Queues.h"
 #include "Support/CapturedLog.h"
+#include "Support/Inbox.h"
 #include "Support/LoopbackServer.h"
 
 inline const std::string analyticsKey = "5e0bd1f2c3a4b5d6e7f80912";
@@ -37,9 +34,7 @@ protected:
              {KIVSegmentRequestDidSucceedNotification, KIVSegmentRequestDidFailNotification}) {
             tokens_.push_back(kiv::NotificationCenter::defaultCenter().addObserver(
                 std::string(name), [outcomes = outcomes_](const kiv::Notification& posted) {
-                    const std::lock_guard lock(outcomes->lock);
-                    outcomes->names.emplace_back(posted.name());
-                    outcomes->changed.notify_all();
+                    outcomes->put(std::string(posted.name()));
                 }));
         }
     }
@@ -70,14 +65,7 @@ protected:
 
     /// The next outcome of an upload: the name of its notification, or "nothing" when none comes.
     std::string nextOutcome() {
-        std::unique_lock lock(outcomes_->lock);
-        const bool came = outcomes_->changed.wait_for(lock, std::chrono::seconds(20),
-                                                      [&] { return !outcomes_->names.empty(); });
-        std::string name = came ? outcomes_->names.front() : "nothing";
-        if (came) {
-            outcomes_->names.pop_front();
-        }
-        lock.unlock();
+        std::string name = outcomes_->next().value_or("nothing");
         settle();
         return name;
     }
@@ -128,11 +116,6 @@ protected:
         std::make_shared<KIVFeatureFlagsRepository>());
 
 private:
-    struct Outcomes {
-        std::mutex lock;
-        std::condition_variable changed;
-        std::deque<std::string> names;
-    };
-    std::shared_ptr<Outcomes> outcomes_ = std::make_shared<Outcomes>();
+    std::shared_ptr<Inbox<std::string>> outcomes_ = std::make_shared<Inbox<std::string>>();
     std::vector<kiv::NotificationCenter::Token> tokens_;
 };

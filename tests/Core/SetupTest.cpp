@@ -78,7 +78,7 @@ protected:
     Signer signer = makeSigner();
     const std::string path = *KIVHost::current()->libraryDirectory + "/configuration.json";
     std::vector<KIVFetcherResult> results;
-    SilentServer network; ///< no fetch ends while the test runs
+    SilentServer network; ///< never answers, so no fetch ends while a test runs
 };
 
 TEST_F(Setup, ServesASignedEmbeddedDocument) {
@@ -122,9 +122,9 @@ TEST_F(Setup, RefusesWhatIsNotAGenuineDocumentOfItsApplication) {
     std::string unsignedDocument = good;
     unsignedDocument.replace(unsignedDocument.find("signature_v0"), 12, "signature_v9");
     const struct {
-        std::string key; ///< as each is set up once
+        std::string key; ///< another one for each case, because a key is set up only once
         std::string document;
-        const char* line; ///< what the log says
+        const char* line; ///< part of the line that the log must have
     } cases[] = {
         {"a00000000000000000000001", tampered, "KIVNetwork_signatureWasNotVerified"},
         {"a00000000000000000000002", unsignedDocument, "KIVNetwork_signatureWasNotVerified"},
@@ -187,7 +187,7 @@ TEST_F(Setup, OfASecondKeyReplacesTheClient) {
     KIVCore::setupWithKey(otherKey, options(signer.sign(payload(otherKey, "red"))));
     EXPECT_EQ(flags->color.value(), "red");
     EXPECT_NE(KIVCore::overrides(), before);
-    before->setOverride("odd", "store.color"); // of a client that is gone: nothing happens to the flags
+    before->setOverride("odd", "store.color"); // its client was replaced, so the flags must not change
     EXPECT_EQ(flags->color.value(), "red");
     KIVCore::setVariant(std::make_shared<KIVString>("x"), "of.the.second");
     EXPECT_EQ(KIVCore::flagsRepositoryForSDKKey(key)->featureWithName("of.the.second"), nullptr);
@@ -234,7 +234,7 @@ TEST_F(Setup, KeepsSilentFilesOutOfTheLog) {
     EXPECT_TRUE(log.has({"KIV SDK(build 588):KIVCoreInstance.cpp:"}));
 }
 
-/// An exception that says nothing about itself.
+/// An exception without a text.
 struct Silent : std::exception {
     const char* what() const noexcept override { return nullptr; }
 };
@@ -260,7 +260,7 @@ TEST_F(Setup, ReportsAThrowingHandler) {
                  "exception: std::exception: first"}));
 }
 
-/// Runs the task on a thread of its own. True when the thread ended inside a callback that calls `leave`.
+/// Runs the task on a new thread. True when a callback of the task ended the thread by calling `leave`.
 bool endsEarly(std::function<void()> task) {
     pthread_t thread{};
     const auto run = [](void* argument) -> void* {
@@ -313,7 +313,7 @@ TEST_F(Setup, ReachesOperationsByName) {
     EXPECT_FALSE(KIVCore::run("thrice", 1U).has_value());
 }
 
-/// Calls the library when it goes.
+/// An object of the application whose destructor calls the library.
 struct CallsOnDestruction {
     ~CallsOnDestruction() {
         KIVCore::setCustomBooleanProperty(true, "of.the.destructor");
@@ -330,7 +330,7 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
     KIVOptions all = options(signer.sign(payload(key)));
     all.impressionHandler = [held = std::make_shared<CallsOnDestruction>()](const KIVReportingValue& value) {
         if (value.name() == "store.open") {
-            // Under the guard of this read: the client goes later.
+            // This read still guards the first client, which is therefore destroyed later.
             KIVCore::setupWithKey(otherKey, {.networkConfigurations = KIVNetworkConfigurationsOptions()});
         }
     };
@@ -344,7 +344,7 @@ TEST_F(Setup, LetsObjectsOfTheApplicationCallTheLibraryWhenTheyAreReleased) {
         KIV_CONTAINER(Late, flag);
     };
     KIVCore::register_("late", std::make_shared<Late>());
-    // The handler goes with the request of the first client, which a thread of the library cancels.
+    // The handler is destroyed with the first client's request, which a thread of the library cancels.
     const auto hasGone = [] {
         return KIVCore::propertiesRepository()->customPropertyForName("of.the.destructor") != nullptr;
     };
@@ -385,7 +385,7 @@ TEST_F(Setup, KeepsEverythingInMemoryWithoutALibraryFolder) {
 }
 
 TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
-    const auto lines = std::make_shared<std::atomic<int>>(0); // the library's threads go on logging
+    const auto lines = std::make_shared<std::atomic<int>>(0); // the library's threads log on after the test
     configureHost([&](KIVHost& host) {
         host.logSink = [lines, kept = flags](const std::string&) {
             ++*lines;
@@ -398,7 +398,7 @@ TEST_F(Setup, SurvivesALogSinkThatThrowsOrReadsFlags) {
     EXPECT_GT(*lines, 0);
 }
 
-// Setting up, registering, reading and shutting down from several threads at once.
+/// Several threads at once set up, register, read and shut down.
 TEST_F(Setup, IsSafeFromSeveralThreads) {
     const KIVOptions all = options(signer.sign(payload(key)));
     onThreads(4, [&](int i) {

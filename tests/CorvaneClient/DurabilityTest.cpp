@@ -25,7 +25,7 @@ namespace {
 
 namespace json = kiv::json;
 
-/// An application with one flag, in a process of its own, driven by lines.
+/// An application with one flag in a process of its own: `kiv shell`, which a test drives by JSON lines.
 class Application {
 public:
     Application() {
@@ -63,7 +63,7 @@ public:
                 {"networkConfigurations", endpoints}}}});
     }
 
-    /// Until the process is killed.
+    /// Sends a line. Lines after the process was killed are dropped.
     void tell(const json::object& line) {
         const std::string text = kiv::compactJson(line) + "\n";
         std::size_t written = 0;
@@ -83,7 +83,8 @@ private:
     pid_t process_ = -1;
 };
 
-/// The list in the file: it must be whole when it is there.
+/// Reads the property list in a file, which must be whole, and counts the file in `seen`; nullopt when there
+/// is none.
 std::optional<json::object> wholeList(const std::string& path, int& seen) {
     if (!std::filesystem::exists(path)) {
         return std::nullopt;
@@ -144,7 +145,7 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
     int records = 0;
     int overrideFiles = 0;
     for (int i = 0; i < rounds; ++i) {
-        // Now and then a fresh folder, so that identities are made.
+        // Every third run starts in a new folder, so that identities are made too.
         const std::string folder = root + std::to_string(i / 3);
         run(folder, whole * (random() % 1000) / 1000);
         const auto identity = wholeList(folder + "/corvane-" + shopKey + "-properties.plist", identities);
@@ -165,7 +166,7 @@ TEST(Durability, FilesAreOldOrNewWheneverAProcessIsKilled) {
             std::filesystem::remove_all(folder);
         }
     }
-    // The kills came at all stages.
+    // Otherwise the kills did not come at all stages.
     EXPECT_GT(identities, 0);
     EXPECT_GT(records, 0);
     EXPECT_GT(overrideFiles, 0);
@@ -186,7 +187,7 @@ TEST(Durability, OfQueuedEventsLosesTheNewestAtMost) {
     std::size_t most = 0;
     std::size_t before = 0;
     for (int i = 0; i < rounds; ++i) {
-        // A few runs with one folder: what one has left, the next one goes on with.
+        // Four runs share a folder: each goes on with the queue that the run before it left.
         const std::string folder = root + std::to_string(i / 4);
         {
             Application application;

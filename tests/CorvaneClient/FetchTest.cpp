@@ -1,9 +1,6 @@
 #include <array>
 #include <atomic>
-#include <condition_variable>
-#include <deque>
 #include <future>
-#include <mutex>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +10,7 @@
 #include "CorvaneClient/Shop.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Support/CapturedLog.h"
+#include "Support/Inbox.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"
 #include "Support/Signing.h"
@@ -26,7 +24,7 @@ using Server = LoopbackServer;
 const std::string early = "2026-01-01T00:00:00.000Z";
 const std::string late = "2026-02-01T00:00:00.000Z";
 
-/// A payload that gives the shop's colour, and an internal flag.
+/// A payload that gives the flag "shop.color" a value, and the flag "kiv.internal.INTERNAL" the value `text`.
 std::string payload(const std::string& color, const std::string& internal = "",
                     const std::string& text = "") {
     kiv::json::array experiments{experiment("shop.color", color)};
@@ -36,42 +34,35 @@ std::string payload(const std::string& color, const std::string& internal = "",
     return payloadOf(experiments);
 }
 
-/// An application with one flag, set up against a server on loopback.
+/// An application with the flags of a shop, and a server on loopback for its endpoints.
 class Fetch : public ::testing::Test {
 protected:
     Fetch() { KIVCore::register_("shop", flags); }
     ~Fetch() override { KIVCore::shutdown(); }
 
     void setUp(KIVNetworkConfigurationsOptions endpoints) {
-        KIVCore::setupWithKey(shopKey, {.onConfigurationFetched =
-                                            [heard = heard](const KIVFetcherResult& result) {
-                                                const std::lock_guard lock(heard->lock);
-                                                heard->results.push_back(result);
-                                                heard->changed.notify_all();
-                                            },
-                                        .verbose = 1,
-                                        .customSigningCertificate = signer.certificateBase64,
-                                        .networkConfigurations = std::move(endpoints)});
+        KIVCore::setupWithKey(shopKey,
+                              {.onConfigurationFetched =
+                                   [heard = heard](const KIVFetcherResult& result) { heard->put(result); },
+                               .verbose = 1,
+                               .customSigningCertificate = signer.certificateBase64,
+                               .networkConfigurations = std::move(endpoints)});
     }
     void setUp() { setUp({.getConfigCloudEndpoint = server.url("/cdn")}); }
 
-    /// The next result as "status error"; "nothing" when none comes.
+    /// The next result that `onConfigurationFetched` is told, as "STATUS ERROR"; "nothing" when none comes in
+    /// time.
     std::string nextResult() {
-        std::unique_lock lock(heard->lock);
-        if (!heard->changed.wait_for(lock, 20s, [&] { return !heard->results.empty(); })) {
+        const auto next = heard->next();
+        if (!next) {
             return "nothing";
         }
-        last = heard->results.front();
-        heard->results.pop_front();
+        last = *next;
         return std::to_string(last.fetcherStatus) + (last.errorDetails ? " " + *last.errorDetails : "");
     }
 
-    bool heardNothing() const {
-        const std::lock_guard lock(heard->lock);
-        return heard->results.empty();
-    }
-
-    /// The colour in the stored document.
+    /// The colour in the stored document; "nothing" without a document, "another" when its colour is no known
+    /// one.
     std::string stored() const {
         const auto document =
             KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, shopKey)
@@ -95,18 +86,12 @@ protected:
         answerCdn(Server::answer(200, signer.sign(payload, date)));
     }
 
-    struct Heard {
-        std::mutex lock;
-        std::condition_variable changed;
-        std::deque<KIVFetcherResult> results;
-    };
-
     CapturedLog log;
     const Signer signer = makeSigner();
     const std::string buid = KIVDeviceProperties::buidFor(shopKey, signer.certificateBase64);
     LoopbackServer server;
     std::shared_ptr<ShopFlags> flags = std::make_shared<ShopFlags>();
-    std::shared_ptr<Heard> heard = std::make_shared<Heard>();
+    std::shared_ptr<Inbox<KIVFetcherResult>> heard = std::make_shared<Inbox<KIVFetcherResult>>();
     KIVFetcherResult last;
 };
 
@@ -203,22 +188,22 @@ TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
     serve(payload("red", "throttleFetchInSeconds", "30"));
     setUp();
     EXPECT_EQ(nextResult(), "3");
-    KIVCore::fetch(); // starts the time
+    KIVCore::fetch(); // the throttling period begins
     EXPECT_EQ(nextResult(), "3");
     clock.advance(29);
     KIVCore::fetch();
     EXPECT_TRUE(eventually([&] { return log.has({"Skipping fetch - kill switch"}); }));
     KIVCoreInstance::getInstance().client()->fetchConfigurationFromURLExpanding("push");
-    EXPECT_EQ(nextResult(), "3") << "the push stream's are not throttled";
+    EXPECT_EQ(nextResult(), "3") << "fetches for the push stream are not throttled";
     clock.advance(2);
     KIVCore::fetch();
     EXPECT_EQ(nextResult(), "3");
-    EXPECT_TRUE(heardNothing());
+    EXPECT_TRUE(heard->isEmpty());
     EXPECT_EQ(server.requests().size(), 4U);
 }
 
 TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
-    // What each stream in turn is sent before it ends.
+    // The text that the server sends on the first stream and on the second, before it ends each.
     const auto words = std::make_shared<std::array<std::promise<std::string>, 2>>();
     const auto opened = std::make_shared<std::atomic<std::size_t>>(0);
     server.on("/sse/" + shopKey, [words, opened](const auto&, Server::Connection& connection) {
@@ -238,7 +223,7 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
     EXPECT_EQ(nextResult(), "3");
     EXPECT_EQ(flags->color.value(), "green");
 
-    // A stream that has ended is opened anew by an ordinary fetch.
+    // The next ordinary fetch opens a new stream after one that has ended.
     EXPECT_TRUE(eventually([&] {
         KIVCore::fetch();
         EXPECT_EQ(nextResult(), "3");
@@ -263,7 +248,7 @@ TEST_F(Fetch, IsInertAfterShutdown) {
     KIVCore::setCustomBooleanProperty(true, "late");
     KIVCore::register_("late", std::make_shared<ShopFlags>());
     ManualClock::install().advance(100);
-    EXPECT_TRUE(heardNothing());
+    EXPECT_TRUE(heard->isEmpty());
     EXPECT_EQ(server.requests().size(), 2U);
 }
 

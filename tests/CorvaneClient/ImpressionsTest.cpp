@@ -14,7 +14,7 @@
 
 namespace {
 
-/// An application with a shipped document, whose impressions go to a server.
+/// An application with a shipped document, and a server for its impressions.
 class Impressions : public ::testing::Test {
 protected:
     Impressions() {

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// An application against a server that knows no state until the test says so.
+/// An application, and a server that answers 404 for every state until a test says otherwise.
 class State : public ::testing::Test {
 protected:
     ~State() override { KIVCore::shutdown(); }
@@ -22,7 +22,7 @@ protected:
                                             .sendStateCloudEndpoint = server.url("/cdn")}});
     }
 
-    /// Method and path of each request so far, which there must be so many of.
+    /// Waits for `count` requests in all, and returns method and path of each.
     std::vector<std::string> requests(std::size_t count) {
         EXPECT_TRUE(server.waitForRequests(count));
         std::vector<std::string> lines;
@@ -60,7 +60,7 @@ TEST_F(State, IsPostedWhenTheCdnDoesNotKnowIt) {
     EXPECT_NE(text.find(R"("name":"text")"), std::string::npos);
     EXPECT_EQ(text.find(R"("name":"since")"), std::string::npos) << "dates are for keys of the other form";
 
-    // A state that the CDN knows is not posted, and neither is one that it cannot tell about.
+    // A state is not posted when the CDN knows it, nor when the CDN answers with an error.
     const auto container = std::make_shared<ShopFlags>();
     const std::string before = hash();
     server.on("/api/" + shopKey + "/" + before, LoopbackServer::answer(200, "{}"));

@@ -4,7 +4,7 @@
 
 #include <kiv/kiv.h>
 
-#include "Platform/Text/Json.h"
+#include "Support/Payload.h"
 
 inline const std::string shopKey = "5e0bd1f2c3a4b5d6e7f80912";
 
@@ -14,19 +14,13 @@ struct ShopFlags : KIVBaseContainer {
     KIV_CONTAINER(ShopFlags, color, open);
 };
 
-/// An experiment of a payload: it gives the flag that text. `more` are members besides.
+/// An experiment that gives the flag the text. `more` adds members or replaces them.
 inline kiv::json::object experiment(const std::string& flag, const std::string& text,
                                     const kiv::json::object& more = {}) {
-    kiv::json::object all{{"_id", flag},
-                          {"deploymentConfiguration", {{"condition", '"' + text + '"'}}},
-                          {"featureFlags", kiv::json::array{{{"name", flag}}}}};
-    all.insert(more.begin(), more.end());
-    return all;
+    return makeExperiment(flag, '"' + text + '"', more);
 }
 
-/// A payload for the key's application.
+/// The text of a payload for the application of `shopKey`. `more` adds members or replaces them.
 inline std::string payloadOf(const kiv::json::array& experiments, const kiv::json::object& more = {}) {
-    kiv::json::object all{{"application", shopKey}, {"experiments", experiments}};
-    all.insert(more.begin(), more.end());
-    return kiv::compactJson(all);
+    return makePayload(shopKey, experiments, more);
 }

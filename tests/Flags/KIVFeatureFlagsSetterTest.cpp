@@ -1,10 +1,10 @@
 #include <atomic>
 
-#include "Flags/FlagFixture.h"
 #include "Flags/KIVFeatureFlagsStickiness.h"
 #include "Flags/KIVStringSetterParameters.h"
 #include "Model/KIVFeatureFlagsParser.h"
 #include "Platform/System/Files.h"
+#include "Support/FlagFixture.h"
 #include "Support/Threads.h"
 
 namespace {
@@ -131,7 +131,7 @@ TEST_F(Setter, KeepsOverridesInTheirFile) {
     ASSERT_TRUE(kiv::writeFile(path, "bplist00 damaged"));
     start();
     EXPECT_TRUE(setter->overrides()->overrides().empty());
-    // A folder in the file's place: nothing can be written, and the override holds all the same.
+    // With a folder in place of the file nothing can be written; the override holds in memory.
     kiv::removeFile(path);
     ASSERT_TRUE(kiv::makeDirectories(path + "/x"));
     setter->overrides()->setOverride("in memory", *flag);
@@ -156,7 +156,8 @@ TEST_F(Setter, KeepsOverridesWithoutAFormInMemory) {
     }
 }
 
-/// An object of the application's that changes an override when it goes, as a retired flag's may.
+/// The destructor of a retired object may set an override, so it must run after `clearOverrides` has given
+/// back its lock.
 TEST_F(Setter, ClearsOverridesWithoutALockThatADestructorCouldWant) {
     start();
     const auto overrides = setter->overrides();
@@ -195,8 +196,8 @@ TEST_F(Setter, KeepsStickyValues) {
     EXPECT_FALSE(KIVFeatureFlagsStickiness([&] { return experiments; }).isFlagSticky("sticky"));
 }
 
-// Readers on several threads while configurations, overrides, freezing and registrations go on: every value
-// read is one that some state of the flag gives.
+/// Several threads read while another applies configurations, sets overrides, unfreezes and registers flags:
+/// each value that is read must be one that the flag had in some state.
 TEST_F(Setter, LetsReadsGoOnWhileEverythingChanges) {
     std::atomic<int> impressions{0};
     start([&](const KIVReportingValue&) { ++impressions; });

@@ -1,7 +1,7 @@
 #include <kiv/KIVException.h>
 #include <kiv/KIVReportingValue.h>
 
-#include "Flags/FlagFixture.h"
+#include "Support/FlagFixture.h"
 
 namespace {
 
@@ -27,8 +27,8 @@ TEST_F(Variants, HoldTheirVariationsAsTexts) {
 TEST_F(Variants, OfEachTypeReadWhatTheConfigurationGives) {
     struct Case {
         const char* expression;
-        std::int64_t integer; ///< with the default 5
-        double real;          ///< with the default 2.5
+        std::int64_t integer; ///< expected when the default is 5
+        double real;          ///< expected when the default is 2.5
         bool enabled;
         const char* text;
     };
@@ -70,7 +70,7 @@ TEST_F(Variants, OfEachTypeReadWhatTheConfigurationGives) {
         EXPECT_EQ(flag->isEnabled(), one.enabled);
         EXPECT_EQ(text->value(), one.text);
     }
-    EXPECT_EQ(integer->getIntValue(nullptr, "9"), 9) << "a default of the call";
+    EXPECT_EQ(integer->getIntValue(nullptr, "9"), 9) << "the default is that of the call";
 }
 
 TEST_F(Variants, PreferForcedThenOverriddenThenFrozenValues) {
@@ -103,7 +103,7 @@ TEST_F(Variants, PreferForcedThenOverriddenThenFrozenValues) {
     setter->overrides()->clearOverrideForName("color");
     EXPECT_EQ(flag->value(), "three") << "an override thaws its flag";
 
-    // No thaw reaches level 0.
+    // Nothing unfreezes a flag of level 0.
     const auto constant = add<KIVString>("constant", "default", std::vector<KIVNullableString>(), 0U);
     EXPECT_EQ(constant->value(), "default");
     setter->overrides()->setOverride("mine", *constant);

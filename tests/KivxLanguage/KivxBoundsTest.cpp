@@ -5,8 +5,8 @@
 
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTrace.h"
-#include "KivxLanguage/Outcome.h"
 #include "Support/CapturedLog.h"
+#include "Support/Outcome.h"
 
 namespace {
 

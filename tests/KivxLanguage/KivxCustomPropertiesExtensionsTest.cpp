@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "KivxLanguage/Outcome.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 #include "Support/CapturedLog.h"
+#include "Support/Outcome.h"
 
 namespace {
 

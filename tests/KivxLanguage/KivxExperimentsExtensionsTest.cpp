@@ -1,7 +1,7 @@
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 
-#include "KivxLanguage/ExperimentFixture.h"
-#include "KivxLanguage/Outcome.h"
+#include "Support/ExperimentFixture.h"
+#include "Support/Outcome.h"
 
 namespace {
 

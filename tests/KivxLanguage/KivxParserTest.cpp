@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "KivxLanguage/KivxStack.h"
-#include "KivxLanguage/Outcome.h"
 #include "Platform/System/Clock.h"
 #include "Support/CapturedLog.h"
+#include "Support/Outcome.h"
 
 namespace {
 

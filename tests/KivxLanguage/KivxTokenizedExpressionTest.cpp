@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "KivxLanguage/Outcome.h"
+#include "Support/Outcome.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "KivxLanguage/KivxSemver.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxValueCompareExtensions.h"
-#include "KivxLanguage/Outcome.h"
+#include "Support/Outcome.h"
 
 namespace {
 

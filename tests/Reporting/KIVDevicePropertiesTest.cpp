@@ -29,7 +29,7 @@ protected:
         return std::make_shared<KIVDeviceProperties>(sdkKey, certificate, properties, flags);
     }
 
-    /// The names in one of the lists.
+    /// The names of the entries in a list of the state.
     static std::vector<std::string> names(const KIVDeviceProperties& device, const char* list) {
         std::vector<std::string> all;
         const auto properties = device.allProperties();

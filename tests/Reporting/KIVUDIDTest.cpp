@@ -58,7 +58,7 @@ TEST(UDID, IsMadeAnewWhenItsFileIsNoGood) {
     }
 }
 
-/// Several processes on a fresh folder, each with an identifier of its own.
+/// Four processes start together with a new folder, and each would choose another identifier.
 TEST(UDID, IsTheSameForProcessesThatStartTogether) {
     for (int round = 0; round < 20; ++round) {
         const std::string key = std::to_string(round);

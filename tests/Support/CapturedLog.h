@@ -11,7 +11,7 @@
 
 #include "Runtime/KIVDebugger.h"
 
-/// Turns the debug log on for the rest of the process and keeps its lines, on a host otherwise as given.
+/// Turns the debug log on for the rest of the process and keeps its lines. The host is otherwise as given.
 class CapturedLog {
 public:
     explicit CapturedLog(KIVHost host = {}) {
@@ -23,7 +23,7 @@ public:
         kivDebuggerVerbose = true;
     }
 
-    /// Whether a line has all the texts in it.
+    /// Whether some line contains all the texts.
     bool has(const std::vector<std::string>& texts) const {
         const std::lock_guard lock(kept_->lock);
         return std::any_of(kept_->lines.begin(), kept_->lines.end(), [&](const std::string& line) {

@@ -4,7 +4,7 @@
 
 #include <kiv/KIVHost.h>
 
-/// Puts a host in place that has what `fill` gives it; the rest is detected.
+/// Configures a host with the members that `fill` sets; the library detects the others.
 inline void configureHost(const std::function<void(KIVHost&)>& fill) {
     KIVHost host;
     fill(host);

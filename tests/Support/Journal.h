@@ -1,13 +1,14 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "Support/Patience.h"
 
 /// Lines that any thread notes, in order.
 class Journal {
@@ -18,10 +19,11 @@ public:
         changed_.notify_all();
     }
 
-    /// Waits until the line was noted so often; all lines.
+    /// Waits until `line` was noted `times` times, and no longer than `patience`. Returns all lines, joined
+    /// by ", ".
     std::string waitFor(const std::string& line, std::ptrdiff_t times = 1) {
         std::unique_lock lock(lock_);
-        changed_.wait_for(lock, std::chrono::seconds(20),
+        changed_.wait_for(lock, patience,
                           [&] { return std::count(lines_.begin(), lines_.end(), line) >= times; });
         std::string all;
         for (const auto& each : lines_) {

@@ -14,9 +14,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace {
+#include "Support/Patience.h"
 
-using namespace std::chrono_literals;
+namespace {
 
 void require(bool success, const char* what) {
     if (!success) {
@@ -65,7 +65,8 @@ LoopbackServer::Request parseHead(const std::string& head) {
 
 } // namespace
 
-/// A client's connection. Its socket is closed with it, so that nobody shuts down another one's.
+/// A client's connection. Only the destructor closes the socket, so that `interrupt` cannot reach another
+/// connection that got the same number from the system.
 class LoopbackServer::Peer : public LoopbackServer::Connection {
 public:
     Peer(LoopbackServer& server, int socket) : server_(server), socket_(socket) {}
@@ -87,7 +88,7 @@ public:
         return SSL_accept(tls_.get()) == 1;
     }
 
-    /// Bytes read; none when the client has hung up.
+    /// Waits for bytes and returns them; none when the client has hung up.
     std::string read() {
         std::string bytes(64U << 10, '\0');
         const auto count = tls_ ? SSL_read(tls_.get(), bytes.data(), static_cast<int>(bytes.size()))
@@ -132,10 +133,10 @@ public:
     }
 
     bool isOpen() const { return open_; }
-    /// From another thread: wakes whoever reads or writes.
+    /// Wakes the connection's thread when it reads or writes. Called on another thread.
     void interrupt() const { shutdown(socket_, SHUT_RDWR); }
 
-    std::string unread; ///< what has come of the next request
+    std::string unread; ///< bytes of the next request that have arrived
 
 private:
     struct FreeTls {
@@ -164,7 +165,7 @@ LoopbackServer::LoopbackServer(Options options) : options_(std::move(options)), 
                 getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) == 0,
             "cannot listen on loopback");
     port_ = ntohs(address.sin_port);
-    // The signals of the process are for the code under test.
+    // The server's threads block all signals, which are for the code under test.
     sigset_t every;
     sigset_t before;
     sigfillset(&every);
@@ -206,7 +207,7 @@ std::vector<LoopbackServer::Request> LoopbackServer::requests() const {
 
 bool LoopbackServer::waitForRequests(std::size_t count) const {
     std::unique_lock lock(lock_);
-    return changed_.wait_for(lock, 10s, [&] { return requests_.size() >= count; });
+    return changed_.wait_for(lock, patience, [&] { return requests_.size() >= count; });
 }
 
 int LoopbackServer::connections() const {

@@ -12,7 +12,8 @@
 #include <thread>
 #include <vector>
 
-/// A server on loopback that answers as a test tells it, right or wrong. One thread a connection.
+/// An HTTP server on loopback that answers as the test decides, right or wrong. Each connection has its own
+/// thread.
 class LoopbackServer {
 public:
     struct Request {
@@ -20,62 +21,66 @@ public:
         std::string target;                         ///< path and query
         std::map<std::string, std::string> headers; ///< names in lower case
         std::string body;
-        int connection = 0; ///< counts from 1
+        int connection = 0; ///< number of the connection, from 1
     };
 
-    /// What a behaviour does to the client. All of it gives up quietly when the client or the server goes.
+    /// What a behaviour can do with the client. Every operation returns early when the client hangs up or the
+    /// server ends.
     class Connection {
     public:
         virtual ~Connection() = default;
+        /// False when the client has hung up.
         virtual bool send(std::string_view bytes) = 0;
-        /// Sends a byte at a time, with so long a wait before each.
+        /// Sends one byte after the other and waits for `interval` before each. False when it returns early.
         bool trickle(std::string_view bytes, std::chrono::milliseconds interval);
         /// Waits until the client hangs up or the server ends.
         virtual void stall() = 0;
         virtual void close() = 0;
-        /// The client sees an error, not an end.
+        /// Resets the connection when the behaviour has returned: the client sees an error and no orderly
+        /// end.
         virtual void reset() = 0;
         /// False when the server ends meanwhile.
         virtual bool wait(std::chrono::milliseconds duration) = 0;
     };
 
-    /// Answers a request, on the connection's thread. When it returns, the next request may come.
+    /// Answers a request, on the connection's thread. The next request is read when it has returned.
     using Behaviour = std::function<void(const Request& request, Connection& connection)>;
 
     struct Options {
-        /// PEM files: with them the server speaks TLS.
+        /// PEM files. The server speaks TLS when they are given.
         std::string certificateFile = {};
         std::string keyFile = {};
-        /// Reads the head of a request only, and leaves its body to the network.
+        /// Reads only the heads of requests, never a body.
         bool ignoresBodies = false;
     };
 
-    /// Whatever has no behaviour of its own gets a 404.
+    /// The server answers 404 to every path that has no behaviour.
     LoopbackServer() : LoopbackServer(Options()) {}
     explicit LoopbackServer(Options options);
     /// Closes all connections.
     ~LoopbackServer();
 
-    /// `path` is a target without its query; the empty one stands for all that have no behaviour of their
-    /// own. Replaces the path's behaviour.
+    /// Sets or replaces the behaviour of a path, which is a target without its query. The empty path stands
+    /// for every path that has no behaviour.
     void on(const std::string& path, Behaviour behaviour);
 
     std::string url(const std::string& target = "/") const;
     int port() const { return port_; }
 
     std::vector<Request> requests() const;
-    /// Whether so many requests arrive before long.
+    /// Waits until `count` requests have arrived in all. False when they do not arrive in time.
     bool waitForRequests(std::size_t count) const;
+    /// How many connections were opened so far.
     int connections() const;
 
-    /// A whole response. "Content-Length" is added.
+    /// The bytes of a response, with "Content-Length" among its headers.
     static std::string response(int status, std::string_view body,
                                 const std::map<std::string, std::string>& headers = {});
 
     static Behaviour answer(int status, std::string body, std::map<std::string, std::string> headers = {});
-    /// Sends the bytes as they are, then hangs up.
+    /// Sends the bytes unchanged, then hangs up.
     static Behaviour raw(std::string bytes);
-    /// Sends the head, then the piece again and again until it makes `size` bytes or the client hangs up.
+    /// Sends `head`, then repeats `piece` until it has sent `size` bytes of it or the client hangs up.
     static Behaviour flood(std::string head, std::string piece, std::size_t size);
     static Behaviour redirect(int status, std::string location);
     static Behaviour stall();
@@ -103,6 +108,6 @@ private:
     std::thread acceptor_;
 };
 
-/// Writes a key and its self-made certificate for 127.0.0.1 and localhost as "key.pem" and "certificate.pem"
-/// to the folder.
+/// Makes a key and a self-signed certificate for 127.0.0.1 and localhost, and writes them to the folder as
+/// "key.pem" and "certificate.pem". Returns the options of a server that uses them.
 LoopbackServer::Options makeTlsIdentity(const std::string& folder);

@@ -9,10 +9,10 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/Queues.h"
 
-/// A clock that stands until it is moved.
+/// A clock that stands still until the test moves it.
 class ManualClock : public kiv::Clock {
 public:
-    /// Puts one in place of the process's clock.
+    /// Makes a manual clock the clock of the process.
     static ManualClock& install() {
         auto clock = std::make_unique<ManualClock>();
         ManualClock& installed = *clock;
@@ -20,7 +20,8 @@ public:
         return installed;
     }
 
-    /// Moves it, and waits until the timers that are due by then have run. Not from the work thread.
+    /// Moves the clock and waits until all timers that are due by then have run. Not callable from the work
+    /// thread.
     void advance(double seconds) {
         passed_ += static_cast<std::int64_t>(seconds * 1e6);
         kiv::Timer::timePassed();

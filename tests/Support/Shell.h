@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-/// What a command of the shell writes, with its errors among it.
+/// Everything that a shell command writes, to its output and its error output.
 inline std::string outputOf(const std::string& command) {
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(("{ " + command + "; } 2>&1").c_str(), "r"),
                                                      pclose);
@@ -15,7 +15,7 @@ inline std::string outputOf(const std::string& command) {
     return all;
 }
 
-/// A property list's file as Python reads it, as JSON.
+/// The property list in the file as JSON. Python reads it, so that the library does not check itself.
 inline std::string plistAsJson(const std::string& path) {
     return outputOf("python3 -c 'import json, plistlib, sys; print(json.dumps(plistlib.load(open("
                     "sys.argv[1], \"rb\")), ensure_ascii=False), end=\"\")' '" +

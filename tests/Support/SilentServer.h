@@ -4,7 +4,7 @@
 
 #include "Support/LoopbackServer.h"
 
-/// A server on loopback that takes requests and never says a word.
+/// A server on loopback that accepts requests and never answers them.
 class SilentServer {
 public:
     SilentServer() { server_.on("", LoopbackServer::stall()); }

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-/// A new folder that goes with the object.
+/// A new folder, which the destructor removes.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

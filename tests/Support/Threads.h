@@ -6,7 +6,9 @@
 #include <thread>
 #include <vector>
 
-/// Runs the task on so many threads at once, each with its number from 0, and waits for them.
+#include "Support/Patience.h"
+
+/// Runs `task` on `count` threads at once and waits for them. Each passes its number, from 0, to the task.
 inline void onThreads(int count, const std::function<void(int)>& task) {
     std::vector<std::thread> threads;
     for (int number = 0; number < count; ++number) {
@@ -17,7 +19,7 @@ inline void onThreads(int count, const std::function<void(int)>& task) {
     }
 }
 
-/// Does the work while so many threads do the task over and over.
+/// Runs `work` once, while `count` other threads repeat `task`.
 inline void besideThreads(int count, const std::function<void()>& task, const std::function<void()>& work) {
     std::atomic<bool> done = false;
     onThreads(count + 1, [&](int number) {
@@ -31,10 +33,14 @@ inline void besideThreads(int count, const std::function<void()>& task, const st
     });
 }
 
-/// Whether the condition comes true before long.
+/// Asks for the condition every 5 milliseconds until it holds. False when it does not hold in time.
 inline bool eventually(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return condition();
+    return true;
 }

@@ -1,5 +1,5 @@
-// What the browser tests share: a browser, programs of ours beside it, and pictures for a person to look at. What a
-// test starts here ends with it.
+// Helpers of the browser tests: they start a browser and this project's programs, and take pictures for people to look
+// at. All that a test starts with them ends with the test.
 
 import { spawn } from "node:child_process";
 import { accessSync, constants, mkdirSync, mkdtempSync, rmSync } from "node:fs";
@@ -13,13 +13,13 @@ import { chromium } from "playwright-core";
 const root = fileURLToPath(new URL("../../", import.meta.url));
 const patience = 20_000; // milliseconds
 
-/** The path of a command that was built. */
+/** The path of a command of this project, in the folder KIV_BIN or in the release build. */
 export const built = (name) => join(process.env.KIV_BIN ?? join(root, "build/release/bin"), name);
 
-/** The path of a file of the project. */
+/** The absolute path of a file of this project. */
 export const inProject = (path) => join(root, path);
 
-/** A folder that is gone after the test. */
+/** A new folder, which is removed after the test. */
 export function temporaryFolder(test) {
     const folder = mkdtempSync(join(tmpdir(), "kiv-browser-"));
     test.after(() => rmSync(folder, { recursive: true, force: true }));
@@ -27,11 +27,11 @@ export function temporaryFolder(test) {
 }
 
 /**
- * Starts a program, and waits for the first line of its output that `isReady` says true to, by default its first.
- * Returns that line, and `end`, which ends the program; the end of the test does so too.
+ * Starts a program, and waits for the first line of its output for which `isReady(line)` is true: by default the first
+ * line. Returns that line and `end()`, which ends the program and waits for it; the end of the test does so too.
  */
 export async function start(test, command, args, { isReady = () => true, env = {} } = {}) {
-    // Killed with this process, should that be killed.
+    // setpriv kills the program when this process is killed.
     const child = spawn("setpriv", ["--pdeathsig", "KILL", "--", command, ...args], {
         stdio: ["ignore", "pipe", "pipe"],
         env: { ...process.env, ...env },
@@ -63,7 +63,10 @@ export async function start(test, command, args, { isReady = () => true, env = {
     return { line, end };
 }
 
-/** An application that `kiv shell` plays: `app.do(name, fields)` answers what the shell does, and throws its errors. */
+/**
+ * An application, played by `kiv shell`. `app.do(name, fields)` sends a line and resolves to the shell's answer; it
+ * rejects when the answer is an error.
+ */
 export function application(t) {
     const child = spawn("setpriv", ["--pdeathsig", "KILL", "--", built("kiv"), "shell"], {
         stdio: ["pipe", "pipe", "inherit"],
@@ -72,7 +75,7 @@ export function application(t) {
     const waiting = [];
     const app = {
         pid: child.pid,
-        lastEvent: null, // that a configuration was fetched
+        lastEvent: null, // the last event "configurationFetched"
         do: (name, fields = {}) => {
             child.stdin.write(`${JSON.stringify({ do: name, ...fields })}\n`);
             return new Promise((resolve, reject) => waiting.push({ resolve, reject }));
@@ -107,7 +110,7 @@ function onPath(command) {
     return found;
 }
 
-/** A browser that is closed after the test. */
+/** A new browser, which is closed after the test. */
 export async function openBrowser(test) {
     const browser = await chromium.launch({
         executablePath: onPath("chromium"),
@@ -118,8 +121,8 @@ export async function openBrowser(test) {
 }
 
 /**
- * A page of the browser at the address. Errors of its scripts, what its Content-Security-Policy refuses and requests
- * to anywhere but loopback are collected in `faults`, which a test expects to be empty.
+ * Opens a page of the browser at the address. `faults` collects the page's errors: exceptions and error messages of
+ * its scripts, refusals of its Content-Security-Policy, and requests to another origin. A test expects it to be empty.
  */
 export async function openPage(browser, address, options = {}) {
     const context = await browser.newContext({ viewport: { width: 1280, height: 860 }, ...options });
@@ -137,17 +140,17 @@ export async function openPage(browser, address, options = {}) {
     return { page, faults };
 }
 
-/** What axe-core has to say against the page as it is, one line for each fault. */
+/** The accessibility faults that axe-core finds in the page as it is now, one line for each. */
 export async function accessibilityFaults(page) {
-    // Evaluated from outside: the page's Content-Security-Policy lets no other script in.
+    // Evaluated by the browser's driver, as the page's Content-Security-Policy allows no other script to be loaded.
     await page.evaluate(axe.source);
     const { violations } = await page.evaluate(() => window.axe.run(document, { resultTypes: ["violations"] }));
     return violations.map(({ id, help, nodes }) => `${id}: ${help}: ${nodes.map(({ target }) => target).join(", ")}`);
 }
 
 /**
- * Calls `look` for a desktop and a phone, light and dark, with a name for it, and takes a picture of each:
- * build/screenshots/NAME-desktop-light.png and so on.
+ * Shows the page on a desktop and on a phone, each light and dark. Calls `look(description)` for each of the four, and
+ * then takes a picture: build/screenshots/NAME-desktop-light.png and so on.
  */
 export async function inEveryLook(page, name, look = async () => {}) {
     const sizes = { desktop: { width: 1280, height: 860 }, phone: { width: 390, height: 844 } };

@@ -1,4 +1,4 @@
-"""Runs check-compile-fail over small snippets whose verdicts are known."""
+"""Runs check-compile-fail over small snippets for which the right verdict is known."""
 
 import os
 import pathlib

@@ -16,7 +16,7 @@ struct CheckoutFlags : KIVBaseContainer {
 
 } // namespace
 
-/// An application as its developer would write it: it serves defaults, as it has no configuration.
+/// An application as a developer would write it. It has no document, so its flags must have their defaults.
 int main() {
     const auto flags = std::make_shared<CheckoutFlags>();
     KIVCore::register_("checkout", flags);

@@ -4,12 +4,12 @@
 #include <regex>
 #include <sstream>
 
-#include "KivxLanguage/ExperimentFixture.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
-#include "KivxLanguage/Outcome.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
+#include "Support/ExperimentFixture.h"
+#include "Support/Outcome.h"
 
 namespace {
 

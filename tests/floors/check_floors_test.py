@@ -1,4 +1,4 @@
-"""Plants faults in small trees and expects scripts/check-floors to name their places."""
+"""Puts faults into small trees and expects scripts/check-floors to name their places."""
 
 import pathlib
 import subprocess
@@ -24,7 +24,7 @@ SOUND = {
 
 
 def run(changes):
-    """Exit code and messages for the sound tree with some files replaced."""
+    """Exit code and messages for the sound tree, in which `changes` replaces or adds files."""
     with tempfile.TemporaryDirectory() as root:
         for name, text in {**SOUND, **changes}.items():
             path = pathlib.Path(root, name)

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <chrono>
 #include <csignal>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "Support/Threads.h"
 
 /// A program that runs beside the test, and is gone when this is.
 class Background {
@@ -49,11 +49,7 @@ private:
 /// Waits until `found()` is true. Throws when it takes too long.
 template <class Found>
 void waitUntil(Found found, const std::string& what) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!found()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error("waited in vain for: " + what);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (!eventually(found)) {
+        throw std::runtime_error("waited in vain for: " + what);
     }
 }

@@ -3,10 +3,10 @@
 #include <set>
 
 #include "../../tools/kiv/expression/OperatorSignatures.h"
-#include "KivxLanguage/ExperimentFixture.h"
 #include "KivxLanguage/KivxCustomPropertiesExtensions.h"
 #include "KivxLanguage/KivxTrace.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
+#include "Support/ExperimentFixture.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "Flags/FlagFixture.h"
 #include "Flags/KIVFlagValueSource.h"
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Model/KIVTargetGroupSource.h"
+#include "Support/FlagFixture.h"
 
-/// The operators of experiments as a client sets them up, over real flags and groups.
+/// Adds the operators of experiments to the parser as a client does, over real flags and target groups.
 class ExperimentFixture : public FlagFixture {
 protected:
     ExperimentFixture() {

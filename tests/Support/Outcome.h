@@ -11,13 +11,15 @@ inline std::string kindAndText(const KivxValue& value) {
     return std::string(kinds[static_cast<int>(value.kind())]) + " " + value.description();
 }
 
-/// Kind and text of an expression's value; "undefined"; "empty" when the evaluation failed.
+/// Kind and text of the value of an expression; "undefined" for the value `undefined`, "empty" when the
+/// evaluation failed.
 inline std::string outcome(const KivxParser& parser, std::string_view expression,
                            std::string_view flagName = "flag", const EvaluationContext& context = {}) {
     const auto result = parser.evaluateExpression(expression, flagName, context);
     return !result ? "undefined" : result->value().isNone() ? "empty" : kindAndText(result->value());
 }
 
+/// An expression and the `outcome` that it should have.
 struct OutcomeCase {
     std::string expression;
     std::string outcome;

@@ -15,9 +15,10 @@
 #include "KivxLanguage/KivxParser.h"
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
-/// A repository and a setter with a parser, without a client around them.
+/// Flags, properties and a parser with a setter over them, and no client.
 class FlagFixture : public ::testing::Test {
 protected:
+    /// Makes the setter. A second call makes a new one, as the application's next start does.
     void start(std::function<void(const KIVReportingValue&)> handler = {}) {
         setter = KIVFeatureFlagsSetter::create({
             .distinctId = [] { return std::string("device-id"); },
@@ -37,6 +38,7 @@ protected:
                                                     std::set<std::string>(), "userId");
     }
 
+    /// Applies experiments, given as pairs of a flag's name and a condition.
     void apply(const std::vector<std::pair<std::string, std::string>>& conditions) {
         auto experiments = std::make_shared<KIVExperiments>();
         for (const auto& [flag, condition] : conditions) {
@@ -45,6 +47,7 @@ protected:
         setter->setForExperiments(experiments);
     }
 
+    /// Registers a new flag under the name.
     template <class Flag, class... Arguments>
     std::shared_ptr<Flag> add(const std::string& name, Arguments&&... arguments) {
         auto flag = std::make_shared<Flag>(std::forward<Arguments>(arguments)...);
