@@ -6,8 +6,6 @@
 #include <boost/asio/ip/address.hpp>
 #include <fcntl.h>
 
-#include "Platform/Text/Json.h"
-
 namespace kiv {
 namespace {
 
@@ -44,12 +42,6 @@ net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, u
 }
 
 } // namespace
-
-HttpAnswer refusal(unsigned status, const std::string& reason) {
-    return {.status = status,
-            .body = std::make_shared<const std::string>(compactJson(json::object{{"error", reason}}) + "\n"),
-            .note = reason};
-}
 
 std::shared_ptr<void> ConnectionCount::ticket() {
     if (*open_ >= most_) {
