@@ -8,6 +8,7 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Text/Text.h"
 #include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
@@ -69,15 +70,6 @@ curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 /// So many seconds after an instant; nothing for what means never.
 std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double seconds) {
     using Duration = HttpTransfer::Instant::duration;
@@ -85,17 +77,6 @@ std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double s
     return seconds > 0 && seconds <= longest
                ? std::optional(start + std::chrono::ceil<Duration>(std::chrono::duration<double>(seconds)))
                : std::nullopt;
-}
-
-/// ASCII only, as names of header fields are.
-std::string lowercase(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return result;
 }
 
 } // namespace
@@ -278,7 +259,7 @@ void HttpTransfer::readHeader(std::string_view line) {
         return;
     }
     if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) {
-        response_.headers.emplace_back(lowercase(trimmed(line.substr(0, colon))),
+        response_.headers.emplace_back(lowercasedAscii(trimmed(line.substr(0, colon))),
                                        trimmed(line.substr(colon + 1)));
     }
 }

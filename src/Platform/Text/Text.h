@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -38,6 +39,10 @@ std::string doubleText(double value);
 /// b, a > b.
 int compareNumerically(std::string_view a, std::string_view b);
 
+/// The code point at byte `at`, which is before the end; negative when the bytes there are malformed UTF-8.
+/// Moves `at` past it.
+std::int32_t nextCharacter(std::string_view text, std::size_t& at);
+
 bool isValidUtf8(std::string_view text);
 
 /// The text with every malformed sequence replaced by U+FFFD.
@@ -46,12 +51,19 @@ std::string repairUtf8(std::string_view text);
 /// The text without the white space, line ends included, that it begins with.
 std::string_view withoutLeadingSpace(std::string_view text);
 
-/// First letter of each word in upper case, the others in lower case.
+/// The text without the spaces, tabs and line ends at its beginning and end.
+std::string_view trimmed(std::string_view text);
+
+/// The first letter of each word in upper case, all others in lower case.
 std::string capitalized(std::string_view text);
 
-/// Two lower-case hexadecimal digits a byte.
-std::string hexText(std::string_view bytes);
-
+/// All letters in lower case, those of other scripts too.
 std::string lowercased(std::string_view text);
+
+/// A to Z in lower case; all other bytes stay as they are.
+std::string lowercasedAscii(std::string_view text);
+
+/// Two lower-case hexadecimal digits for each byte.
+std::string hexText(std::string_view bytes);
 
 } // namespace kiv

@@ -8,6 +8,7 @@
 
 #include "Command.h"
 #include "Model/KeyForm.h"
+#include "Platform/Text/Text.h"
 #include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"
@@ -39,10 +40,8 @@ struct Refusal {
 
 /// A page of some other site, shown by a browser on this machine, cannot send this type without asking first.
 bool isJsonType(std::string_view contentType) {
-    std::string type(contentType.substr(0, contentType.find(';')));
+    std::string type = lowercasedAscii(contentType.substr(0, contentType.find(';')));
     std::erase(type, ' ');
-    std::ranges::transform(type, type.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
     return type == "application/json";
 }
 
