@@ -14,28 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Platform/System/Descriptor.h"
+
 namespace kiv {
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    explicit operator bool() const { return descriptor_ >= 0; }
-    int get() const { return descriptor_; }
-
-    bool close() {
-        // After an interrupted close the descriptor is gone all the same: it must not be closed again.
-        const int descriptor = std::exchange(descriptor_, -1);
-        return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
-    }
-
-private:
-    int descriptor_;
-};
 
 /// Repeats a system call that a signal interrupted.
 template <class Call>
