@@ -7,6 +7,7 @@
 #include <openssl/rand.h>
 
 #include "Platform/Crypto/OpenSsl.h"
+#include "Platform/System/Freer.h"
 
 namespace kiv {
 namespace {

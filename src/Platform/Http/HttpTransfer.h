@@ -14,6 +14,7 @@
 #include <curl/curl.h>
 
 #include "Platform/Http/HttpClient.h"
+#include "Platform/System/Freer.h"
 
 namespace kiv {
 
@@ -69,20 +70,13 @@ private:
     bool tooLarge();
     void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
 
-    struct FreeHandle {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-    };
-    struct FreeList {
-        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-    };
-
     const HttpRequest request_;
     HttpSink sink_;
     const std::function<void()> wake_;
     std::atomic<bool> cancelled_{false};
 
-    std::unique_ptr<curl_slist, FreeList> headers_;
-    std::unique_ptr<CURL, FreeHandle> handle_; ///< goes before the headers
+    std::unique_ptr<curl_slist, Freer<curl_slist_free_all>> headers_;
+    std::unique_ptr<CURL, Freer<curl_easy_cleanup>> handle_; ///< destroyed before the headers, which it uses
     std::array<char, CURL_ERROR_SIZE> message_{};
     std::optional<TransportError> failure_;
     HttpResponse response_;
