@@ -31,7 +31,8 @@ file(GLOB_RECURSE kiv_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 # The command has a server in any case; the library only for the flags screen.
 set(kiv_server_sources ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpCall.cpp
                        ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpConnection.cpp
-                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpServer.cpp)
+                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpServer.cpp
+                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/RequestOrigin.cpp)
 set(kiv_screen_sources ${PROJECT_SOURCE_DIR}/src/DebugScreen/KIVFlagsScreen.cpp
                        ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPage.cpp
                        ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPageTab.cpp

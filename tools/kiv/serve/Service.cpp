@@ -8,12 +8,12 @@
 
 #include "Command.h"
 #include "Model/KeyForm.h"
+#include "Platform/Http/RequestOrigin.h"
 #include "Platform/Text/Text.h"
 #include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"
 #include "serve/Overview.h"
-#include "serve/RequestOrigin.h"
 
 namespace kiv::tool {
 namespace {

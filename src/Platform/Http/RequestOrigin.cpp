@@ -1,10 +1,10 @@
-#include "serve/RequestOrigin.h"
+#include "Platform/Http/RequestOrigin.h"
 
 #include <string_view>
 
 #include <boost/asio/ip/address.hpp>
 
-namespace kiv::tool {
+namespace kiv {
 namespace {
 
 namespace ip = boost::asio::ip;
@@ -37,4 +37,4 @@ bool isFromOwnPage(const HttpCall& call, const std::string& listening) {
     return asked.is_loopback() || asked == own || (!problem && own.is_unspecified());
 }
 
-} // namespace kiv::tool
+} // namespace kiv
