@@ -55,10 +55,7 @@ std::string_view textOf(const json::object& wish, std::string_view field) {
 FlagsPage::FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
     : presented_(std::move(presented)), token_(std::move(token)) {}
 
-void FlagsPage::setPort(unsigned short port) {
-    port_ = std::to_string(port);
-    origin_ = "http://127.0.0.1:" + port_;
-}
+void FlagsPage::setPort(unsigned short port) { own_.port = port; }
 
 HttpHeaders FlagsPage::headers() {
     return {{"Cache-Control", "no-store"},
@@ -71,25 +68,15 @@ HttpHeaders FlagsPage::headers() {
             {"Cross-Origin-Opener-Policy", "same-origin"}};
 }
 
-/// Not a page of another site that asks behind its user's back: neither by a name of its own that it lets
-/// stand for this machine, nor from its own origin or another port.
-bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
-    return (call.host == "127.0.0.1:" + port_ || call.host == "localhost:" + port_) &&
-           (call.origin.empty() || call.origin == "http://" + call.host);
-}
-
 /// What the call asks for below the token; nothing when it may ask for nothing.
 std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) const {
     const std::string_view path = call.path;
     const std::size_t end = path.find('/', 1);
-    if (!isFromOwnPage(call) || end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
+    if (end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
         return std::nullopt;
     }
     const std::string_view rest = path.substr(end + 1);
-    // A link to the page itself may stand anywhere.
-    const bool isLink = call.method == "GET" && rest.empty();
-    const bool isOwn = call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin";
-    return isLink || isOwn ? std::optional(rest) : std::nullopt;
+    return isFromOwnPage(call, own_, rest.empty()) ? std::optional(rest) : std::nullopt;
 }
 
 std::optional<HttpAnswer> FlagsPage::turnAway(const HttpCall& call) const {

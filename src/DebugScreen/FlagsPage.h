@@ -8,6 +8,7 @@
 
 #include "DebugScreen/FlagsPageTab.h"
 #include "Platform/Http/HttpCall.h"
+#include "Platform/Http/RequestOrigin.h"
 
 namespace kiv {
 
@@ -17,11 +18,16 @@ class FlagsPage {
 public:
     FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
 
-    /// To be called once, before the first answer.
+    /// The address that the page's server listens on.
+    static constexpr const char* host = "127.0.0.1";
+
+    /// The port that the page's server listens on. To be called once, before the first answer.
     void setPort(unsigned short port);
 
     /// The address of the page.
-    std::string address() const { return origin_ + "/" + token_ + "/"; }
+    std::string address() const {
+        return "http://" + own_.listening + ":" + std::to_string(own_.port.value()) + "/" + token_ + "/";
+    }
 
     /// Of all answers.
     static HttpHeaders headers();
@@ -42,7 +48,6 @@ private:
             : id(std::move(name)), screen(presented) {}
     };
 
-    bool isFromOwnPage(const HttpCall& call) const;
     std::optional<std::string_view> allowedPath(const HttpCall& call) const;
     HttpAnswer read(const std::string& path) const;
     HttpAnswer act(const std::string& action, const HttpCall& call);
@@ -52,8 +57,7 @@ private:
 
     const std::shared_ptr<const KIVFlagsViewController> presented_;
     const std::string token_;
-    std::string port_;
-    std::string origin_;
+    PageAddress own_{.listening = host};
     std::list<Tab> tabs_; ///< the one used last comes first
 };
 

@@ -37,7 +37,7 @@ public:
     Server(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
         : page_(std::move(presented), std::move(token)),
           http_(std::make_unique<kiv::HttpServer>(
-              io_, "127.0.0.1", 0, mostConnections,
+              io_, kiv::FlagsPage::host, 0, mostConnections,
               kiv::HttpService{.limits = {.bodyBytes = 64U << 10, .request = 5s},
                                .handler = [this](const kiv::HttpCall& call,
                                                  const kiv::HttpReply& reply) { reply(answer(call)); },

@@ -197,7 +197,7 @@ bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
     if (!answer && call.path != overview::dataPath && call.path != overview::changesPath) {
         return false;
     }
-    if (!isFromOwnPage(call, settings_.host)) {
+    if (!isFromOwnPage(call, {.listening = settings_.host}, call.path == overview::pagePath)) {
         answer = refusal(403, "the page is shown under an address of this machine only");
         journal_.answered(*answer, "page", call.host);
     } else if (call.method != "GET") {
