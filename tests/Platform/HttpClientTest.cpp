@@ -10,6 +10,7 @@
 
 #include "Support/Host.h"
 #include "Support/LoopbackServer.h"
+#include "Support/ManualClock.h"
 #include "Support/Shell.h"
 #include "Support/Threads.h"
 
@@ -248,6 +249,14 @@ TEST(HttpClient, TimesOutWhenNothingMoves) {
     const HttpResponse response = slow.response();
     EXPECT_EQ(response.body, "0123456789") << errorOf(response);
     EXPECT_EQ(never.calls(), 0);
+}
+
+TEST(HttpClient, TimesOutWhileATestsClockStands) {
+    ManualClock::install();
+    LoopbackServer server;
+    server.on("/", Server::stall());
+    EXPECT_EQ(errorOf(fetch({.url = server.url(), .idleTimeout = 0.3})), TransportError::timedOut);
+    EXPECT_EQ(errorOf(fetch({.url = server.url(), .totalTimeout = 0.3})), TransportError::timedOut);
 }
 
 TEST(HttpClient, ReusesConnections) {
