@@ -1,13 +1,9 @@
 #include "Runtime/KIVDebugger.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <set>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/Host/HostLog.h"
 #include "Platform/Snapshots/Epoch.h"
-#include "Platform/Threads/ThreadEnd.h"
 
 std::atomic<bool> kivDebuggerVerbose{false};
 
@@ -21,29 +17,6 @@ kiv::Published<Units>& kivDebuggerDisableByFile() {
 }
 
 std::string_view unitName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
-
-/// A sink that calls the library may make it log again: those lines are left out. What it throws ends here.
-void writeLine(const std::string& line) {
-    thread_local bool writing = false;
-    if (writing) {
-        return;
-    }
-    const auto host = KIVHost::current();
-    if (!host->logSink) {
-        std::fprintf(stderr, "%s\n", line.c_str());
-        return;
-    }
-    writing = true;
-    try {
-        host->logSink(line);
-    } catch (const kiv::ThreadEnd&) {
-        writing = false;
-        throw;
-    } catch (...) {
-        std::fprintf(stderr, "the log sink threw an exception on: %s\n", line.c_str());
-    }
-    writing = false;
-}
 
 } // namespace
 
@@ -85,10 +58,10 @@ bool debugLogEnabled(std::string_view path) {
 }
 
 void writeDebugLog(std::string_view path, std::string_view method, int line, const std::string& message) {
-    writeLine(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) +
-              message);
+    writeHostLog(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) +
+                 message);
 }
 
-void plainLog(const std::string& message) { writeLine(message); }
+void plainLog(const std::string& message) { writeHostLog(message); }
 
 } // namespace kiv
