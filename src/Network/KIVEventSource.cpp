@@ -5,6 +5,7 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Platform/Crypto/Uuid.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 namespace {
 
@@ -19,9 +20,11 @@ kiv::TransportError listenersTooSlow() {
 
 /// What a callback throws is its own affair.
 template <class Callback, class... Arguments>
-void call(const Callback& callback, Arguments&&... arguments) noexcept {
+void call(const Callback& callback, Arguments&&... arguments) {
     try {
         callback(std::forward<Arguments>(arguments)...);
+    } catch (const kiv::ThreadEnd&) {
+        throw;
     } catch (...) {
     }
 }

@@ -15,6 +15,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "Platform/Threads/ThreadEnd.h"
+
 namespace kiv {
 namespace {
 
@@ -112,16 +114,27 @@ bool leave() {
     }
 }
 
+void leaveOrHalt() {
+    if (!leave()) {
+        halt();
+    }
+}
+
 void* threadMain(void* argument) {
     const std::unique_ptr<std::shared_ptr<LibraryThread>> thread(
         static_cast<std::shared_ptr<LibraryThread>*>(argument));
     LibraryThread& own = **thread;
     ownThread = &own;
     pthread_setname_np(pthread_self(), own.name);
-    std::exchange(own.run, {})();
-    if (!leave()) {
-        halt();
+    // A callback that cancels its thread would end it later, in the midst of the library's own work.
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    try {
+        std::exchange(own.run, {})();
+    } catch (const ThreadEnd&) {
+        leaveOrHalt();
+        throw;
     }
+    leaveOrHalt();
     return nullptr;
 }
 

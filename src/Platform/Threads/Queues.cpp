@@ -12,8 +12,10 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Host/HostLog.h"
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/LibraryThread.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
 
@@ -77,11 +79,7 @@ private:
     void wake() {
         if (!started_) { // tried again with the next task when the system had no thread to give
             started_ = startLibraryThread(
-                name_,
-                [this] {
-                    runningThread = this;
-                    run();
-                },
+                name_, [this] { runUntilTheThreadEnds(); },
                 [this] {
                     const std::lock_guard lock(lock_);
                     wakeUp_.notify_all();
@@ -95,6 +93,29 @@ private:
     void insert(std::shared_ptr<Timer::State> timer) {
         const std::pair key(timer->due, timer->number);
         timers_.emplace(key, std::move(timer));
+    }
+
+    void runUntilTheThreadEnds() {
+        runningThread = this;
+        try {
+            run();
+        } catch (const ThreadEnd&) {
+            goOnElsewhere();
+            throw;
+        }
+    }
+
+    /// Starts a new thread for the tasks that are left, as this one is being ended by a callback.
+    void goOnElsewhere() noexcept {
+        try {
+            const std::lock_guard lock(lock_);
+            started_ = false;
+            if (!std::exchange(hasTold_, true)) { // once, or a log sink that ends its thread would see no end
+                tasks_.push_front([this] { writeHostLog(threadEndText(name_)); });
+            }
+            wake();
+        } catch (...) { // out of memory: the next task tries again
+        }
     }
 
     void run() {
@@ -155,6 +176,8 @@ private:
     static void perform(Task task) {
         try {
             task();
+        } catch (const ThreadEnd&) {
+            throw;
         } catch (...) {
         }
     }
@@ -170,6 +193,7 @@ private:
     std::uint64_t idleAsked_ = 0;
     std::uint64_t idleAnswered_ = 0;
     bool started_ = false;
+    bool hasTold_ = false; ///< the log says that a callback ended a thread
 };
 
 TaskThread& workThread() {
