@@ -25,7 +25,7 @@ using Request = Server::Request;
 using Connection = Server::Connection;
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
-/// The answer to a request, and that there is only one.
+/// Sends a request, waits for its answer, and counts the answers.
 class Answer {
 public:
     explicit Answer(HttpRequest request)
@@ -305,7 +305,7 @@ TEST(HttpClient, CancelsFromAnywhere) {
     EXPECT_EQ(waiting.calls() + done.calls(), 2);
 }
 
-/// Asks the library for more when it is released.
+/// Sends a request when it is destroyed.
 struct Chatty {
     std::string url;
     std::promise<HttpResponse>& answered;

@@ -61,7 +61,7 @@ TEST(Queues, KnowWhetherTheyAreCurrent) {
     EXPECT_TRUE(ran) << "a task outlives its queue";
 }
 
-/// Posts to a queue when it is released.
+/// Posts to a queue when it is destroyed.
 struct Chatty {
     SerialQueue& queue;
     std::atomic<int>& released;
