@@ -30,8 +30,10 @@ endif()
 
 file(GLOB_RECURSE kiv_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 # The command always needs the HTTP server; the library needs it only for the page of the flags screen.
-set(kiv_server_sources ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpServer.cpp
-     ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpConnection.cpp)
+set(kiv_server_sources ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpCall.cpp
+                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpConnection.cpp
+                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/HttpServer.cpp
+                       ${PROJECT_SOURCE_DIR}/src/Platform/Http/RequestOrigin.cpp)
 set(kiv_screen_sources ${PROJECT_SOURCE_DIR}/src/DebugScreen/KIVFlagsScreen.cpp
                        ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPage.cpp
                        ${PROJECT_SOURCE_DIR}/src/DebugScreen/FlagsPageTab.cpp

@@ -11,7 +11,7 @@
 
 namespace kiv {
 
-/// One notification, valid while its observers run.
+/// A notification: a name and the object that it is about. Valid while its observers run.
 class Notification {
 public:
     template <class T>
@@ -32,10 +32,11 @@ private:
     const std::type_info* type_;
 };
 
-/// Tells whoever asked about an event, on the thread on which it happens, before `post` returns.
+/// Calls the observers of a notification on the thread that posts it, before `post` returns.
 ///
 /// No lock is held while observers run: they may post, add and remove observers, and call any other part of
-/// the library. What an observer throws ends with it. Callable from any thread.
+/// the library. An exception of an observer ends there; the other observers are called all the same. Callable
+/// from any thread.
 class KIV_API NotificationCenter {
 public:
     using Observer = std::function<void(const Notification&)>;
@@ -49,15 +50,18 @@ public:
     /// The centre on which the library posts. Never destroyed.
     static NotificationCenter& defaultCenter();
 
-    /// Calls the observer for every notification of that name from now on, until the token is removed.
+    /// Calls `observer` for every notification of that name that is posted from now on, until the returned
+    /// token is given to `removeObserver`.
     [[nodiscard]] Token addObserver(std::string name, Observer observer);
 
-    /// The observer is not called for notifications posted later; a call under way on another thread may
-    /// still be at work when this returns.
+    /// The observer is not called for notifications that are posted later. It may still be running on another
+    /// thread when this returns.
     void removeObserver(Token token);
 
+    /// Calls the observers of the notification's name. Does not throw.
     void post(const Notification& notification) const;
 
+    /// Posts a notification of that name about `object`.
     template <class T>
     void post(std::string_view name, const T& object) const {
         post(Notification(name, object));

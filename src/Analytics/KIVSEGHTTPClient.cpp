@@ -146,8 +146,13 @@ std::shared_ptr<kiv::HttpTask> KIVSEGHTTPClient::upload(const kiv::json::object&
     request.totalTimeout = longestUpload;
     setHeader(request.headers, "Content-Type", "application/json");
     addHeaders(request.headers, sessionForWriteKey(writeKey).additionalHeaders);
-    return kiv::sendHttpRequest(std::move(request), [completionHandler = std::move(completionHandler)](
-                                                        const kiv::HttpResponse& response) {
-        completionHandler(isToBeRetried(response));
-    });
+    // The outcome is logged, and the application's log sink must not hold up the network thread.
+    return kiv::sendHttpRequest(
+        std::move(request), [queue = completionQueue_, completionHandler = std::move(completionHandler)](
+                                const kiv::HttpResponse& response) mutable {
+            queue.post([outcome = kiv::HttpResponse{.status = response.status, .error = response.error},
+                        completionHandler = std::move(completionHandler)] {
+                completionHandler(isToBeRetried(outcome));
+            });
+        });
 }

@@ -11,6 +11,7 @@
 
 #include "Platform/Http/HttpClient.h"
 #include "Platform/Text/Json.h"
+#include "Platform/Threads/Queues.h"
 #include "Reporting/KIVDeviceProperties.h"
 
 /// Makes the request for a URL.
@@ -44,7 +45,7 @@ public:
     const KIVSEGHTTPSession& genericSession() const { return genericSession_; }
 
     /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
-    /// event without them sends nothing. The completion is called once, on the network thread, and must not
+    /// event without them sends nothing. The completion is called once, on the work thread, and must not
     /// throw or wait; `retry` says that the events are to be sent again, as after an upload that took longer
     /// than `longestUpload`. When no body or request can be made it is called before this returns null.
     std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
@@ -55,6 +56,7 @@ private:
     const KIVSEGRequestFactory requestFactory_;
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const KIVSEGHTTPSession genericSession_;
+    const kiv::SerialQueue completionQueue_;
     std::mutex lock_;
     std::map<std::string, KIVSEGHTTPSession> sessionsByWriteKey_; ///< guarded by the lock
 };

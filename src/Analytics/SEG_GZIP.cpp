@@ -2,8 +2,11 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 
 #include <zlib.h>
+
+#include "Platform/System/Freer.h"
 
 namespace {
 
@@ -33,6 +36,7 @@ std::optional<std::string> seg_gzippedDataWithCompressionLevel(std::string_view 
             Z_OK) {
         return std::nullopt;
     }
+    const std::unique_ptr<z_stream, kiv::Freer<deflateEnd>> ended(&stream);
     stream.next_in = reinterpret_cast<z_const Bytef*>(const_cast<char*>(data.data()));
     stream.avail_in = static_cast<uInt>(data.size());
     std::string output;
@@ -45,7 +49,6 @@ std::optional<std::string> seg_gzippedDataWithCompressionLevel(std::string_view 
         result = deflate(&stream, Z_FINISH);
     }
     output.resize(output.size() - stream.avail_out);
-    deflateEnd(&stream);
     return result == Z_STREAM_END ? std::optional(std::move(output)) : std::nullopt;
 }
 

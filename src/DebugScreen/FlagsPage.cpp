@@ -55,10 +55,7 @@ std::string_view textOf(const json::object& wish, std::string_view field) {
 FlagsPage::FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
     : presented_(std::move(presented)), token_(std::move(token)) {}
 
-void FlagsPage::setPort(unsigned short port) {
-    port_ = std::to_string(port);
-    origin_ = std::string("http://") + host + ":" + port_;
-}
+void FlagsPage::setPort(unsigned short port) { own_.port = port; }
 
 HttpHeaders FlagsPage::headers() {
     return {{"Cache-Control", "no-store"},
@@ -71,26 +68,15 @@ HttpHeaders FlagsPage::headers() {
             {"Cross-Origin-Opener-Policy", "same-origin"}};
 }
 
-/// False for a call that another site's page makes from the same browser: its host is the site's own name,
-/// which may lead to this machine, or its origin is the site's.
-bool FlagsPage::isFromOwnPage(const HttpCall& call) const {
-    const std::string port = ":" + port_;
-    return (call.host == host + port || call.host == "localhost" + port) &&
-           (call.origin.empty() || call.origin == "http://" + call.host);
-}
-
 /// The path of the call below the token; nullopt when the call is not allowed.
 std::optional<std::string_view> FlagsPage::allowedPath(const HttpCall& call) const {
     const std::string_view path = call.path;
     const std::size_t end = path.find('/', 1);
-    if (!isFromOwnPage(call) || end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
+    if (end == std::string_view::npos || !isSecret(path.substr(1, end - 1), token_)) {
         return std::nullopt;
     }
     const std::string_view rest = path.substr(end + 1);
-    // Any site may link to the page itself.
-    const bool isLink = call.method == "GET" && rest.empty();
-    const bool isOwn = call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin";
-    return isLink || isOwn ? std::optional(rest) : std::nullopt;
+    return isFromOwnPage(call, own_, rest.empty()) ? std::optional(rest) : std::nullopt;
 }
 
 std::optional<HttpAnswer> FlagsPage::turnAway(const HttpCall& call) const {

@@ -9,6 +9,7 @@
 
 #include "DebugScreen/FlagsPageTab.h"
 #include "Platform/Http/HttpCall.h"
+#include "Platform/Http/RequestOrigin.h"
 
 namespace kiv {
 
@@ -22,11 +23,13 @@ public:
 
     FlagsPage(std::shared_ptr<const KIVFlagsViewController> presented, std::string token);
 
-    /// To be called once, before anything else.
+    /// The port that the page's server listens on. To be called once, before the first answer.
     void setPort(unsigned short port);
 
     /// The address of the page.
-    std::string address() const { return origin_ + "/" + token_ + "/"; }
+    std::string address() const {
+        return "http://" + own_.listening + ":" + std::to_string(own_.port.value()) + "/" + token_ + "/";
+    }
 
     /// The headers that every answer carries.
     static HttpHeaders headers();
@@ -47,7 +50,6 @@ private:
             : id(std::move(name)), content(presented) {}
     };
 
-    bool isFromOwnPage(const HttpCall& call) const;
     std::optional<std::string_view> allowedPath(const HttpCall& call) const;
     HttpAnswer read(const std::string& path) const;
     HttpAnswer act(const std::string& action, const HttpCall& call);
@@ -57,8 +59,7 @@ private:
 
     const std::shared_ptr<const KIVFlagsViewController> presented_;
     const std::string token_;
-    std::string port_;
-    std::string origin_;
+    PageAddress own_{.listening = host};
     std::list<Tab> tabs_; ///< in the order of use, the latest first
 };
 

@@ -8,6 +8,7 @@
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsRepository.h"
+#include "Platform/System/Clock.h"
 
 namespace kiv {
 namespace {
@@ -87,7 +88,7 @@ void FlagsPageTab::refresh(Row& row) {
 }
 
 json::object FlagsPageTab::changes() {
-    const auto begun = std::chrono::steady_clock::now();
+    const auto begun = Clock::current().monotonic();
     json::array changed;
     for (const auto& [name, place] : told_) {
         Row& row = rows_[place];
@@ -98,7 +99,7 @@ json::object FlagsPageTab::changes() {
             changed.push_back(row.told);
         }
     }
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
+    const std::chrono::duration<double, std::milli> took = Clock::current().monotonic() - begun;
     return {{"rows", std::move(changed)}, {"took", took.count()}};
 }
 

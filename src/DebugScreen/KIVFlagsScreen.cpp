@@ -6,15 +6,19 @@
 #include <thread>
 #include <utility>
 
+#include <boost/asio/post.hpp>
+
 #include <kiv/KIVFlagsViewController.h>
 
 #include "DebugScreen/FlagsPage.h"
 #include "Platform/Crypto/Cipher.h"
+#include "Platform/Host/HostLog.h"
 #include "Platform/Http/HttpServer.h"
 #include "Platform/System/Files.h"
 #include "Platform/System/SystemOpener.h"
 #include "Platform/Text/Text.h"
 #include "Platform/Threads/LibraryThread.h"
+#include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -50,7 +54,7 @@ public:
     /// False when no thread can be started.
     bool start() {
         return kiv::startLibraryThread(
-            "kiv-screen", [self = shared_from_this()] { self->run(); },
+            threadName, [self = shared_from_this()] { self->run(); },
             [weak = weak_from_this()] {
                 if (const auto self = weak.lock()) {
                     self->io_.stop();
@@ -89,10 +93,34 @@ public:
 
 private:
     static constexpr std::size_t mostConnections = 256;
+    static constexpr const char* threadName = "kiv-screen";
 
     void run() {
         thread_ = std::this_thread::get_id();
-        io_.run();
+        try {
+            io_.run();
+        } catch (const kiv::ThreadEnd&) {
+            goOnElsewhere();
+            throw;
+        }
+        finish();
+    }
+
+    /// Serves on a new thread, as this one is being ended by a callback. The browser asks again.
+    void goOnElsewhere() noexcept {
+        try {
+            if (!std::exchange(hasTold_, true)) {
+                boost::asio::post(io_, [] { kiv::writeHostLog(kiv::threadEndText(threadName)); });
+            }
+            if (start()) {
+                return;
+            }
+        } catch (...) { // out of memory
+        }
+        finish();
+    }
+
+    void finish() {
         http_.reset();
         ended_.set_value();
     }
@@ -110,6 +138,7 @@ private:
     std::unique_ptr<kiv::HttpServer> http_;
     std::atomic<std::thread::id> thread_{};
     std::promise<void> ended_;
+    bool hasTold_ = false; ///< the log says that a callback ended the thread
     std::optional<kiv::PrivateFile> redirect_; ///< leads a browser to the page
 };
 

@@ -5,6 +5,7 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Platform/Crypto/Uuid.h"
+#include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -20,9 +21,11 @@ kiv::TransportError listenersTooSlow() {
 
 /// Calls a listener or the delegate, and drops what it throws.
 template <class Callback, class... Arguments>
-void call(const Callback& callback, Arguments&&... arguments) noexcept {
+void call(const Callback& callback, Arguments&&... arguments) {
     try {
         callback(std::forward<Arguments>(arguments)...);
+    } catch (const kiv::ThreadEnd&) {
+        throw;
     } catch (...) {
     }
 }

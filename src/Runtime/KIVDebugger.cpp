@@ -1,13 +1,9 @@
 #include "Runtime/KIVDebugger.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <set>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/Host/HostLog.h"
 #include "Platform/Snapshots/Epoch.h"
-#include "Platform/Threads/ThreadEnd.h"
 
 std::atomic<bool> kivDebuggerVerbose{false};
 
@@ -21,30 +17,6 @@ kiv::Published<Units>& kivDebuggerDisableByFile() {
 }
 
 std::string_view unitName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
-
-/// Gives the line to the log sink; without a sink, writes it to stderr. A line that is logged while the sink
-/// runs, because the sink calls the library, is dropped. An exception from the sink is reported on stderr.
-void writeLine(const std::string& line) {
-    thread_local bool writing = false;
-    if (writing) {
-        return;
-    }
-    const auto host = KIVHost::current();
-    if (!host->logSink) {
-        std::fprintf(stderr, "%s\n", line.c_str());
-        return;
-    }
-    writing = true;
-    try {
-        host->logSink(line);
-    } catch (const kiv::ThreadEnd&) {
-        writing = false;
-        throw;
-    } catch (...) {
-        std::fprintf(stderr, "the log sink threw an exception on: %s\n", line.c_str());
-    }
-    writing = false;
-}
 
 } // namespace
 
@@ -83,10 +55,10 @@ bool isSilenced(std::string_view path) {
 }
 
 void writeDebugLog(std::string_view path, std::string_view method, int line, const std::string& message) {
-    writeLine(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) +
-              message);
+    writeHostLog(format("KIV SDK(build %@):%s:%@:%d - ", KIVC_buildNumber, unitName(path), method, line) +
+                 message);
 }
 
-void plainLog(const std::string& message) { writeLine(message); }
+void plainLog(const std::string& message) { writeHostLog(message); }
 
 } // namespace kiv

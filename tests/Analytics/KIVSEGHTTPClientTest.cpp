@@ -9,7 +9,9 @@
 
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/Crypto/Base64.h"
+#include "Platform/Threads/Queues.h"
 #include "Support/CapturedLog.h"
+#include "Support/Host.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"
 
@@ -105,6 +107,17 @@ TEST_F(Upload, TellsWhichOutcomesAreToBeRetried) {
         EXPECT_EQ(log.has({row.line.empty() ? "HTTP code" : row.line}), !row.line.empty()) << row.status;
     }
     EXPECT_EQ(retry(client(), "no url", batchOf({})), true);
+}
+
+TEST_F(Upload, LeavesTheNetworkThreadBeforeItLogs) {
+    server.on(path, LoopbackServer::answer(500, ""));
+    const auto threads =
+        std::make_shared<std::vector<bool>>(); // of the lines, whether it was the work thread
+    configureHost([&](KIVHost& host) {
+        host.logSink = [threads](const std::string&) { threads->push_back(kiv::isOnWorkThread()); };
+    });
+    EXPECT_EQ(retry(client(), server.url("/events"), batchOf({})), true);
+    EXPECT_EQ(*threads, std::vector<bool>{true});
 }
 
 TEST_F(Upload, IsNoneWithoutABodyOrARequest) {

@@ -3,6 +3,7 @@
 #include <future>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
@@ -200,6 +201,25 @@ TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
     EXPECT_EQ(nextResult(), "3");
     EXPECT_TRUE(heard->isEmpty());
     EXPECT_EQ(server.requests().size(), 4U);
+}
+
+TEST_F(Fetch, OutlivesAHandlerThatEndsItsThread) {
+    serve(payload("red"));
+    std::atomic<int> fetched = 0;
+    KIVCore::setupWithKey(shopKey,
+                          {.onConfigurationFetched =
+                               [&](const KIVFetcherResult&) {
+                                   ++fetched;
+                                   pthread_exit(nullptr);
+                               },
+                           .customSigningCertificate = signer.certificateBase64,
+                           .networkConfigurations = {{.getConfigCloudEndpoint = server.url("/cdn")}}});
+    EXPECT_TRUE(eventually([&] { return fetched == 1; }));
+    KIVCore::fetch();
+    EXPECT_TRUE(eventually([&] { return fetched == 2; }));
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_TRUE(log.has({"A callback ended the library's thread kiv-work"}));
+    KIVCore::shutdown(); // before what the handler counts goes
 }
 
 TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -5,6 +6,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/wait.h>
 
 #include <kiv/KIVFlagsScreen.h>
@@ -12,6 +14,7 @@
 
 #include "Platform/Http/HttpClient.h"
 #include "Platform/System/Files.h"
+#include "Support/CapturedLog.h"
 #include "Support/SilentServer.h"
 
 namespace {
@@ -25,9 +28,9 @@ void setUp(const SilentServer& network) {
 }
 
 /// The status of the answer; 0 without one.
-int statusOf(const std::string& url) {
+int statusOf(kiv::HttpRequest request) {
     auto status = std::make_shared<std::promise<int>>();
-    kiv::sendHttpRequest({.url = url},
+    kiv::sendHttpRequest(std::move(request),
                          [status](const kiv::HttpResponse& response) { status->set_value(response.status); });
     return status->get_future().get();
 }
@@ -45,7 +48,7 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
         KIVFlagsScreen brief(KIVCore::flagsViewController());
         last = brief.present().address.value();
     }
-    EXPECT_EQ(statusOf(last), 0);
+    EXPECT_EQ(statusOf({.url = last}), 0);
     const auto controller = KIVCore::flagsViewController();
     KIVFlagsScreen screen(controller);
     const std::function<void()> ends[] = {[&] { screen.dismiss(); }, [&] { controller->done(); },
@@ -54,7 +57,7 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
         controller->setView({}); // a view of the application's changes nothing
         last = screen.present().address.value();
         EXPECT_EQ(screen.present().address, last);
-        EXPECT_EQ(statusOf(last), 200);
+        EXPECT_EQ(statusOf({.url = last}), 200);
         KIVFlagsScreen other(controller);
         const std::string beside = other.present().address.value();
         end();
@@ -62,7 +65,7 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
             other.dismiss();
         }
         for (const std::string& address : {last, beside}) {
-            EXPECT_EQ(statusOf(address), 0);
+            EXPECT_EQ(statusOf({.url = address}), 0);
         }
         EXPECT_FALSE(screen.address() || other.address());
     }
@@ -72,6 +75,46 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
         EXPECT_FALSE(gone.address) << "its flags are another client's by now, or nobody's";
         EXPECT_FALSE(gone.failure.empty());
     }
+}
+
+struct ShopFlags : KIVBaseContainer {
+    KIVFlag open{false};
+    KIV_CONTAINER(ShopFlags, open);
+};
+
+TEST(FlagsScreenInTheBrowser, OutlivesACallbackThatEndsItsThread) {
+    const CapturedLog log;
+    const std::string document = std::getenv("HOME") + std::string("/document.json");
+    kiv::writeFile(document, R"j({"data": "{\"application\": \"5e0bd1f2c3a4b5d6e7f80912\", \"experiments\": [
+        {\"_id\": \"1\", \"featureFlags\": [{\"name\": \"shop.open\"}],
+         \"deploymentConfiguration\": {\"condition\": \"property(\\\"leaves\\\")\"}}]}"})j");
+    std::atomic<int> calls = 0;
+    KIVCore::setCustomComputedBooleanProperty(
+        [&](auto, const auto&) {
+            if (++calls <= 2) {
+                pthread_exit(nullptr);
+            }
+            return true;
+        },
+        "leaves");
+    KIVCore::register_("shop", std::make_shared<ShopFlags>());
+    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", {.disableSignatureVerification = true,
+                                                       .defaultConfigurationPath = document,
+                                                       .networkConfigurations = {{}}});
+    KIVFlagsScreen screen(KIVCore::flagsViewController());
+    const std::string address = screen.present().address.value();
+    for (const int status : {0, 0, 200}) {
+        EXPECT_EQ(statusOf({.method = "POST",
+                            .url = address + "load",
+                            .headers = {{"Content-Type", "application/json"}},
+                            .body = R"({"tab": "t"})"}),
+                  status);
+    }
+    EXPECT_EQ(calls, 3);
+    EXPECT_TRUE(log.has({"A callback ended the library's thread kiv-screen"}));
+    EXPECT_EQ(statusOf({.url = address}), 200);
+    screen.dismiss();
+    EXPECT_EQ(statusOf({.url = address}), 0);
 }
 
 TEST(FlagsScreenInTheBrowser, IsOpenedByTheSystem) {

@@ -10,6 +10,7 @@
 
 #include "Support/Host.h"
 #include "Support/LoopbackServer.h"
+#include "Support/ManualClock.h"
 #include "Support/Shell.h"
 #include "Support/Threads.h"
 
@@ -24,7 +25,7 @@ using Request = Server::Request;
 using Connection = Server::Connection;
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
-/// The answer to a request, and that there is only one.
+/// Sends a request, waits for its answer, and counts the answers.
 class Answer {
 public:
     explicit Answer(HttpRequest request)
@@ -250,6 +251,14 @@ TEST(HttpClient, TimesOutWhenNothingMoves) {
     EXPECT_EQ(never.calls(), 0);
 }
 
+TEST(HttpClient, TimesOutWhileATestsClockStands) {
+    ManualClock::install();
+    LoopbackServer server;
+    server.on("/", Server::stall());
+    EXPECT_EQ(errorOf(fetch({.url = server.url(), .idleTimeout = 0.3})), TransportError::timedOut);
+    EXPECT_EQ(errorOf(fetch({.url = server.url(), .totalTimeout = 0.3})), TransportError::timedOut);
+}
+
 TEST(HttpClient, ReusesConnections) {
     LoopbackServer server;
     server.on("/", Server::answer(200, "text"));
@@ -296,7 +305,7 @@ TEST(HttpClient, CancelsFromAnywhere) {
     EXPECT_EQ(waiting.calls() + done.calls(), 2);
 }
 
-/// Asks the library for more when it is released.
+/// Sends a request when it is destroyed.
 struct Chatty {
     std::string url;
     std::promise<HttpResponse>& answered;

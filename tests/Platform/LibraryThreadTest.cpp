@@ -66,8 +66,8 @@ void endNow() {
     std::exit(7);
 }
 
-/// The end of a process, by `exit` with the code 7, in whatever state `prepare` leaves it. The code is
-/// another one when the exit handlers took too long.
+/// Ends the process by `exit` with the code 7, in the state that `prepare` has brought it into. The code is 8
+/// when the exit handlers take too long.
 void endProcess(const std::function<void()>& prepare) {
     // Registered first, and so run last.
     std::atexit([] {
@@ -121,7 +121,7 @@ TEST(LibraryThreads, NeverHoldUpTheEndOfTheProcess) {
             }
             std::this_thread::sleep_for(std::chrono::microseconds(getpid() % 32 * 1000));
         },
-        [&] { // the first thread starts as the process ends
+        [&] { // the first thread starts while the process ends
             kiv::sendHttpRequest({.url = secureUrl + "/"}, [](const kiv::HttpResponse&) {});
         },
         [] { // a task that does not end
@@ -137,8 +137,8 @@ TEST(LibraryThreads, NeverHoldUpTheEndOfTheProcess) {
             if (const pid_t child = fork(); child > 0) {
                 int status = 0;
                 waitpid(child, &status, 0);
-                // Its code is not asked for: a leak checker takes what belongs to the parent's threads for
-                // lost.
+                // Its code does not count: a leak checker in the child reports the memory of the parent's
+                // threads.
                 if (!WIFEXITED(status)) {
                     _exit(9);
                 }

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include "Platform/Threads/ThreadEnd.h"
 #include "Support/Host.h"
 #include "Support/ManualClock.h"
 #include "Support/Threads.h"
@@ -59,7 +61,7 @@ TEST(Queues, KnowWhetherTheyAreCurrent) {
     EXPECT_TRUE(ran) << "a task outlives its queue";
 }
 
-/// Posts to a queue when it is released.
+/// Posts to a queue when it is destroyed.
 struct Chatty {
     SerialQueue& queue;
     std::atomic<int>& released;
@@ -79,6 +81,38 @@ TEST(Queues, ReleaseTasksWhereTheyMayPost) {
     never.cancel();
     Timer::timePassed();
     EXPECT_EQ(released, 3);
+}
+
+TEST(Queues, GoOnWhenACallbackEndsTheirThread) {
+    std::atomic<int> linesOfWork = 0;
+    std::atomic<int> linesOfMain = 0;
+    configureHost([&](KIVHost& host) {
+        host.logSink = [&](const std::string& line) {
+            linesOfWork += line == kiv::threadEndText("kiv-work");
+            linesOfMain += line == kiv::threadEndText("kiv-main");
+        };
+    });
+    std::atomic<int> onWork = 0;
+    std::atomic<int> onMain = 0;
+    std::atomic<int> ofTimer = 0;
+    Timer timer(0.01, true, [&] {
+        ++ofTimer;
+        pthread_exit(nullptr);
+    });
+    SerialQueue queue;
+    for (int i = 0; i < 3; ++i) {
+        queue.post([] { pthread_exit(nullptr); });
+        queue.post([&] { onWork += queue.isCurrent() && kiv::isOnWorkThread(); });
+        kiv::postToMainQueue([] { pthread_exit(nullptr); });
+        kiv::postToMainQueue([&] { ++onMain; });
+    }
+    EXPECT_TRUE(eventually([&] { return onWork == 3 && onMain == 3 && ofTimer >= 3; }));
+    timer.cancel();
+    queue.post([] { pthread_cancel(pthread_self()); });
+    Timer::timePassed();
+    EXPECT_EQ(linesOfWork, 1);
+    EXPECT_TRUE(eventually([&] { return linesOfMain == 1; }));
+    KIVHost::configure({});
 }
 
 TEST(Timers, RunWhenTheirTimeHasCome) {

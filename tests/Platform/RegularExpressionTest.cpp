@@ -69,7 +69,7 @@ TEST(RegularExpression, EndsWhatRunsAway) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
-/// Searches as the thread's last objects go, when its kept patterns may be gone.
+/// Searches in its destructor, when the thread's kept patterns may be destroyed.
 struct LateSearcher {
     ~LateSearcher() { *outcome = search("late", "^l"); }
     Outcome* outcome;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Counts the living, so that a leak and an early end both show.
+/// Counts its living instances, so that leaks and early destructions show.
 struct Counted {
     explicit Counted(int number) : value(number) { ++alive; }
     Counted(const Counted& other) : value(other.value) { ++alive; }

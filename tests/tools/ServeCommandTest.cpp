@@ -212,6 +212,8 @@ TEST_F(Serve, ShowsItsPageToBrowsersOfThisMachineAlone) {
         {"Origin: http://evil.example", "403"},
         {"Origin: null", "403"},
         {"Origin: " + root, "200"},
+        {"Host: localhost:" + port + ", evil.example:" + port, "403"},
+        {"Sec-Fetch-Site: same-origin", "200"},
     };
     for (const auto& each : cases) {
         for (const char* path : {"/", "/overview.js", "/overview?key=x"}) {
@@ -223,6 +225,9 @@ TEST_F(Serve, ShowsItsPageToBrowsersOfThisMachineAlone) {
         }
         EXPECT_EQ(get(configurationUrl(), "-H '" + each.header + "'").status, "200") << each.header;
     }
+    const std::string elsewhere = "-H 'Sec-Fetch-Site: cross-site'";
+    EXPECT_EQ(get(root + "/", elsewhere).status, "200") << "another site may link to the page";
+    EXPECT_EQ(get(root + "/overview?key=x", elsewhere).status, "403");
     EXPECT_EQ(post(root + "/overview", "{}").status, "405");
     const std::string head = shell(curlLine(root + "/", "-i")).out;
     expectContains(head, {"Content-Type: text/html", "Content-Security-Policy: default-src 'none';",

@@ -19,6 +19,7 @@
 #include "Model/KeyForm.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/PublicKey.h"
+#include "Platform/Host/HostFields.h"
 #include "Platform/Host/LinuxHost.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Text/Text.h"
@@ -46,8 +47,7 @@ Nothing is written, wherever it looks: an identity that no application has store
 as setup would make it.
 
 Fields for --host:
-  bundleIdentifier shortVersion version resourceDirectory libraryDirectory homeDirectory
-  deviceName systemName systemVersion model vendorIdentifier locale screen=WIDTHxHEIGHT idiom)";
+)";
 
 struct Options {
     std::string key;
@@ -56,22 +56,6 @@ struct Options {
     std::string certificate;
     std::vector<std::string> host;
     bool asJson = false;
-};
-
-constexpr std::pair<std::string_view, std::optional<std::string> KIVHost::*> hostFields[] = {
-    {"bundleIdentifier", &KIVHost::bundleIdentifier},
-    {"shortVersion", &KIVHost::shortVersion},
-    {"version", &KIVHost::version},
-    {"resourceDirectory", &KIVHost::resourceDirectory},
-    {"libraryDirectory", &KIVHost::libraryDirectory},
-    {"homeDirectory", &KIVHost::homeDirectory},
-    {"deviceName", &KIVHost::deviceName},
-    {"systemName", &KIVHost::systemName},
-    {"systemVersion", &KIVHost::systemVersion},
-    {"model", &KIVHost::model},
-    {"vendorIdentifier", &KIVHost::vendorIdentifier},
-    {"locale", &KIVHost::locale},
-    {"idiom", &KIVHost::idiom},
 };
 
 KIVHost::Screen screen(std::string_view text) {
@@ -98,16 +82,25 @@ void setField(KIVHost& host, std::string_view text) {
         host.screen = screen(value);
         return;
     }
-    const auto* field = std::ranges::find(hostFields, name, [](const auto& each) { return each.first; });
-    if (field == std::end(hostFields)) {
+    const auto* field = std::ranges::find(hostTextFields, name, [](const auto& each) { return each.first; });
+    if (field == std::end(hostTextFields)) {
         std::vector<std::string_view> names{"screen"};
-        std::ranges::transform(hostFields, std::back_inserter(names),
+        std::ranges::transform(hostTextFields, std::back_inserter(names),
                                [](const auto& each) { return each.first; });
         const std::string_view meant = closest(name, names);
         throw WrongUsage("--host: there is no field " + inQuotes(name) + "." +
                          (meant.empty() ? "" : " Did you mean " + std::string(meant) + "?"));
     }
     host.*field->second = std::string(value);
+}
+
+/// The fields that `setField` takes, for the help.
+std::string fieldNames() {
+    std::string names;
+    for (const auto& [name, field] : hostTextFields) {
+        names += std::string(name) + " ";
+    }
+    return Terminal::ofOutput().wrapped(names + "screen=WIDTHxHEIGHT", 2);
 }
 
 /// The program whose part the command plays: its own, when none is given.
@@ -352,7 +345,7 @@ void addDeviceCommand(CLI::App& parent, int& exitCode) {
         ->type_name("FIELD=VALUE")
         ->allow_extra_args(false);
     command->add_flag("--json", options->asJson, "Print the document as JSON");
-    command->footer(examples);
+    command->footer(examples + fieldNames());
     command->callback([options, &exitCode] { exitCode = show(*options); });
 }
 

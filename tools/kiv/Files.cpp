@@ -10,28 +10,11 @@
 #include <unistd.h>
 
 #include "Command.h"
+#include "Platform/System/Descriptor.h"
 #include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 namespace {
-
-/// A file descriptor that is closed at the end, unless it is that of standard input.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ > STDERR_FILENO) {
-            ::close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
 
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
     throw BadInput(path + ": " + what + ": " + std::strerror(errno));
@@ -40,14 +23,16 @@ private:
 } // namespace
 
 std::string readInput(const std::string& path) {
-    const Descriptor file(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.number() < 0) {
+    // A second descriptor of standard input, so that the first one stays open.
+    const Descriptor file(path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                      : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
         fail(path, "cannot be read");
     }
     std::string content;
     std::array<char, 1U << 16> buffer{};
     for (;;) {
-        const ssize_t size = ::read(file.number(), buffer.data(), buffer.size());
+        const ssize_t size = ::read(file.get(), buffer.data(), buffer.size());
         if (size < 0) {
             fail(path, "cannot be read");
         }
@@ -64,16 +49,16 @@ std::string readInput(const std::string& path) {
 void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, bool replace) {
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (replace ? O_TRUNC : O_EXCL);
     const Descriptor file(::open(path.c_str(), flags, mode));
-    if (file.number() < 0 && errno == EEXIST) {
+    if (!file && errno == EEXIST) {
         throw BadInput(path + ": is there already", std::nullopt, "Add --force to replace it.");
     }
     // A file that is replaced keeps the mode it had.
     const bool isPrivate = (mode & (S_IRWXG | S_IRWXO)) == 0;
-    if (file.number() < 0 || (isPrivate && ::fchmod(file.number(), mode) != 0)) {
+    if (!file || (isPrivate && ::fchmod(file.get(), mode) != 0)) {
         fail(path, "cannot be written");
     }
     while (!bytes.empty()) {
-        const ssize_t size = ::write(file.number(), bytes.data(), bytes.size());
+        const ssize_t size = ::write(file.get(), bytes.data(), bytes.size());
         if (size < 0) {
             fail(path, "cannot be written");
         }

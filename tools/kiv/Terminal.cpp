@@ -39,19 +39,6 @@ std::size_t widthOf(UChar32 character) {
     return eastAsian == U_EA_WIDE || eastAsian == U_EA_FULLWIDTH ? 2 : 1;
 }
 
-// The macro narrows inside itself.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-
-/// The code point at `at`, negative when it is malformed; moves `at` past it.
-UChar32 nextCharacter(std::string_view text, std::size_t& at) {
-    UChar32 character = 0;
-    U8_NEXT(text.data(), at, text.size(), character);
-    return character;
-}
-
-#pragma GCC diagnostic pop
-
 std::vector<Cell> cellsOf(std::string_view text) {
     std::vector<Cell> cells;
     for (std::size_t at = 0; at < text.size();) {

@@ -43,7 +43,7 @@ std::optional<std::string> decodeBase64(std::string_view text) {
 
 std::string encodeBase64(std::string_view bytes) {
     std::string text;
-    // Pieces of whole triples, so that they join without padding.
+    // A piece is a number of whole triples, so that no padding comes between pieces.
     constexpr std::size_t piece = 3U << 20;
     for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
         const std::size_t length = std::min(piece, bytes.size());

@@ -6,11 +6,11 @@
 
 namespace kiv {
 
-/// Standard alphabet with padding. White space, line breaks, other characters, missing or misplaced padding
-/// give nothing. The empty text is empty data.
+/// The bytes of a text in the standard alphabet with padding. Nullopt for white space, line breaks, other
+/// characters, and missing or misplaced padding. The empty text gives no bytes.
 std::optional<std::string> decodeBase64(std::string_view text);
 
-/// Standard alphabet with padding, on one line.
+/// The bytes in the standard alphabet with padding, on one line.
 std::string encodeBase64(std::string_view bytes);
 
 } // namespace kiv

@@ -7,6 +7,7 @@
 #include <openssl/rand.h>
 
 #include "Platform/Crypto/OpenSsl.h"
+#include "Platform/System/Freer.h"
 
 namespace kiv {
 namespace {
@@ -46,7 +47,7 @@ std::optional<std::string> crypt(bool encrypts, std::string_view data, std::stri
     return result;
 }
 
-/// So many bytes as OpenSSL makes them.
+/// The `size` bytes that `make` writes, by a function of OpenSSL.
 template <class Make>
 std::optional<std::string> made(std::size_t size, int* status, const Make& make) {
     if (!fitsInt(size)) {

@@ -1,5 +1,4 @@
-// The one-shot and low-level digests are deprecated, yet they are the fastest, need no context and cannot
-// fail.
+// OpenSSL has deprecated these functions, yet they are the fastest, need no context and cannot fail.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "Platform/Crypto/Digest.h"

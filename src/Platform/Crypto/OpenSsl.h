@@ -2,10 +2,10 @@
 
 #include <openssl/err.h>
 
-/// What all callers of OpenSSL need. For sources only.
+/// For the sources that call OpenSSL.
 namespace kiv {
 
-/// Drops what OpenSSL notes in the thread's queue of errors, which may be the application's too.
+/// Leaves the thread's queue of OpenSSL errors as it was before: the application may use OpenSSL too.
 class ErrorQueueGuard {
 public:
     ErrorQueueGuard() { ERR_set_mark(); }
@@ -15,14 +15,6 @@ public:
 
     /// The reason of the last error, as a number.
     int reason() const { return ERR_GET_REASON(ERR_peek_last_error()); }
-};
-
-template <auto free>
-struct Freer {
-    template <class T>
-    void operator()(T* object) const {
-        free(object);
-    }
 };
 
 } // namespace kiv

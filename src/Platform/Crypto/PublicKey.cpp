@@ -8,6 +8,7 @@
 #include <openssl/x509.h>
 
 #include "Platform/Crypto/OpenSsl.h"
+#include "Platform/System/Freer.h"
 
 namespace kiv {
 

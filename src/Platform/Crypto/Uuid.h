@@ -9,7 +9,7 @@ namespace kiv {
 /// A new random UUID, version 4, in upper case, hyphenated.
 std::string newUuid();
 
-/// The bytes as a UUID of that form; the bits that say version and variant are set.
+/// The bytes as a UUID of that form. The bits of version and variant are replaced.
 std::string uuidText(std::array<std::uint8_t, 16> bytes);
 
 } // namespace kiv

@@ -29,7 +29,7 @@ void KIVHost::configure(KIVHost host) {
         throw std::invalid_argument("the IV of KIVHost::analyticsEncryption has 16 bytes");
     }
     auto next = std::make_shared<const KIVHost>(kiv::completeHost(std::move(host)));
-    // What the application told before is destroyed after the lock is released.
+    // The host that was configured before is destroyed after the lock is released.
     const std::lock_guard lock(hosts().lock);
     hosts().current.swap(next);
 }

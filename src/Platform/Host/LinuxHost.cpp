@@ -35,13 +35,13 @@ Text firstLine(const char* path) {
     return content->empty() ? std::nullopt : content;
 }
 
-/// Empty where /proc is missing.
+/// The path of this program; empty where /proc is missing.
 fs::path executable() {
     std::error_code error;
     return fs::read_symlink("/proc/self/exe", error);
 }
 
-/// A folder without the slashes at its end; missing when its path is not absolute.
+/// The path of a folder without slashes at its end; nullopt when it is not absolute.
 Text folder(Text path) {
     if (!path || !path->starts_with('/')) {
         return std::nullopt;
@@ -96,7 +96,7 @@ Text locale() {
 }
 
 Text vendorIdentifier() {
-    // The file holds another text while the system is being set up.
+    // While the system is being set up, the file holds another text.
     const Text machine = firstLine("/etc/machine-id");
     if (!machine || machine->size() != 32) {
         return std::nullopt;

@@ -6,7 +6,7 @@
 
 namespace kiv {
 
-/// Completes what the application told with what a program can find out by itself on Linux:
+/// Fills the fields that the application left empty with values that a program finds by itself on Linux:
 ///
 /// | field | from |
 /// |---|---|
@@ -21,15 +21,14 @@ namespace kiv {
 /// | locale | the first that is set of LC_ALL, LC_MESSAGES and LANG, without encoding and modifier |
 /// | idiom | "unspecified" |
 ///
-/// Screen, CA file, proxy, log sink and main queue come from the application alone. The information file
-/// stands beside the executable and is called "<executable>.info.json": an object with "bundleIdentifier",
-/// "shortVersion", "version" and "resources", a folder seen from the file. Without an identifier the
-/// executable's name takes its place in the Library folder. Folders that the environment names relatively are
-/// passed over, as nobody knows from where.
+/// Only the application can give the other fields. The information file lies in the executable's folder and
+/// is called "<executable>.info.json": an object with "bundleIdentifier", "shortVersion", "version" and
+/// "resources", a folder relative to that of the file. Without an identifier the executable's name takes its
+/// place in the Library folder. Relative paths in the environment are ignored.
 KIVHost completeHost(KIVHost host);
 
-/// The same for another program than this one, as it would find out by itself in this environment. Its path
-/// is absolute; an empty one stands for a program that does not know it.
+/// The same with the values that another program would find in this environment. `program` is its absolute
+/// path; empty for a program that cannot find its own path.
 KIVHost completeHost(KIVHost host, const std::filesystem::path& program);
 
 } // namespace kiv

@@ -12,7 +12,7 @@
 namespace kiv {
 namespace {
 
-/// What tells one version of a file from another; empty when there is no file.
+/// A text that differs between the versions of a file; empty when there is no file.
 std::string stampOf(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
@@ -88,7 +88,7 @@ void UserDefaults::refresh() {
 }
 
 bool UserDefaults::save() {
-    // Another process may have written since: what is read next is the file, not what was meant to be in it.
+    // Another process may write the file before the next access, which therefore reads it again.
     const bool written = writePropertyList(path_, values_);
     stamp_ = written ? std::string() : stampOf(path_);
     return written;

@@ -14,22 +14,23 @@ namespace kiv {
 /// read sees what another process wrote: the file is read again when it has changed.
 class UserDefaults {
 public:
-    /// With an empty path the values hold in memory only.
+    /// With an empty path the values are kept in memory only.
     explicit UserDefaults(std::string path);
 
-    /// The defaults of this application, below the host's Library folder as it is now.
+    /// The defaults of this application, below the present host's Library folder. Never destroyed.
     static UserDefaults& standard();
 
+    /// The value as a text; nullopt when it is absent or of another kind.
     std::optional<std::string> string(std::string_view key);
 
-    /// Any value, null when absent.
+    /// The value, of any kind; null when it is absent.
     json::value object(std::string_view key);
 
-    /// Stores the value and writes the file before it returns. False when the file could not be written: the
-    /// value then holds in memory only.
+    // Changes are in the file when the function returns. False when the file could not be written: the change
+    // is then kept in memory only.
     bool set(std::string_view key, json::value value);
     bool remove(std::string_view key);
-    /// Removes every value whose key begins so, with one write of the file; "" is the beginning of all.
+    /// Removes every value whose key begins with `prefix`, with one write of the file.
     bool removeAll(std::string_view prefix);
 
 private:

@@ -14,48 +14,50 @@ namespace kiv {
 
 using Socket = boost::asio::ip::tcp::socket;
 
-/// A request. A header that came more than once is all that came, with commas between.
+/// A request that a server has received. Headers that were not sent are empty; the values of a header that
+/// was sent several times are joined by ", ".
 struct HttpCall {
     std::string method;
-    std::string path;  ///< without the query
-    std::string query; ///< what follows the question mark, as it was sent
-    std::string host;  ///< the header of that name, as the next ones
-    std::string origin;
-    std::string fetchSite; ///< Sec-Fetch-Site
-    std::string contentType;
-    std::string contentEncoding;
+    std::string path;            ///< without the query
+    std::string query;           ///< the text after the question mark, not decoded
+    std::string host;            ///< header Host
+    std::string origin;          ///< header Origin
+    std::string fetchSite;       ///< header Sec-Fetch-Site
+    std::string contentType;     ///< header Content-Type
+    std::string contentEncoding; ///< header Content-Encoding
     std::string body;
 };
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
-/// What is answered, and what the access log says of it.
+/// The answer to a call, and what a log of the server says about it.
 struct HttpAnswer {
     unsigned status = 200;
-    std::shared_ptr<const std::string> body = {}; ///< null for none
-    std::string type = "application/json";        ///< of the body
-    HttpHeaders headers = {};                     ///< beside those that all answers have
+    std::shared_ptr<const std::string> body = {}; ///< null when there is none
+    std::string type = "application/json";        ///< header Content-Type
+    HttpHeaders headers = {};                     ///< in addition to the headers that every answer carries
     std::string note = {};                        ///< for the log
-    bool closes = false;                          ///< the connection is closed after it
-    /// When it is set, the answer is a stream of events: it is given the connection once the head has been
-    /// sent, and writes the rest itself. The ticket stands for the connection while it is open.
+    bool closes = false;                          ///< the connection is closed after this answer
+    /// When it is set, the answer is a stream of events: the server sends the head, then calls this with the
+    /// connection, and the callee writes the events. It keeps `ticket` as long as the connection is open.
     std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};
 };
 
+/// Sends the answer to a call.
 using HttpReply = std::function<void(HttpAnswer)>;
 
-/// Answers calls that have arrived whole by calling `reply` once, now or later, on the server's thread.
+/// Answers a call that has arrived whole: calls `reply` once, now or later, on the server's thread.
 using HttpHandler = std::function<void(HttpCall call, HttpReply reply)>;
 
-/// A refusal with a JSON body that says why.
+/// An answer that refuses a call. Its body is a JSON object whose member "error" is the reason.
 HttpAnswer refusal(unsigned status, const std::string& reason);
 
-/// What a connection may ask for before it is refused or closed.
+/// The limits of a connection. A larger call is refused; a slower one has its connection closed.
 struct HttpLimits {
     std::uint32_t headerBytes = 16U << 10;
     std::uint64_t bodyBytes = 16U << 20;
-    std::chrono::seconds request{30}; ///< for a request to arrive, and an answer to leave, whole
-    std::chrono::seconds between{75}; ///< for the next request of a connection to begin
+    std::chrono::seconds request{30}; ///< for a whole request to arrive, and for a whole answer to leave
+    std::chrono::seconds between{75}; ///< from an answer to the beginning of the next request
 };
 
 } // namespace kiv

@@ -26,10 +26,10 @@ public:
     void start(std::shared_ptr<HttpTransfer> transfer) {
         const std::lock_guard lock(lock_);
         waiting_.push_back(std::move(transfer));
-        if (!started_) { // tried again with the next request when the system had no thread to give
+        if (!started_) { // when the system has no thread to give, the next request tries again
             started_ = startLibraryThread(
                 "kiv-network", [this] { run(); }, [this] { wake(); },
-                // It never waits for anything, but a machine under load may give it little time.
+                // The thread waits for nobody, but a machine under load may give it little time.
                 std::chrono::milliseconds(500));
         }
         wakeLocked();
@@ -50,7 +50,7 @@ private:
     void run() {
         curl_global_init(CURL_GLOBAL_DEFAULT);
         CURLM* const multi = curl_multi_init();
-        // Further requests wait: the descriptors of the process are the application's.
+        // Further requests wait, so that the application is left enough of the process's file descriptors.
         curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, 12L);
         curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, 32L);
         {
@@ -64,8 +64,7 @@ private:
             completeFinished();
             const int patience = endCancelledAndIdle();
             if (curl_multi_poll(multi, nullptr, 0, patience, nullptr) != CURLM_OK) {
-                std::this_thread::sleep_for(
-                    std::chrono::milliseconds(10)); // out of memory: better times may come
+                std::this_thread::sleep_for(std::chrono::milliseconds(10)); // out of memory: tries again
             }
         }
     }
@@ -97,7 +96,8 @@ private:
         }
     }
 
-    /// Gives the milliseconds until there may be another one.
+    /// Ends the requests that were cancelled or have reached a limit. Returns the milliseconds until the next
+    /// request may reach one.
     int endCancelledAndIdle() {
         using std::chrono::milliseconds;
         const Instant now = std::chrono::steady_clock::now();
@@ -131,7 +131,7 @@ private:
     std::vector<std::shared_ptr<HttpTransfer>> waiting_; ///< guarded by the lock
     CURLM* multi_ = nullptr;                             ///< written by the network thread under the lock
     bool started_ = false;                               ///< guarded by the lock
-    std::unordered_map<CURL*, std::shared_ptr<HttpTransfer>> active_;
+    std::unordered_map<CURL*, std::shared_ptr<HttpTransfer>> active_; ///< used on the network thread only
 };
 
 std::shared_ptr<HttpTask> start(HttpRequest request, HttpSink sink) {

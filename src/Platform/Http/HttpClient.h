@@ -9,13 +9,17 @@
 #include <utility>
 #include <vector>
 
-/// Requests over HTTP and HTTPS, performed by one thread of the library that keeps connections for reuse.
+/// Requests over HTTP and HTTPS, performed by one thread of the library, kiv-network, which keeps connections
+/// for reuse.
 ///
 /// Certificates are checked against the host's CA file or the system's; the proxy is the host's or the
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
-/// POST into a GET. Compression is undone. A response of more than 64 MiB is a transport error. Nothing here
-/// blocks the caller, raises a signal, or holds up the end of the process. A child after a fork has no
-/// network thread.
+/// POST into a GET. Compressed bodies are unpacked. A response of more than 64 MiB is a transport error.
+/// Nothing here blocks the caller, raises a signal, or holds up the end of the process. A child after a fork
+/// has no network thread.
+///
+/// Handlers run on the network thread. They must not throw or wait, or other requests wait with them; so they
+/// run no code of the application, not even its log sink, and post longer work to a queue.
 namespace kiv {
 
 inline constexpr std::string_view urlErrorDomain = "URLErrorDomain";
@@ -26,7 +30,7 @@ struct TransportError {
     static constexpr long cancelled = -999;
     static constexpr long badURL = -1000;
     static constexpr long timedOut = -1001;
-    static constexpr long unsupportedURL = -1002; ///< also a redirect to such a one
+    static constexpr long unsupportedURL = -1002; ///< unsupported scheme, in the URL or in a redirect
     static constexpr long cannotFindHost = -1003;
     static constexpr long cannotConnectToHost = -1004;
     static constexpr long connectionLost = -1005; ///< also in the middle of a response
@@ -49,48 +53,50 @@ struct HttpRequest {
     std::string url;
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::string body = {};
-    /// The request fails when no byte has come or gone for so many seconds, while it connects too; zero or
-    /// less never.
+    /// Idle limit in seconds: the request fails when no byte is sent or received for this long, also while it
+    /// connects. Zero or less: no limit.
     double idleTimeout = defaultIdleTimeout;
-    /// The request fails when it has not ended after so many seconds; zero or less never.
+    /// Limit in seconds for the whole request. Zero or less: no limit.
     double totalTimeout = 0;
     /// Asks caches on the way for a fresh answer.
     bool ignoresCaches = false;
 };
 
 struct HttpResponse {
-    int status = 0;                                                ///< 0 when there was no response
-    std::vector<std::pair<std::string, std::string>> headers = {}; ///< of the last one, names in lower case
-    std::string body = {};                                         ///< empty when there is an error
+    int status = 0; ///< 0 when there was no response
+    /// The headers of the response that ended the redirects, their names in lower case.
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    std::string body = {}; ///< empty when there is an error
     std::optional<TransportError> error = {};
 };
 
-/// A request under way. Letting go of it does not stop the request.
+/// A request under way. Destroying the task does not stop the request.
 class HttpTask {
 public:
     virtual ~HttpTask() = default;
     /// Ends the request with `TransportError::cancelled`, unless it has ended. Callable from any thread, also
-    /// from a handler; no other handler but the last one is called after it there.
+    /// from a handler of the request: then only its last handler is still called.
     virtual void cancel() = 0;
 };
 
-/// What a stream tells, all on the library's network thread, in order, and released there after the last one.
-/// They must not throw or wait.
+/// The handlers of a stream. They are called on the network thread in this order, and released there after
+/// the last call. Each may be empty.
 struct HttpStreamHandlers {
-    /// The response has begun: its status.
+    /// The response has begun, with this status.
     std::function<void(int status)> responded = {};
+    /// A part of the body has come. `bytes` is valid during the call.
     std::function<void(std::string_view bytes)> received = {};
-    /// Called once, last. No error when the server has ended the response.
+    /// The stream has ended: without an error when the server has ended the response. Called once.
     std::function<void(const std::optional<TransportError>& error)> completed = {};
 };
 
-/// Performs a request; `completion` is called once, on the library's network thread, and released there. It
-/// must not throw or wait: hand longer work to a queue. Callable from any thread.
+/// Performs a request. `completion` is called once, on the network thread, and released there. Callable from
+/// any thread.
 std::shared_ptr<HttpTask> sendHttpRequest(HttpRequest request,
                                           std::function<void(HttpResponse response)> completion);
 
-/// Performs a request whose response has no end and no limit of size. TCP keep-alive notices a dead peer.
-/// Callable from any thread.
+/// Performs a request whose response may go on for ever and have any size. TCP keep-alive notices a dead
+/// peer. Callable from any thread.
 std::shared_ptr<HttpTask> openHttpStream(HttpRequest request, HttpStreamHandlers handlers);
 
 } // namespace kiv

@@ -32,7 +32,7 @@ public:
 private:
     using Response = http::response<http::span_body<const char>>;
 
-    /// A step that keeps the connection alive and goes on unless there was an error.
+    /// A completion handler that keeps the connection alive, and calls `next` unless there was an error.
     template <class Next>
     auto then(Next next) {
         return [self = shared_from_this(), next](error_code problem, std::size_t) {
@@ -51,7 +51,7 @@ private:
         keepAlive_ = isHead_ = false;
         http::async_read_header(
             stream_, buffer_, *parser_, [self = shared_from_this()](error_code problem, std::size_t) {
-                // A body that says it is too large says so at the end of the header.
+                // The parser reports a body that is declared too large at the end of the header.
                 !problem || problem == http::error::body_limit ? self->admit(problem) : self->refuse(problem);
             });
     }
@@ -72,7 +72,7 @@ private:
         keepAlive_ = request.keep_alive();
         isHead_ = request.method() == http::verb::head;
         if (auto answer = turnedAway()) {
-            answer->closes = true; // after it the body would come
+            answer->closes = true; // the body would come next, and is not read
             write(std::move(*answer));
         } else {
             problem ? refuse(problem) : invite();
@@ -92,12 +92,13 @@ private:
         return service_.turnAway ? service_.turnAway(call_) : std::nullopt;
     }
 
-    /// A client with much to send may wait for a word first.
+    /// Asks a client for the body that it sends only when asked, then reads the body.
     void invite() {
-        constexpr std::string_view word = "HTTP/1.1 100 Continue\r\n\r\n";
+        constexpr std::string_view invitation = "HTTP/1.1 100 Continue\r\n\r\n";
         stream_.expires_after(service_.limits.request);
         if (!parser_->is_done() && beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
-            net::async_write(stream_, net::buffer(word), then([](Connection& self) { self.readBody(); }));
+            net::async_write(stream_, net::buffer(invitation),
+                             then([](Connection& self) { self.readBody(); }));
         } else {
             readBody();
         }
@@ -117,7 +118,7 @@ private:
         });
     }
 
-    /// Answers a request that could not be read, when it was the client's fault and somebody still listens.
+    /// Answers a request that could not be read, when that was the client's fault and it still listens.
     void refuse(error_code problem) {
         if (problem.category() != make_error_code(http::error::bad_method).category() ||
             problem == http::error::end_of_stream || problem == http::error::partial_message) {
@@ -179,7 +180,8 @@ private:
                           }));
     }
 
-    /// Closes only after the client has, or the answer could be lost with what it is still sending.
+    /// Waits a while for the client to close the connection first: the answer could be lost if the server
+    /// closed it while the client is still sending.
     void linger() {
         constexpr std::chrono::seconds aWhile{2};
         error_code ignored;
@@ -197,7 +199,7 @@ private:
     std::shared_ptr<void> ticket_;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::string_body>> parser_;
-    HttpCall call_; ///< as much of it as has been read
+    HttpCall call_; ///< as much of the present call as has been read
     HttpAnswer answer_;
     std::optional<Response> response_;
     bool keepAlive_ = false;

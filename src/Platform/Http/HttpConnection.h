@@ -8,21 +8,21 @@
 
 namespace kiv {
 
-/// How a server treats its connections.
+/// What a server does on its connections.
 struct HttpService {
     HttpLimits limits;
     HttpHandler handler;
-    /// Told of refusals of requests that could not be read.
+    /// Called with the answer to each request that could not be read.
     std::function<void(const HttpAnswer& answer)> refused;
-    /// What answers a call that nobody is to look into any further: asked before its body is read, and before
-    /// a refusal, with as much of the call as has been read. The connection is closed after it. When it is
-    /// empty, all may come in.
+    /// The answer to a call that is turned away; nullopt for a call that is let in. Called before the body is
+    /// read, and before a request that could not be read is refused, with as much of the call as has been
+    /// read. The connection is closed after the answer. When this is empty, every call is let in.
     std::function<std::optional<HttpAnswer>(const HttpCall& call)> turnAway = {};
-    HttpHeaders headers = {}; ///< of all answers
+    HttpHeaders headers = {}; ///< of every answer
 };
 
-/// Serves one connection, request after request, until it is closed, taken over or at fault. `service` must
-/// outlive it; `ticket` is held as long as the connection is open.
+/// Serves one connection, request after request, until it is closed or taken over, or fails. `service` must
+/// outlive it. `ticket` is held as long as the connection is open.
 void serveConnection(Socket socket, const HttpService& service, std::shared_ptr<void> ticket);
 
 } // namespace kiv

@@ -6,8 +6,6 @@
 #include <boost/asio/ip/address.hpp>
 #include <fcntl.h>
 
-#include "Platform/Text/Json.h"
-
 namespace kiv {
 namespace {
 
@@ -17,7 +15,7 @@ using boost::system::error_code;
 constexpr std::string_view tooMany = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\n"
                                      "Content-Length: 0\r\nRetry-After: 1\r\n\r\n";
 
-/// A program that this process starts would keep the port, or hold a connection open.
+/// Closes the socket in programs that this process starts: they would keep the port, or the connection, open.
 template <class Socket>
 void keepFromChildren(Socket& socket) {
     ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
@@ -31,7 +29,7 @@ net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, u
     }
     const net::ip::tcp::endpoint endpoint(address, port);
     net::ip::tcp::acceptor acceptor(io);
-    // For the time being; the system takes off what is more than it allows.
+    // Connections that wait to be accepted. The system reduces this to the number that it allows.
     constexpr int backlog = 8192;
     if (acceptor.open(endpoint.protocol(), problem) ||
         acceptor.set_option(net::socket_base::reuse_address(true), problem) ||
@@ -44,12 +42,6 @@ net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, u
 }
 
 } // namespace
-
-HttpAnswer refusal(unsigned status, const std::string& reason) {
-    return {.status = status,
-            .body = std::make_shared<const std::string>(compactJson(json::object{{"error", reason}}) + "\n"),
-            .note = reason};
-}
 
 std::shared_ptr<void> ConnectionCount::ticket() {
     if (*open_ >= most_) {
@@ -75,7 +67,7 @@ void HttpServer::accept() {
             begin(std::move(socket));
             return accept();
         }
-        // Out of descriptors or memory: some will be given back.
+        // Out of descriptors or memory: tries again when some may be free.
         constexpr std::chrono::milliseconds aWhile{100};
         pause_.expires_after(aWhile);
         pause_.async_wait([this](error_code stopped) {

@@ -13,12 +13,12 @@
 
 namespace kiv {
 
-/// Counts the open connections: each holds a ticket.
+/// Counts the open connections, each of which holds a ticket.
 class ConnectionCount {
 public:
     explicit ConnectionCount(std::size_t most) : most_(most) {}
 
-    /// Null when there are too many.
+    /// A ticket for one more connection; null when `most` connections are open.
     std::shared_ptr<void> ticket();
 
 private:
@@ -26,10 +26,10 @@ private:
     std::shared_ptr<std::size_t> open_ = std::make_shared<std::size_t>(0);
 };
 
-/// The host that was to be listened on is no address.
+/// The host to listen on is not an IP address.
 class NoSuchHost : public std::exception {};
 
-/// The address cannot be had: `what` says so.
+/// The server cannot listen on the address; `what` says why.
 class CannotListen : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -38,7 +38,8 @@ public:
 /// An HTTP/1.1 server. Everything happens on the one thread that runs `io`.
 class HttpServer {
 public:
-    /// Listens from now on. Port 0 takes a free one. Throws `NoSuchHost` and `CannotListen`.
+    /// Starts to listen on `host`, an IP address of this machine. Port 0 takes a free port. A connection that
+    /// comes while `mostConnections` are open gets 503. Throws `NoSuchHost` and `CannotListen`.
     HttpServer(boost::asio::io_context& io, const std::string& host, unsigned short port,
                std::size_t mostConnections, HttpService service);
 

@@ -8,6 +8,7 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Text/Text.h"
 #include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
@@ -64,38 +65,19 @@ long codeOf(CURLcode result) {
     }
 }
 
-/// No program that the application starts inherits the connection.
+/// Makes a socket that programs which the application starts do not inherit.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-/// So many seconds after an instant; nothing for what means never.
+/// The instant `seconds` after `start`. Nullopt when there is no limit: `seconds` is zero or less, or longer
+/// than a process lives.
 std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double seconds) {
     using Duration = HttpTransfer::Instant::duration;
     constexpr double longest = 1e9;
     return seconds > 0 && seconds <= longest
                ? std::optional(start + std::chrono::ceil<Duration>(std::chrono::duration<double>(seconds)))
                : std::nullopt;
-}
-
-/// ASCII only, as names of header fields are.
-std::string lowercase(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return result;
 }
 
 } // namespace
@@ -143,7 +125,7 @@ bool HttpTransfer::addHeader(const std::string& line) {
 
 bool HttpTransfer::addHeaders() {
     for (const auto& [name, value] : request_.headers) {
-        // libcurl's way to say that a field is there and empty.
+        // With the semicolon libcurl sends the field with an empty value.
         if (!addHeader(value.empty() ? name + ";" : name + ": " + value)) {
             return false;
         }
@@ -151,7 +133,7 @@ bool HttpTransfer::addHeaders() {
     if (request_.ignoresCaches && !(addHeader("Cache-Control: no-cache") && addHeader("Pragma: no-cache"))) {
         return false;
     }
-    return addHeader("Expect:"); // a body does not wait for the server's consent
+    return addHeader("Expect:"); // sends a body at once, without waiting for "100 Continue"
 }
 
 void HttpTransfer::configureMethod() {
@@ -169,7 +151,7 @@ void HttpTransfer::configureMethod() {
         curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
         curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request_.body.data());
     }
-    // A method given as text outlives redirects; POST is left to libcurl, which makes it a GET.
+    // A method that is given as text is kept through redirects; POST is not, so that redirects make it a GET.
     if (!posts && (method != "GET" || !request_.body.empty())) {
         curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
     }
@@ -189,17 +171,16 @@ void HttpTransfer::configureConnection() {
     curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https"); // see onConnected
-    curl_easy_setopt(handle, CURLOPT_DEFAULT_PROTOCOL, "none");          // no scheme is no known scheme
+    curl_easy_setopt(handle, CURLOPT_DEFAULT_PROTOCOL, "none");          // refuses a URL without a scheme
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(handle, CURLOPT_MAXREDIRS, 20L);
     curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT,
-                     1L); // a slow name server holds up nobody but who waits for it
+    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L); // does not wait for a slow name server to end a request
     curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
     curl_easy_setopt(handle, CURLOPT_TCP_KEEPIDLE, 60L);
     curl_easy_setopt(handle, CURLOPT_TCP_KEEPINTVL, 30L);
-    if (!stream()) { // who compresses a stream keeps its events back until a block is full
+    if (!stream()) { // a server that compresses a stream holds events back until a block is full
         curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
         curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit));
     }
@@ -246,7 +227,7 @@ std::size_t HttpTransfer::onBody(char* bytes, std::size_t, std::size_t size, voi
 
 int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
                              curl_off_t sent) noexcept {
-    haltIfProcessEnds(); // there may be many transfers to go before libcurl returns
+    haltIfProcessEnds(); // libcurl may go through many transfers before it returns
     auto& own = *static_cast<HttpTransfer*>(self);
     if (own.moved_ != received + sent) {
         own.moved_ = received + sent;
@@ -258,7 +239,7 @@ int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_o
 int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
     own.touch();
-    // From here on a redirect stays on https, whatever led here.
+    // From an https URL redirects may only lead to https.
     const char* scheme = nullptr;
     if (curl_easy_getinfo(own.handle_.get(), CURLINFO_SCHEME, &scheme) == CURLE_OK && scheme &&
         curl_strequal(scheme, "https")) {
@@ -278,7 +259,7 @@ void HttpTransfer::readHeader(std::string_view line) {
         return;
     }
     if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) {
-        response_.headers.emplace_back(lowercase(trimmed(line.substr(0, colon))),
+        response_.headers.emplace_back(lowercasedAscii(trimmed(line.substr(0, colon))),
                                        trimmed(line.substr(colon + 1)));
     }
 }
@@ -359,7 +340,7 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
             completion(std::move(response_));
         }
     } catch (...) {
-        // A handler's failure is its own: other requests go on.
+        // Other requests go on.
     }
 }
 

@@ -14,14 +14,15 @@
 #include <curl/curl.h>
 
 #include "Platform/Http/HttpClient.h"
+#include "Platform/System/Freer.h"
 
 namespace kiv {
 
-/// Who takes the response: whole, or as it comes.
+/// Takes the response: whole, when the request has ended, or in parts as they come.
 using HttpSink = std::variant<std::function<void(HttpResponse response)>, HttpStreamHandlers>;
 
-/// One request under way: how libcurl is to perform it, and what becomes of the answer. Lives on the network
-/// thread, save for `cancel`.
+/// One request under way. Sets libcurl up for it, collects the response and calls the handlers. Used on the
+/// network thread only, except for its making and `cancel`. Its limits run in real time.
 class HttpTransfer : public HttpTask {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -39,14 +40,15 @@ public:
     CURL* handle() const { return handle_.get(); }
     const std::optional<TransportError>& failure() const { return failure_; }
 
-    /// When the request has failed unless something comes or goes, or it ends, before.
+    /// When the request reaches a limit, unless a byte is sent or received, or the request ends, before then.
+    /// Nullopt when it has no limit.
     std::optional<Instant> deadline() const;
 
-    /// How the request has ended by libcurl's account. Null when all went well.
+    /// The error of a request that libcurl has ended with `result`; nullopt when it has succeeded.
     std::optional<TransportError> errorOf(CURLcode result) const;
 
-    /// Gives back the handle, then calls the last handler and lets go of all of them. The handle must have
-    /// left its multi handle.
+    /// Frees the handle, which must have been removed from its multi handle. Then calls the last handler, and
+    /// releases all handlers.
     void complete(std::optional<TransportError> error);
 
 private:
@@ -57,7 +59,7 @@ private:
     void configureConnection();
     void configureCallbacks();
 
-    /// libcurl's callbacks: nothing may be thrown through it.
+    /// Callbacks of libcurl, through which no exception may pass.
     static std::size_t onHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
     static std::size_t onBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
     static int onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
@@ -69,25 +71,18 @@ private:
     bool tooLarge();
     void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
 
-    struct FreeHandle {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-    };
-    struct FreeList {
-        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-    };
-
     const HttpRequest request_;
     HttpSink sink_;
     const std::function<void()> wake_;
     std::atomic<bool> cancelled_{false};
 
-    std::unique_ptr<curl_slist, FreeList> headers_;
-    std::unique_ptr<CURL, FreeHandle> handle_; ///< goes before the headers
+    std::unique_ptr<curl_slist, Freer<curl_slist_free_all>> headers_;
+    std::unique_ptr<CURL, Freer<curl_easy_cleanup>> handle_; ///< destroyed before the headers, which it uses
     std::array<char, CURL_ERROR_SIZE> message_{};
     std::optional<TransportError> failure_;
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
-    curl_off_t moved_ = 0; ///< bytes of bodies, in both directions
+    curl_off_t moved_ = 0; ///< bytes of bodies that were sent and received
     Instant begun_{};
     Instant lastActivity_{};
 };

@@ -1,6 +1,5 @@
 #include "Platform/PropertyLists/PropertyListXml.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <exception>
@@ -14,15 +13,10 @@
 #include <expat.h>
 
 #include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view space = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(space), text.size()));
-    return text.substr(0, text.find_last_not_of(space) + 1);
-}
 
 template <class Number, class... Format>
 std::optional<json::value> numberOf(std::string_view text, Format... format) {

@@ -16,8 +16,8 @@ namespace kiv {
 
 /// A map from text that any number of threads read without a lock while others change it.
 ///
-/// Reading takes a `ReadGuard`, or copies the shared pointer. Adding costs the same however many entries
-/// there are.
+/// `find` needs a `ReadGuard`; `get` copies the shared pointer. The cost of adding an entry does not depend
+/// on the number of entries.
 template <class V>
 class ConcurrentMap {
 public:
@@ -26,7 +26,7 @@ public:
     ConcurrentMap(const ConcurrentMap&) = delete;
     ConcurrentMap& operator=(const ConcurrentMap&) = delete;
 
-    /// The value, or null; valid until the caller's guard closes.
+    /// The value of the key, or null; valid until the caller's `ReadGuard` closes.
     const std::shared_ptr<V>* find(std::string_view key) const {
         if (size_.load(std::memory_order_seq_cst) == 0) {
             return nullptr;
@@ -42,13 +42,13 @@ public:
         return found ? *found : nullptr;
     }
 
-    /// Adds the value or puts it in place of the present one.
+    /// Adds the value, or replaces the present one.
     void set(std::string_view key, std::shared_ptr<V> value) {
         const WriterLock lock(lock_);
         put(key, std::move(value));
     }
 
-    /// Adds the value unless the key has one. True when it was added.
+    /// Adds the value unless the key has one. Returns whether it was added.
     bool setIfAbsent(std::string_view key, std::shared_ptr<V> value) {
         const WriterLock lock(lock_);
         const Entry* present = table_.load()->slot(key, hashOfText(key)).load();
@@ -75,13 +75,13 @@ public:
         version_.fetch_add(1, std::memory_order_seq_cst);
     }
 
-    /// Higher after each change than before it, and after the change rather than before: who reads it first
-    /// and the entries then sees at least the changes that it counts.
+    /// Grows with each change, after the change can be seen: a thread that reads the version and then the
+    /// entries sees at least the changes that the version counts.
     std::uint64_t version() const { return version_.load(std::memory_order_seq_cst); }
 
     std::size_t size() const { return size_.load(std::memory_order_seq_cst); }
 
-    /// All entries as they are now, in no order.
+    /// A copy of all entries, in no particular order.
     std::vector<std::pair<std::string, std::shared_ptr<V>>> entries() const {
         const ReadGuard guard;
         std::vector<std::pair<std::string, std::shared_ptr<V>>> all;
@@ -166,7 +166,7 @@ private:
         table_.publish(std::move(larger));
     }
 
-    std::mutex lock_; ///< for those who change the map
+    std::mutex lock_; ///< held while the map is changed
     Published<Table> table_;
     std::size_t used_ = 0; ///< slots taken, removed keys included
     std::atomic<std::size_t> size_{0};

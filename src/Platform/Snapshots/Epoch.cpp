@@ -69,8 +69,8 @@ struct SlotReturner {
 Slot* slotOfThread() {
     if (!threadSlot) {
         threadSlot = takeSlot();
-        // A guard opened by a later destructor of an ending thread keeps its slot: nothing would hand it
-        // back.
+        // A guard that is opened after this thread's returner was destroyed keeps its slot: nobody is left to
+        // return it.
         if (!threadEnded) {
             thread_local SlotReturner returner;
         }
@@ -89,7 +89,7 @@ std::uint64_t oldestOpenEpoch(const Registry& all) {
     return oldest;
 }
 
-/// Moves out what no open guard can see. Call it with the lock held.
+/// Takes out the objects that no open guard can have seen. The caller holds `all.lock`.
 std::vector<Retired> takeUnseen(Registry& all) {
     const std::uint64_t oldest = oldestOpenEpoch(all);
     std::vector<Retired> unseen;

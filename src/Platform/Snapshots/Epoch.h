@@ -8,14 +8,15 @@
 
 /// Snapshots that many threads read without a lock and without writing to shared memory.
 ///
-/// A reader opens a `ReadGuard` and loads what `Published` holds; what it has loaded stays valid until the
-/// guard closes. A writer publishes a new object; the old one is destroyed once no guard that could have seen
-/// it is open. A guard is no lock: nobody waits for it, so callbacks of any length may run under it. All they
-/// hold up is the release of memory.
+/// A reader opens a `ReadGuard` and loads the object that a `Published` holds; the object stays valid until
+/// the guard closes. A writer publishes a new object; the old one is destroyed once no guard that could have
+/// seen it is open. A guard is no lock: nobody waits for it, so callbacks of any length may run while it is
+/// open. They only delay the release of memory.
 namespace kiv {
 
 struct Slot;
 
+/// Open from its making to its destruction. A thread may open several, one inside the other.
 class ReadGuard {
 public:
     ReadGuard() noexcept;
@@ -27,8 +28,9 @@ private:
     Slot* slot_;
 };
 
-/// Runs `destroy` once every guard that is open now has closed: on this thread, at once or when its outermost
-/// `WriterLock` opens, or on a later caller. It must not throw.
+/// Runs `destroy`, which must not throw, once every guard that is open now has closed. When none is open, it
+/// runs on this thread: at once or, if the thread holds a `WriterLock`, when it has released its outermost
+/// one. Otherwise it runs on a thread that calls `retire` or `collectRetired` later.
 void retire(std::function<void()> destroy);
 
 template <class T>
@@ -45,12 +47,12 @@ void retire(std::shared_ptr<T> object) {
     }
 }
 
-/// Destroys what has been retired and can no longer be seen.
+/// Destroys the retired objects that no open guard can have seen.
 void collectRetired();
 
-/// Holds a mutex while something is replaced. What is retired meanwhile is destroyed after the thread's
-/// outermost lock of this kind has been given back: it may be an object of the application's, whose
-/// destructor may call the library.
+/// Holds a mutex while an object is replaced. Objects that the thread retires meanwhile are destroyed after
+/// it has released its outermost `WriterLock`: they may belong to the application, and their destructors may
+/// call the library.
 class WriterLock {
 public:
     explicit WriterLock(std::mutex& mutex);
@@ -69,15 +71,17 @@ public:
     Published() = default;
     explicit Published(std::unique_ptr<const T> first) : current_(first.release()) {}
 
-    /// Destroys the object at once: nobody may be reading any more.
+    /// Destroys the object at once: no thread may be reading it.
     ~Published() { delete current_.load(std::memory_order_relaxed); }
 
     Published(const Published&) = delete;
     Published& operator=(const Published&) = delete;
 
-    /// Valid until the caller's `ReadGuard` closes; also without a guard for the one who alone may publish.
+    /// The present object; null before the first one. Valid until the caller's `ReadGuard` closes. The only
+    /// thread that may publish needs no guard.
     const T* load() const noexcept { return current_.load(std::memory_order_seq_cst); }
 
+    /// Puts `next` in place of the present object, and retires that one.
     void publish(std::unique_ptr<const T> next) {
         retire(std::unique_ptr<const T>(current_.exchange(next.release(), std::memory_order_seq_cst)));
     }

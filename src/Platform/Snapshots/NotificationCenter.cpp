@@ -24,7 +24,7 @@ using Entries = std::vector<std::shared_ptr<Entry>>;
 } // namespace
 
 struct NotificationCenter::Implementation {
-    std::mutex lock; ///< for those who change the list
+    std::mutex lock; ///< held while the list is changed
     Token lastToken = 0;
     Published<Entries> entries{std::make_unique<const Entries>()};
 };
@@ -75,7 +75,7 @@ void NotificationCenter::post(const Notification& notification) const {
         } catch (const kiv::ThreadEnd&) {
             throw;
         } catch (...) {
-            // An observer's failure is the observer's: neither the poster nor the other observers see it.
+            // Neither the poster nor the other observers see it.
         }
     }
 }

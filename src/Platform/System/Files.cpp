@@ -14,28 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Platform/System/Descriptor.h"
+
 namespace kiv {
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    explicit operator bool() const { return descriptor_ >= 0; }
-    int get() const { return descriptor_; }
-
-    bool close() {
-        // After an interrupted close the descriptor is gone all the same: it must not be closed again.
-        const int descriptor = std::exchange(descriptor_, -1);
-        return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
-    }
-
-private:
-    int descriptor_;
-};
 
 /// Repeats a system call that a signal interrupted.
 template <class Call>
@@ -67,7 +49,7 @@ std::string folderOf(const std::string& path) { return path.substr(0, path.find_
 
 void syncFolder(const std::string& folder) {
     const std::string path = folder.empty() ? "." : folder;
-    // Some file systems cannot sync a folder. The new file is in place whatever comes of it.
+    // Some file systems cannot sync a folder. The new file is in place even then.
     if (const Descriptor opened(
             retried([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
         opened) {
@@ -95,7 +77,7 @@ void removeOlder(std::chrono::minutes age, const std::string& folder, std::strin
 
 constexpr std::string_view temporaryPrefix = ".kiv-";
 
-/// Writes the bytes to a temporary beside the file, which `putInPlace` then gives the file's name.
+/// Writes the bytes to a temporary file in the same folder; `putInPlace` then gives it the file's name.
 template <class PutInPlace>
 bool writeThrough(const std::string& path, std::string_view bytes, PutInPlace&& putInPlace) {
     if (path.empty()) {
@@ -132,8 +114,8 @@ std::optional<std::string> readFile(const std::string& path, std::size_t maxByte
         static_cast<std::uintmax_t>(status.st_size) > maxBytes) {
         return std::nullopt;
     }
-    // The file may grow or shrink meanwhile, and the system's own files report no size. One byte more than
-    // expected tells the end without another round.
+    // The file may grow or shrink meanwhile, and files below /proc report no size. With room for one byte
+    // more than expected, the first read finds the end of most files.
     std::string bytes;
     std::size_t size = 0;
     bytes.resize(static_cast<std::size_t>(status.st_size) + 1);
@@ -176,8 +158,7 @@ bool makeDirectories(const std::string& path) {
     if (isFolder(path)) {
         return true;
     }
-    // Each folder in turn, from the top. One that is there, or that another process makes first, is no
-    // failure.
+    // From the top. That a folder exists, or that another process makes it first, is no failure.
     for (std::size_t end = path.find('/', 1); end != path.npos; end = path.find('/', end + 1)) {
         ::mkdir(path.substr(0, end).c_str(), 0700);
     }

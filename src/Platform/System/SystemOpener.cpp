@@ -11,10 +11,11 @@
 namespace kiv {
 namespace {
 
-/// The shell ends at once; what it starts belongs to the system's first process from then on.
+/// The shell ends at once, and the program that it has started becomes a child of the system's first process.
 constexpr const char* script = "command -v xdg-open >/dev/null || exit 1; xdg-open \"$1\" &";
 
-/// No files but an empty input and two outputs that nobody reads; no signal blocked; a session of its own.
+/// Starts the shell in a session of its own and without the files of this process: its input is empty and its
+/// output is discarded. It blocks no signal.
 bool spawn(pid_t& child, char* const* arguments) {
     posix_spawn_file_actions_t files;
     posix_spawnattr_t attributes;
@@ -51,7 +52,7 @@ bool openWithSystem(const std::string& address) {
     do {
         ended = waitpid(shell, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    // An application that ignores the ends of its children has the system clear them away.
+    // Where the application ignores SIGCHLD, the system has forgotten how the shell ended.
     return ended < 0 || status == 0;
 }
 

@@ -5,8 +5,8 @@
 
 namespace kiv {
 
-/// Sorts texts as a dictionary of the locale's language does ("en_GB"; empty for no language in particular),
-/// regardless of case. Texts that differ in case alone keep their order.
+/// Sorts texts as a dictionary of the locale's language does, ignoring case. `locale` has the form "en_GB";
+/// empty for no particular language. Texts that differ in case only keep their order.
 void sortIgnoringCase(std::vector<std::string>& texts, const std::string& locale);
 
 } // namespace kiv

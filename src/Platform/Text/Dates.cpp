@@ -7,7 +7,7 @@
 namespace kiv {
 namespace {
 
-/// Reads fixed-width fields one after another; once one does not fit, none does.
+/// Reads fields of fixed width one after another. Once a field did not fit, `finished` is false for good.
 class FieldReader {
 public:
     explicit FieldReader(std::string_view text) : rest_(text) {}

@@ -8,11 +8,11 @@
 
 namespace kiv {
 
-/// Parses "yyyy-MM-dd'T'HH:mm:ss.SSSZ" with the zone written as Z, +0000 or +00:00 (any offset). Missing
-/// milliseconds, fields out of range (31 February too) or trailing text give nothing.
+/// Parses "yyyy-MM-dd'T'HH:mm:ss.SSSZ"; the zone is written as Z, or as an offset like +0000 or +00:00.
+/// Nullopt when milliseconds are missing, a field is out of range (31 February too), or text follows.
 std::optional<KIVDate> parseDate(std::string_view text);
 
-/// The same format, in UTC, with the zone written as "Z", cut to milliseconds.
+/// The date in the same format, in UTC, with the zone written as Z. Fractions of a millisecond are cut off.
 std::string dateText(KIVDate date);
 
 } // namespace kiv

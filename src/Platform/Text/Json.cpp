@@ -14,8 +14,8 @@
 namespace kiv {
 namespace {
 
-/// Builds a document as Boost.JSON's own parser does, except that a double is the one nearest to its text:
-/// theirs can be off by its last bits.
+/// Builds a document as Boost.JSON's own parser does, except that a double is the nearest one to its text:
+/// that of Boost.JSON can differ in the last bits.
 class DocumentBuilder {
 public:
     static constexpr std::size_t max_object_size = json::object::max_size();
@@ -64,7 +64,8 @@ public:
     bool on_null(json::error_code&) { return stack_.push_null(), true; }
 
 private:
-    std::array<unsigned char, 2048> buffer_; ///< spares small documents the stack's allocation
+    std::array<unsigned char, 2048>
+        buffer_; ///< enough for small documents, so that the stack allocates nothing
     json::value_stack stack_;
 };
 

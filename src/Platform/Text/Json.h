@@ -25,17 +25,19 @@ inline constexpr std::size_t maxJsonBytes = std::size_t{64} << 20;
 std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
                                      json::storage_ptr storage = {});
 
-/// Two spaces a level, `"key" : value`, members in the document's own order, no line break at the end.
+/// Indented by two spaces for each level, `"key" : value`, members in the document's own order, without a
+/// line break at the end.
 std::string prettyJson(const json::value& document);
 
-/// Whether the document has a text form of its own: JSON has no infinite numbers, nor any that is none.
+/// Whether the document can be written as JSON, which has neither infinite numbers nor NaN. Such numbers are
+/// written as null.
 bool isJson(const json::value& document);
 
 /// On one line, without spaces.
 std::string compactJson(const json::value& document);
 
-/// Equality of documents: 1, 1.0 and true are equal numbers, compared exactly; objects regardless of the
-/// order of their members. Safe for any nesting that parseJson accepts.
+/// Whether the documents are equal. 1, 1.0 and true are equal numbers, compared exactly; the order of an
+/// object's members does not count. Safe for any nesting that parseJson accepts.
 bool equalJson(const json::value& a, const json::value& b);
 
 /// The member, or null when there is none or `object` is no object.
@@ -49,8 +51,8 @@ const json::string* textMember(const json::object& object, std::string_view name
 /// The member as an object, or null when there is none or it is no object.
 const json::object* objectMember(const json::object& object, std::string_view name);
 
-/// About what the value takes, in memory and as text, in bytes: its texts and keys, and a flat sum for each
-/// value. Nothing when it nests deeper than `maxDepth`.
+/// An estimate of the bytes that the value takes, in memory and as text: its texts and keys, and a fixed
+/// number for each value. Nullopt when it nests deeper than `maxDepth`.
 std::optional<std::size_t> approximateSize(const json::value& value, std::size_t maxDepth);
 std::optional<std::size_t> approximateSize(const json::object& object, std::size_t maxDepth);
 

@@ -17,7 +17,7 @@ constexpr std::size_t keptPatterns = 16;
 
 constexpr std::int32_t stackLimit = 8'000'000; ///< bytes
 
-/// UTF-8 as UTF-16, malformed sequences replaced; short texts stay off the heap.
+/// A UTF-8 text as UTF-16, malformed sequences replaced. Short texts need no heap memory.
 class Utf16 {
 public:
     explicit Utf16(std::string_view text) {
@@ -53,8 +53,8 @@ private:
     std::int32_t length_ = 0;
 };
 
-/// A compiled pattern with its matcher and the text that it looks at, all of which are used again: making
-/// them costs more than a short search.
+/// A compiled pattern with its matcher and the text that it searches. It is kept for further searches,
+/// because making it costs more than a short search.
 class Regex {
 public:
     Regex(const Utf16& pattern, std::uint32_t flags, UErrorCode& status)
@@ -65,7 +65,7 @@ public:
 
     bool find(const Utf16& text, RegularExpressionSteps& steps, UErrorCode& status) {
         matcher_.setMatchCallback(takeStep, &steps, status);
-        // The text goes away before the pattern does, which does not look at it again.
+        // Borrowed: the text does not outlive this call, and the matcher does not read it after the call.
         text_.setTo(false, text.data(), text.length());
         matcher_.reset(text_);
         return matcher_.find(status);
@@ -93,7 +93,7 @@ std::uint32_t flagsOf(const RegularExpressionOptions& options) {
     return flags;
 }
 
-/// ICU makes what all its patterns share with the first one, and others only read it: one thread goes first.
+/// Compiles a first pattern on one thread: with it ICU makes the data that all patterns share and only read.
 void prepareLibrary() {
     static const bool prepared = [] {
         UErrorCode status = U_ZERO_ERROR;
@@ -111,7 +111,7 @@ std::unique_ptr<Regex> compile(std::string_view pattern, std::uint32_t flags, st
     if (U_SUCCESS(status)) {
         return regex;
     }
-    // The matcher does not say where; a pattern alone does.
+    // The matcher does not say where the fault is; compiling the pattern alone does.
     UParseError where{};
     UErrorCode again = U_ZERO_ERROR;
     const std::unique_ptr<icu::RegexPattern> faulty(icu::RegexPattern::compile(
@@ -120,8 +120,8 @@ std::unique_ptr<Regex> compile(std::string_view pattern, std::uint32_t flags, st
     return nullptr;
 }
 
-/// Whether this thread's cache has gone with the thread's other objects. It has no destructor, so it can be
-/// asked until the thread ends.
+/// Whether this thread's cache was destroyed, as the thread is ending. Unlike the cache it has no destructor,
+/// so it can be read until the end.
 thread_local bool cacheIsGone = false;
 
 /// The patterns that a thread used last, the latest first.
@@ -137,7 +137,7 @@ public:
         return cache;
     }
 
-    /// Compiled now unless kept; null when it does not compile.
+    /// The kept pattern, or one that is compiled now; null when it does not compile.
     Regex* find(std::string_view pattern, std::uint32_t flags, std::string& error) {
         for (auto each = kept_.begin(); each != kept_.end(); ++each) {
             if (each->flags == flags && each->pattern == pattern) {

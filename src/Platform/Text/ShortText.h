@@ -6,10 +6,10 @@
 #include <functional>
 #include <string_view>
 
-/// Names are mostly short, and looked up in every read: this hashes and compares them without a call.
+/// Hashes and compares texts without a function call: names are mostly short, and every read looks them up.
 namespace kiv {
 
-/// The first and the last bytes of a text. With the length they are all of it when it has up to 16 bytes.
+/// The first and the last bytes of a text, and its length. They determine a text of up to 16 bytes.
 struct TextEnds {
     explicit TextEnds(std::string_view text) noexcept : size(text.size()) {
         const char* const begin = text.data();
@@ -49,7 +49,7 @@ inline std::size_t hashOfEnds(const TextEnds& ends) noexcept {
     return static_cast<std::size_t>(hash ^ hash >> 32U);
 }
 
-/// Long texts may share their ends, so all of them counts.
+/// Long texts may have the same ends, so the hash is one of all their bytes.
 inline std::size_t hashOfText(std::string_view text) noexcept {
     const TextEnds ends(text);
     return ends.areAll() ? hashOfEnds(ends) : std::hash<std::string_view>()(text);

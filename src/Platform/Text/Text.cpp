@@ -30,26 +30,11 @@ const char* skipDigits(const char* at, const char* end) {
     return at;
 }
 
-// The macro narrows inside itself.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-
-/// The code point at `at`, negative when it is malformed; moves `at` past it. `at` is before `end`.
-UChar32 nextCharacter(const char*& at, const char* end) {
-    UChar32 character = 0;
-    std::ptrdiff_t length = 0;
-    U8_NEXT(at, length, end - at, character);
-    at += length;
-    return character;
-}
-
-#pragma GCC diagnostic pop
-
 /// Past the character at `at` when it is white space beyond ASCII, else `at`.
 const char* skipWideSpace(const char* at, const char* end) {
-    const char* next = at;
-    const UChar32 character = nextCharacter(next, end);
-    return character >= 0 && u_isUWhiteSpace(character) ? next : at;
+    std::size_t length = 0;
+    const std::int32_t character = nextCharacter({at, static_cast<std::size_t>(end - at)}, length);
+    return character >= 0 && u_isUWhiteSpace(character) ? at + length : at;
 }
 
 const char* skipWhiteSpace(const char* at, const char* end) {
@@ -268,13 +253,24 @@ int compareNumerically(std::string_view a, std::string_view b) {
     return atA != endA ? 1 : atB != endB ? -1 : 0;
 }
 
+// The macro narrows inside itself.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+
+std::int32_t nextCharacter(std::string_view text, std::size_t& at) {
+    UChar32 character = 0;
+    U8_NEXT(text.data(), at, text.size(), character);
+    return character;
+}
+
+#pragma GCC diagnostic pop
+
 bool isValidUtf8(std::string_view text) {
     if (isAscii(text)) {
         return true;
     }
-    const char* const end = text.data() + text.size();
-    for (const char* at = text.data(); at != end;) {
-        if (nextCharacter(at, end) < 0) {
+    for (std::size_t at = 0; at < text.size();) {
+        if (nextCharacter(text, at) < 0) {
             return false;
         }
     }
@@ -287,13 +283,12 @@ std::string repairUtf8(std::string_view text) {
     }
     std::string repaired;
     repaired.reserve(text.size());
-    const char* const end = text.data() + text.size();
-    for (const char* at = text.data(); at != end;) {
-        const char* const start = at;
-        if (nextCharacter(at, end) < 0) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t start = at;
+        if (nextCharacter(text, at) < 0) {
             repaired += "\xEF\xBF\xBD";
         } else {
-            repaired.append(start, at);
+            repaired += text.substr(start, at - start);
         }
     }
     return repaired;
@@ -303,6 +298,12 @@ std::string_view withoutLeadingSpace(std::string_view text) {
     const char* const end = text.data() + text.size();
     const char* const at = skipWhiteSpace(text.data(), end);
     return {at, static_cast<std::size_t>(end - at)};
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 namespace {
@@ -333,6 +334,14 @@ std::string lowercased(std::string_view text) {
     return withCases(text, [](icu::StringPiece input, icu::ByteSink& sink, UErrorCode& status) {
         icu::CaseMap::utf8ToLower("", 0, input, sink, nullptr, status);
     });
+}
+
+std::string lowercasedAscii(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return result;
 }
 
 std::string hexText(std::string_view bytes) {

@@ -15,6 +15,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "Platform/Threads/ThreadEnd.h"
+
 namespace kiv {
 namespace {
 
@@ -25,8 +27,8 @@ struct LibraryThread {
     std::chrono::milliseconds patience;
     pthread_t identifier{};
     // Guarded by `Threads::lock`:
-    bool halted = false; ///< it runs nothing any more
-    bool left = false;   ///< its `run` has returned, and it is about to be gone
+    bool halted = false; ///< it waits for the end of the process and does nothing else any more
+    bool left = false;   ///< its `run` has returned, and the thread is about to end
 };
 
 struct Threads {
@@ -41,7 +43,7 @@ thread_local LibraryThread* ownThread = nullptr;
 
 void haltAll();
 
-/// Waits for a thread that has left.
+/// Waits until a thread that has left its `run` has ended.
 void join(const LibraryThread& thread, std::chrono::milliseconds patience) {
     const auto until = std::chrono::system_clock::now().time_since_epoch() + patience;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(until);
@@ -52,8 +54,8 @@ void join(const LibraryThread& thread, std::chrono::milliseconds patience) {
 
 Threads& threads() {
     static Threads& all = []() -> Threads& {
-        // Exit handlers run from the last to the first: ours has to come after OpenSSL's, which the first
-        // initialisation with any option registers.
+        // Exit handlers run in the reverse order of their registration. Ours runs before OpenSSL's, which
+        // this initialisation registers.
         OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
         std::atexit(haltAll);
         return *new Threads;
@@ -85,15 +87,15 @@ void haltAll() {
     }
 }
 
-/// Those that have ended of themselves. `own.lock` is held.
+/// Removes the threads that have ended. The caller holds `own.lock`.
 void forgetEnded(Threads& own) {
     std::erase_if(own.all, [](const auto& thread) {
         return thread->left && pthread_tryjoin_np(thread->identifier, nullptr) == 0;
     });
 }
 
-/// Whether the thread may return: not when the process is ending, as that would run the destructors of
-/// thread-local objects, perhaps of libraries that are gone.
+/// Whether the thread may end: not when the process is ending, as the destructors of its thread-local objects
+/// would run then, perhaps in libraries that are gone.
 bool leave() {
     Threads& own = threads();
     const std::lock_guard lock(own.lock);
@@ -112,16 +114,27 @@ bool leave() {
     }
 }
 
+void leaveOrHalt() {
+    if (!leave()) {
+        halt();
+    }
+}
+
 void* threadMain(void* argument) {
     const std::unique_ptr<std::shared_ptr<LibraryThread>> thread(
         static_cast<std::shared_ptr<LibraryThread>*>(argument));
     LibraryThread& own = **thread;
     ownThread = &own;
     pthread_setname_np(pthread_self(), own.name);
-    std::exchange(own.run, {})();
-    if (!leave()) {
-        halt();
+    // A callback that cancels its thread would end it later, in the midst of the library's own work.
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    try {
+        std::exchange(own.run, {})();
+    } catch (const ThreadEnd&) {
+        leaveOrHalt();
+        throw;
     }
+    leaveOrHalt();
     return nullptr;
 }
 

@@ -12,8 +12,10 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Host/HostLog.h"
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/LibraryThread.h"
+#include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
 
@@ -22,12 +24,12 @@ using Task = std::function<void()>;
 
 struct SerialQueue::Strand {};
 
-/// All of it is guarded by the work thread's lock.
+/// Guarded by the lock of the work thread.
 struct Timer::State {
-    std::shared_ptr<const Task> task; ///< null when it is not to start any more
+    std::shared_ptr<const Task> task; ///< null once it must not start any more
     Instant due;
-    Instant::duration period{}; ///< zero: once
-    std::uint64_t number = 0;
+    Instant::duration period{}; ///< zero for a timer that runs once
+    std::uint64_t number = 0;   ///< orders timers that are due at the same time
 };
 
 namespace {
@@ -35,7 +37,8 @@ namespace {
 class TaskThread;
 thread_local const TaskThread* runningThread = nullptr;
 
-/// A thread of the library that runs tasks in the order in which they come, and those of timers when due.
+/// A thread of the library that runs tasks in the order in which they are posted, and the tasks of timers
+/// when they are due.
 class TaskThread {
 public:
     explicit TaskThread(const char* name) : name_(name) {}
@@ -60,7 +63,8 @@ public:
     }
 
     void cancel(Timer::State& timer) {
-        std::shared_ptr<const Task> released; // after the lock: what a task holds may be the application's
+        // Destroyed after the lock is released: what a task holds may call the library when it goes.
+        std::shared_ptr<const Task> released;
         const std::lock_guard lock(lock_);
         timers_.erase({timer.due, timer.number});
         released.swap(timer.task);
@@ -75,18 +79,14 @@ public:
 
 private:
     void wake() {
-        if (!started_) { // tried again with the next task when the system had no thread to give
+        if (!started_) { // when the system has no thread to give, the next task tries again
             started_ = startLibraryThread(
-                name_,
-                [this] {
-                    runningThread = this;
-                    run();
-                },
+                name_, [this] { runUntilTheThreadEnds(); },
                 [this] {
                     const std::lock_guard lock(lock_);
                     wakeUp_.notify_all();
                 },
-                // A task may be waiting for the thread that ends the process.
+                // Not long: a task may be waiting for the very thread that ends the process.
                 std::chrono::milliseconds(50));
         }
         wakeUp_.notify_all();
@@ -95,6 +95,29 @@ private:
     void insert(std::shared_ptr<Timer::State> timer) {
         const std::pair key(timer->due, timer->number);
         timers_.emplace(key, std::move(timer));
+    }
+
+    void runUntilTheThreadEnds() {
+        runningThread = this;
+        try {
+            run();
+        } catch (const ThreadEnd&) {
+            goOnElsewhere();
+            throw;
+        }
+    }
+
+    /// Starts a new thread for the tasks that are left, as this one is being ended by a callback.
+    void goOnElsewhere() noexcept {
+        try {
+            const std::lock_guard lock(lock_);
+            started_ = false;
+            if (!std::exchange(hasTold_, true)) { // once, or a log sink that ends its thread would see no end
+                tasks_.push_front([this] { writeHostLog(threadEndText(name_)); });
+            }
+            wake();
+        } catch (...) { // out of memory: the next task tries again
+        }
     }
 
     void run() {
@@ -119,7 +142,8 @@ private:
         }
     }
 
-    /// Gives the time until the next timer is due, when there is one.
+    /// Queues the tasks of the timers that are due. Returns the time until the next timer is due; zero when
+    /// there is none.
     Instant::duration queueDueTimers() {
         while (!timers_.empty()) {
             const auto first = timers_.begin();
@@ -140,7 +164,7 @@ private:
             return;
         }
         if (timer->period > Instant::duration::zero()) {
-            // The times that were missed are made up for by this one run.
+            // This run stands for those that were missed.
             const Instant::duration late = Clock::current().monotonic() - timer->due;
             timer->due += timer->period * (late / timer->period + 1);
             insert(timer);
@@ -151,10 +175,12 @@ private:
         (*task)();
     }
 
-    /// A task that fails, say for lack of memory, takes no other with it.
+    /// An exception of a task, out of memory for example, does not keep other tasks from running.
     static void perform(Task task) {
         try {
             task();
+        } catch (const ThreadEnd&) {
+            throw;
         } catch (...) {
         }
     }
@@ -170,6 +196,7 @@ private:
     std::uint64_t idleAsked_ = 0;
     std::uint64_t idleAnswered_ = 0;
     bool started_ = false;
+    bool hasTold_ = false; ///< the log says that a callback ended a thread
 };
 
 TaskThread& workThread() {
@@ -182,7 +209,7 @@ TaskThread& mainThread() {
     return thread;
 }
 
-/// Any number of seconds, as one that can be added to the present time.
+/// The seconds, within limits that allow to add them to the present time.
 Instant::duration durationOf(double seconds) {
     constexpr double century = 3.2e9;
     const double within = std::isnan(seconds) ? 0 : std::clamp(seconds, 0.0, century);
@@ -205,7 +232,7 @@ std::function<void()> SerialQueue::inside(std::function<void()> task) const {
     };
 }
 
-// One thread runs the tasks of all queues in the order in which they come, and so those of each.
+// One thread runs the tasks of all queues in the order in which they are posted, and so those of each queue.
 void SerialQueue::post(std::function<void()> task) { workThread().post(inside(std::move(task))); }
 
 void SerialQueue::postAtRest(std::function<void()> task) { workThread().postAtRest(inside(std::move(task))); }

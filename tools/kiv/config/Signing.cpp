@@ -14,13 +14,14 @@
 #include "Files.h"
 #include "Model/KIVJSONKeys.h"
 #include "Platform/Crypto/Base64.h"
+#include "Platform/System/Freer.h"
 #include "Platform/Text/Json.h"
 
 namespace kiv::tool {
 namespace {
 
-using Bio = std::unique_ptr<BIO, int (*)(BIO*)>;
-using Certificate = std::unique_ptr<X509, void (*)(X509*)>;
+using Bio = std::unique_ptr<BIO, Freer<BIO_free>>;
+using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
 
 constexpr unsigned keyBits = 2048;
 
@@ -32,7 +33,7 @@ void require(bool success) {
 
 Bio bytesToRead(std::string_view bytes) {
     require(bytes.size() <= static_cast<std::size_t>(std::numeric_limits<int>::max()));
-    return {BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())), BIO_free};
+    return Bio(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
 }
 
 std::string written(const Bio& bio) {
@@ -54,7 +55,7 @@ std::string der(X509* certificate) {
 }
 
 void giveRandomSerialNumber(X509* certificate) {
-    const std::unique_ptr<BIGNUM, void (*)(BIGNUM*)> number(BN_new(), BN_free);
+    const std::unique_ptr<BIGNUM, Freer<BN_free>> number(BN_new());
     constexpr int bits = 127; // stays positive in 16 bytes
     require(BN_rand(number.get(), bits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY) == 1 &&
             BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
@@ -63,20 +64,20 @@ void giveRandomSerialNumber(X509* certificate) {
 } // namespace
 
 PrivateKey generateKey() {
-    PrivateKey key(EVP_RSA_gen(keyBits), EVP_PKEY_free);
+    PrivateKey key(EVP_RSA_gen(keyBits), Freer<EVP_PKEY_free>());
     require(key != nullptr);
     return key;
 }
 
 std::string privateKeyPem(const PrivateKey& key) {
-    const Bio bio(BIO_new(BIO_s_mem()), BIO_free);
+    const Bio bio(BIO_new(BIO_s_mem()));
     require(PEM_write_bio_PrivateKey(bio.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1);
     return written(bio);
 }
 
 PrivateKey readPrivateKey(const std::string& pem, const std::string& name) {
     const Bio bio = bytesToRead(pem);
-    PrivateKey key(PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassword, nullptr), EVP_PKEY_free);
+    PrivateKey key(PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassword, nullptr), Freer<EVP_PKEY_free>());
     if (!key) {
         throw BadInput(name + (pem.find("ENCRYPTED") != pem.npos ? ": the key is encrypted"
                                                                  : ": holds no private key in PEM form"),
@@ -89,7 +90,7 @@ PrivateKey readPrivateKey(const std::string& pem, const std::string& name) {
 }
 
 std::string selfSignedCertificate(const PrivateKey& key, const std::string& commonName, int days) {
-    const Certificate certificate(X509_new(), X509_free);
+    const Certificate certificate(X509_new());
     X509_NAME* name = X509_get_subject_name(certificate.get());
     constexpr long version3 = 2;
     giveRandomSerialNumber(certificate.get());
@@ -108,8 +109,8 @@ std::string selfSignedCertificate(const PrivateKey& key, const std::string& comm
 
 std::string certificatePem(std::string_view derBytes) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(derBytes.data());
-    const Certificate certificate(d2i_X509(nullptr, &bytes, static_cast<long>(derBytes.size())), X509_free);
-    const Bio bio(BIO_new(BIO_s_mem()), BIO_free);
+    const Certificate certificate(d2i_X509(nullptr, &bytes, static_cast<long>(derBytes.size())));
+    const Bio bio(BIO_new(BIO_s_mem()));
     require(certificate && PEM_write_bio_X509(bio.get(), certificate.get()) == 1);
     return written(bio);
 }
@@ -117,7 +118,7 @@ std::string certificatePem(std::string_view derBytes) {
 std::string certificateDer(std::string_view text, const std::string& name) {
     if (text.find("-----BEGIN") != text.npos) {
         const Bio bio = bytesToRead(text);
-        const Certificate certificate(PEM_read_bio_X509(bio.get(), nullptr, noPassword, nullptr), X509_free);
+        const Certificate certificate(PEM_read_bio_X509(bio.get(), nullptr, noPassword, nullptr));
         if (!certificate) {
             throw BadInput(name + ": holds no certificate in PEM form");
         }
@@ -138,7 +139,7 @@ std::string certificateDer(std::string_view text, const std::string& name) {
 }
 
 std::string sign(const PrivateKey& key, std::string_view bytes) {
-    const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    const std::unique_ptr<EVP_MD_CTX, Freer<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
     std::string signature(static_cast<std::size_t>(EVP_PKEY_get_size(key.get())), '\0');
     std::size_t size = signature.size();
     require(EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key.get()) == 1 &&

@@ -1,5 +1,6 @@
 #include "expression/ArgumentCheck.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "KivxLanguage/KivxTokens.h"
@@ -39,10 +40,8 @@ Problem failure(const OperatorSignature& op, const std::string& wanted, const To
 /// The engine's name for an error in words.
 std::string readable(std::string_view error) {
     constexpr std::string_view prefix = "U_REGEX_";
-    std::string words(error.substr(error.starts_with(prefix) ? prefix.size() : 0));
-    for (char& c : words) {
-        c = c == '_' ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
+    std::string words = lowercasedAscii(error.substr(error.starts_with(prefix) ? prefix.size() : 0));
+    std::ranges::replace(words, '_', ' ');
     return words;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "KivxLanguage/KivxTokens.h"
+#include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/OperatorSignatures.h"
 
@@ -38,14 +39,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> habits{{
     {"none", "undefined"},
 }};
 
-std::string lowered(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
-    return result;
-}
-
 /// Letters to insert, to take out, to replace, or to swap with their neighbour.
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> beforeLast(b.size() + 1);
@@ -77,11 +70,11 @@ std::string_view closest(std::string_view word, std::span<const std::string_view
     if (word.size() > longest) {
         return {};
     }
-    const std::string own = lowered(word);
+    const std::string own = lowercasedAscii(word);
     std::string_view best;
     std::size_t bestDistance = own.size() <= 2 ? 1 : 1 + own.size() / 3;
     for (const std::string_view candidate : candidates) {
-        const std::size_t distance = editDistance(own, lowered(candidate));
+        const std::size_t distance = editDistance(own, lowercasedAscii(candidate));
         if (distance < bestDistance) {
             best = candidate;
             bestDistance = distance;
@@ -101,7 +94,7 @@ std::string adviceForUnknownWord(std::string_view word, bool isCall) {
         return "There is an invisible character in it that is no ordinary space.";
     }
     for (const auto& [habit, meant] : habits) {
-        if (lowered(word) == habit) {
+        if (lowercasedAscii(word) == habit) {
             return "Did you mean " + std::string(meant) + "?";
         }
     }

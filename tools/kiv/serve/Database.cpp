@@ -4,9 +4,8 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <sqlite3.h>
+#include "Platform/System/Descriptor.h"
 
 namespace kiv::tool {
 namespace {
@@ -17,10 +16,7 @@ namespace {
 
 /// SQLite gives the files beside the database the mode of the database.
 const std::string& madePrivate(const std::string& file) {
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
+    const Descriptor made(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     return file;
 }
 
@@ -32,7 +28,7 @@ Database::Database(const std::string& file) : Database(madePrivate(file), SQLITE
 
 Database Database::readOnly(const std::string& file) { return {file, SQLITE_OPEN_READONLY}; }
 
-Database::Database(const std::string& file, int openFlags) : handle_(nullptr, sqlite3_close) {
+Database::Database(const std::string& file, int openFlags) {
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(file.c_str(), &handle, openFlags, nullptr);
     handle_.reset(handle);
@@ -59,8 +55,6 @@ Database::Statement Database::prepare(std::string_view statement) {
     }
     return Statement(prepared);
 }
-
-Database::Statement::Statement(sqlite3_stmt* statement) : statement_(statement, sqlite3_finalize) {}
 
 void Database::Statement::fail() const { failOf(sqlite3_db_handle(statement_.get())); }
 

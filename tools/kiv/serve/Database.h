@@ -6,8 +6,9 @@
 #include <string>
 #include <string_view>
 
-struct sqlite3;
-struct sqlite3_stmt;
+#include <sqlite3.h>
+
+#include "Platform/System/Freer.h"
 
 namespace kiv::tool {
 
@@ -37,7 +38,7 @@ public:
 
     private:
         friend class Database;
-        explicit Statement(sqlite3_stmt* statement);
+        explicit Statement(sqlite3_stmt* statement) : statement_(statement) {}
 
         void bind(int index, std::string_view text);
         void bind(int index, std::int64_t number);
@@ -49,7 +50,7 @@ public:
         void bindNull(int index);
         [[noreturn]] void fail() const;
 
-        std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement_;
+        std::unique_ptr<sqlite3_stmt, Freer<sqlite3_finalize>> statement_;
     };
 
     /// Opens the file, or makes it, readable by its owner alone.
@@ -80,7 +81,7 @@ private:
 
     void rollBack() noexcept;
 
-    std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle_;
+    std::unique_ptr<sqlite3, Freer<sqlite3_close>> handle_;
 };
 
 } // namespace kiv::tool

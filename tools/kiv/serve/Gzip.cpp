@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <memory>
 
 #include <zlib.h>
+
+#include "Platform/System/Freer.h"
 
 namespace kiv::tool {
 
@@ -14,6 +17,7 @@ std::optional<std::string> gunzip(std::string_view bytes, std::size_t maxBytes) 
     if (bytes.size() > std::numeric_limits<uInt>::max() || inflateInit2(&stream, gzipOnly) != Z_OK) {
         return std::nullopt;
     }
+    const std::unique_ptr<z_stream, Freer<inflateEnd>> ended(&stream);
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data())); // zlib does not write to it
     stream.avail_in = static_cast<uInt>(bytes.size());
     std::string content;
@@ -26,7 +30,6 @@ std::optional<std::string> gunzip(std::string_view bytes, std::size_t maxBytes) 
         content.append(piece.data(), piece.size() - stream.avail_out);
     }
     const bool isWhole = result == Z_STREAM_END && stream.avail_in == 0 && content.size() <= maxBytes;
-    inflateEnd(&stream);
     return isWhole ? std::optional(std::move(content)) : std::nullopt;
 }
 

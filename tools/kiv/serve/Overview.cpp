@@ -108,7 +108,7 @@ std::optional<HttpAnswer> file(std::string_view path) {
         std::string_view type;
         std::string_view text;
     } files[] = {
-        {"/", "text/html; charset=utf-8", overview_html},
+        {pagePath, "text/html; charset=utf-8", overview_html},
         {"/overview.css", "text/css; charset=utf-8", overview_css},
         {"/overview.js", "text/javascript; charset=utf-8", overview_js},
     };

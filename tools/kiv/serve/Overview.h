@@ -13,6 +13,7 @@ namespace kiv::tool {
 /// The page on which a service shows people what applications have told it.
 namespace overview {
 
+inline constexpr std::string_view pagePath = "/";
 inline constexpr std::string_view dataPath = "/overview";   ///< what the page shows, as JSON
 inline constexpr std::string_view changesPath = "/changes"; ///< a stream that tells when to ask again
 

@@ -8,11 +8,12 @@
 
 #include "Command.h"
 #include "Model/KeyForm.h"
+#include "Platform/Http/RequestOrigin.h"
+#include "Platform/Text/Text.h"
 #include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"
 #include "serve/Overview.h"
-#include "serve/RequestOrigin.h"
 
 namespace kiv::tool {
 namespace {
@@ -39,10 +40,8 @@ struct Refusal {
 
 /// A page of some other site, shown by a browser on this machine, cannot send this type without asking first.
 bool isJsonType(std::string_view contentType) {
-    std::string type(contentType.substr(0, contentType.find(';')));
+    std::string type = lowercasedAscii(contentType.substr(0, contentType.find(';')));
     std::erase(type, ' ');
-    std::ranges::transform(type, type.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
     return type == "application/json";
 }
 
@@ -198,7 +197,7 @@ bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
     if (!answer && call.path != overview::dataPath && call.path != overview::changesPath) {
         return false;
     }
-    if (!isFromOwnPage(call, settings_.host)) {
+    if (!isFromOwnPage(call, {.listening = settings_.host}, call.path == overview::pagePath)) {
         answer = refusal(403, "the page is shown under an address of this machine only");
         journal_.answered(*answer, "page", call.host);
     } else if (call.method != "GET") {

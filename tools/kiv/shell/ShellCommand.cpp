@@ -13,6 +13,7 @@
 #include "Command.h"
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
+#include "Platform/Host/HostFields.h"
 #include "Terminal.h"
 #include "shell/ShellSession.h"
 
@@ -82,13 +83,17 @@ json::object quit(ShellSession& session, const ShellFields&) {
     return {};
 }
 
+std::vector<std::string_view> hostFields() {
+    std::vector<std::string_view> names;
+    std::ranges::transform(hostTextFields, std::back_inserter(names),
+                           [](const auto& each) { return each.first; });
+    names.insert(names.end(), {"screen", "analyticsLog"});
+    return names;
+}
+
 const std::vector<ShellCommand>& commands() {
     static const std::vector<ShellCommand> all{
-        {"host",
-         {"bundleIdentifier", "shortVersion", "version", "resourceDirectory", "libraryDirectory",
-          "homeDirectory", "deviceName", "systemName", "systemVersion", "model", "vendorIdentifier", "locale",
-          "screen", "idiom", "analyticsLog"},
-         shell::configureHost},
+        {"host", hostFields(), shell::configureHost},
         {"setup", {"key", "options", "platformVersion", "languageVersion"}, shell::setup},
         {"state", {}, state},
         {"shutdown", {}, call<KIVCore::shutdown>},

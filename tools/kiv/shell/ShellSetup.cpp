@@ -4,6 +4,7 @@
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVStateSender.h"
 #include "Network/KIVEndpointFields.h"
+#include "Platform/Host/HostFields.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 #include "evaluate/ValueText.h"
@@ -107,19 +108,9 @@ json::object shell::configureHost(ShellSession&, const ShellFields& fields) {
         throw KIVException::internalInconsistency("the host is told before setup");
     }
     KIVHost host;
-    fields.assign("bundleIdentifier", host.bundleIdentifier);
-    fields.assign("shortVersion", host.shortVersion);
-    fields.assign("version", host.version);
-    fields.assign("resourceDirectory", host.resourceDirectory);
-    fields.assign("libraryDirectory", host.libraryDirectory);
-    fields.assign("homeDirectory", host.homeDirectory);
-    fields.assign("deviceName", host.deviceName);
-    fields.assign("systemName", host.systemName);
-    fields.assign("systemVersion", host.systemVersion);
-    fields.assign("model", host.model);
-    fields.assign("vendorIdentifier", host.vendorIdentifier);
-    fields.assign("locale", host.locale);
-    fields.assign("idiom", host.idiom);
+    for (const auto& [name, field] : hostTextFields) {
+        fields.assign(name, host.*field);
+    }
     fields.assign("analyticsLog", host.analyticsLog);
     if (const auto screen = fields.find<json::object>("screen")) {
         host.screen = screenFrom(*screen);
