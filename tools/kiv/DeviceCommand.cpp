@@ -275,12 +275,7 @@ private:
     }
 
     void line(std::string_view label, std::string_view value, std::size_t width) const {
-        const std::size_t column = 2 + width;
-        std::cout << "  " << terminal_.styled(Style::quiet, padded(label, width));
-        if (displayWidth(label) >= width) {
-            std::cout << '\n' << std::string(column, ' ');
-        }
-        std::cout << terminal_.wrapped(printable(value), column, column) << '\n';
+        std::cout << terminal_.field(label, value, 2, width);
     }
 
     void facts(const std::vector<std::string_view>& keys) {

@@ -29,8 +29,7 @@ Exit codes: 0 fine, 1 the input is bad, 2 wrong usage.)";
 
 void report(const BadInput& problem) {
     const Terminal terminal = Terminal::ofErrors();
-    std::cerr << "kiv: " << printable(problem.what());
-    std::cerr << (problem.spot ? " — " + positionText(*problem.spot) : "") << '\n';
+    std::cerr << "kiv: " << messageText(problem) << '\n';
     if (problem.spot) {
         std::cerr << terminal.excerpt(*problem.spot, 2, Terminal::Style::error);
     }

@@ -157,6 +157,10 @@ std::string positionText(const Spot& spot) {
            std::to_string(at.column);
 }
 
+std::string messageText(const BadInput& problem) {
+    return printable(problem.what()) + (problem.spot ? " — " + positionText(*problem.spot) : "");
+}
+
 Terminal Terminal::ofOutput() { return Terminal(STDOUT_FILENO); }
 Terminal Terminal::ofErrors() { return Terminal(STDERR_FILENO); }
 
@@ -204,6 +208,15 @@ std::string Terminal::wrapped(std::string_view text, std::size_t indent, std::si
         at = space + 1;
     }
     return result;
+}
+
+std::string Terminal::field(std::string_view label, std::string_view text, std::size_t indent,
+                            std::size_t labelWidth) const {
+    const std::size_t column = indent + labelWidth;
+    const std::string name = printable(label);
+    const bool fits = displayWidth(name) < labelWidth;
+    return std::string(indent, ' ') + styled(Style::quiet, padded(name, labelWidth)) +
+           (fits ? "" : "\n" + std::string(column, ' ')) + wrapped(printable(text), column, column) + '\n';
 }
 
 std::string Terminal::excerpt(const Spot& spot, std::size_t indent, Style style) const {

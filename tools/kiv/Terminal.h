@@ -34,6 +34,9 @@ LineColumn lineColumn(std::string_view text, std::size_t position);
 /// Where the spot is, for a message: "column 5", or "line 2, column 5" further down.
 std::string positionText(const Spot& spot);
 
+/// What is wrong and where, printable, without the advice: unknown word "foo" — column 5.
+std::string messageText(const BadInput& problem);
+
 /// Where the output goes: a person's terminal, with a width and perhaps colours, or a file or pipe.
 class Terminal {
 public:
@@ -53,6 +56,12 @@ public:
     /// when that is given, and is not indented. No line break at the end.
     std::string wrapped(std::string_view text, std::size_t indent,
                         std::size_t first = std::string::npos) const;
+
+    /// A label, and its text wrapped in the column to the right of it. The column starts after `indent` and
+    /// `labelWidth`; a label that leaves no space there stands on a line of its own. With a line break at the
+    /// end.
+    std::string field(std::string_view label, std::string_view text, std::size_t indent,
+                      std::size_t labelWidth) const;
 
     /// The line of the spot and a mark under it, cut to the width: two lines, each ended.
     std::string excerpt(const Spot& spot, std::size_t indent, Style style) const;

@@ -100,8 +100,7 @@ private:
 
     void field(std::string_view label, const std::string& text) const {
         constexpr std::size_t labelWidth = 12;
-        std::cout << std::string(margin, ' ') << terminal_.styled(Style::quiet, padded(label, labelWidth))
-                  << terminal_.wrapped(printable(text), margin + labelWidth, margin + labelWidth) << '\n';
+        std::cout << terminal_.field(label, text, margin, labelWidth);
     }
 
     void heading(std::string_view text) const {
@@ -110,9 +109,8 @@ private:
 
     void failure() const {
         const BadInput problem = failureOf(evaluation_, explanation_.world.parser().operators());
-        std::string message = std::string("✗ ") + problem.what();
-        message += problem.spot ? " — " + positionText(*problem.spot) : "";
-        std::cout << '\n' << styledLines(Style::error, terminal_.wrapped(printable(message), margin)) << '\n';
+        const std::string message = "✗ " + messageText(problem);
+        std::cout << '\n' << styledLines(Style::error, terminal_.wrapped(message, margin)) << '\n';
         if (problem.spot) {
             std::cout << terminal_.excerpt(*problem.spot, 2 * margin, Style::error);
         }
