@@ -16,6 +16,7 @@
 #include "Command.h"
 #include "Files.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
+#include "HostFields.h"
 #include "Model/KeyForm.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/PublicKey.h"
@@ -58,22 +59,6 @@ struct Options {
     bool asJson = false;
 };
 
-constexpr std::pair<std::string_view, std::optional<std::string> KIVHost::*> hostFields[] = {
-    {"bundleIdentifier", &KIVHost::bundleIdentifier},
-    {"shortVersion", &KIVHost::shortVersion},
-    {"version", &KIVHost::version},
-    {"resourceDirectory", &KIVHost::resourceDirectory},
-    {"libraryDirectory", &KIVHost::libraryDirectory},
-    {"homeDirectory", &KIVHost::homeDirectory},
-    {"deviceName", &KIVHost::deviceName},
-    {"systemName", &KIVHost::systemName},
-    {"systemVersion", &KIVHost::systemVersion},
-    {"model", &KIVHost::model},
-    {"vendorIdentifier", &KIVHost::vendorIdentifier},
-    {"locale", &KIVHost::locale},
-    {"idiom", &KIVHost::idiom},
-};
-
 KIVHost::Screen screen(std::string_view text) {
     KIVHost::Screen size;
     const char* const end = text.data() + text.size();
@@ -98,16 +83,12 @@ void setField(KIVHost& host, std::string_view text) {
         host.screen = screen(value);
         return;
     }
-    const auto* field = std::ranges::find(hostFields, name, [](const auto& each) { return each.first; });
-    if (field == std::end(hostFields)) {
-        std::vector<std::string_view> names{"screen"};
-        std::ranges::transform(hostFields, std::back_inserter(names),
-                               [](const auto& each) { return each.first; });
-        const std::string_view meant = closest(name, names);
+    const auto* field = std::ranges::find(hostTextFields, name, &HostTextField::name);
+    if (field == std::end(hostTextFields)) {
         throw WrongUsage("--host: there is no field " + inQuotes(name) + "." +
-                         (meant.empty() ? "" : " Did you mean " + std::string(meant) + "?"));
+                         didYouMean(name, hostFieldNames({"screen"}), " "));
     }
-    host.*field->second = std::string(value);
+    host.*field->member = std::string(value);
 }
 
 /// The program whose part the command plays: its own, when none is given.

@@ -62,15 +62,8 @@ int report(const CLI::ParseError& error, const CLI::App& app) {
         }
         message =
             rest.empty() ? "which subcommand?" : "there is no subcommand " + inQuotes(rest.front()) + ".";
-        const std::string_view meant = rest.empty() ? "" : closest(rest.front(), names);
-        message += meant.empty() ? " There are " : " Did you mean " + std::string(meant) + "? There are ";
-        for (std::size_t index = 0; index < names.size(); ++index) {
-            message += (index == 0                  ? ""
-                        : index + 1 == names.size() ? " and "
-                                                    : ", ") +
-                       std::string(names[index]);
-        }
-        message += ".";
+        message +=
+            (rest.empty() ? "" : didYouMean(rest.front(), names, " ")) + " There are " + listed(names) + ".";
     }
     std::cerr << "kiv: " << printable(message) << "\n'" << fullName(command)
               << " --help' tells how to call it.\n";

@@ -17,10 +17,6 @@
 namespace kiv::tool {
 namespace {
 
-constexpr std::string_view types[] = {KIVC_customPropertyTypeString,   KIVC_customPropertyTypeSemver,
-                                      KIVC_customPropertyTypeDateTime, KIVC_customPropertyTypeBool,
-                                      KIVC_customPropertyTypeInt,      KIVC_customPropertyTypeDouble};
-
 std::optional<std::int32_t> int32(const json::value& value) {
     const std::int64_t* integer = value.if_int64();
     if (!integer || *integer < std::numeric_limits<std::int32_t>::min() ||
@@ -48,9 +44,8 @@ Property plainProperty(const std::string& name, const json::value& value) {
 }
 
 [[noreturn]] void refuseType(std::string_view type) {
-    const std::string_view meant = closest(type, types);
-    throw BadInput("the type " + inQuotes(type) + " is none of string, semver, datetime, bool, int, double",
-                   {}, meant.empty() ? "" : "Did you mean " + std::string(meant) + "?");
+    throw BadInput("the type " + inQuotes(type) + " is none of " + listed(propertyTypes), {},
+                   didYouMean(type, propertyTypes));
 }
 
 Property typedProperty(const std::string& name, std::string_view type, const json::value& value) {
@@ -69,7 +64,7 @@ Property typedProperty(const std::string& name, std::string_view type, const jso
     if (isPlain) {
         return plainProperty(name, value);
     }
-    if (std::ranges::find(types, type) == std::end(types)) {
+    if (std::ranges::find(propertyTypes, type) == std::end(propertyTypes)) {
         refuseType(type);
     }
     throw BadInput("the value " + compactJson(value) + " does not fit the type " + inQuotes(type));

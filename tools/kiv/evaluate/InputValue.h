@@ -16,6 +16,11 @@ namespace kiv::tool {
 
 using Property = std::shared_ptr<const KIVCustomProperty>;
 
+/// The names of the types that a property can have.
+inline constexpr std::string_view propertyTypes[] = {
+    KIVC_customPropertyTypeString, KIVC_customPropertyTypeSemver, KIVC_customPropertyTypeDateTime,
+    KIVC_customPropertyTypeBool,   KIVC_customPropertyTypeInt,    KIVC_customPropertyTypeDouble};
+
 /// A property from JSON: a text, a number, a boolean, or {"type", "value"}.
 Property propertyFromJson(const std::string& name, const json::value& value);
 

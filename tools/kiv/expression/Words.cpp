@@ -90,6 +90,21 @@ std::string_view closest(std::string_view word, std::span<const std::string_view
     return best;
 }
 
+std::string didYouMean(std::string_view word, std::span<const std::string_view> candidates,
+                       std::string_view before) {
+    const std::string_view meant = closest(word, candidates);
+    return meant.empty() ? "" : std::string(before) + "Did you mean " + std::string(meant) + "?";
+}
+
+std::string listed(std::span<const std::string_view> words) {
+    std::string text;
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        const bool isLast = index + 1 == words.size();
+        text += (index == 0 ? "" : isLast ? " and " : ", ") + std::string(words[index]);
+    }
+    return text;
+}
+
 std::string adviceForUnknownWord(std::string_view word, bool isCall) {
     if (holdsAny(word, {"“", "”", "„", "«", "»", "‘", "’"}) || word.front() == '\'' || word.front() == '`') {
         return "Texts stand in plain double quotes: \"text\".";

@@ -9,6 +9,13 @@ namespace kiv::tool {
 /// The candidate that `word` was probably meant to be; empty when none is near enough.
 std::string_view closest(std::string_view word, std::span<const std::string_view> candidates);
 
+/// `before`, then "Did you mean X?" with the candidate X that `closest` finds; empty when it finds none.
+std::string didYouMean(std::string_view word, std::span<const std::string_view> candidates,
+                       std::string_view before = "");
+
+/// The words with commas and a last "and" between them: a, b and c.
+std::string listed(std::span<const std::string_view> words);
+
 /// What the author of an expression should write in place of a word that means nothing. `isCall` tells that a
 /// parenthesis opens after it.
 std::string adviceForUnknownWord(std::string_view word, bool isCall);

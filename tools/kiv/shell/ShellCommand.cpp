@@ -13,6 +13,7 @@
 #include "Command.h"
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
+#include "HostFields.h"
 #include "Terminal.h"
 #include "shell/ShellSession.h"
 
@@ -84,11 +85,7 @@ json::object quit(ShellSession& session, const ShellFields&) {
 
 const std::vector<ShellCommand>& commands() {
     static const std::vector<ShellCommand> all{
-        {"host",
-         {"bundleIdentifier", "shortVersion", "version", "resourceDirectory", "libraryDirectory",
-          "homeDirectory", "deviceName", "systemName", "systemVersion", "model", "vendorIdentifier", "locale",
-          "screen", "idiom", "analyticsLog"},
-         shell::configureHost},
+        {"host", hostFieldNames({"screen", "analyticsLog"}), shell::configureHost},
         {"setup", {"key", "options", "platformVersion", "languageVersion"}, shell::setup},
         {"state", {}, state},
         {"shutdown", {}, call<KIVCore::shutdown>},

@@ -1,8 +1,12 @@
+#include <algorithm>
+#include <iterator>
+
 #include <kiv/KIVCore.h>
 #include <kiv/KIVHost.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
+#include "HostFields.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 #include "evaluate/ValueText.h"
@@ -31,18 +35,28 @@ KIVHost::Screen screenFrom(const json::object& object) {
     return {.width = fields.get<int>("width"), .height = fields.get<int>("height")};
 }
 
+struct EndpointField {
+    std::string_view name;
+    std::optional<std::string> KIVNetworkConfigurationsOptions::*member;
+};
+
+constexpr EndpointField endpointFields[] = {
+    {"getConfigApiEndpoint", &KIVNetworkConfigurationsOptions::getConfigApiEndpoint},
+    {"getConfigCloudEndpoint", &KIVNetworkConfigurationsOptions::getConfigCloudEndpoint},
+    {"sendStateApiEndpoint", &KIVNetworkConfigurationsOptions::sendStateApiEndpoint},
+    {"sendStateCloudEndpoint", &KIVNetworkConfigurationsOptions::sendStateCloudEndpoint},
+    {"analyticsEndpoint", &KIVNetworkConfigurationsOptions::analyticsEndpoint},
+    {"pushNotificationEndpoint", &KIVNetworkConfigurationsOptions::pushNotificationEndpoint},
+};
+
 KIVNetworkConfigurationsOptions endpointsFrom(const json::object& object) {
-    const ShellFields fields(object,
-                             {"getConfigApiEndpoint", "getConfigCloudEndpoint", "sendStateApiEndpoint",
-                              "sendStateCloudEndpoint", "analyticsEndpoint", "pushNotificationEndpoint"},
-                             "networkConfigurations");
+    std::vector<std::string_view> names;
+    std::ranges::transform(endpointFields, std::back_inserter(names), &EndpointField::name);
+    const ShellFields fields(object, names, "networkConfigurations");
     KIVNetworkConfigurationsOptions endpoints;
-    fields.assign("getConfigApiEndpoint", endpoints.getConfigApiEndpoint);
-    fields.assign("getConfigCloudEndpoint", endpoints.getConfigCloudEndpoint);
-    fields.assign("sendStateApiEndpoint", endpoints.sendStateApiEndpoint);
-    fields.assign("sendStateCloudEndpoint", endpoints.sendStateCloudEndpoint);
-    fields.assign("analyticsEndpoint", endpoints.analyticsEndpoint);
-    fields.assign("pushNotificationEndpoint", endpoints.pushNotificationEndpoint);
+    for (const auto& [name, member] : endpointFields) {
+        fields.assign(name, endpoints.*member);
+    }
     return endpoints;
 }
 
@@ -108,19 +122,9 @@ json::object shell::configureHost(ShellSession&, const ShellFields& fields) {
         throw KIVException::internalInconsistency("the host is told before setup");
     }
     KIVHost host;
-    fields.assign("bundleIdentifier", host.bundleIdentifier);
-    fields.assign("shortVersion", host.shortVersion);
-    fields.assign("version", host.version);
-    fields.assign("resourceDirectory", host.resourceDirectory);
-    fields.assign("libraryDirectory", host.libraryDirectory);
-    fields.assign("homeDirectory", host.homeDirectory);
-    fields.assign("deviceName", host.deviceName);
-    fields.assign("systemName", host.systemName);
-    fields.assign("systemVersion", host.systemVersion);
-    fields.assign("model", host.model);
-    fields.assign("vendorIdentifier", host.vendorIdentifier);
-    fields.assign("locale", host.locale);
-    fields.assign("idiom", host.idiom);
+    for (const auto& [name, member] : hostTextFields) {
+        fields.assign(name, host.*member);
+    }
     fields.assign("analyticsLog", host.analyticsLog);
     if (const auto screen = fields.find<json::object>("screen")) {
         host.screen = screenFrom(*screen);
