@@ -29,6 +29,13 @@ void forEachOf(const std::vector<std::string>& texts, std::string_view option, R
 
 } // namespace
 
+std::vector<Property> propertiesFrom(const std::vector<std::string>& texts, std::string_view option) {
+    std::vector<Property> properties;
+    forEachOf(texts, option,
+              [&](const std::string& text) { properties.push_back(propertyFromText(namedText(text))); });
+    return properties;
+}
+
 void EvaluationOptions::addTo(CLI::App& command) {
     const auto add = [&command](std::string_view name, std::vector<std::string>& texts, const char* help,
                                 const char* form) {
@@ -41,9 +48,7 @@ void EvaluationOptions::addTo(CLI::App& command) {
 
 EvaluationRequest EvaluationOptions::request() const {
     EvaluationRequest request;
-    forEachOf(properties_, propertyOption, [&](const std::string& text) {
-        request.properties.push_back(propertyFromText(namedText(text)));
-    });
+    request.properties = propertiesFrom(properties_, propertyOption);
     forEachOf(context_, contextOption, [&](const std::string& text) {
         const NamedText named = namedText(text);
         request.context.insert_or_assign(named.name, contextValueFromText(named));

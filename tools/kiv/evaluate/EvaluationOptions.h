@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "evaluate/EvaluationRequest.h"
@@ -10,6 +11,10 @@ class App;
 }
 
 namespace kiv::tool {
+
+/// The properties of an option that gives each as NAME=VALUE or NAME:TYPE=VALUE. Throws `BadInput` and
+/// `WrongUsage` that name `option`.
+std::vector<Property> propertiesFrom(const std::vector<std::string>& texts, std::string_view option);
 
 /// The options that say in which world an expression is evaluated.
 class EvaluationOptions {

@@ -5,6 +5,7 @@
 #include <unicode/utf8.h>
 
 #include "KivxLanguage/KivxTokenizedExpression.h"
+#include "evaluate/ValueText.h"
 #include "expression/OperatorSignatures.h"
 
 namespace kiv::tool {
@@ -26,8 +27,6 @@ KivxValue kept(const KivxValue& value) {
     }
     return std::string(text->substr(0, end));
 }
-
-bool truth(const KivxValue& condition) { return !condition.isUndefined() && condition.boolValue(); }
 
 /// Puts the steps of one evaluation together, walking its words as the evaluator does.
 class Builder {
@@ -72,7 +71,7 @@ private:
 
     void markChoice(const RecordedStep& choice) {
         const std::size_t condition = choice.arguments.front();
-        const bool isMet = condition != RecordedStep::missing && truth(evaluation_.steps[condition].value);
+        const bool isMet = condition != RecordedStep::missing && holds(evaluation_.steps[condition].value);
         if (const std::size_t other = choice.arguments[isMet ? 2 : 1]; other != RecordedStep::missing) {
             evaluation_.steps[other].taken = false;
         }

@@ -4,14 +4,13 @@
 
 #include "Terminal.h"
 #include "evaluate/StepText.h"
+#include "evaluate/ValueText.h"
 
 namespace kiv::tool {
 namespace {
 
 constexpr unsigned deepest = 100;
 constexpr std::size_t most = 1000;
-
-bool truth(const RecordedStep& step) { return !step.value.isUndefined() && step.value.boolValue(); }
 
 /// Collects the facts of one evaluation and of those inside it.
 class Collector {
@@ -40,7 +39,7 @@ private:
             fact(where, own);
         } else if (own.name == "ifThen") {
             argument(where, own, 0, level);
-            argument(where, own, truth(argumentOf(where, own, 0)) ? 1 : 2, level);
+            argument(where, own, holds(argumentOf(where, own, 0).value) ? 1 : 2, level);
         } else if (own.name == "and" || own.name == "or") {
             either(where, own, level);
         } else if (own.name == "not") {
@@ -61,9 +60,9 @@ private:
     /// One side settles `and` when it is false, and `or` when it is true.
     void either(const Where& where, const RecordedStep& own, unsigned level) {
         const bool settling = own.name == "or";
-        const bool bothCount = truth(own) != settling;
+        const bool bothCount = holds(own.value) != settling;
         for (const std::size_t index : {std::size_t{0}, std::size_t{1}}) {
-            if (bothCount || truth(argumentOf(where, own, index)) == settling) {
+            if (bothCount || holds(argumentOf(where, own, index).value) == settling) {
                 argument(where, own, index, level);
             }
         }
@@ -108,11 +107,11 @@ private:
         if (own.note("bucket")) {
             const bool isRange = own.name == "isInPercentageRange";
             return literalText(*own.note("seed")) + " falls into bucket " + bucketText(evaluation, own) +
-                   (truth(own) ? ", inside " : ", outside ") + (isRange ? argumentText(0) : "0") + " to " +
-                   argumentText(isRange ? 1 : 0);
+                   (holds(own.value) ? ", inside " : ", outside ") + (isRange ? argumentText(0) : "0") +
+                   " to " + argumentText(isRange ? 1 : 0);
         }
         if (own.name == "isInTargetGroup" && own.arguments.front() != RecordedStep::missing) {
-            return (truth(own) ? "in the target group " : "not in the target group ") + argumentText(0);
+            return (holds(own.value) ? "in the target group " : "not in the target group ") + argumentText(0);
         }
         return sourceText(evaluation, own) + " is " + literalText(own.value);
     }

@@ -15,6 +15,7 @@
 #include "CorvaneClient/KIVClient.h"
 #include "HostFields.h"
 #include "Terminal.h"
+#include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
 namespace kiv::tool {
@@ -145,9 +146,7 @@ json::object resultOf(ShellSession& session, const json::value& line) {
             throw BadInput("a command is a JSON object");
         }
         json::object result{{"ok", true}};
-        for (auto& [name, value] : runCommand(session, ShellFields(line.get_object()))) {
-            result.emplace(name, std::move(value));
-        }
+        append(result, runCommand(session, ShellFields(line.get_object())));
         return result;
     } catch (const BadInput& problem) {
         return failure(invalidArgument, problem.what());
@@ -167,9 +166,7 @@ json::object answerTo(ShellSession& session, const std::string& text) {
     if (const json::value* id = member(*line, "id")) {
         answer.emplace("id", *id);
     }
-    for (auto& [name, value] : resultOf(session, *line)) {
-        answer.emplace(name, std::move(value));
-    }
+    append(answer, resultOf(session, *line));
     return answer;
 }
 

@@ -15,10 +15,6 @@
 namespace kiv::tool {
 namespace {
 
-json::value orNull(const std::optional<std::string>& text) {
-    return text ? json::value(*text) : json::value();
-}
-
 json::value contextToJson(const std::optional<KIVDynamicPropertyContext>& context) {
     if (!context) {
         return nullptr;
