@@ -15,15 +15,16 @@ namespace kiv::tool {
 
 enum ExitCode : int { exitFine = 0, exitBadInput = 1, exitWrongUsage = 2 };
 
-/// A part of a text that a message is about, to be shown with a mark under it.
+/// A part of a text that a message is about, to be shown with a mark under it. Position and length count
+/// bytes.
 struct Spot {
     std::string text;
     std::size_t position = 0;
     std::size_t length = 1;
 };
 
-/// The input is bad: `what` says so to a person (but not where the spot is), `advice` (may be empty) says
-/// what to do.
+/// The input is bad. `what()` tells a person what is wrong, `spot` where, and `advice` (may be empty) what to
+/// do about it.
 class BadInput : public std::runtime_error {
 public:
     explicit BadInput(const std::string& message, std::optional<Spot> place = {}, std::string whatToDo = {})
@@ -44,8 +45,8 @@ public:
 /// option twice.
 void addOldSpelling(CLI::App& command, CLI::Option* option, const std::string& oldName);
 
-/// Each adds its subcommand to `parent`. When the command line is parsed the subcommand runs and sets
-/// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
+/// Each adds its subcommand to `parent`. When the command line names the subcommand, parsing runs it: it sets
+/// `exitCode`, or throws `BadInput` or `WrongUsage`. `exitCode` must outlive the parsing.
 void addEvalCommand(CLI::App& parent, int& exitCode);
 void addExplainCommand(CLI::App& parent, int& exitCode);
 void addSplitCommand(CLI::App& parent, int& exitCode);

@@ -15,7 +15,7 @@
 namespace kiv::tool {
 namespace {
 
-/// A file descriptor that is closed at the end, unless it is that of standard input.
+/// Closes its file descriptor when it is destroyed, unless that is the one of standard input.
 class Descriptor {
 public:
     explicit Descriptor(int number) : number_(number) {}
@@ -67,7 +67,7 @@ void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, b
     if (file.number() < 0 && errno == EEXIST) {
         throw BadInput(path + ": is there already", std::nullopt, "Add --force to replace it.");
     }
-    // A file that is replaced keeps the mode it had.
+    // `open` gives the mode to new files only.
     const bool isPrivate = (mode & (S_IRWXG | S_IRWXO)) == 0;
     if (file.number() < 0 || (isPrivate && ::fchmod(file.number(), mode) != 0)) {
         fail(path, "cannot be written");

@@ -12,7 +12,7 @@ constexpr std::string_view propertyOption = "--property";
 constexpr std::string_view contextOption = "--context";
 constexpr std::string_view targetGroupOption = "--target-group";
 
-/// Calls `read` with each text, as a name and a value, and says of which option a problem is.
+/// Calls `read` with each text. Puts the name of the option before the message of what `read` throws.
 template <class Read>
 void forEachOf(const std::vector<std::string>& texts, std::string_view option, Read read) {
     for (const std::string& text : texts) {
@@ -41,9 +41,10 @@ void EvaluationOptions::addTo(CLI::App& command) {
                                 const char* form) {
         command.add_option(std::string(name), texts, help)->type_name(form)->allow_extra_args(false);
     };
-    add(propertyOption, properties_, "A property, as often as needed", "NAME[:TYPE]=VALUE");
-    add(contextOption, context_, "A value of the read's dynamic context", "NAME[:TYPE]=VALUE");
-    add(targetGroupOption, targetGroups_, "A target group and its condition", "ID=CONDITION");
+    add(propertyOption, properties_, "A property; may be repeated", "NAME[:TYPE]=VALUE");
+    add(contextOption, context_, "A value of the dynamic context; may be repeated", "NAME[:TYPE]=VALUE");
+    add(targetGroupOption, targetGroups_, "A target group and its condition; may be repeated",
+        "ID=CONDITION");
 }
 
 EvaluationRequest EvaluationOptions::request() const {
@@ -56,7 +57,7 @@ EvaluationRequest EvaluationOptions::request() const {
     forEachOf(targetGroups_, targetGroupOption, [&](const std::string& text) {
         const std::size_t equals = text.find('=');
         if (equals == text.npos || equals == 0) {
-            throw WrongUsage("there is no ID=CONDITION in " + inQuotes(text));
+            throw WrongUsage(inQuotes(text) + " does not have the form ID=CONDITION");
         }
         request.targetGroups.emplace_back(text.substr(0, equals), text.substr(equals + 1));
     });

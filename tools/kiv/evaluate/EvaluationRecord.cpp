@@ -14,7 +14,7 @@ namespace {
 using Kind = RecordedStep::Kind;
 using Outcome = RecordedStep::Outcome;
 
-/// The value on its own; of a long text the beginning.
+/// The value as it is recorded: a text is copied, and cut after 4096 bytes.
 KivxValue kept(const KivxValue& value) {
     constexpr std::size_t longest = 4096;
     const auto text = value.text();
@@ -28,7 +28,8 @@ KivxValue kept(const KivxValue& value) {
     return std::string(text->substr(0, end));
 }
 
-/// Puts the steps of one evaluation together, walking its words as the evaluator does.
+/// Builds the steps of one evaluation. Takes its words in the order of the evaluator, from the last to the
+/// first.
 class Builder {
 public:
     explicit Builder(RecordedEvaluation& evaluation) : evaluation_(evaluation) {}
@@ -42,7 +43,7 @@ public:
               .position = position});
     }
 
-    /// `step` lacks its arguments.
+    /// Adds a step that lacks its arguments; takes `arity` of them from the stack.
     void addCall(RecordedStep&& step, std::size_t arity) {
         step.kind = Kind::call;
         for (; arity > 0; --arity) {
@@ -80,7 +81,7 @@ private:
     RecordedEvaluation& evaluation_;
     std::vector<std::size_t> stack_;
     std::size_t order_ = 0;
-    bool over_ = false; ///< the evaluation has failed
+    bool over_ = false; ///< a step has failed, and with it the evaluation
 };
 
 } // namespace

@@ -10,7 +10,7 @@
 namespace kiv::tool {
 namespace {
 
-constexpr unsigned deepest = 100; // of steps and evaluations inside one another
+constexpr unsigned deepest = 100; // steps and evaluations inside one another
 
 json::object evaluationJson(const RecordedEvaluation& evaluation, const Explanation& explanation,
                             unsigned depth);

@@ -74,7 +74,7 @@ bool isTextType(std::string_view type) {
     return type == KIVC_customPropertyTypeString || type == KIVC_customPropertyTypeSemver;
 }
 
-/// The boolean or number that a text is written like, else the text.
+/// A boolean or a number when the text is written like one, else the text.
 json::value literal(const std::string& text) {
     if (text == KivxTrue || text == KivxFalse) {
         return text == KivxTrue;
@@ -85,7 +85,7 @@ json::value literal(const std::string& text) {
     return json::value(text);
 }
 
-/// The same, but for numbers that are written in another way than a number would be.
+/// The same, but a number that would be written in another way, such as 007, stays a text.
 json::value untypedLiteral(const std::string& text) {
     json::value value = literal(text);
     const bool keepsText = !value.is_number() || contextValueFromJson(value).description() == text;
@@ -119,7 +119,7 @@ KIVDate dateFromJson(const json::value& value) {
     const json::string* text = value.if_string();
     const std::optional<KIVDate> parsed = text ? parseDate(*text) : std::nullopt;
     if (!parsed) {
-        throw BadInput("a \"datetime\" is a text like \"2026-01-31T12:00:00.000Z\", or seconds since 1970");
+        throw BadInput("must be a date like \"2026-01-31T12:00:00.000Z\", or a number of seconds since 1970");
     }
     return *parsed;
 }
@@ -149,7 +149,7 @@ NamedText namedText(std::string_view text) {
     const std::size_t colon = head.rfind(':');
     const std::string_view name = head.substr(0, colon);
     if (equals == text.npos || name.empty()) {
-        throw WrongUsage("there is no NAME=VALUE in " + inQuotes(text));
+        throw WrongUsage(inQuotes(text) + " does not have the form NAME=VALUE");
     }
     return {std::string(name), std::string(colon == head.npos ? "" : head.substr(colon + 1)),
             std::string(text.substr(equals + 1))};
@@ -168,9 +168,9 @@ KivxValue contextValueFromText(const NamedText& text) {
         return contextValueFromJson(untypedLiteral(text.value));
     }
     if (text.type == KIVC_customPropertyTypeSemver || text.type == KIVC_customPropertyTypeDateTime) {
-        throw BadInput("values of the context are of the types string, bool, int and double only");
+        throw BadInput("a value of the context has one of the types string, bool, int and double");
     }
-    propertyFromText(text); // refuses what does not fit the type
+    propertyFromText(text); // throws when the value does not fit the type
     return contextValueFromJson(isTextType(text.type) ? json::value(text.value) : literal(text.value));
 }
 

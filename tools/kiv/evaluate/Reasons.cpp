@@ -10,7 +10,7 @@ namespace kiv::tool {
 namespace {
 
 constexpr unsigned deepest = 100;
-constexpr std::size_t most = 1000;
+constexpr std::size_t mostFacts = 1000;
 
 /// Collects the facts of one evaluation and of those inside it.
 class Collector {
@@ -32,7 +32,7 @@ private:
     };
 
     void step(const Where& where, const RecordedStep& own, unsigned level) {
-        if (own.kind != RecordedStep::Kind::call || level == deepest || facts_.size() == most) {
+        if (own.kind != RecordedStep::Kind::call || level == deepest || facts_.size() == mostFacts) {
             return;
         }
         if (std::ranges::count(own.arguments, RecordedStep::missing) > 0) {
@@ -57,7 +57,7 @@ private:
         step(where, argumentOf(where, own, index), level + 1);
     }
 
-    /// One side settles `and` when it is false, and `or` when it is true.
+    /// One side is enough to decide: a false one for `and`, a true one for `or`.
     void either(const Where& where, const RecordedStep& own, unsigned level) {
         const bool settling = own.name == "or";
         const bool bothCount = holds(own.value) != settling;
@@ -73,7 +73,7 @@ private:
         inside(where, own, 0);
     }
 
-    /// The evaluations that the step and its arguments made.
+    /// Collects the facts of the evaluations inside the step and its arguments.
     void inside(const Where& where, const RecordedStep& own, unsigned level) {
         for (const auto& evaluation : own.evaluations) {
             this->evaluation(*evaluation, where.depth + 1);
@@ -116,7 +116,8 @@ private:
         return sourceText(evaluation, own) + " is " + literalText(own.value);
     }
 
-    /// The properties that the step is about, as "orders is 12, country is "FR"".
+    /// Appends the properties that the step depends on to `details`: orders is 12, country is "FR". At most
+    /// `left` of them, which counts down.
     static void collectProperties(const RecordedEvaluation& evaluation, const RecordedStep& own,
                                   std::string& details, unsigned& left, unsigned level) {
         for (const std::size_t index : own.arguments) {
@@ -147,9 +148,9 @@ private:
 Reasons reasonsFor(const RecordedEvaluation& evaluation, const EvaluationWorld& world) {
     Reasons reasons;
     Collector(world, reasons.facts).evaluation(evaluation, 0);
-    if (reasons.facts.size() > 2 * Reasons::mostOfEnd) {
-        reasons.skipped = reasons.facts.size() - 2 * Reasons::mostOfEnd;
-        const auto gap = reasons.facts.begin() + Reasons::mostOfEnd;
+    if (reasons.facts.size() > 2 * Reasons::keptAtEachEnd) {
+        reasons.skipped = reasons.facts.size() - 2 * Reasons::keptAtEachEnd;
+        const auto gap = reasons.facts.begin() + Reasons::keptAtEachEnd;
         reasons.facts.erase(gap, gap + static_cast<std::ptrdiff_t>(reasons.skipped));
     }
     return reasons;
