@@ -138,7 +138,7 @@ private:
     std::unique_ptr<kiv::HttpServer> http_;
     std::atomic<std::thread::id> thread_{};
     std::promise<void> ended_;
-    bool hasTold_ = false; ///< the log says that a callback ended the thread
+    bool hasTold_ = false;                     ///< the log says that a callback ended the thread
     std::optional<kiv::PrivateFile> redirect_; ///< leads a browser to the page
 };
 

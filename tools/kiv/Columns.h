@@ -4,20 +4,21 @@
 #include <string>
 #include <string_view>
 
-/// What tables of counts and shares are made of.
+/// Cells of tables that show counts and shares.
 namespace kiv::tool {
 
-/// The text at the right end of a column of `width`.
+/// The text, with spaces before it up to `width` columns.
 std::string paddedLeft(const std::string& text, std::size_t width);
 
-/// "31.25 %", in columns of one width.
+/// A part from 0 to 1 as " 31.25 %", `percentWidth` columns wide.
 std::string percent(double part);
 inline constexpr std::size_t percentWidth = 8;
 
-/// A bar that fills `width` columns when the part is all, to an eighth of a column.
+/// A bar for a part from 0 to 1, exact to an eighth of a column; 1 fills `width` columns. Of a part above 0
+/// at least an eighth is shown.
 std::string bar(double part, std::size_t width);
 
-/// A field of a line of comma-separated values.
+/// The text as a field of a CSV line, in quotes when it needs them.
 std::string csvField(std::string_view text);
 
 } // namespace kiv::tool

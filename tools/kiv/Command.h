@@ -7,22 +7,24 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 /// The `kiv` command. Each subcommand has a file of its own, which adds it to its parent.
 namespace kiv::tool {
 
 enum ExitCode : int { exitFine = 0, exitBadInput = 1, exitWrongUsage = 2 };
 
-/// A part of a text that a message is about, to be shown with a mark under it.
+/// A part of a text that a message is about, to be shown with a mark under it. Position and length count
+/// bytes.
 struct Spot {
     std::string text;
     std::size_t position = 0;
     std::size_t length = 1;
 };
 
-/// The input is bad: `what` says so to a person (but not where the spot is), `advice` (may be empty) says
-/// what to do.
+/// The input is bad. `what()` tells a person what is wrong, `spot` where, and `advice` (may be empty) what to
+/// do about it.
 class BadInput : public std::runtime_error {
 public:
     explicit BadInput(const std::string& message, std::optional<Spot> place = {}, std::string whatToDo = {})
@@ -38,8 +40,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Each adds its subcommand to `parent`. When the command line is parsed the subcommand runs and sets
-/// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
+/// Lets the command line say `oldName` ("--like-this") for an option that was renamed. The old name is not
+/// shown in the help. For options of `command` that take one value; giving both names counts as giving the
+/// option twice.
+void addOldSpelling(CLI::App& command, CLI::Option* option, const std::string& oldName);
+
+/// Each adds its subcommand to `parent`. When the command line names the subcommand, parsing runs it: it sets
+/// `exitCode`, or throws `BadInput` or `WrongUsage`. `exitCode` must outlive the parsing.
 void addEvalCommand(CLI::App& parent, int& exitCode);
 void addExplainCommand(CLI::App& parent, int& exitCode);
 void addSplitCommand(CLI::App& parent, int& exitCode);

@@ -16,6 +16,7 @@
 #include "Command.h"
 #include "Files.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
+#include "HostFields.h"
 #include "Model/KeyForm.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/PublicKey.h"
@@ -41,13 +42,13 @@ constexpr const char* examples = R"(Examples:
   kiv device --key 5e0bd1f2c3a4b5d6e7f80912 --program build/storefront
   kiv device --key 5e0bd1f2c3a4b5d6e7f80912 --host locale=fr_FR --host screen=390x844 --json
 
-Shows what an application would tell that has no flags and properties of its own, in the
-present environment. With --json it is the very document.
-Nothing is written, wherever it looks: an identity that no application has stored yet is shown
-as setup would make it.
+Shows what the library would report for an application without flags and properties of its own,
+started in the present environment. --json prints the same as the JSON document of the library.
+The command writes no files. While no application has stored an identity, it shows the one that
+setup would make.
 
 Fields for --host:
-)";
+  )";
 
 struct Options {
     std::string key;
@@ -68,13 +69,13 @@ KIVHost::Screen screen(std::string_view text) {
             return size;
         }
     }
-    throw BadInput("--host screen: " + inQuotes(text) + " is no size like 390x844");
+    throw BadInput("--host screen: " + inQuotes(text) + " is not a size like 390x844");
 }
 
 void setField(KIVHost& host, std::string_view text) {
     const std::size_t equals = text.find('=');
     if (equals == text.npos || equals == 0) {
-        throw WrongUsage("--host: there is no NAME=VALUE in " + inQuotes(text));
+        throw WrongUsage("--host: " + inQuotes(text) + " does not have the form FIELD=VALUE");
     }
     const std::string_view name = text.substr(0, equals);
     const std::string_view value = text.substr(equals + 1);
@@ -84,26 +85,13 @@ void setField(KIVHost& host, std::string_view text) {
     }
     const auto* field = std::ranges::find(hostTextFields, name, [](const auto& each) { return each.first; });
     if (field == std::end(hostTextFields)) {
-        std::vector<std::string_view> names{"screen"};
-        std::ranges::transform(hostTextFields, std::back_inserter(names),
-                               [](const auto& each) { return each.first; });
-        const std::string_view meant = closest(name, names);
         throw WrongUsage("--host: there is no field " + inQuotes(name) + "." +
-                         (meant.empty() ? "" : " Did you mean " + std::string(meant) + "?"));
+                         didYouMean(name, hostFieldNames({"screen"}), " "));
     }
     host.*field->second = std::string(value);
 }
 
-/// The fields that `setField` takes, for the help.
-std::string fieldNames() {
-    std::string names;
-    for (const auto& [name, field] : hostTextFields) {
-        names += std::string(name) + " ";
-    }
-    return Terminal::ofOutput().wrapped(names + "screen=WIDTHxHEIGHT", 2);
-}
-
-/// The program whose part the command plays: its own, when none is given.
+/// The program of the application: the one given with --program, or kiv itself.
 fs::path programOf(const Options& options) {
     std::error_code failure;
     const fs::path path =
@@ -137,15 +125,15 @@ std::optional<std::string> certificateText(const std::string& path) {
     return encodeBase64(der);
 }
 
-/// What an application would tell, and where it would have it from. Makes nothing and changes nothing on
-/// disk.
+/// The device properties of the application that the options describe. Writes nothing to disk.
 class Device {
 public:
     explicit Device(const Options& options) : program_(programOf(options)), host_(hostOf(options, program_)) {
         const auto certificate = certificateText(options.certificate);
         KIVHost::configure(host_);
         stored_ = KIVUDID::storedDistinctId(options.key);
-        // An identity is made from the vendor's. With a folder that cannot be, it is not written either.
+        // In a Library folder that cannot exist, KIVDeviceProperties stores no identity. It then takes the
+        // vendor's identifier, which here stands in for a stored identity.
         KIVHost unwritable = host_;
         unwritable.libraryDirectory = "/dev/null";
         if (stored_) {
@@ -166,8 +154,8 @@ public:
 
     std::string originOfIdentity() const {
         return stored_                  ? "stored in the Library folder"
-               : host_.vendorIdentifier ? "not stored yet; setup will make it so from this device's"
-                                        : "not stored yet; setup will make another at random";
+               : host_.vendorIdentifier ? "not stored yet; setup will store this vendor identifier"
+                                        : "not stored yet; setup will make another random one";
     }
 
 private:
@@ -209,7 +197,7 @@ const std::vector<Section>& sections() {
     return all;
 }
 
-/// Lays the device out for a person.
+/// Prints the device for a person.
 class DevicePage {
 public:
     explicit DevicePage(const Device& device) : device_(device), left_(keys(device.properties())) {}
@@ -223,7 +211,7 @@ public:
             title(section.title);
             facts(section.keys);
         }
-        // The lists are shown as the table below; the state's hash is over them.
+        // The table below shows what these two lists contain.
         for (const char* key :
              {KIVC_DEVICE_PROPERTIES_CUSTOM_PROPERTIES_STRING, KIVC_DEVICE_PROPERTIES_FEATURE_FLAGS_STRING}) {
             left_.erase(key);
@@ -231,15 +219,15 @@ public:
         std::cout << '\n';
         title("State");
         facts({left_.begin(), left_.end()});
-        line("", "over the key, the flags and the properties: an application's own change it", labelWidth);
+        line("", "changes with the application's own flags and properties", labelWidth);
         std::cout << '\n';
         properties();
         if (hasUnknown_) {
             std::cout << '\n'
                       << terminal_.wrapped(
                              std::string(KIVC_DEVICE_PROPERTIES_UNDEFINED) +
-                                 " stands for what neither the device nor the application tells; an "
-                                 "application tells it with KIVHost, and --host does so here.",
+                                 " stands for what is not known. An application can set it in KIVHost; here, "
+                                 "use --host.",
                              2)
                       << '\n';
         }
@@ -268,12 +256,7 @@ private:
     }
 
     void line(std::string_view label, std::string_view value, std::size_t width) const {
-        const std::size_t column = 2 + width;
-        std::cout << "  " << terminal_.styled(Style::quiet, padded(label, width));
-        if (displayWidth(label) >= width) {
-            std::cout << '\n' << std::string(column, ' ');
-        }
-        std::cout << terminal_.wrapped(printable(value), column, column) << '\n';
+        std::cout << terminal_.field(label, value, 2, width);
     }
 
     void facts(const std::vector<std::string_view>& keys) {
@@ -311,7 +294,7 @@ private:
 
 int show(const Options& options) {
     if (!isApplicationKeyForm(options.key) && !isUuidForm(options.key)) {
-        throw BadInput("--key: " + inQuotes(options.key) + " is no key of an application", {},
+        throw BadInput("--key: " + inQuotes(options.key) + " is not a key of an application", {},
                        "A key has 24 hexadecimal digits, or the form of a UUID.");
     }
     const Device device(options);
@@ -330,22 +313,23 @@ void addDeviceCommand(CLI::App& parent, int& exitCode) {
     CLI::App* command =
         parent.add_subcommand("device", "Show what the library tells about the device it runs on");
     command->add_option("--key", options->key, "The application's key")->required()->type_name("KEY");
-    command
-        ->add_option("--program", options->program, "Play the part of this program; otherwise of kiv itself")
+    command->add_option("--program", options->program, "The program of the application; otherwise kiv itself")
         ->type_name("FILE");
     command
         ->add_option("--library-folder", options->libraryFolder,
-                     "Look for the identity here, not in the program's Library folder")
+                     "Folder with the stored identity; otherwise the program's Library folder")
         ->type_name("DIR");
     command
         ->add_option("--certificate", options->certificate,
                      "Certificate that the application gives to setup; otherwise the built-in one")
         ->type_name("FILE");
-    command->add_option("--host", options->host, "What the application tells of itself, as often as needed")
+    command
+        ->add_option("--host", options->host, "A field that the application sets in KIVHost; may be repeated")
         ->type_name("FIELD=VALUE")
         ->allow_extra_args(false);
-    command->add_flag("--json", options->asJson, "Print the document as JSON");
-    command->footer(examples + fieldNames());
+    command->add_flag("--json", options->asJson, "Print JSON");
+    command->footer(std::string(examples) +
+                    Terminal::ofOutput().wrapped(listed(hostFieldNames({"screen=WIDTHxHEIGHT"})), 2, 2));
     command->callback([options, &exitCode] { exitCode = show(*options); });
 }
 

@@ -52,7 +52,7 @@ void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, b
     if (!file && errno == EEXIST) {
         throw BadInput(path + ": is there already", std::nullopt, "Add --force to replace it.");
     }
-    // A file that is replaced keeps the mode it had.
+    // `open` gives the mode to new files only.
     const bool isPrivate = (mode & (S_IRWXG | S_IRWXO)) == 0;
     if (!file || (isPrivate && ::fchmod(file.get(), mode) != 0)) {
         fail(path, "cannot be written");

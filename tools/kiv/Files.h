@@ -7,14 +7,15 @@
 
 namespace kiv::tool {
 
-/// The whole file, or standard input for "-". Throws `BadInput` when it cannot be read or is larger than what
-/// the library takes, 64 MiB.
+/// The content of the file, or of standard input for "-". Throws `BadInput` when it cannot be read, or is
+/// larger than the 64 MiB that the library takes.
 std::string readInput(const std::string& path);
 
-/// Writes the file with that mode, in place of one that is there when `replace` is set. Throws `BadInput`.
+/// Writes the file with that mode. Throws `BadInput` when it cannot be written, or when it exists and
+/// `replace` is not set.
 void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, bool replace);
 
-/// The text without the line break at its end.
+/// The text without one line break at its end, if it has any.
 std::string_view withoutLastLineBreak(std::string_view text);
 
 } // namespace kiv::tool

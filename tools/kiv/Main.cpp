@@ -19,18 +19,17 @@ constexpr const char* examples = R"(Examples:
   kiv device --key 5e0bd1f2c3a4b5d6e7f80912
   kiv config keygen --out signing
   kiv config lint payload.json
-  kiv config sign payload.json --key signing.key.pem --out configuration.json
+  kiv config sign payload.json --signing-key signing.key.pem --out configuration.json
   kiv config verify configuration.json --certificate signing.certificate.txt
   kiv serve flags
   kiv impressions flags
 
-'kiv SUBCOMMAND --help' tells more about each.
-Exit codes: 0 fine, 1 the input is bad, 2 wrong usage.)";
+'kiv SUBCOMMAND --help' describes each of them.
+Exit codes: 0 success, 1 bad input, 2 wrong usage.)";
 
 void report(const BadInput& problem) {
     const Terminal terminal = Terminal::ofErrors();
-    std::cerr << "kiv: " << printable(problem.what());
-    std::cerr << (problem.spot ? " — " + positionText(*problem.spot) : "") << '\n';
+    std::cerr << "kiv: " << messageText(problem) << '\n';
     if (problem.spot) {
         std::cerr << terminal.excerpt(*problem.spot, 2, Terminal::Style::error);
     }
@@ -39,7 +38,7 @@ void report(const BadInput& problem) {
     }
 }
 
-/// The subcommand that the command line got to.
+/// The innermost subcommand that the command line names.
 const CLI::App& deepest(const CLI::App& app) {
     const CLI::App* current = &app;
     while (!current->get_subcommands().empty()) {
@@ -61,20 +60,13 @@ int report(const CLI::ParseError& error, const CLI::App& app) {
         for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; })) {
             names.push_back(each->get_name());
         }
-        message =
-            rest.empty() ? "which subcommand?" : "there is no subcommand " + inQuotes(rest.front()) + ".";
-        const std::string_view meant = rest.empty() ? "" : closest(rest.front(), names);
-        message += meant.empty() ? " There are " : " Did you mean " + std::string(meant) + "? There are ";
-        for (std::size_t index = 0; index < names.size(); ++index) {
-            message += (index == 0                  ? ""
-                        : index + 1 == names.size() ? " and "
-                                                    : ", ") +
-                       std::string(names[index]);
-        }
-        message += ".";
+        message = rest.empty() ? "a subcommand is missing."
+                               : "there is no subcommand " + inQuotes(rest.front()) + ".";
+        message += (rest.empty() ? "" : didYouMean(rest.front(), names, " ")) + " The subcommands are " +
+                   listed(names) + ".";
     }
     std::cerr << "kiv: " << printable(message) << "\n'" << fullName(command)
-              << " --help' tells how to call it.\n";
+              << " --help' shows how to call it.\n";
     return exitWrongUsage;
 }
 
@@ -97,7 +89,7 @@ void prepare(CLI::App& app, int& exitCode) {
 
 int run(int argc, char** argv) {
     int exitCode = exitFine;
-    CLI::App app("Works with flag expressions and with configuration documents.", "kiv");
+    CLI::App app("Evaluates flag expressions, and makes, checks and serves configuration documents.", "kiv");
     prepare(app, exitCode);
     try {
         app.parse(argc, argv);
@@ -107,7 +99,7 @@ int run(int argc, char** argv) {
         return report(error, app);
     } catch (const WrongUsage& error) {
         std::cerr << "kiv: " << error.what() << "\n'" << fullName(deepest(app))
-                  << " --help' tells how to call it.\n";
+                  << " --help' shows how to call it.\n";
         return exitWrongUsage;
     } catch (const BadInput& problem) {
         std::cout.flush();

@@ -17,14 +17,14 @@
 namespace kiv::tool {
 namespace {
 
-/// One character as it is shown.
+/// A character as it is shown.
 struct Cell {
     std::string text;
-    std::size_t width;
-    std::size_t offset; ///< in the original
+    std::size_t width;  ///< columns
+    std::size_t offset; ///< bytes from the start of the original text
 };
 
-bool isActedOn(UChar32 character) {
+bool controlsTerminal(UChar32 character) {
     const auto category = static_cast<UCharCategory>(u_charType(character));
     return category == U_CONTROL_CHAR || category == U_FORMAT_CHAR || category == U_LINE_SEPARATOR ||
            category == U_PARAGRAPH_SEPARATOR;
@@ -46,7 +46,7 @@ std::vector<Cell> cellsOf(std::string_view text) {
         const UChar32 character = nextCharacter(text, at);
         if (character < 0) {
             cells.push_back({"\xEF\xBF\xBD", 1, offset});
-        } else if (isActedOn(character)) {
+        } else if (controlsTerminal(character)) {
             std::array<char, 16> escape{};
             std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character));
             cells.push_back({escape.data(), std::string_view(escape.data()).size(), offset});
@@ -65,7 +65,8 @@ std::size_t widthOf(const std::vector<Cell>& cells) {
     return width;
 }
 
-/// The line of the spot, cut at the spot; what is more than `reach` bytes away is left out.
+/// The line that contains the spot, in two parts: what is before the spot, and what begins with it. At most
+/// `reach` bytes of each part are kept.
 std::pair<std::vector<Cell>, std::vector<Cell>> aroundSpot(const Spot& spot, std::size_t reach) {
     const std::string_view text = spot.text;
     const std::size_t position = std::min(spot.position, text.size());
@@ -144,6 +145,10 @@ std::string positionText(const Spot& spot) {
            std::to_string(at.column);
 }
 
+std::string messageText(const BadInput& problem) {
+    return printable(problem.what()) + (problem.spot ? " — " + positionText(*problem.spot) : "");
+}
+
 Terminal Terminal::ofOutput() { return Terminal(STDOUT_FILENO); }
 Terminal Terminal::ofErrors() { return Terminal(STDERR_FILENO); }
 
@@ -193,9 +198,18 @@ std::string Terminal::wrapped(std::string_view text, std::size_t indent, std::si
     return result;
 }
 
+std::string Terminal::field(std::string_view label, std::string_view text, std::size_t indent,
+                            std::size_t labelWidth) const {
+    const std::size_t column = indent + labelWidth;
+    const std::string name = printable(label);
+    const bool fits = displayWidth(name) < labelWidth;
+    return std::string(indent, ' ') + styled(Style::quiet, padded(name, labelWidth)) +
+           (fits ? "" : "\n" + std::string(column, ' ')) + wrapped(printable(text), column, column) + '\n';
+}
+
 std::string Terminal::excerpt(const Spot& spot, std::size_t indent, Style style) const {
-    constexpr std::size_t widthOfNone = 110;
-    const std::size_t room = std::min(width_, widthOfNone) - indent - 2;
+    constexpr std::size_t widthOfFile = 110;
+    const std::size_t room = std::min(width_, widthOfFile) - indent - 2;
     auto [before, after] = aroundSpot(spot, 4 * room);
     const std::size_t roomBefore = std::max(room / 2, room - std::min(room, widthOf(after)));
     std::string line;

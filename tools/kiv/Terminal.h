@@ -8,11 +8,11 @@
 
 namespace kiv::tool {
 
-/// The text with every character that a terminal would act on written as an escape, and malformed UTF-8
+/// The text with every character that would control a terminal written as an escape, and malformed UTF-8
 /// replaced.
 std::string printable(std::string_view text);
 
-/// The text in double quotes, printable and cut when it is long.
+/// The text in double quotes, printable, and cut after 40 characters.
 std::string inQuotes(std::string_view text);
 
 /// "1 error", "2 errors".
@@ -21,7 +21,7 @@ std::string counted(std::size_t count, std::string_view noun);
 /// Columns that a printable text takes.
 std::size_t displayWidth(std::string_view text);
 
-/// The text and as many spaces as it takes to be `width` columns wide.
+/// The text, followed by spaces up to `width` columns. A longer text stays as it is.
 std::string padded(std::string_view text, std::size_t width);
 
 /// Line and column of a byte of a text, counted from 1; columns are characters.
@@ -31,8 +31,11 @@ struct LineColumn {
 };
 LineColumn lineColumn(std::string_view text, std::size_t position);
 
-/// Where the spot is, for a message: "column 5", or "line 2, column 5" further down.
+/// Where the spot is, for a message: "column 5", or "line 2, column 5" below the first line.
 std::string positionText(const Spot& spot);
+
+/// What is wrong and where, printable, without the advice: unknown word "foo" — column 5.
+std::string messageText(const BadInput& problem);
 
 /// Where the output goes: a person's terminal, with a width and perhaps colours, or a file or pipe.
 class Terminal {
@@ -44,17 +47,24 @@ public:
 
     bool isTerminal() const { return isTerminal_; }
 
-    /// Columns of a line; without a terminal there is no end to a line.
+    /// Columns of a line. In a file or pipe a line has no limit: `npos`.
     std::size_t width() const { return width_; }
 
     std::string styled(Style style, std::string_view text) const;
 
-    /// The text broken at spaces, each line behind `indent` spaces. The first line starts at column `first`
-    /// when that is given, and is not indented. No line break at the end.
+    /// Breaks the text at spaces and indents each line by `indent`. With `first`, the first line continues a
+    /// line that is already `first` columns long, and is not indented. No line break at the end.
     std::string wrapped(std::string_view text, std::size_t indent,
                         std::size_t first = std::string::npos) const;
 
-    /// The line of the spot and a mark under it, cut to the width: two lines, each ended.
+    /// A label, and its text wrapped in the column to the right of it. The column starts after `indent` and
+    /// `labelWidth`; a label that leaves no space there stands on a line of its own. With a line break at the
+    /// end.
+    std::string field(std::string_view label, std::string_view text, std::size_t indent,
+                      std::size_t labelWidth) const;
+
+    /// The line that contains the spot, and below it a mark under the spot. A line that is too long is cut to
+    /// what is around the spot. Each of the two lines ends with a line break.
     std::string excerpt(const Spot& spot, std::size_t indent, Style style) const;
 
 private:

@@ -70,9 +70,7 @@ private:
     }
 
     void line(std::string_view label, const std::string& text, std::size_t indent) const {
-        const std::size_t column = indent + labelWidth;
-        std::cout << std::string(indent, ' ') << terminal_.styled(Style::quiet, padded(label, labelWidth))
-                  << terminal_.wrapped(printable(text), column, column) << '\n';
+        std::cout << terminal_.field(label, text, indent, labelWidth);
     }
 
     void field(const json::object& object, std::string_view name, std::string_view label,

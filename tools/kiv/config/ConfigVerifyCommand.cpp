@@ -128,8 +128,7 @@ void checkPayload(const json::string& data, const std::string& appKey, Checklist
     try {
         payload = parseObject(data, "");
     } catch (const BadInput& problem) {
-        checks.wrong(KIVC_JSON_data,
-                     problem.what() + (problem.spot ? " — " + positionText(*problem.spot) : std::string()));
+        checks.wrong(KIVC_JSON_data, messageText(problem));
         return;
     }
     checks.good(KIVC_JSON_data,

@@ -24,16 +24,16 @@ constexpr const char* examples = R"TEXT(Examples:
   kiv eval -- -5
   echo '{"expression": "numeq(\"1.0\", 1)"}' | kiv eval --batch
 
-A batch has one JSON object a line:
+A batch is one JSON object per line:
   {"expression": TEXT, "flagName": TEXT, "properties": {NAME: VALUE},
    "context": {NAME: VALUE}, "targetGroups": {IDENTIFIER: CONDITION}}
-All but the expression may be missing. A property's value is a text, a number, a boolean, or
+Only the expression is required. A property's value is a text, a number, a boolean, or
   {"type": "string|semver|datetime|bool|int|double", "value": VALUE}
-Each line is answered by one, in the same order:
+Each line is answered by one line, in the same order:
   {"outcome":"value","type":TYPE,"value":VALUE,"stringValue":TEXT or null}
   {"outcome":"undefined"}              the value is undefined
-  {"outcome":"empty"}                  the evaluation failed, or left nothing
-  {"outcome":"error","reason":TEXT}    the line is no request (then the exit code is 1)
+  {"outcome":"empty"}                  the evaluation failed, or gave no value
+  {"outcome":"error","reason":TEXT}    the line is not a request; the exit code is then 1
 Empty lines are skipped.)TEXT";
 
 int evaluateOne(const EvaluationRequest& request) {
@@ -57,7 +57,7 @@ json::object answerLine(const std::string& line) {
     std::string error;
     const auto document = parseJson(line, &error);
     if (!document) {
-        throw BadInput("no JSON: " + error);
+        throw BadInput("not JSON: " + error);
     }
     return answer(parseRequest(*document));
 }
@@ -96,14 +96,16 @@ void addEvalCommand(CLI::App& parent, int& exitCode) {
     command->add_option("--flag-name", options->flagName, "The flag that the expression is evaluated for")
         ->type_name("NAME");
     options->world.addTo(*command);
-    command->add_flag("--batch", options->batch, "Read requests from standard input, one JSON object a line");
+    command->add_flag("--batch", options->batch,
+                      "Read requests from standard input, one JSON object per line");
     command->footer(std::string(examples) + EvaluationOptions::typesHelp);
     command->callback([options, expression, &exitCode] {
         if (expression->empty() != options->batch) {
             throw WrongUsage("eval takes either an expression or --batch");
         }
         if (options->batch && (options->world.given() || !options->flagName.empty())) {
-            throw WrongUsage("with --batch, properties and the rest stand in the requests");
+            throw WrongUsage(
+                "with --batch, each request has its own properties, context, target groups and flag name");
         }
         if (options->batch) {
             exitCode = evaluateBatch();

@@ -5,6 +5,7 @@
 #include <unicode/utf8.h>
 
 #include "KivxLanguage/KivxTokenizedExpression.h"
+#include "evaluate/ValueText.h"
 #include "expression/OperatorSignatures.h"
 
 namespace kiv::tool {
@@ -13,7 +14,7 @@ namespace {
 using Kind = RecordedStep::Kind;
 using Outcome = RecordedStep::Outcome;
 
-/// The value on its own; of a long text the beginning.
+/// The value as it is recorded: a text is copied, and cut after 4096 bytes.
 KivxValue kept(const KivxValue& value) {
     constexpr std::size_t longest = 4096;
     const auto text = value.text();
@@ -27,9 +28,8 @@ KivxValue kept(const KivxValue& value) {
     return std::string(text->substr(0, end));
 }
 
-bool truth(const KivxValue& condition) { return !condition.isUndefined() && condition.boolValue(); }
-
-/// Puts the steps of one evaluation together, walking its words as the evaluator does.
+/// Builds the steps of one evaluation. Takes its words in the order of the evaluator, from the last to the
+/// first.
 class Builder {
 public:
     explicit Builder(RecordedEvaluation& evaluation) : evaluation_(evaluation) {}
@@ -43,7 +43,7 @@ public:
               .position = position});
     }
 
-    /// `step` lacks its arguments.
+    /// Adds a step that lacks its arguments; takes `arity` of them from the stack.
     void addCall(RecordedStep&& step, std::size_t arity) {
         step.kind = Kind::call;
         for (; arity > 0; --arity) {
@@ -72,7 +72,7 @@ private:
 
     void markChoice(const RecordedStep& choice) {
         const std::size_t condition = choice.arguments.front();
-        const bool isMet = condition != RecordedStep::missing && truth(evaluation_.steps[condition].value);
+        const bool isMet = condition != RecordedStep::missing && holds(evaluation_.steps[condition].value);
         if (const std::size_t other = choice.arguments[isMet ? 2 : 1]; other != RecordedStep::missing) {
             evaluation_.steps[other].taken = false;
         }
@@ -81,7 +81,7 @@ private:
     RecordedEvaluation& evaluation_;
     std::vector<std::size_t> stack_;
     std::size_t order_ = 0;
-    bool over_ = false; ///< the evaluation has failed
+    bool over_ = false; ///< a step has failed, and with it the evaluation
 };
 
 } // namespace

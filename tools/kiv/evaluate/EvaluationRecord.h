@@ -16,56 +16,59 @@ namespace kiv::tool {
 
 struct RecordedEvaluation;
 
-/// A word of an expression: a literal, or an operator with what it did.
+/// A word of an expression: a literal, an operator with what it did, or an unknown word.
 struct RecordedStep {
     enum class Kind { literal, call, unknownWord };
     enum class Outcome { value, failed, notReached };
 
+    /// Stands for an argument that the expression does not have.
     static constexpr std::size_t missing = std::numeric_limits<std::size_t>::max();
 
     Kind kind = Kind::literal;
     Outcome outcome = Outcome::value;
-    std::string name = {};                   ///< of the operator, or the unknown word
-    std::size_t position = 0;                ///< in the expression, in bytes
-    std::size_t order = 0;                   ///< of operators that were run, from 1
+    std::string name = {};    ///< of the operator, or the unknown word
+    std::size_t position = 0; ///< in the expression, in bytes
+    std::size_t order = 0;    ///< 1 for the operator that ran first; 0 for steps that did not run
     std::vector<std::size_t> arguments = {}; ///< steps of the same evaluation, or `missing`
     KivxValue value = {};                    ///< a long text is cut
-    bool taken = true; ///< false for what a choice was made against, though it was evaluated
+    bool taken = true; ///< false for the branch that `ifThen` evaluated but did not choose
     std::vector<std::pair<std::string, KivxValue>> notes = {};
-    std::vector<std::unique_ptr<RecordedEvaluation>> evaluations = {}; ///< made inside the operator
+    /// Evaluations inside the operator: of a target group's condition, or of another flag.
+    std::vector<std::unique_ptr<RecordedEvaluation>> evaluations = {};
 
     bool isCallOf(std::string_view op) const { return kind == Kind::call && name == op; }
 
-    /// A detail that the operator told of; null when it did not.
+    /// A detail that the operator noted, for example "bucket"; null when it noted none of that name.
     const KivxValue* note(std::string_view what) const;
 };
 
-/// An evaluation that is over.
+/// A finished evaluation.
 struct RecordedEvaluation {
     struct Failure {
-        std::string name; ///< of the operator or word, empty when no step was reached
-        std::size_t position;
+        std::string name;     ///< of the operator or unknown word; empty when no step was reached
+        std::size_t position; ///< in the expression, in bytes
         std::string reason;
     };
 
     std::string expression;
     std::string flagName;
-    KivxValue value = {}; ///< `none` when it failed or left nothing
+    KivxValue value = {}; ///< `none` when it failed or gave no value
     std::optional<Failure> failure = {};
     std::vector<RecordedStep> steps = {};
-    /// The steps that are nobody's argument, from left to right: the first is the value.
+    /// The steps that are no argument of another one, from left to right. The first gives the value.
     std::vector<std::size_t> roots = {};
-    bool cut = false; ///< there were too many steps to keep these
+    bool cut = false; ///< the steps were dropped, because all evaluations together had too many
 
     const RecordedStep* root() const { return roots.empty() ? nullptr : &steps[roots.front()]; }
 };
 
-/// Keeps all steps of the evaluations that it watches.
+/// Records the steps of the evaluations that it watches.
 class EvaluationRecorder : public KivxTrace {
 public:
+    /// Once more operators than this have run, evaluations are recorded without their steps.
     static constexpr std::size_t mostSteps = 100'000;
 
-    /// The operators of the parser that is watched, which it borrows.
+    /// `operators` are those of the watched parser; they are borrowed.
     explicit EvaluationRecorder(const KivxOperatorTable& operators);
     ~EvaluationRecorder() override;
 
@@ -76,7 +79,7 @@ public:
     void noted(std::string_view what, const KivxValue& value) override;
     void left(const KivxValue& result) override;
 
-    /// The outermost evaluation. Call it after one is over.
+    /// The last outermost evaluation. Call it after an evaluation has ended.
     const RecordedEvaluation& evaluation() const { return *outermost_; }
 
 private:

@@ -11,7 +11,8 @@ namespace {
                    why);
 }
 
-/// Calls `read` with the name and the value of each member of that object, if there is one.
+/// Calls `read` with the name and the value of each member of the object that `document` has under the name
+/// `object`; does nothing when it has none.
 template <class Read>
 void forEachIn(const json::value& document, std::string_view object, Read read) {
     const json::value* found = member(document, object);
@@ -34,7 +35,7 @@ void forEachIn(const json::value& document, std::string_view object, Read read) 
 
 EvaluationRequest parseRequest(const json::value& document) {
     if (!document.is_object()) {
-        throw BadInput("a request is a JSON object");
+        throw BadInput("a request must be a JSON object");
     }
     const json::string* expression = textMember(document, "expression");
     if (!expression) {

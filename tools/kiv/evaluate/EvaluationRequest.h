@@ -20,8 +20,8 @@ struct EvaluationRequest {
     std::vector<std::pair<std::string, std::string>> targetGroups = {}; ///< identifier and condition
 };
 
-/// Reads {"expression", "flagName", "properties", "context", "targetGroups"}; all but the expression may be
-/// missing. Throws `BadInput` naming the member that is wrong.
+/// Reads {"expression", "flagName", "properties", "context", "targetGroups"}, of which only the expression is
+/// required. Throws `BadInput` that names the wrong member.
 EvaluationRequest parseRequest(const json::value& document);
 
 } // namespace kiv::tool

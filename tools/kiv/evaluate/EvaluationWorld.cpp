@@ -66,7 +66,7 @@ public:
     }
 
 private:
-    const KivxParser& parser_; ///< it owns this source
+    const KivxParser& parser_; ///< owns this object
     std::shared_ptr<const KIVExperiments> experiments_;
 };
 

@@ -20,22 +20,22 @@ namespace kiv::tool {
 /// experiments and target groups of a document.
 ///
 /// No device is linked to a target group here. The flags of the document count as registered: an expression
-/// that asks for one sees its value in the same context. What the document gives no value is "false", as
-/// nobody knows its default.
+/// that asks for one sees its value in the same context. A flag without a value is "false", because its
+/// default is not known here.
 class EvaluationWorld {
 public:
-    /// Takes everything but the expression and the flag's name from the request, and keeps no reference to
-    /// it or to the payload (null: there is no document). Where both name a target group, the request's
-    /// counts.
+    /// Takes properties, context and target groups from the request, and experiments and target groups from
+    /// the payload of a document (null: no document). Keeps no reference to either. When both have a target
+    /// group, the request's counts.
     explicit EvaluationWorld(const EvaluationRequest& request, const json::object* payload = nullptr);
     ~EvaluationWorld();
     EvaluationWorld(const EvaluationWorld&) = delete;
     EvaluationWorld& operator=(const EvaluationWorld&) = delete;
 
-    /// Puts the property in place of any of its name.
+    /// Adds the property, in place of one with the same name.
     void setProperty(std::shared_ptr<const KIVCustomProperty> property);
 
-    /// As `KivxParser::evaluateExpression`.
+    /// `KivxParser::evaluateExpression` with these properties, target groups and context.
     std::optional<KivxEvaluationResult> evaluate(std::string_view expression,
                                                  std::string_view flagName) const {
         return parser_.evaluateExpression(expression, flagName, context_);
@@ -45,9 +45,9 @@ public:
     /// `evaluate` with the flag's name, is the flag's value; valid as long as this object.
     const KIVExperimentModel* experimentFor(std::string_view flagName) const;
 
-    /// What was given, for those who explain a value.
+    // What an explanation of a value looks up.
     bool hasTargetGroup(std::string_view identifier) const;
-    /// Null when there is no group of that identifier, or it has no condition.
+    /// Null when there is no such group, or it has no condition.
     const std::string* conditionOfTargetGroup(std::string_view identifier) const;
     const KIVCustomPropertiesRepository& properties() const { return *properties_; }
     const EvaluationContext& context() const { return context_; }

@@ -25,7 +25,7 @@ constexpr const char* examples = R"TEXT(Examples:
   kiv explain --config configuration.json --flag store.buttonColor --property userId=ada
   kiv explain 'isInTargetGroup("loyal")' --config configuration.json --property orders=12
 
-With --config, the target groups and the flags of the document can be asked for.
+With --config, the expression can use the target groups and the flags of the document.
 The document's signature is not checked; 'kiv config verify' does that.
 
 The exit code is 1 when the evaluation fails.)TEXT";
@@ -56,10 +56,10 @@ void refuseWrongUsage(const Options& options, bool hasExpression) {
         throw WrongUsage("explain takes either an expression, or --config and --flag");
     }
     if (!options.flag.empty() && options.config.empty()) {
-        throw WrongUsage("--flag needs --config, the document that names the flag");
+        throw WrongUsage("--flag needs --config with the document of the flag");
     }
     if (!options.flag.empty() && !options.flagName.empty()) {
-        throw WrongUsage("--flag-name goes with an expression; a flag has its own name");
+        throw WrongUsage("--flag-name belongs to an expression; --flag names the flag itself");
     }
 }
 
@@ -95,7 +95,7 @@ int explain(const Options& options) {
 void addExplainCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
     CLI::App* command =
-        parent.add_subcommand("explain", "Tell step by step why an expression or a flag has its value");
+        parent.add_subcommand("explain", "Explain step by step why an expression or a flag has its value");
     CLI::Option* expression =
         command->add_option("EXPRESSION", options->expression, "The expression to explain")->type_name("");
     command->add_option("--config", options->config, "Envelope or payload, - for standard input")

@@ -10,9 +10,7 @@
 namespace kiv::tool {
 namespace {
 
-constexpr unsigned deepest = 100; // of steps and evaluations inside one another
-
-json::value orNull(const std::optional<std::string>& text) { return text ? json::value(*text) : nullptr; }
+constexpr unsigned deepest = 100; // steps and evaluations inside one another
 
 json::object evaluationJson(const RecordedEvaluation& evaluation, const Explanation& explanation,
                             unsigned depth);
@@ -72,18 +70,10 @@ json::object stepJson(const RecordedEvaluation& evaluation, const RecordedStep& 
     return object;
 }
 
-void addOutcome(json::object& object, const KivxValue& value) {
-    object["outcome"] = value.isNone() ? "empty" : value.isUndefined() ? "undefined" : "value";
-    if (!value.isNone() && !value.isUndefined()) {
-        addValue(object, value);
-        object["stringValue"] = orNull(value.stringValue());
-    }
-}
-
 json::object evaluationJson(const RecordedEvaluation& evaluation, const Explanation& explanation,
                             unsigned depth) {
     json::object object{{"expression", evaluation.expression}, {"flagName", evaluation.flagName}};
-    addOutcome(object, evaluation.value);
+    append(object, outcome(evaluation.value));
     if (evaluation.failure) {
         object["failure"] = evaluation.failure->reason;
     }
@@ -126,7 +116,7 @@ json::object explanationJson(const Explanation& explanation) {
     if (explanation.flag) {
         object["flag"] = flagJson(*explanation.flag);
     }
-    addOutcome(object, explanation.result ? explanation.result->value() : KivxValue::undefined());
+    append(object, outcome(explanation.result));
     if (explanation.failed()) {
         object["failure"] = failureJson(explanation);
     }

@@ -11,12 +11,12 @@
 
 namespace kiv::tool {
 
-/// The flag of a document that a value is explained for.
+/// A flag of a document whose value is explained.
 struct ExplainedFlag {
     std::string name;
-    std::string document;               ///< its file
-    std::size_t experiment;             ///< the one that decides, from 1
-    std::vector<std::size_t> overruled; ///< others that name the flag
+    std::string document;               ///< path of the document's file
+    std::size_t experiment;             ///< number of the experiment that decides, from 1
+    std::vector<std::size_t> overruled; ///< numbers of the other experiments that name the flag
     const KIVExperimentModel& model;
 };
 
@@ -24,7 +24,7 @@ struct ExplainedFlag {
 struct Explanation {
     const EvaluationWorld& world;
     const RecordedEvaluation& evaluation;
-    /// As the evaluation answered.
+    /// What `EvaluationWorld::evaluate` returned.
     const std::optional<KivxEvaluationResult>& result;
     const std::optional<ExplainedFlag>& flag;
 

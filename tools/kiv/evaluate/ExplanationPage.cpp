@@ -14,6 +14,7 @@ namespace {
 using Outcome = RecordedStep::Outcome;
 using Style = Terminal::Style;
 
+/// Prints an explanation for a person.
 class Page {
 public:
     explicit Page(const Explanation& explanation)
@@ -38,10 +39,10 @@ private:
         std::optional<Style> style;
     };
 
-    /// What stands before the lines of a step, and before those of the steps below it.
+    /// The part of the tree that is drawn to the left of a step.
     struct Branch {
-        std::string first;
-        std::string rest;
+        std::string first; ///< stands before the first line of the step
+        std::string rest;  ///< stands before its other lines, and begins those of the steps below
         std::size_t depth = 0;
         bool taken = true;
 
@@ -72,7 +73,7 @@ private:
         std::cout << styledLines(Style::heading, terminal_.wrapped(text, 0)) << '\n';
     }
 
-    /// A text that is not so long as to fill the terminal stands there whole.
+    /// The value with its whole text, unless the text would fill the terminal.
     static std::string wholeText(const KivxValue& value) {
         constexpr std::size_t longest = 1000;
         const auto text = value.text();
@@ -100,8 +101,7 @@ private:
 
     void field(std::string_view label, const std::string& text) const {
         constexpr std::size_t labelWidth = 12;
-        std::cout << std::string(margin, ' ') << terminal_.styled(Style::quiet, padded(label, labelWidth))
-                  << terminal_.wrapped(printable(text), margin + labelWidth, margin + labelWidth) << '\n';
+        std::cout << terminal_.field(label, text, margin, labelWidth);
     }
 
     void heading(std::string_view text) const {
@@ -110,9 +110,8 @@ private:
 
     void failure() const {
         const BadInput problem = failureOf(evaluation_, explanation_.world.parser().operators());
-        std::string message = std::string("✗ ") + problem.what();
-        message += problem.spot ? " — " + positionText(*problem.spot) : "";
-        std::cout << '\n' << styledLines(Style::error, terminal_.wrapped(printable(message), margin)) << '\n';
+        const std::string message = "✗ " + messageText(problem);
+        std::cout << '\n' << styledLines(Style::error, terminal_.wrapped(message, margin)) << '\n';
         if (problem.spot) {
             std::cout << terminal_.excerpt(*problem.spot, 2 * margin, Style::error);
         }
@@ -128,7 +127,7 @@ private:
         }
         heading("Why");
         for (std::size_t index = 0; index < reasons.facts.size(); ++index) {
-            if (index == Reasons::mostOfEnd && reasons.skipped > 0) {
+            if (index == Reasons::keptAtEachEnd && reasons.skipped > 0) {
                 std::cout << "  … " << reasons.skipped << " more, see the steps …\n";
             }
             const auto& [depth, text] = reasons.facts[index];
@@ -183,14 +182,14 @@ private:
         roots(evaluation_, {"  ", "  "}, false);
     }
 
-    /// The trees of an evaluation; `below` tells that they hang from the branch.
+    /// Prints the trees of an evaluation: from the margin, or, when `below` is set, as children of `branch`.
     void roots(const RecordedEvaluation& evaluation, const Branch& branch, bool below) const {
         for (std::size_t index = 0; index < evaluation.roots.size(); ++index) {
             const bool isLast = index + 1 == evaluation.roots.size();
             const bool counts = index == 0;
             const Branch own = below ? branch.below(isLast, counts) : branch;
             step(evaluation, evaluation.steps[evaluation.roots[index]], own,
-                 counts || evaluation.failure ? "" : "left over: the first counts");
+                 counts || evaluation.failure ? "" : "left over: only the first value counts");
         }
     }
 
@@ -217,7 +216,7 @@ private:
         }
     }
 
-    /// How far the tree may go to the right.
+    /// How many levels of the tree are shown, so that a line has room for a step.
     std::size_t deepest() const {
         constexpr std::size_t most = 100;
         constexpr std::size_t leastForStep = 26;
@@ -264,7 +263,8 @@ private:
         return pieces;
     }
 
-    /// One line when the pieces fit, else each piece that does not on lines of its own, further in.
+    /// Prints the pieces on one line as far as they fit. A piece that does not fit starts a new, indented
+    /// line.
     void line(const Branch& branch, const std::vector<Piece>& pieces, bool hasBelow = false) const {
         const std::string continued = branch.rest + (hasBelow ? "│    " : "   ");
         std::size_t used = displayWidth(branch.first);
@@ -292,7 +292,7 @@ private:
         std::cout << output << '\n';
     }
 
-    /// The lines, styled each, with the tree in place of the margin.
+    /// Styles each line of `wrapped`, and draws the tree in place of the margin of each line but the first.
     std::string onBranch(const std::string& wrapped, const std::string& margins,
                          std::optional<Style> style) const {
         std::string result;

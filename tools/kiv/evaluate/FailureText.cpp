@@ -10,7 +10,8 @@
 namespace kiv::tool {
 namespace {
 
-/// How to give the operator that failed the texts that it wants, where properties are numbers.
+/// For an operator that failed because it wants texts and was given properties that are numbers: how to give
+/// those properties as texts. Else empty.
 std::string adviceForNumbers(const RecordedEvaluation& evaluation, const RecordedStep& failed) {
     std::string advice;
     const OperatorSignature* signature = operatorSignature(failed.name);
@@ -31,7 +32,7 @@ std::string adviceForNumbers(const RecordedEvaluation& evaluation, const Recorde
     return advice;
 }
 
-/// What the operator that failed was given.
+/// The failed operator with its arguments, and advice on them; empty when no operator failed.
 std::string givenText(const RecordedEvaluation& evaluation) {
     const auto failed =
         std::ranges::find(evaluation.steps, RecordedStep::Outcome::failed, &RecordedStep::outcome);
@@ -44,7 +45,7 @@ std::string givenText(const RecordedEvaluation& evaluation) {
 
 BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable& operators) {
     if (!evaluation.failure) {
-        return BadInput("the expression holds no value");
+        return BadInput("the expression contains no value");
     }
     const auto& [name, position, reason] = *evaluation.failure;
     const std::string& expression = evaluation.expression;
@@ -62,7 +63,8 @@ BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable
         return BadInput("the operator " + inQuotes(name) + " fails: " + reason,
                         Spot{expression, position, name.size()}, advice);
     }
-    // The reader stops early, and what closes nothing was often opened once too often.
+    // A word is unknown. What the reader says about that place is best; where it says nothing, its first
+    // finding is: it may have stopped before this place, or an earlier mistake is the cause.
     findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
     auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
     if (found + 1 == findings.end()) {

@@ -9,11 +9,11 @@
 
 namespace kiv::tool {
 
-/// Says where and why an evaluation failed or left nothing, and what reading the expression as its author
-/// meant it tells about that. `operators` are those that the evaluation knew.
+/// Says where and why an evaluation failed or gave no value, with what `ExpressionReader` finds about that in
+/// the expression. `operators` are those of the parser that evaluated it.
 BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable& operators);
 
-/// The mistakes in an expression, with which it may give a value all the same.
+/// The errors that `ExpressionReader` finds in an expression. It may have a value in spite of them.
 std::vector<ExpressionFinding> errorsIn(std::string_view expression);
 
 } // namespace kiv::tool

@@ -17,10 +17,6 @@
 namespace kiv::tool {
 namespace {
 
-constexpr std::string_view types[] = {KIVC_customPropertyTypeString,   KIVC_customPropertyTypeSemver,
-                                      KIVC_customPropertyTypeDateTime, KIVC_customPropertyTypeBool,
-                                      KIVC_customPropertyTypeInt,      KIVC_customPropertyTypeDouble};
-
 std::optional<std::int32_t> int32(const json::value& value) {
     const std::int64_t* integer = value.if_int64();
     if (!integer || *integer < std::numeric_limits<std::int32_t>::min() ||
@@ -48,9 +44,8 @@ Property plainProperty(const std::string& name, const json::value& value) {
 }
 
 [[noreturn]] void refuseType(std::string_view type) {
-    const std::string_view meant = closest(type, types);
-    throw BadInput("the type " + inQuotes(type) + " is none of string, semver, datetime, bool, int, double",
-                   {}, meant.empty() ? "" : "Did you mean " + std::string(meant) + "?");
+    throw BadInput("the type " + inQuotes(type) + " is none of " + listed(propertyTypes), {},
+                   didYouMean(type, propertyTypes));
 }
 
 Property typedProperty(const std::string& name, std::string_view type, const json::value& value) {
@@ -69,7 +64,7 @@ Property typedProperty(const std::string& name, std::string_view type, const jso
     if (isPlain) {
         return plainProperty(name, value);
     }
-    if (std::ranges::find(types, type) == std::end(types)) {
+    if (std::ranges::find(propertyTypes, type) == std::end(propertyTypes)) {
         refuseType(type);
     }
     throw BadInput("the value " + compactJson(value) + " does not fit the type " + inQuotes(type));
@@ -79,7 +74,7 @@ bool isTextType(std::string_view type) {
     return type == KIVC_customPropertyTypeString || type == KIVC_customPropertyTypeSemver;
 }
 
-/// The boolean or number that a text is written like, else the text.
+/// A boolean or a number when the text is written like one, else the text.
 json::value literal(const std::string& text) {
     if (text == KivxTrue || text == KivxFalse) {
         return text == KivxTrue;
@@ -90,7 +85,7 @@ json::value literal(const std::string& text) {
     return json::value(text);
 }
 
-/// The same, but for numbers that are written in another way than a number would be.
+/// The same, but a number that would be written in another way, such as 007, stays a text.
 json::value untypedLiteral(const std::string& text) {
     json::value value = literal(text);
     const bool keepsText = !value.is_number() || contextValueFromJson(value).description() == text;
@@ -124,7 +119,7 @@ KIVDate dateFromJson(const json::value& value) {
     const json::string* text = value.if_string();
     const std::optional<KIVDate> parsed = text ? parseDate(*text) : std::nullopt;
     if (!parsed) {
-        throw BadInput("a \"datetime\" is a text like \"2026-01-31T12:00:00.000Z\", or seconds since 1970");
+        throw BadInput("must be a date like \"2026-01-31T12:00:00.000Z\", or a number of seconds since 1970");
     }
     return *parsed;
 }
@@ -154,7 +149,7 @@ NamedText namedText(std::string_view text) {
     const std::size_t colon = head.rfind(':');
     const std::string_view name = head.substr(0, colon);
     if (equals == text.npos || name.empty()) {
-        throw WrongUsage("there is no NAME=VALUE in " + inQuotes(text));
+        throw WrongUsage(inQuotes(text) + " does not have the form NAME=VALUE");
     }
     return {std::string(name), std::string(colon == head.npos ? "" : head.substr(colon + 1)),
             std::string(text.substr(equals + 1))};
@@ -173,9 +168,9 @@ KivxValue contextValueFromText(const NamedText& text) {
         return contextValueFromJson(untypedLiteral(text.value));
     }
     if (text.type == KIVC_customPropertyTypeSemver || text.type == KIVC_customPropertyTypeDateTime) {
-        throw BadInput("values of the context are of the types string, bool, int and double only");
+        throw BadInput("a value of the context has one of the types string, bool, int and double");
     }
-    propertyFromText(text); // refuses what does not fit the type
+    propertyFromText(text); // throws when the value does not fit the type
     return contextValueFromJson(isTextType(text.type) ? json::value(text.value) : literal(text.value));
 }
 

@@ -4,14 +4,13 @@
 
 #include "Terminal.h"
 #include "evaluate/StepText.h"
+#include "evaluate/ValueText.h"
 
 namespace kiv::tool {
 namespace {
 
 constexpr unsigned deepest = 100;
-constexpr std::size_t most = 1000;
-
-bool truth(const RecordedStep& step) { return !step.value.isUndefined() && step.value.boolValue(); }
+constexpr std::size_t mostFacts = 1000;
 
 /// Collects the facts of one evaluation and of those inside it.
 class Collector {
@@ -33,14 +32,14 @@ private:
     };
 
     void step(const Where& where, const RecordedStep& own, unsigned level) {
-        if (own.kind != RecordedStep::Kind::call || level == deepest || facts_.size() == most) {
+        if (own.kind != RecordedStep::Kind::call || level == deepest || facts_.size() == mostFacts) {
             return;
         }
         if (std::ranges::count(own.arguments, RecordedStep::missing) > 0) {
             fact(where, own);
         } else if (own.name == "ifThen") {
             argument(where, own, 0, level);
-            argument(where, own, truth(argumentOf(where, own, 0)) ? 1 : 2, level);
+            argument(where, own, holds(argumentOf(where, own, 0).value) ? 1 : 2, level);
         } else if (own.name == "and" || own.name == "or") {
             either(where, own, level);
         } else if (own.name == "not") {
@@ -58,12 +57,12 @@ private:
         step(where, argumentOf(where, own, index), level + 1);
     }
 
-    /// One side settles `and` when it is false, and `or` when it is true.
+    /// One side is enough to decide: a false one for `and`, a true one for `or`.
     void either(const Where& where, const RecordedStep& own, unsigned level) {
         const bool settling = own.name == "or";
-        const bool bothCount = truth(own) != settling;
+        const bool bothCount = holds(own.value) != settling;
         for (const std::size_t index : {std::size_t{0}, std::size_t{1}}) {
-            if (bothCount || truth(argumentOf(where, own, index)) == settling) {
+            if (bothCount || holds(argumentOf(where, own, index).value) == settling) {
                 argument(where, own, index, level);
             }
         }
@@ -74,7 +73,7 @@ private:
         inside(where, own, 0);
     }
 
-    /// The evaluations that the step and its arguments made.
+    /// Collects the facts of the evaluations inside the step and its arguments.
     void inside(const Where& where, const RecordedStep& own, unsigned level) {
         for (const auto& evaluation : own.evaluations) {
             this->evaluation(*evaluation, where.depth + 1);
@@ -108,16 +107,17 @@ private:
         if (own.note("bucket")) {
             const bool isRange = own.name == "isInPercentageRange";
             return literalText(*own.note("seed")) + " falls into bucket " + bucketText(evaluation, own) +
-                   (truth(own) ? ", inside " : ", outside ") + (isRange ? argumentText(0) : "0") + " to " +
-                   argumentText(isRange ? 1 : 0);
+                   (holds(own.value) ? ", inside " : ", outside ") + (isRange ? argumentText(0) : "0") +
+                   " to " + argumentText(isRange ? 1 : 0);
         }
         if (own.name == "isInTargetGroup" && own.arguments.front() != RecordedStep::missing) {
-            return (truth(own) ? "in the target group " : "not in the target group ") + argumentText(0);
+            return (holds(own.value) ? "in the target group " : "not in the target group ") + argumentText(0);
         }
         return sourceText(evaluation, own) + " is " + literalText(own.value);
     }
 
-    /// The properties that the step is about, as "orders is 12, country is "FR"".
+    /// Appends the properties that the step depends on to `details`: orders is 12, country is "FR". At most
+    /// `left` of them, which counts down.
     static void collectProperties(const RecordedEvaluation& evaluation, const RecordedStep& own,
                                   std::string& details, unsigned& left, unsigned level) {
         for (const std::size_t index : own.arguments) {
@@ -148,9 +148,9 @@ private:
 Reasons reasonsFor(const RecordedEvaluation& evaluation, const EvaluationWorld& world) {
     Reasons reasons;
     Collector(world, reasons.facts).evaluation(evaluation, 0);
-    if (reasons.facts.size() > 2 * Reasons::mostOfEnd) {
-        reasons.skipped = reasons.facts.size() - 2 * Reasons::mostOfEnd;
-        const auto gap = reasons.facts.begin() + Reasons::mostOfEnd;
+    if (reasons.facts.size() > 2 * Reasons::keptAtEachEnd) {
+        reasons.skipped = reasons.facts.size() - 2 * Reasons::keptAtEachEnd;
+        const auto gap = reasons.facts.begin() + Reasons::keptAtEachEnd;
         reasons.facts.erase(gap, gap + static_cast<std::ptrdiff_t>(reasons.skipped));
     }
     return reasons;

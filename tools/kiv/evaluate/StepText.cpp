@@ -40,7 +40,7 @@ std::string membersText(const KivxValue::Dictionary& members) {
     return text;
 }
 
-/// `argumentText` writes a step that is an argument.
+/// The operator's name and its arguments in parentheses; `argumentText` gives the text of an argument.
 template <class ArgumentText>
 std::string call(const RecordedEvaluation& evaluation, const RecordedStep& step, ArgumentText argumentText) {
     std::string text;
@@ -62,7 +62,7 @@ std::string sourceText(const RecordedEvaluation& evaluation, const RecordedStep&
                 [&](const RecordedStep& argument) { return sourceText(evaluation, argument, depth + 1); });
 }
 
-/// The text argument of an operator that has one only; null when it is none.
+/// The argument of an operator that has one argument, if that is a text; else null.
 const KivxValue* onlyText(const RecordedEvaluation& evaluation, const RecordedStep& step) {
     if (step.arguments.size() != 1 || step.arguments.front() == RecordedStep::missing) {
         return nullptr;
@@ -117,7 +117,7 @@ std::string flagRemark(const KivxValue* name, const RecordedStep& step, const Ev
     return hasValue ? "" : "it gets no value: \"false\" here, and the flag's default in an application";
 }
 
-/// What the operator makes of an argument that is undefined, when it makes something of it.
+/// What the operator does with an undefined argument; empty when it has none, or this needs no remark.
 std::string remarkOnUndefined(const RecordedEvaluation& evaluation, const RecordedStep& step) {
     const bool hasUndefined = std::ranges::any_of(step.arguments, [&](std::size_t argument) {
         return argument != RecordedStep::missing && evaluation.steps[argument].value.isUndefined();
@@ -134,7 +134,7 @@ std::string remarkOnUndefined(const RecordedEvaluation& evaluation, const Record
     constexpr std::string_view comparisons[] = {"lt", "lte", "gt", "gte", "match"};
     const bool isComparison =
         step.name.starts_with("semver") || std::ranges::find(comparisons, step.name) != std::end(comparisons);
-    return isComparison ? "false whenever something is undefined" : "";
+    return isComparison ? "always false when an argument is undefined" : "";
 }
 
 template <class Visit>
@@ -178,9 +178,9 @@ std::string sourceText(const RecordedEvaluation& evaluation, const RecordedStep&
 std::string bucketText(const RecordedEvaluation& evaluation, const RecordedStep& step) {
     const double bucket = *step.note("bucket")->real();
     for (const std::size_t argument : step.arguments) {
-        constexpr double tooNear = 1e-6;
-        const KivxValue& bound = evaluation.steps[argument].value; // the seed comes last: none is missing
-        if (bound.isNumber() && std::abs(bound.doubleValue() - bucket) < tooNear) {
+        constexpr double veryNear = 1e-6;
+        const KivxValue& bound = evaluation.steps[argument].value; // present: the seed comes after the bounds
+        if (bound.isNumber() && std::abs(bound.doubleValue() - bucket) < veryNear) {
             return doubleText(bucket);
         }
     }
@@ -199,7 +199,7 @@ std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& ste
     }
     const KivxValue* name = onlyText(evaluation, step);
     if (step.isCallOf("property")) {
-        return name ? sourceOf(*name->text(), step.value, world) : "the name is no text";
+        return name ? sourceOf(*name->text(), step.value, world) : "the name is not a text";
     }
     if (step.isCallOf("isInTargetGroup")) {
         return groupRemark(name, step, world);
@@ -207,7 +207,7 @@ std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& ste
     if (step.isCallOf("flagValue")) {
         return flagRemark(name, step, world);
     }
-    return step.isCallOf("isTargetGroupPaired") ? "no device is linked here" : "";
+    return step.isCallOf("isTargetGroupPaired") ? "no device is linked to target groups here" : "";
 }
 
 std::vector<PropertyRead> propertiesRead(const RecordedEvaluation& evaluation, const EvaluationWorld& world) {

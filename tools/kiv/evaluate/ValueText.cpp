@@ -1,5 +1,7 @@
 #include "evaluate/ValueText.h"
 
+#include <utility>
+
 #include "Platform/Text/Dates.h"
 
 namespace kiv::tool {
@@ -69,19 +71,34 @@ json::value toJson(const KivxValue& value) {
     return nullptr;
 }
 
-json::object outcome(const std::optional<KivxEvaluationResult>& result) {
-    if (!result) {
+json::object outcome(const KivxValue& value) {
+    if (value.isUndefined()) {
         return {{"outcome", "undefined"}};
     }
-    if (result->value().isNone()) {
+    if (value.isNone()) {
         return {{"outcome", "empty"}};
     }
-    const std::optional<std::string> text = result->stringValue();
     return {{"outcome", "value"},
-            {"type", typeName(result->value())},
-            {"value", toJson(result->value())},
-            {"stringValue", text ? json::value(*text) : json::value()}};
+            {"type", typeName(value)},
+            {"value", toJson(value)},
+            {"stringValue", orNull(value.stringValue())}};
 }
+
+json::object outcome(const std::optional<KivxEvaluationResult>& result) {
+    return outcome(result ? result->value() : KivxValue::undefined());
+}
+
+json::value orNull(const std::optional<std::string>& text) {
+    return text ? json::value(*text) : json::value();
+}
+
+void append(json::object& object, json::object more) {
+    for (auto& [name, value] : more) {
+        object.emplace(name, std::move(value));
+    }
+}
+
+bool holds(const KivxValue& condition) { return !condition.isUndefined() && condition.boolValue(); }
 
 std::string toText(const KivxValue& value) {
     if (value.isUndefined()) {

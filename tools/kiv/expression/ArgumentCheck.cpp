@@ -32,12 +32,13 @@ std::string shown(const Token& token) {
 
 Problem failure(const OperatorSignature& op, const std::string& wanted, const Token& token,
                 std::string advice = {}) {
-    return ArgumentProblem{
-        true, std::string(op.name) + " takes " + wanted + " here, which " + shown(token) + " is not",
-        advice.empty() ? "The evaluation fails: the flag keeps its default." : std::move(advice)};
+    return ArgumentProblem{true, std::string(op.name) + " takes " + wanted + " here, not " + shown(token),
+                           advice.empty() ? "The evaluation fails: the flag keeps its default."
+                                          : std::move(advice)};
 }
 
-/// The engine's name for an error in words.
+/// An error name of the regular expression engine in words: U_REGEX_MISSING_CLOSE_BRACKET becomes "missing
+/// close bracket".
 std::string readable(std::string_view error) {
     constexpr std::string_view prefix = "U_REGEX_";
     std::string words = lowercasedAscii(error.substr(error.starts_with(prefix) ? prefix.size() : 0));
@@ -61,9 +62,9 @@ Problem checkPatternFlags(const Token& token) {
         return {};
     }
     return ArgumentProblem{
-        false, "the flags " + shown(token) + " hold a letter that means nothing",
-        "i ignores case, x allows comments, s lets a dot match line ends, m lets anchors match at "
-        "lines, w makes word boundaries Unicode's."};
+        false, "the flags " + shown(token) + " contain a letter without a meaning",
+        "The flags are: i ignores case, x allows white space and comments in the pattern, s lets a dot match "
+        "line ends, m lets ^ and $ match at each line, w uses Unicode's word boundaries."};
 }
 
 Problem checkTargetGroup(const Token& token, const Names* targetGroups) {
@@ -125,7 +126,7 @@ Problem checkCondition(ArgumentKind kind, const OperatorSignature& op, const Tok
 
 Problem checkDate(const OperatorSignature& op) {
     return ArgumentProblem{false, std::string(op.name) + " takes a date, which only a property can give",
-                           "Of anything else it makes undefined."};
+                           "For anything else it gives undefined."};
 }
 
 } // namespace

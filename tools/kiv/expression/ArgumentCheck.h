@@ -12,19 +12,19 @@ namespace kiv::tool {
 
 using Names = std::set<std::string, std::less<>>;
 
-/// Why an argument cannot do what its operator is asked for.
+/// What is wrong with an argument of an operator.
 struct ArgumentProblem {
     bool isError;
     std::string message;
     std::string advice = {};
 };
 
-/// Looks at an argument that is a literal; of what an operator will answer nothing is known. `index` is below
-/// the operator's arity; `targetGroups` may be null.
+/// Checks the argument `index` (below the arity) of `op`. Only literals are checked, because nobody knows
+/// what a call will answer. Without `targetGroups` (null) a target group is not looked up.
 std::optional<ArgumentProblem> checkArgument(const OperatorSignature& op, std::size_t index,
                                              const Token& argument, const Names* targetGroups);
 
-/// The number that a literal argument is or reads as.
+/// The number that a literal is, or that its text reads as; nothing for all other arguments.
 std::optional<double> numberOf(const Token& argument);
 
 } // namespace kiv::tool

@@ -9,7 +9,8 @@ namespace {
 
 constexpr std::string_view space = " \t\r\n";
 
-/// The next quote at or after `from` that no backslash escapes, or the end.
+/// The position of the next quote at or after `from` that no backslash escapes; the expression's size when
+/// there is none.
 std::size_t findQuote(std::string_view expression, std::size_t from) {
     for (std::size_t at = expression.find('"', from); at != expression.npos;
          at = expression.find('"', at + 1)) {
@@ -46,14 +47,14 @@ Token ExpressionLexer::text() {
     const std::size_t opening = position_;
     const std::size_t closing = findQuote(expression_, opening + 1);
     const bool terminated = closing < expression_.size();
-    const bool beside = opening == textEnd_;
+    const bool touches = opening == textEnd_;
     position_ = textEnd_ = terminated ? closing + 1 : closing;
     return {.kind = Token::Kind::text,
             .position = opening,
             .length = position_ - opening,
             .text = expression_.substr(opening + 1, closing - opening - 1),
             .terminated = terminated,
-            .besideText = beside};
+            .touchesText = touches};
 }
 
 Token ExpressionLexer::word() {

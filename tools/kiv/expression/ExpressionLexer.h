@@ -5,26 +5,29 @@
 
 namespace kiv::tool {
 
-/// A piece of an expression; it borrows the expression.
+/// A piece of an expression. Its text points into the expression.
 struct Token {
-    /// The last three stand for what has been read whole: a literal, or an operator with its arguments.
+    /// The lexer makes the first four. `ExpressionReader` makes the others, of an array, a dictionary or a
+    /// call that it has read to its end.
     enum class Kind { end, word, text, punctuation, array, dictionary, call };
 
     Kind kind = Kind::end;
-    std::size_t position = 0;
-    std::size_t length = 0;
-    /// The piece itself; of a text what stands between its quotes.
+    std::size_t position = 0; ///< bytes from the start of the expression
+    std::size_t length = 0;   ///< bytes
+    /// The piece itself; for a text, what stands between its quotes.
     std::string_view text = {};
-    bool terminated = true;         ///< of a text: it has its closing quote
-    bool besideText = false;        ///< of a text: its opening quote follows the closing quote of another
-    bool beforeParenthesis = false; ///< of a word: a parenthesis opens after it
+    bool terminated = true;   ///< for a text: it has its closing quote
+    bool touchesText = false; ///< for a text: its opening quote follows the closing quote of another text
+    bool beforeParenthesis = false; ///< for a word: a parenthesis opens after it
 };
 
-/// Cuts an expression where the evaluator would, and keeps the punctuation that the evaluator drops.
+/// Cuts an expression where the evaluator cuts it, but also returns the punctuation, which the evaluator
+/// skips.
 class ExpressionLexer {
 public:
     explicit ExpressionLexer(std::string_view expression) : expression_(expression) {}
 
+    /// The next piece; `Kind::end` at the end of the expression.
     Token next();
 
 private:

@@ -51,11 +51,11 @@ void ExpressionReader::readWord(const Token& token) {
         error(token,
               "the operator " + inQuotes(op->name) + " does nothing inside " +
                   (top().kind == Kind::array ? "an array" : "a dictionary"),
-              "Only literals can stand there; this one stands for the text " + inQuotes(op->name) + ".");
+              "Only literals can stand there; the name is read as the text " + inQuotes(op->name) + ".");
     } else if (!op && !isLiteralWord(token.text)) {
         error(token, "unknown word " + inQuotes(token.text),
               touchesQuote(token)
-                  ? "It touches a quote: before it a quote is missing, or there is one too many."
+                  ? "It touches a quote: either a quote is missing before it, or there is one too many."
                   : adviceForUnknownWord(token.text, token.beforeParenthesis));
         top().countable = token.beforeParenthesis && top().countable;
     }
@@ -86,20 +86,20 @@ bool ExpressionReader::expects(ArgumentKind kind) const {
 }
 
 void ExpressionReader::readText(const Token& token) {
-    if (token.besideText) {
+    if (token.touchesText) {
         error({.position = token.position - 1, .length = 2}, "there is no comma between these two texts",
-              "They are read as three texts, the one in the middle empty. A quote inside a text needs a "
-              "backslash.");
+              "They are read as three texts; the one in the middle is empty. To put a quote inside a text, "
+              "write a backslash before it.");
         top().separated = true;
         top().countable = false;
     }
     if (!token.terminated) {
         unterminated_ = true;
         error({.position = token.position, .length = 1}, "the quote that opens here is never closed",
-              "There is an odd number of quotes: this one, or one before it, has no partner.");
+              "The number of quotes is odd: this one, or one before it, has no partner.");
     } else if (token.text.find(KivxEscapedQuote) != token.text.npos && !expects(patternArgument)) {
         warning(token, "the backslash before the quote stays in the text",
-                "A text that only has the quote is another one: it is not equal to this.");
+                "A text that contains the quote alone is not equal to this one.");
     }
     value(token);
 }
@@ -120,12 +120,14 @@ void ExpressionReader::readPunctuation(const Token& token) {
         break;
     default:
         if (token.text.front() == ':' && top().kind != Kind::dictionary) {
-            warning(token, "a colon belongs into a dictionary", "Here it only separates, as a comma does.");
+            warning(token, "a colon belongs in a dictionary", "Here it only separates, as a comma does.");
             top().separated = true;
         } else if (std::exchange(top().separated, true)) {
-            warning(
-                token, "there is nothing before this " + std::string(token.text == "," ? "comma" : "colon"),
-                "It is skipped: arguments cannot be left out. Write undefined for one that has no value.");
+            warning(token,
+                    "there is nothing before this " + std::string(token.text == "," ? "comma" : "colon"),
+                    "It is skipped, because arguments cannot be left out. Write undefined for an argument "
+                    "without a "
+                    "value.");
         }
     }
 }
@@ -134,12 +136,12 @@ void ExpressionReader::openParenthesis(const Token& token) {
     const Token called = std::exchange(lastWord_, {});
     if (called.kind != Token::Kind::word) {
         warning(token, "there is no operator before this parenthesis",
-                "It is skipped: parentheses only hold arguments.");
+                "It is skipped: parentheses are for the arguments of an operator.");
         push(Kind::group, token);
         return;
     }
     if (isLiteralWord(called.text)) {
-        error(called, inQuotes(called.text) + " is no operator and takes no arguments");
+        error(called, inQuotes(called.text) + " is not an operator and takes no arguments");
     }
     const OperatorSignature* op = inLiteral() ? nullptr : operatorSignature(called.text);
     push(Kind::call, called);
@@ -150,11 +152,13 @@ void ExpressionReader::openParenthesis(const Token& token) {
 void ExpressionReader::openLiteral(const Token& token) {
     const bool isArray = token.text == KivxArrayStartDelimiter;
     if (top().kind == Kind::dictionary || (isArray && top().kind == Kind::array)) {
-        error(
-            token,
-            std::string(isArray ? "an array" : "a dictionary") + " cannot stand inside " +
-                (top().kind == Kind::array ? "an array" : "a dictionary"),
-            "The outer one loses its elements. Dictionaries can stand inside an array; nothing else nests.");
+        const bool isArrayInDictionary = isArray && top().kind == Kind::dictionary;
+        error(token,
+              std::string(isArray ? "an array" : "a dictionary") + " cannot stand inside " +
+                  (top().kind == Kind::array ? "an array" : "a dictionary"),
+              std::string(isArrayInDictionary ? "Its elements go to the dictionary."
+                                              : "The outer one loses its elements.") +
+                  " Only dictionaries can stand inside an array; nothing else nests.");
     }
     push(isArray ? Kind::array : Kind::dictionary, token);
 }
@@ -168,7 +172,7 @@ std::size_t& ExpressionReader::openOf(Kind kind) {
     return open_[kind == Kind::array ? 1 : kind == Kind::dictionary ? 2 : 0];
 }
 
-/// Takes a value into what is open.
+/// Counts a value as the next argument or element of the innermost open bracket.
 void ExpressionReader::value(const Token& token) {
     Frame& frame = top();
     refuseSurplus(token);
@@ -189,9 +193,9 @@ void ExpressionReader::refuseSurplus(const Token& token) {
     }
     if (frame.kind == Kind::whole && frame.count == 1) {
         error(token, "the expression ends before this",
-              "Only the first value counts; what comes after it is thrown away.");
+              "Only the first value counts; everything after it is ignored.");
     } else if (frame.kind == Kind::group && frame.count == 1) {
-        error(token, "parentheses without an operator hold one value", "This is one more.");
+        error(token, "parentheses without an operator hold one value", "This is a second one.");
     } else if (frame.op && frame.count == frame.op->arity()) {
         error(token, takes(*frame.op) + ", and this is one more",
               "It is left over for the operator around it. The form is " + std::string(frame.op->usage) +
@@ -227,7 +231,7 @@ void ExpressionReader::close(const Token& token) {
     const Kind kind = token.text == ")" ? Kind::call : token.text == "]" ? Kind::array : Kind::dictionary;
     if (openOf(kind) == 0) {
         error(token, inQuotes(token.text) + " closes nothing",
-              kind == Kind::call ? "" : "The evaluation stops here.");
+              kind == Kind::call ? "" : "The evaluation fails here.");
         return;
     }
     const auto matches = [kind](const Frame& frame) {
@@ -236,7 +240,7 @@ void ExpressionReader::close(const Token& token) {
     while (!matches(top())) {
         const std::string_view bracket = expression_.substr(top().bracket, 1);
         error({.position = top().bracket, .length = 1},
-              inQuotes(bracket) + " is not closed before the " + inQuotes(token.text) + " of column " +
+              inQuotes(bracket) + " is not closed before the " + inQuotes(token.text) + " in column " +
                   std::to_string(lineColumn(expression_, token.position).column));
         --openOf(top().kind);
         frames_.pop_back();
@@ -269,7 +273,7 @@ void ExpressionReader::closeTop(const Token& token) {
     value(whole);
 }
 
-/// Tells what is missing when all has been read.
+/// Reports what is missing at the end of the expression.
 void ExpressionReader::reportEnd() {
     constexpr std::size_t mostClosers = 8;
     if (frames_.size() == 1 && top().count == 0 && errors_ == 0) {

@@ -12,7 +12,7 @@
 
 namespace kiv::tool {
 
-/// Something about an expression that its author should know.
+/// A mistake in an expression, or something that its author probably did not mean.
 struct ExpressionFinding {
     bool isError;
     std::size_t position; ///< in bytes
@@ -21,38 +21,39 @@ struct ExpressionFinding {
     std::string advice; ///< may be empty
 };
 
-/// Reads an expression as its author means it: operators with their arguments in parentheses, separated by
-/// commas.
+/// Reads an expression in the form that its author means: operators with their arguments in parentheses,
+/// separated by commas.
 ///
-/// The evaluator knows no grammar and takes each argument from whatever comes next, so most of what is found
-/// here gives a value there, and a wrong one. Input of any size and nesting is read in bounded stack. So many
-/// errors end the reading, and of warnings no more are kept: `mostFindings`.
+/// The evaluator knows no grammar: it takes each argument from whatever comes next. So most expressions with
+/// mistakes have a value there, but a wrong one. The reader's own stack stays small for input of any size and
+/// nesting. It stops after `mostFindings` errors, and keeps at most `mostFindings` warnings.
 class ExpressionReader {
 public:
     static constexpr std::size_t mostFindings = 10;
 
-    /// Without `targetGroups` (null) references to target groups are not looked at. Both are borrowed.
+    /// Without `targetGroups` (null) references to target groups are not checked. Both arguments are
+    /// borrowed.
     ExpressionReader(std::string_view expression, const Names* targetGroups)
         : expression_(expression), targetGroups_(targetGroups), lexer_(expression) {}
 
-    /// In the order of their positions. Call it once.
+    /// Returns the findings in the order of their positions. Call it once.
     std::vector<ExpressionFinding> read();
 
-    /// After `read`: there was, or may be, more to tell.
+    /// After `read`: the reader stopped early or dropped warnings.
     bool isCut() const { return errors_ >= mostFindings || warnings_ > mostFindings; }
 
 private:
-    /// A bracket that is open, or the whole expression.
+    /// An open bracket, or the whole expression.
     struct Frame {
         enum class Kind { whole, call, group, array, dictionary };
 
         Kind kind = Kind::whole;
         Token start = {};                      ///< the operator, else the bracket
-        std::size_t bracket = 0;               ///< where the bracket stands
-        const OperatorSignature* op = nullptr; ///< null unless it is a call of a known one
-        std::size_t count = 0;
-        bool separated = true; ///< nothing has followed the last separator yet
-        bool countable = true; ///< no mistake inside makes the number of arguments unclear
+        std::size_t bracket = 0;               ///< position of the bracket
+        const OperatorSignature* op = nullptr; ///< null unless this is the call of a known operator
+        std::size_t count = 0;                 ///< arguments or elements read so far
+        bool separated = true;                 ///< no value has followed the last separator yet
+        bool countable = true; ///< false after a mistake that makes the number of arguments unclear
         double low = 0;        ///< the lower end of a range of shares
     };
     using Kind = Frame::Kind;
@@ -75,7 +76,7 @@ private:
     void warning(const Token& token, std::string message, std::string advice = {});
 
     bool touchesQuote(const Token& token) const;
-    /// What comes next is an argument of that kind.
+    /// True when the next value is an argument of that kind.
     bool expects(ArgumentKind kind) const;
     bool inLiteral() const { return top().kind == Kind::array || top().kind == Kind::dictionary; }
     const Frame& top() const { return frames_.back(); }

@@ -10,9 +10,9 @@ namespace kiv::tool {
 /// An operator as an author of expressions knows it.
 struct OperatorSignature {
     std::string_view name;
-    /// One letter an argument, see `ArgumentKind`.
+    /// One letter for each argument, see `ArgumentKind`.
     std::string_view kinds;
-    std::string_view usage;
+    std::string_view usage; ///< a call with names for its arguments
 
     constexpr std::size_t arity() const { return kinds.size(); }
 };

@@ -13,7 +13,7 @@
 namespace kiv::tool {
 namespace {
 
-/// What people bring along from other languages.
+/// Words of other languages, and what to write for them here.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 22> habits{{
     {"==", "eq(first, second)"},
     {"=", "eq(first, second)"},
@@ -39,7 +39,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> habits{{
     {"none", "undefined"},
 }};
 
-/// Letters to insert, to take out, to replace, or to swap with their neighbour.
+/// How many bytes to insert, remove, replace or swap with their neighbour to turn `a` into `b`.
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> beforeLast(b.size() + 1);
     std::vector<std::size_t> last(b.size() + 1);
@@ -83,15 +83,30 @@ std::string_view closest(std::string_view word, std::span<const std::string_view
     return best;
 }
 
+std::string didYouMean(std::string_view word, std::span<const std::string_view> candidates,
+                       std::string_view before) {
+    const std::string_view meant = closest(word, candidates);
+    return meant.empty() ? "" : std::string(before) + "Did you mean " + std::string(meant) + "?";
+}
+
+std::string listed(std::span<const std::string_view> words) {
+    std::string text;
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        const bool isLast = index + 1 == words.size();
+        text += (index == 0 ? "" : isLast ? " and " : ", ") + std::string(words[index]);
+    }
+    return text;
+}
+
 std::string adviceForUnknownWord(std::string_view word, bool isCall) {
     if (holdsAny(word, {"“", "”", "„", "«", "»", "‘", "’"}) || word.front() == '\'' || word.front() == '`') {
-        return "Texts stand in plain double quotes: \"text\".";
+        return "Write texts in plain double quotes: \"text\".";
     }
     if (word.front() == '\\') {
         return "The quote has a backslash before it: this expression was escaped once too often.";
     }
     if (holdsAny(word, {"\u00A0", "\u200B", "\u202F", "\uFEFF"})) {
-        return "There is an invisible character in it that is no ordinary space.";
+        return "It contains an invisible character that is not an ordinary space.";
     }
     for (const auto& [habit, meant] : habits) {
         if (lowercasedAscii(word) == habit) {
@@ -105,11 +120,10 @@ std::string adviceForUnknownWord(std::string_view word, bool isCall) {
         return "Did you mean " + std::string(signature ? signature->usage : meant) + "?";
     }
     if (holdsAny(word.substr(0, 1), {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "+", "-", "."})) {
-        return "Numbers are written like 5, -1.5 or 1e3; everything else is a text and stands in double "
-               "quotes.";
+        return "Write numbers like 5, -1.5 or 1e3, and texts in double quotes.";
     }
     if (isCall) {
-        return "There is no operator of that name, and none with a name like it.";
+        return "There is no operator with this name or a similar one.";
     }
     return "If it is meant as a text, put it in double quotes: " + inQuotes(word) + ".";
 }

@@ -13,8 +13,9 @@
 #include "Command.h"
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
-#include "Platform/Host/HostFields.h"
+#include "HostFields.h"
 #include "Terminal.h"
+#include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
 namespace kiv::tool {
@@ -83,17 +84,9 @@ json::object quit(ShellSession& session, const ShellFields&) {
     return {};
 }
 
-std::vector<std::string_view> hostFields() {
-    std::vector<std::string_view> names;
-    std::ranges::transform(hostTextFields, std::back_inserter(names),
-                           [](const auto& each) { return each.first; });
-    names.insert(names.end(), {"screen", "analyticsLog"});
-    return names;
-}
-
 const std::vector<ShellCommand>& commands() {
     static const std::vector<ShellCommand> all{
-        {"host", hostFields(), shell::configureHost},
+        {"host", hostFieldNames({"screen", "analyticsLog"}), shell::configureHost},
         {"setup", {"key", "options", "platformVersion", "languageVersion"}, shell::setup},
         {"state", {}, state},
         {"shutdown", {}, call<KIVCore::shutdown>},
@@ -153,9 +146,7 @@ json::object resultOf(ShellSession& session, const json::value& line) {
             throw BadInput("a command is a JSON object");
         }
         json::object result{{"ok", true}};
-        for (auto& [name, value] : runCommand(session, ShellFields(line.get_object()))) {
-            result.emplace(name, std::move(value));
-        }
+        append(result, runCommand(session, ShellFields(line.get_object())));
         return result;
     } catch (const BadInput& problem) {
         return failure(invalidArgument, problem.what());
@@ -175,9 +166,7 @@ json::object answerTo(ShellSession& session, const std::string& text) {
     if (const json::value* id = member(*line, "id")) {
         answer.emplace("id", *id);
     }
-    for (auto& [name, value] : resultOf(session, *line)) {
-        answer.emplace(name, std::move(value));
-    }
+    append(answer, resultOf(session, *line));
     return answer;
 }
 

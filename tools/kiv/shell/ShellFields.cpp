@@ -20,19 +20,6 @@ T wholeNumber(const json::value& value, const char* expected) {
     return static_cast<T>(*integer);
 }
 
-std::string listed(const std::vector<std::string_view>& names) {
-    std::string text;
-    for (const std::string_view name : names) {
-        text += (text.empty() ? "" : ", ") + std::string(name);
-    }
-    return text;
-}
-
-std::string didYouMean(std::string_view word, const std::vector<std::string_view>& choices) {
-    const std::string_view meant = closest(word, choices);
-    return meant.empty() ? "" : " Did you mean " + std::string(meant) + "?";
-}
-
 } // namespace
 
 void readValue(const json::value& value, bool& result) {
@@ -100,7 +87,7 @@ void ShellFields::allowOnly(const std::vector<std::string_view>& known, std::str
     for (const auto& [name, value] : object_) {
         if (std::ranges::find(known, std::string_view(name)) == known.end()) {
             throw BadInput(inQuotes(name) + " is no field of " + inQuotes(owner) + "." +
-                           didYouMean(name, known) + " Its fields are " + listed(known) + ".");
+                           didYouMean(name, known, " ") + " Its fields are " + listed(known) + ".");
         }
     }
 }
@@ -110,7 +97,8 @@ std::string_view ShellFields::choice(std::string_view name,
     const auto word = get<std::string>(name);
     const auto found = std::ranges::find(choices, word);
     if (found == choices.end()) {
-        refuse(name, inQuotes(word) + " is none of " + listed(choices) + "." + didYouMean(word, choices));
+        refuse(name,
+               inQuotes(word) + " is none of " + listed(choices) + "." + didYouMean(word, choices, " "));
     }
     return *found;
 }

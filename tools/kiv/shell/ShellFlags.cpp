@@ -107,9 +107,7 @@ Flag flagNamed(const ShellSession& session, const std::string& name) {
         names.push_back(flag->name().value_or(""));
     }
     const std::vector<std::string_view> candidates(names.begin(), names.end());
-    const std::string_view meant = closest(name, candidates);
-    throw BadInput("there is no flag " + inQuotes(name) + "." +
-                   (meant.empty() ? "" : " Did you mean " + std::string(meant) + "?"));
+    throw BadInput("there is no flag " + inQuotes(name) + "." + didYouMean(name, candidates, " "));
 }
 
 Flag flagOf(const ShellSession& session, const ShellFields& fields) {

@@ -3,6 +3,8 @@
 #include <iostream>
 #include <utility>
 
+#include "evaluate/ValueText.h"
+
 namespace kiv::tool {
 
 void ShellOutput::write(const json::object& line) { std::cout << compactJson(line) + "\n" << std::flush; }
@@ -14,9 +16,7 @@ void ShellOutput::answer(const json::object& line) {
 
 void ShellOutput::event(std::string_view name, json::object fields) {
     json::object line{{"event", name}};
-    for (auto& [field, value] : fields) {
-        line.emplace(field, std::move(value));
-    }
+    append(line, std::move(fields));
     const std::lock_guard lock(lock_);
     if (isClosed_) {
         return;

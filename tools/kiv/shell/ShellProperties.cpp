@@ -6,6 +6,7 @@
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
 #include "KivxLanguage/KivxParser.h"
+#include "evaluate/InputValue.h"
 #include "evaluate/ValueText.h"
 #include "shell/ShellSession.h"
 
@@ -49,10 +50,7 @@ std::shared_ptr<KIVClient> runningClient() {
 } // namespace
 
 json::object shell::setProperty(ShellSession&, const ShellFields& fields) {
-    const std::string_view type =
-        fields.choice("type", {KIVC_customPropertyTypeString, KIVC_customPropertyTypeSemver,
-                               KIVC_customPropertyTypeDateTime, KIVC_customPropertyTypeBool,
-                               KIVC_customPropertyTypeInt, KIVC_customPropertyTypeDouble});
+    const std::string_view type = fields.choice("type", {std::begin(propertyTypes), std::end(propertyTypes)});
     if (type == KIVC_customPropertyTypeString) {
         set<std::string>(fields, KIVCore::setCustomStringProperty, KIVCore::setCustomComputedStringProperty);
     } else if (type == KIVC_customPropertyTypeSemver) {

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include <kiv/KIVCore.h>
 #include <kiv/KIVHost.h>
 
@@ -12,10 +15,6 @@
 
 namespace kiv::tool {
 namespace {
-
-json::value orNull(const std::optional<std::string>& text) {
-    return text ? json::value(*text) : json::value();
-}
 
 json::value contextToJson(const std::optional<KIVDynamicPropertyContext>& context) {
     if (!context) {

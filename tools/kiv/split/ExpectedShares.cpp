@@ -10,6 +10,7 @@
 
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
+#include "evaluate/ValueText.h"
 #include "expression/OperatorSignatures.h"
 #include "split/UserRegion.h"
 
@@ -205,9 +206,8 @@ private:
     }
 
     static Meaning chosen(const Arguments& arguments) {
-        const KivxValue& condition = std::get<KivxValue>(arguments[0]);
         try {
-            return arguments[!condition.isUndefined() && condition.boolValue() ? 1 : 2];
+            return arguments[holds(std::get<KivxValue>(arguments[0])) ? 1 : 2];
         } catch (const KIVException&) {
             return Failure();
         }
@@ -294,7 +294,7 @@ private:
             return unknown("isInTargetGroup");
         }
         try {
-            return KivxValue(!value->isUndefined() && value->boolValue());
+            return KivxValue(holds(*value));
         } catch (const KIVException&) {
             return Failure();
         }

@@ -24,8 +24,8 @@
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
+#include "evaluate/EvaluationOptions.h"
 #include "evaluate/EvaluationWorld.h"
-#include "evaluate/InputValue.h"
 #include "split/ExpectedShares.h"
 #include "split/Split.h"
 
@@ -108,17 +108,9 @@ void forEachId(const Options& options, const std::function<void(std::string&)>& 
 
 EvaluationRequest requestOf(const Options& options) {
     EvaluationRequest request;
-    for (const std::string& text : options.fixed) {
-        try {
-            request.properties.push_back(propertyFromText(namedText(text)));
-        } catch (const WrongUsage& problem) {
-            throw WrongUsage(std::string("--fixed: ") + problem.what());
-        } catch (const BadInput& problem) {
-            throw BadInput("--fixed " + inQuotes(text) + ": " + problem.what(), {}, problem.advice);
-        }
-        if (request.properties.back()->name() == options.property) {
-            throw WrongUsage("--fixed and --property name the same property, " + inQuotes(options.property));
-        }
+    request.properties = propertiesFrom(options.fixed, "--fixed");
+    if (std::ranges::count(request.properties, options.property, &KIVCustomProperty::name) > 0) {
+        throw WrongUsage("--fixed and --property name the same property, " + inQuotes(options.property));
     }
     return request;
 }
