@@ -44,7 +44,7 @@ bool boolean(const value& object, std::string_view name) {
 
 std::set<std::string> labels(const value& experiment) {
     std::set<std::string> all;
-    if (const auto* array = asArray(kiv::member(experiment, KIVC_JSON_data_experimentsLabels))) {
+    if (const auto* array = kiv::arrayMember(experiment, KIVC_JSON_data_experimentsLabels)) {
         for (const value& label : *array) {
             if (label.is_string()) {
                 all.emplace(label.get_string());
@@ -80,7 +80,7 @@ KIVExperimentDataParser::parseExperimentsWithConfiguration(const value* experime
     }
     table->reserve(array->size());
     for (const value& experiment : *array) {
-        const auto* flags = asArray(kiv::member(experiment, KIVC_JSON_data_experimentsFeatureFlags));
+        const auto* flags = kiv::arrayMember(experiment, KIVC_JSON_data_experimentsFeatureFlags);
         const auto model = flags && !flags->empty() ? experimentModel(experiment) : nullptr;
         if (!model) {
             continue;

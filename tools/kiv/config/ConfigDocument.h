@@ -40,8 +40,9 @@ struct Place {
     std::string text() const;
 };
 
-/// The experiments and groups as they stand in a document, of whatever kind; empty when they are no array.
-const json::array& elements(const json::object& payload, std::string_view name);
+/// A payload's experiments and target groups, unchecked; empty when the payload has no array of them.
+const json::array& experimentsOf(const json::object& payload);
+const json::array& targetGroupsOf(const json::object& payload);
 
 Place experimentPlace(std::size_t index, const json::value& experiment);
 Place targetGroupPlace(std::size_t index, const json::value& group);

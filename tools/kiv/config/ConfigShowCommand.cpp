@@ -41,9 +41,8 @@ std::string plainText(const json::value& value) {
 class Page {
 public:
     explicit Page(const ConfigDocument& document)
-        : document_(document), experiments_(elements(document.payload, KIVC_JSON_data_experiments)),
-          groups_(elements(document.payload, KIVC_JSON_data_targetGroups)),
-          deciders_(deciders(document.payload)) {}
+        : document_(document), experiments_(experimentsOf(document.payload)),
+          groups_(targetGroupsOf(document.payload)), deciders_(deciders(document.payload)) {}
 
     void print() const {
         std::cout << terminal_.styled(Style::heading, printable(document_.path)) << '\n';
@@ -198,7 +197,7 @@ json::object documentJson(const ConfigDocument& document) {
     json::array experiments;
     json::array flags;
     json::array groups;
-    const json::array& models = elements(document.payload, KIVC_JSON_data_experiments);
+    const json::array& models = experimentsOf(document.payload);
     for (std::size_t index = 0; index < models.size(); ++index) {
         experiments.push_back(experimentJson(index, models[index]));
     }
@@ -206,7 +205,7 @@ json::object documentJson(const ConfigDocument& document) {
         flags.push_back(
             {{"name", flag}, {"experiment", index + 1}, {"condition", orNull(conditionOf(models[index]))}});
     }
-    for (const json::value& group : elements(document.payload, KIVC_JSON_data_targetGroups)) {
+    for (const json::value& group : targetGroupsOf(document.payload)) {
         groups.push_back({{"id", orNull(member(group, KIVC_JSON_data_targetGroupsGroupId))},
                           {"condition", orNull(member(group, KIVC_JSON_data_targetGroupsGroupCondition))}});
     }

@@ -132,10 +132,9 @@ void checkPayload(const json::string& data, const std::string& appKey, Checklist
                      problem.what() + (problem.spot ? " — " + positionText(*problem.spot) : std::string()));
         return;
     }
-    checks.good(KIVC_JSON_data,
-                counted(data.size(), "byte") + ", " +
-                    counted(elements(payload, KIVC_JSON_data_experiments).size(), "experiment") + ", " +
-                    counted(elements(payload, KIVC_JSON_data_targetGroups).size(), "target group"));
+    checks.good(KIVC_JSON_data, counted(data.size(), "byte") + ", " +
+                                    counted(experimentsOf(payload).size(), "experiment") + ", " +
+                                    counted(targetGroupsOf(payload).size(), "target group"));
     const json::string* application = needText(payload, KIVC_JSON_appKey, checks);
     if (!application) {
         return;

@@ -8,7 +8,6 @@
 
 #include "Command.h"
 #include "Model/KeyForm.h"
-#include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"
 #include "serve/Overview.h"
@@ -24,6 +23,11 @@ constexpr const char* allPages = "";
 
 HttpAnswer jsonAnswer(const json::object& body, std::string note) {
     return {.body = std::make_shared<const std::string>(compactJson(body) + "\n"), .note = std::move(note)};
+}
+
+std::string elementCount(const json::object& document, std::string_view name) {
+    const json::array* array = arrayMember(document, name);
+    return std::to_string(array ? array->size() : 0);
 }
 
 bool isStateHash(std::string_view text) {
@@ -275,18 +279,16 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
-        return jsonAnswer(
-            {{"stateMd5", target.rest}},
-            "flags: " + std::to_string(elements(document, "feature_flags").size()) +
-                ", properties: " + std::to_string(elements(document, "custom_properties").size()));
+        return jsonAnswer({{"stateMd5", target.rest}},
+                          "flags: " + elementCount(document, "feature_flags") +
+                              ", properties: " + elementCount(document, "custom_properties"));
     });
 }
 
 void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
     beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
         requireSame(upload, "corvaneKey", target.key);
-        const json::value* events = member(upload, "events");
-        if (!events || !events->is_array()) {
+        if (!arrayMember(upload, "events")) {
             throw Refusal{refusal(400, "\"events\" is no array")};
         }
         const std::size_t kept = records_.keepImpressions(target.key, upload);
