@@ -7,7 +7,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 /// The `kiv` command. Each subcommand has a file of its own, which adds it to its parent.
 namespace kiv::tool {
@@ -37,6 +38,11 @@ class WrongUsage : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// Lets the command line say `oldName` ("--like-this") for an option that was renamed. The old name is not
+/// shown in the help. For options of `command` that take one value; giving both names counts as giving the
+/// option twice.
+void addOldSpelling(CLI::App& command, CLI::Option* option, const std::string& oldName);
 
 /// Each adds its subcommand to `parent`. When the command line is parsed the subcommand runs and sets
 /// `exitCode`, or throws one of the above; `exitCode` must outlive the parsing.
