@@ -171,7 +171,7 @@ test("counts move, and the flags screen follows, while the storefront reads flag
     const shipped = join(work, "shipped.json");
     const payloadFile = join(service.folder, `${key}.flags.json`);
     execFileSync(built("kiv"), [
-        "config", "sign", payloadFile, "--key", join(data, "signing.key.pem"), "--out", shipped,
+        "config", "sign", payloadFile, "--signing-key", join(data, "signing.key.pem"), "--out", shipped,
         "--date", "2026-01-01T00:00:00.000Z",
     ]);
     const shop = ["live", service.url, shipped, join(data, "signing.certificate.txt"), join(work, "library")];

@@ -105,7 +105,7 @@ TEST_F(Serve, SignsWhatItServesOnceAndKeepsItsKey) {
     const Answer fromCdn = get(configurationUrl() + "?canticache=1&distinct_id=x");
     EXPECT_EQ(fromCdn.status, "200");
     write("envelope.json", fromCdn.body);
-    output({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--app-key", key});
+    output({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--key", key});
     EXPECT_CONTAINS(fromCdn.body, R"(\"condition\":\"\\\"red\\\"\")");
     EXPECT_EQ(post(url("getConfigApiEndpoint", key + "/" + hash), R"({"app_key": ")" + key + "\"}").body,
               fromCdn.body);

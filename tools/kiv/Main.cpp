@@ -19,7 +19,7 @@ constexpr const char* examples = R"(Examples:
   kiv device --key 5e0bd1f2c3a4b5d6e7f80912
   kiv config keygen --out signing
   kiv config lint payload.json
-  kiv config sign payload.json --key signing.key.pem --out configuration.json
+  kiv config sign payload.json --signing-key signing.key.pem --out configuration.json
   kiv config verify configuration.json --certificate signing.certificate.txt
   kiv serve flags
   kiv impressions flags

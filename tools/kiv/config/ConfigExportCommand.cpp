@@ -13,6 +13,7 @@
 #include "config/DataFolder.h"
 #include "config/PayloadFolder.h"
 #include "config/SigningIdentity.h"
+#include "config/SigningKeyOption.h"
 
 namespace kiv::tool {
 namespace {
@@ -22,7 +23,7 @@ namespace fs = std::filesystem;
 struct Options {
     std::string folder;
     std::string out;
-    std::string key;
+    std::string signingKey;
     std::string certificate;
     std::string data;
 };
@@ -33,19 +34,19 @@ server can serve as a configuration CDN: OUT/KEY/BUILD. BUILD stands for the cer
 version of the library that this command belongs to; other versions ask for other names, so let each
 version that is in use export to the same folder.
 
-Without --key and --certificate the documents are signed as 'kiv serve FOLDER' signs them.
+Without --signing-key and --certificate the documents are signed as 'kiv serve FOLDER' signs them.
 
 Examples:
   kiv config export flags public
-  kiv config export flags public --key signing.key.pem --certificate signing.certificate.txt
+  kiv config export flags public --signing-key signing.key.pem --certificate signing.certificate.txt
 
 When a payload has errors nothing is written, and the exit code is 1.)";
 
 SigningIdentity identityOf(const Options& options) {
-    if (options.key.empty()) {
+    if (options.signingKey.empty()) {
         return identityInFolder(dataFolder(options.folder, options.data));
     }
-    return identityInFiles(options.key, options.certificate);
+    return identityInFiles(options.signingKey, options.certificate);
 }
 
 /// Tells what lint says; false when it is an error.
@@ -70,8 +71,8 @@ void publish(const fs::path& path, const std::string& envelope) {
 }
 
 int exportFolder(const Options& options) {
-    if (options.key.empty() != options.certificate.empty()) {
-        throw WrongUsage("--key and --certificate belong together");
+    if (options.signingKey.empty() != options.certificate.empty()) {
+        throw WrongUsage("--signing-key and --certificate belong together");
     }
     PayloadFolder folder(options.folder, identityOf(options));
     const std::vector<PayloadChange> payloads = folder.changes();
@@ -108,7 +109,7 @@ void addExportCommand(CLI::App& parent, int& exitCode) {
     command->add_option("OUT", options->out, "Folder that the web server is to serve")
         ->required()
         ->type_name("");
-    command->add_option("--key", options->key, "File with the private key")->type_name("FILE");
+    addSigningKeyOption(*command, options->signingKey);
     command->add_option("--certificate", options->certificate, "File with its certificate")
         ->type_name("FILE");
     command

@@ -28,7 +28,7 @@ struct Options {
 
 constexpr const char* examples = R"(Examples:
   kiv config verify configuration.json
-  kiv config verify configuration.json --certificate signing.certificate.txt --app-key 5e0bd1f2c3a4b5d6e7f80912)";
+  kiv config verify configuration.json --certificate signing.certificate.txt --key 5e0bd1f2c3a4b5d6e7f80912)";
 
 struct VerificationKey {
     PublicKey key;
@@ -191,8 +191,10 @@ void addVerifyCommand(CLI::App& parent, int& exitCode) {
         ->add_option("--certificate", options->certificate,
                      "Certificate of the signer: a file, or the text itself; the built-in one otherwise")
         ->type_name("FILE-OR-TEXT");
-    command->add_option("--app-key", options->appKey, "The application key that it must be made for")
-        ->type_name("KEY");
+    CLI::Option* key =
+        command->add_option("--key", options->appKey, "Key of the application that it must be made for")
+            ->type_name("KEY");
+    addOldSpelling(*command, key, "--app-key");
     command->footer(examples);
     command->callback([options, &exitCode] { exitCode = verify(*options); });
 }
