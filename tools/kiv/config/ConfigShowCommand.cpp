@@ -46,7 +46,7 @@ public:
 
     void print() const {
         std::cout << terminal_.styled(Style::heading, printable(document_.path)) << '\n';
-        field(document_.payload, KIVC_JSON_appKey, "application", 2);
+        field(document_.payload, KIVC_JSON_appKey, KIVC_JSON_appKey, 2);
         if (document_.envelope) {
             field(*document_.envelope, KIVC_JSON_data_signedDate, "signed", 2);
         }
@@ -173,8 +173,7 @@ private:
     Terminal terminal_ = Terminal::ofOutput();
 };
 
-json::value orElse(const json::value* value, const json::value& other) { return value ? *value : other; }
-json::value orNull(const json::value* value) { return orElse(value, nullptr); }
+json::value orNull(const json::value* value) { return value ? *value : json::value(); }
 json::value orNull(const json::string* text) { return text ? json::value(*text) : json::value(); }
 
 json::object experimentJson(std::size_t index, const json::value& model) {
@@ -182,15 +181,19 @@ json::object experimentJson(std::size_t index, const json::value& model) {
     for (const std::string_view flag : flagsOf(model)) {
         flags.emplace_back(flag);
     }
-    return {{"index", index + 1},
-            {"id", orNull(member(model, KIVC_JSON_data_experimentsIds))},
-            {"name", orNull(member(model, KIVC_JSON_data_experimentsName))},
-            {"archived", orElse(member(model, KIVC_JSON_data_experimentsArchived), false)},
-            {"sticky", orElse(member(model, KIVC_JSON_data_experimentsSticky), false)},
-            {"labels", orElse(member(model, KIVC_JSON_data_experimentsLabels), json::array())},
-            {"stickinessProperty", orNull(member(model, KIVC_JSON_data_experimentsStickinessProperty))},
-            {"flags", flags},
-            {"condition", orNull(conditionOf(model))}};
+    json::object shown{{"index", index + 1}, {"id", orNull(member(model, KIVC_JSON_data_experimentsIds))}};
+    const auto copy = [&](const char* name, const json::value& whenMissing) {
+        const json::value* value = member(model, name);
+        shown[name] = value ? *value : whenMissing;
+    };
+    copy(KIVC_JSON_data_experimentsName, nullptr);
+    copy(KIVC_JSON_data_experimentsArchived, false);
+    copy(KIVC_JSON_data_experimentsSticky, false);
+    copy(KIVC_JSON_data_experimentsLabels, json::array());
+    copy(KIVC_JSON_data_experimentsStickinessProperty, nullptr);
+    shown["flags"] = flags;
+    shown[KIVC_JSON_data_experimentsCondition] = orNull(conditionOf(model));
+    return shown;
 }
 
 json::object documentJson(const ConfigDocument& document) {
@@ -211,11 +214,11 @@ json::object documentJson(const ConfigDocument& document) {
     }
     const json::value* date =
         document.envelope ? member(*document.envelope, KIVC_JSON_data_signedDate) : nullptr;
-    return {{"application", orNull(member(document.payload, KIVC_JSON_appKey))},
+    return {{KIVC_JSON_appKey, orNull(member(document.payload, KIVC_JSON_appKey))},
             {"signedDate", orNull(date)},
-            {"experiments", experiments},
+            {KIVC_JSON_data_experiments, experiments},
             {"flags", flags},
-            {"targetGroups", groups}};
+            {KIVC_JSON_data_targetGroups, groups}};
 }
 
 } // namespace

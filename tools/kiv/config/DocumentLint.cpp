@@ -12,23 +12,23 @@
 namespace kiv::tool {
 namespace {
 
-using namespace std::string_view_literals;
-
-constexpr std::array documentMembers{"application"sv, "experiments"sv,         "targetGroups"sv,
-                                     "dummy"sv,       "application_version"sv, "tweak"sv};
-constexpr std::array experimentMembers{"_id"sv,
-                                       "name"sv,
-                                       "archived"sv,
-                                       "sticky"sv,
-                                       "labels"sv,
-                                       "stickinessProperty"sv,
-                                       "deploymentConfiguration"sv,
-                                       "featureFlags"sv,
-                                       "versionRange"sv,
-                                       "targeting"sv};
-constexpr std::array deploymentMembers{"condition"sv};
-constexpr std::array flagMembers{"name"sv};
-constexpr std::array targetGroupMembers{"_id"sv, "condition"sv};
+constexpr std::string_view documentMembers[] = {
+    KIVC_JSON_appKey, KIVC_JSON_data_experiments,         KIVC_JSON_data_targetGroups,
+    KIVC_JSON_dummy,  KIVC_JSON_data_application_version, DEVICE_TWEAK};
+constexpr std::string_view experimentMembers[] = {KIVC_JSON_data_experimentsIds,
+                                                  KIVC_JSON_data_experimentsName,
+                                                  KIVC_JSON_data_experimentsArchived,
+                                                  KIVC_JSON_data_experimentsSticky,
+                                                  KIVC_JSON_data_experimentsLabels,
+                                                  KIVC_JSON_data_experimentsStickinessProperty,
+                                                  KIVC_JSON_data_experimentsDeploymentConfiguration,
+                                                  KIVC_JSON_data_experimentsFeatureFlags,
+                                                  KIVC_JSON_data_experimentsVersionRange,
+                                                  KIVC_JSON_data_experimentsTargeting};
+constexpr std::string_view deploymentMembers[] = {KIVC_JSON_data_experimentsCondition};
+constexpr std::string_view flagMembers[] = {KIVC_featureFlag_name};
+constexpr std::string_view targetGroupMembers[] = {KIVC_JSON_data_targetGroupsGroupId,
+                                                   KIVC_JSON_data_targetGroupsGroupCondition};
 
 } // namespace
 
