@@ -268,9 +268,9 @@ TEST_F(Serve, RefusesPayloadsOfOthersAndTakesThemOnceTheyAreRight) {
     write("flags/shop.flags.json", "{}");
     write("flags/" + uuidKey + ".flags.json", R"({"data": "{}"})");
     start();
-    expectContains(read("log"),
-                   {"is made for another application: the file's name says \"" + key + "\"",
-                    "flags/shop.flags.json: error: the name is no key", "is an envelope already"});
+    expectContains(read("log"), {"is made for another application: the file's name says \"" + key + "\"",
+                                 "flags/shop.flags.json: error: the file's name does not begin with a key",
+                                 "is an envelope already"});
     EXPECT_EQ(get(configurationUrl()).status, "404");
     write(payloadFile, R"({"application": ")" + key + "\"}");
     waitFor("log", "signed and served");

@@ -13,7 +13,8 @@
 namespace kiv::tool {
 namespace {
 
-/// The byte that the parser's message ends with; takes it off the message.
+/// Removes " at byte N" from the end of the parser's message and returns N; 0 when the message ends
+/// differently.
 std::size_t takePosition(std::string& message) {
     constexpr std::string_view mark = " at byte ";
     const std::size_t found = message.rfind(mark);
@@ -89,7 +90,7 @@ ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
     if (!data) {
         throw BadInput(path +
                        (envelope->contains(KIVC_JSON_data)
-                            ? ": the envelope's \"data\" is no text: the payload stands in it as one text"
+                            ? ": the envelope's \"data\" is no text; it must hold the payload as one text"
                             : ": the envelope has no \"data\""));
     }
     payload = parseObject(*data, path + ": \"data\"");

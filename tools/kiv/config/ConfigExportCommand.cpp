@@ -30,9 +30,9 @@ struct Options {
 
 constexpr const char* explanation =
     R"(Checks and signs each payload KEY.flags.json of a folder, and writes the envelopes as files that any web
-server can serve as a configuration CDN: OUT/KEY/BUILD. BUILD stands for the certificate and for the
-version of the library that this command belongs to; other versions ask for other names, so let each
-version that is in use export to the same folder.
+server or CDN can serve as a configuration CDN: OUT/KEY/BUILD. BUILD stands for the certificate and for
+the version of the library that this command belongs to. An application with another version of the library
+asks for another BUILD: for each version in use, run the 'kiv' of that version with the same OUT.
 
 Without --signing-key and --certificate the documents are signed as 'kiv serve FOLDER' signs them.
 
@@ -49,7 +49,7 @@ SigningIdentity identityOf(const Options& options) {
     return identityInFiles(options.signingKey, options.certificate);
 }
 
-/// Tells what lint says; false when it is an error.
+/// Prints the findings about a payload. False when it has errors.
 bool isFine(const PayloadChange& change) {
     for (const Finding& finding : change.findings) {
         std::cerr << finding.line(change.file) << '\n';
@@ -57,12 +57,12 @@ bool isFine(const PayloadChange& change) {
     return change.kind == PayloadChange::Kind::published;
 }
 
-/// In one piece: a web server may be reading there. Whoever may read the folder may read the file.
+/// Writes a new file and renames it to `path`, because a web server may be reading the old one.
 void publish(const fs::path& path, const std::string& envelope) {
     std::error_code problem;
     fs::create_directories(path.parent_path(), problem);
     const fs::path unfinished = path.string() + ".new";
-    constexpr mode_t forAll = 0666;
+    constexpr mode_t forAll = 0666; // less the umask: the web server may be another user
     writeOutput(unfinished, envelope, forAll, true);
     fs::rename(unfinished, path, problem);
     if (problem) {
@@ -106,15 +106,13 @@ void addExportCommand(CLI::App& parent, int& exitCode) {
     command->add_option("FOLDER", options->folder, "Folder with the payloads, KEY.flags.json each")
         ->required()
         ->type_name("");
-    command->add_option("OUT", options->out, "Folder that the web server is to serve")
-        ->required()
-        ->type_name("");
+    command->add_option("OUT", options->out, "Folder that the web server serves")->required()->type_name("");
     addSigningKeyOption(*command, options->signingKey);
     command->add_option("--certificate", options->certificate, "File with its certificate")
         ->type_name("FILE");
     command
         ->add_option("--data", options->data,
-                     "Folder of the service with the signing key, FOLDER/.kiv otherwise")
+                     "Data folder of the service, with its signing key; FOLDER/.kiv by default")
         ->type_name("DIR");
     command->footer(explanation);
     command->callback([options, &exitCode] { exitCode = exportFolder(*options); });

@@ -25,7 +25,7 @@ constexpr const char* examples = R"(Examples:
 
 A flag named by several experiments is decided by the last of them that has a condition.)";
 
-/// Texts without quotes, arrays without brackets.
+/// The value for a person to read: texts without quotes, arrays without brackets.
 std::string plainText(const json::value& value) {
     if (const json::array* array = value.if_array()) {
         std::string list;
@@ -134,7 +134,8 @@ private:
         table(rows);
     }
 
-    /// The last column takes the room that is left, or lines of its own when that is too little.
+    /// The last column takes the width that the others leave. When that is less than `leastForLast`, it goes
+    /// to the next line.
     void table(std::vector<std::vector<std::string>>& rows) const {
         constexpr std::size_t leastForLast = 40;
         constexpr std::size_t indent = 6;

@@ -69,9 +69,12 @@ void addSignCommand(CLI::App& parent, int& exitCode) {
         ->required()
         ->type_name("");
     addSigningKeyOption(*command, options->signingKey)->required();
-    command->add_option("--out", options->out, "Where the envelope goes; standard output otherwise")
+    command->add_option("--out", options->out, "File for the envelope; standard output by default")
         ->type_name("FILE");
-    command->add_option("--date", options->date, "When it was signed; now otherwise")->type_name("DATE");
+    command
+        ->add_option("--date", options->date,
+                     "Date of signing, like 2026-01-31T12:00:00.000Z; now by default")
+        ->type_name("DATE");
     command->footer(examples);
     command->callback([options, &exitCode] { exitCode = signPayload(*options); });
 }

@@ -202,7 +202,7 @@ void DocumentLint::checkCondition(const json::value& condition) {
                              std::move(each.message), std::move(each.advice)});
     }
     if (reader.isCut()) {
-        warning("there is more to find in this condition than was told");
+        warning("this condition has more findings than are listed here");
     }
 }
 

@@ -8,7 +8,7 @@
 namespace kiv::tool::overview {
 namespace {
 
-/// Rows of a list. What applications have sent is without bounds; a page is not.
+/// Limits of what the page shows, because applications may have sent any number of flags and values.
 constexpr std::size_t mostRows = 1000;
 constexpr std::size_t mostValues = 8;
 

@@ -6,8 +6,8 @@
 namespace kiv::tool {
 namespace {
 
-/// Running counts of the impressions, held by the database itself: whoever else adds or deletes impressions
-/// keeps them right. The second statement counts what was there before.
+/// Counts of the impressions. Triggers keep them right, also when another program adds or deletes
+/// impressions. The two INSERT statements in the middle count the impressions that are there already.
 constexpr const char* counting = R"(
     CREATE TABLE flag_counts (
         app_key TEXT NOT NULL,

@@ -36,12 +36,13 @@ bool isStateHash(std::string_view text) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-/// Thrown by work on a call that the client got wrong.
+/// Thrown by `work` on the worker when the request is wrong.
 struct Refusal {
     HttpAnswer answer;
 };
 
-/// A page of some other site, shown by a browser on this machine, cannot send this type without asking first.
+/// Whether the body is said to be JSON. A page of another site in a browser on this machine cannot send this
+/// type: the browser would ask the service first, which allows it to nobody.
 bool isJsonType(std::string_view contentType) {
     std::string type(contentType.substr(0, contentType.find(';')));
     std::erase(type, ' ');
@@ -209,8 +210,8 @@ bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
         answer = refusal(405, call.method + " is not for this path");
         answer->headers = {{"Allow", "GET"}};
     } else if (call.path == overview::dataPath) {
-        beside(reply,
-               [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
+        onWorker(reply,
+                 [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
         return true;
     } else if (call.path == overview::changesPath) {
         answer = openPage();
@@ -250,10 +251,10 @@ void Service::configurationFromCdn(Target target, HttpCall, HttpReply reply) {
 }
 
 void Service::configurationFromApi(Target target, HttpCall call, HttpReply reply) {
-    beside(
+    onWorker(
         std::move(call),
         [this, target, reply = std::move(reply)](HttpAnswer answer) {
-            // The document is the one of this moment, not of the one in which the body was read.
+            // Looked up only now: the document may have changed while the body was read.
             reply(answer.status == 200 ? configuration(target.key) : std::move(answer));
         },
         [target](const json::object& properties) {
@@ -263,7 +264,7 @@ void Service::configurationFromApi(Target target, HttpCall call, HttpReply reply
 }
 
 void Service::stateFromCdn(Target target, HttpCall, HttpReply reply) {
-    beside(std::move(reply), [this, target] {
+    onWorker(std::move(reply), [this, target] {
         auto document = records_.state(target.key, target.rest);
         return document ? HttpAnswer{.body = std::make_shared<const std::string>(std::move(*document)),
                                      .note = "known"}
@@ -275,7 +276,7 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
     if (!isStateHash(target.rest)) {
         return reply(refusal(400, "the hash in the path has 32 hexadecimal digits"));
     }
-    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
+    onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
@@ -286,7 +287,7 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
 }
 
 void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
-    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
+    onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
         requireSame(upload, "corvaneKey", target.key);
         if (!arrayMember(upload, "events")) {
             throw Refusal{refusal(400, "\"events\" is no array")};
@@ -314,7 +315,7 @@ void Service::openStream(Target target, HttpCall, HttpReply reply) {
     reply(std::move(answer));
 }
 
-void Service::beside(HttpReply reply, std::function<HttpAnswer()> work) {
+void Service::onWorker(HttpReply reply, std::function<HttpAnswer()> work) {
     net::post(worker_, [this, reply = std::move(reply), work = std::move(work)]() mutable {
         HttpAnswer answer;
         try {
@@ -328,8 +329,8 @@ void Service::beside(HttpReply reply, std::function<HttpAnswer()> work) {
     });
 }
 
-void Service::beside(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work) {
-    beside(std::move(reply), [this, call = std::move(call), work = std::move(work)]() mutable {
+void Service::onWorker(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work) {
+    onWorker(std::move(reply), [this, call = std::move(call), work = std::move(work)]() mutable {
         return work(bodyObject(call, settings_.bodyBytes));
     });
 }
