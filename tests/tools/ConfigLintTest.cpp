@@ -18,7 +18,7 @@ protected:
                 {"featureFlags", kiv::json::array{kiv::json::object{{"name", "flag." + name}}}}};
     }
 
-    /// A payload with these conditions and the target group "vip", linted.
+    /// The lint report on a payload with these conditions and the target group "vip".
     static kiv::json::value lint(const std::vector<std::string>& conditions) {
         kiv::json::array experiments;
         for (const std::string& condition : conditions) {
@@ -202,7 +202,7 @@ TEST_F(ConfigLint, WarningsFailOnlyWhenStrict) {
     EXPECT_EQ(kiv({"config", "lint", "--strict", "good.json"}).exitCode, 0);
 }
 
-/// Counts what each operator takes from the stack.
+/// Counts how many arguments each operator takes from the stack.
 class ArgumentCounter : public KivxTrace {
 public:
     void entered(std::string_view, std::string_view) override {}
@@ -224,7 +224,7 @@ TEST_F(OperatorSignatures, AreThoseOfTheParser) {
     ArgumentCounter counter;
     const KivxTrace::Scope scope(counter);
     for (const std::string& name : parser->operators().names()) {
-        // Each operator can make something of one of these.
+        // Every operator accepts one of these argument lists.
         for (const std::string_view arguments : {R"(("1", "1", "1", "1"))", R"(("1", ["1"]))"}) {
             parser->evaluateExpression(name + std::string(arguments), "", EvaluationContext());
         }

@@ -13,7 +13,7 @@ constexpr const char* payload = "{\"application\": \"k\",\r\n \"experiments\": [
 
 class ConfigSigning : public KivCommand {
 protected:
-    /// Makes "s.…" and "signed.json".
+    /// Makes a key and its certificates, "s.…", and signs "payload.json" as "signed.json".
     void signPayload() {
         ASSERT_EQ(kiv({"config", "keygen", "--out", "s"}).exitCode, 0);
         write("payload.json", std::string(payload) + "\n");

@@ -142,7 +142,7 @@ void Service::apply(const std::vector<PayloadChange>& changes) {
             envelopes_[change.key] = change.envelope;
             if (const std::size_t streams = streams_.announce(change.key)) {
                 journal_.told(Terminal::Style::good,
-                              change.key + " has changed; told to " + counted(streams, "stream"));
+                              change.key + " has changed; announced to " + counted(streams, "stream"));
             }
         } else if (change.kind == PayloadChange::Kind::removed) {
             envelopes_.erase(change.key);
@@ -171,7 +171,7 @@ void Service::tell(const PayloadChange& change) const {
                                         : ": refused; nothing is served for this key"));
         break;
     case PayloadChange::Kind::same:
-        journal_.told(Terminal::Style::good, file + ": is again what is served");
+        journal_.told(Terminal::Style::good, file + ": is back to the content that is served");
         break;
     case PayloadChange::Kind::removed:
         journal_.told(Terminal::Style::warning, file + ": is gone; nothing is served for this key");

@@ -20,7 +20,7 @@ function make(tag, className, text = "") {
     return made;
 }
 
-// Sets a text only when it differs: a screen reader would read aloud what is set, even when it is the same.
+// Sets a text only when it differs: a screen reader may read aloud what is set, even when it is the same.
 function setText(node, text) {
     if (node.textContent !== text) {
         node.textContent = text;
