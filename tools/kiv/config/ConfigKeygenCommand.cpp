@@ -58,7 +58,7 @@ int keygen(const Options& options) {
 void addKeygenCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
     CLI::App* command = parent.add_subcommand("keygen", "Make a signing key and its certificate");
-    command->add_option("--out", options->prefix, "Path that the names of the three files begin with")
+    command->add_option("--out", options->prefix, "Beginning of the paths of the three files")
         ->required()
         ->type_name("PREFIX");
     command

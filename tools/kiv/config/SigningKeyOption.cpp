@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "Command.h"
 #include "Model/KeyForm.h"
 #include "Terminal.h"
 

@@ -2,10 +2,7 @@
 
 #include <string>
 
-namespace CLI {
-class App;
-class Option;
-} // namespace CLI
+#include "Command.h"
 
 namespace kiv::tool {
 

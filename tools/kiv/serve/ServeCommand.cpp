@@ -157,7 +157,7 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
         ->add_option_function<int>(
             "--keep-alive",
             [options](int seconds) { options->settings.keepAlive = std::chrono::seconds(seconds); },
-            "Seconds between comments on a quiet push stream, so that proxies keep it open; 15 by default")
+            "Seconds between comments that keep a quiet push stream open; 15 by default")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("N");
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
