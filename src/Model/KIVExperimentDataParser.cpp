@@ -80,7 +80,7 @@ KIVExperimentDataParser::parseExperimentsWithConfiguration(const value* experime
     }
     table->reserve(array->size());
     for (const value& experiment : *array) {
-        const auto* flags = kiv::arrayMember(experiment, KIVC_JSON_data_experimentsFeatureFlags);
+        const auto* flags = asArray(kiv::member(experiment, KIVC_JSON_data_experimentsFeatureFlags));
         const auto model = flags && !flags->empty() ? experimentModel(experiment) : nullptr;
         if (!model) {
             continue;

@@ -202,7 +202,7 @@ TEST_F(ConfigLint, WarningsFailOnlyWhenStrict) {
     EXPECT_EQ(kiv({"config", "lint", "--strict", "good.json"}).exitCode, 0);
 }
 
-/// Counts how many arguments each operator takes from the stack.
+/// Counts what each operator takes from the stack.
 class ArgumentCounter : public KivxTrace {
 public:
     void entered(std::string_view, std::string_view) override {}
@@ -224,7 +224,7 @@ TEST_F(OperatorSignatures, AreThoseOfTheParser) {
     ArgumentCounter counter;
     const KivxTrace::Scope scope(counter);
     for (const std::string& name : parser->operators().names()) {
-        // Every operator accepts one of these argument lists.
+        // Each operator can make something of one of these.
         for (const std::string_view arguments : {R"(("1", "1", "1", "1"))", R"(("1", ["1"]))"}) {
             parser->evaluateExpression(name + std::string(arguments), "", EvaluationContext());
         }

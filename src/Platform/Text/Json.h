@@ -47,12 +47,12 @@ const json::value* member(const json::object& object, std::string_view name);
 const json::string* textMember(const json::value& object, std::string_view name);
 const json::string* textMember(const json::object& object, std::string_view name);
 
-/// The member as an object, or null when there is none or it is no object.
-const json::object* objectMember(const json::object& object, std::string_view name);
-
 /// The member as an array, or null when there is none or it is no array.
 const json::array* arrayMember(const json::value& object, std::string_view name);
 const json::array* arrayMember(const json::object& object, std::string_view name);
+
+/// The member as an object, or null when there is none or it is no object.
+const json::object* objectMember(const json::object& object, std::string_view name);
 
 /// About what the value takes, in memory and as text, in bytes: its texts and keys, and a flat sum for each
 /// value. Nothing when it nests deeper than `maxDepth`.

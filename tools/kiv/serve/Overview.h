@@ -13,9 +13,8 @@ namespace kiv::tool {
 /// The page on which a service shows what applications have reported.
 namespace overview {
 
-inline constexpr std::string_view dataPath = "/overview"; ///< what the page shows, as JSON
-inline constexpr std::string_view changesPath =
-    "/changes"; ///< a stream with an event whenever that may have changed
+inline constexpr std::string_view dataPath = "/overview";   ///< what the page shows, as JSON
+inline constexpr std::string_view changesPath = "/changes"; ///< a stream that tells when to ask again
 
 /// The answer with the page's file at that path; nothing when there is none.
 std::optional<HttpAnswer> file(std::string_view path);

@@ -138,7 +138,7 @@ void PushStreams::scheduleComment() {
         if (stopped) {
             return;
         }
-        std::vector<std::shared_ptr<Stream>> all; // a copy: a stream that ends here leaves `streams_`
+        std::vector<std::shared_ptr<Stream>> all; // a copy, as a stream that ends leaves `streams_`
         for (const auto& [key, streams] : streams_) {
             all.insert(all.end(), streams.begin(), streams.end());
         }
