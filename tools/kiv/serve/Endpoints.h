@@ -15,8 +15,7 @@ inline constexpr std::string_view configurationApi = "/device/get_configuration"
 inline constexpr std::string_view stateCdn = "/states";
 inline constexpr std::string_view stateApi = "/device/update_state_store";
 inline constexpr std::string_view analytics = "/analytics";
-inline constexpr std::string_view impressions =
-    "/analytics/impression"; ///< where applications post them, below `analytics`
+inline constexpr std::string_view impressions = "/analytics/impression"; ///< posted below `analytics`
 inline constexpr std::string_view push = "/sse";
 
 } // namespace endpoint
