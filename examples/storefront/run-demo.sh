@@ -37,7 +37,7 @@ quietly() {
 
 quietly "$bin/kiv" config keygen --out "$work/signing"
 quietly "$bin/kiv" config lint "$payload"
-quietly "$bin/kiv" config sign "$payload" --key "$work/signing.key.pem" --out "$work/flags.json"
+quietly "$bin/kiv" config sign "$payload" --signing-key "$work/signing.key.pem" --out "$work/flags.json"
 quietly "$bin/kiv" config verify "$work/flags.json" --certificate "$work/signing.certificate.txt"
 
 # The tampered copy is still a well-formed document: only the signature shows that it was changed.
@@ -70,7 +70,7 @@ done
 url=$(sed -n 's/^{"url":"\([^"]*\)".*/\1/p' "$work/service.json")
 certificate=$data/signing.certificate.txt
 sed 's/, 0\.15, 0)/, 0.1, 0)/' "$payload" >"$work/older.json"
-quietly "$bin/kiv" config sign "$work/older.json" --key "$data/signing.key.pem" --date 2026-01-01T00:00:00.000Z --out "$work/shipped.json"
+quietly "$bin/kiv" config sign "$work/older.json" --signing-key "$data/signing.key.pem" --date 2026-01-01T00:00:00.000Z --out "$work/shipped.json"
 
 printf '\n11. The shop with its service: kiv serve at %s\n\n  First start, with an older document shipped in the application:\n\n' "$url"
 "$bin/storefront" live "$url" "$work/shipped.json" "$certificate" "$work/live"

@@ -47,10 +47,9 @@ double millisecondsSince1970() {
 
 kiv::json::array propertiesOf(const kiv::json::object& batch) {
     kiv::json::array all;
-    const kiv::json::value* events = kiv::member(batch, "batch");
-    if (const kiv::json::array* list = events ? events->if_array() : nullptr) {
-        all.reserve(list->size());
-        for (const kiv::json::value& event : *list) {
+    if (const kiv::json::array* events = kiv::arrayMember(batch, "batch")) {
+        all.reserve(events->size());
+        for (const kiv::json::value& event : *events) {
             const kiv::json::value* properties = kiv::member(event, "properties");
             if (properties && properties->is_object()) {
                 all.push_back(*properties);

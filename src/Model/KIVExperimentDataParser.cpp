@@ -45,7 +45,7 @@ bool boolean(const value& object, std::string_view name) {
 
 std::set<std::string> labels(const value& experiment) {
     std::set<std::string> all;
-    if (const auto* array = asArray(kiv::member(experiment, KIVC_JSON_data_experimentsLabels))) {
+    if (const auto* array = kiv::arrayMember(experiment, KIVC_JSON_data_experimentsLabels)) {
         for (const value& label : *array) {
             if (label.is_string()) {
                 all.emplace(label.get_string());

@@ -1,4 +1,4 @@
-// The page of `kiv serve`: what applications have told it, as it comes.
+// The page of `kiv serve`, which shows what applications report.
 
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
@@ -13,7 +13,7 @@ const key = "5e0bd1f2c3a4b5d6e7f80912";
 const otherKey = "0123456789abcdef01234567";
 const hostile = `<img src=x onerror="document.title='taken'">`;
 
-/** A service for the payloads, by key. */
+/** Starts a service. `payloads` are its payloads by key. */
 async function serve(t, payloads) {
     const folder = join(temporaryFolder(t), "flags");
     mkdirSync(folder);
@@ -33,7 +33,7 @@ async function post(url, body) {
     assert.equal(answer.status, 200);
 }
 
-/** Tells the service what an application would, with these counts by flag and value. */
+/** Uploads impressions as an application would. `counts` is { flag: { value: count } }. */
 async function postImpressions(service, counts, ofKey = key) {
     const time = 1_700_000_000.25;
     const events = Object.entries(counts).flatMap(([flag, values]) =>
@@ -82,7 +82,7 @@ const shownCounts = (page) =>
         ),
     );
 
-/** Waits until the page shows what is looked for. */
+/** Repeats `look(page)` until `isRight` accepts its result, which is returned. */
 async function eventually(page, look, isRight) {
     const until = Date.now() + 20_000;
     for (;;) {
@@ -161,7 +161,7 @@ test("the page comes back with its service", async (t) => {
     await eventually(page, shownCounts, sameCounts({ flag: { on: 3 } }));
 });
 
-// The shop of examples/storefront, from here on.
+// The next test runs the shop of examples/storefront.
 
 test("counts move, and the flags screen follows, while the storefront reads flags", async (t) => {
     const payload = readFileSync(inProject("examples/storefront/storefront.flags.json"), "utf8");
@@ -171,7 +171,7 @@ test("counts move, and the flags screen follows, while the storefront reads flag
     const shipped = join(work, "shipped.json");
     const payloadFile = join(service.folder, `${key}.flags.json`);
     execFileSync(built("kiv"), [
-        "config", "sign", payloadFile, "--key", join(data, "signing.key.pem"), "--out", shipped,
+        "config", "sign", payloadFile, "--signing-key", join(data, "signing.key.pem"), "--out", shipped,
         "--date", "2026-01-01T00:00:00.000Z",
     ]);
     const shop = ["live", service.url, shipped, join(data, "signing.certificate.txt"), join(work, "library")];

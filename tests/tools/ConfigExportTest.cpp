@@ -15,7 +15,7 @@ protected:
         write("flags/" + key + ".flags.json", R"({"experiments": []})");
     }
 
-    /// What an application asks a configuration CDN for, after the endpoint.
+    /// The path that an application asks a configuration CDN for, below the endpoint.
     static std::string pathFor(const std::string& certificateFile) {
         std::string certificate = read(certificateFile);
         certificate.pop_back();
@@ -45,7 +45,7 @@ TEST_F(ConfigExport, IsServedByAnyWebServer) {
     const Outcome fetched = shell(curl + target + "?canticache=7'");
     EXPECT_EQ(fetched.out, "200 application/json") << fetched.err << read("nginx.err");
     output({"config", "verify", "fetched.json", "--certificate", "flags/.kiv/signing.certificate.txt",
-            "--app-key", key});
+            "--key", key});
     EXPECT_EQ(shell(curl + target + "0'").out, "404 text/html");
 
     // An application that fetches it.
@@ -64,12 +64,15 @@ TEST_F(ConfigExport, SignsWithTheGivenKeyAndWritesAllOrNothing) {
     ASSERT_EQ(kiv({"config", "keygen", "--out", "a"}).exitCode, 0);
     ASSERT_EQ(kiv({"config", "keygen", "--out", "b"}).exitCode, 0);
     const auto exported = [&](const std::string& keyFile, const std::string& certificate) {
-        return kiv({"config", "export", "flags", "public", "--key", keyFile, "--certificate", certificate});
+        return kiv(
+            {"config", "export", "flags", "public", "--signing-key", keyFile, "--certificate", certificate});
     };
     const Outcome mixed = exported("a.key.pem", "b.certificate.txt");
     EXPECT_EQ(mixed.exitCode, 1);
     EXPECT_CONTAINS(mixed.err, "b.certificate.txt: is not the certificate of a.key.pem");
-    EXPECT_EQ(kiv({"config", "export", "flags", "public", "--key", "a.key.pem"}).exitCode, 2);
+    const Outcome keyAlone = kiv({"config", "export", "flags", "public", "--signing-key", "a.key.pem"});
+    EXPECT_EQ(keyAlone.exitCode, 2);
+    EXPECT_CONTAINS(keyAlone.err, "--signing-key and --certificate belong together");
 
     write("flags/0123456789abcdef01234567.flags.json", R"({"experiments": 5})");
     const Outcome wrong = exported("a.key.pem", "a.certificate.pem");
@@ -81,6 +84,10 @@ TEST_F(ConfigExport, SignsWithTheGivenKeyAndWritesAllOrNothing) {
     EXPECT_EQ(exported("a.key.pem", "a.certificate.pem").exitCode, 0);
     const std::string path = "public/" + pathFor("a.certificate.txt");
     EXPECT_EQ(kiv({"config", "verify", path, "--certificate", "a.certificate.txt"}).exitCode, 0) << path;
+
+    const Outcome oldSpelling = kiv(
+        {"config", "export", "flags", "public", "--key", "a.key.pem", "--certificate", "a.certificate.txt"});
+    EXPECT_EQ(oldSpelling.exitCode, 0) << oldSpelling.err;
     EXPECT_FALSE(std::filesystem::exists("flags/.kiv"));
 }
 

@@ -10,7 +10,7 @@ protected:
                 {"featureFlags", kiv::json::array{kiv::json::object{{"name", "flag." + name}}}}};
     }
 
-    /// A payload with these conditions and the target group "vip", linted.
+    /// The lint report on a payload with these conditions and the target group "vip".
     static kiv::json::value lint(const std::vector<std::string>& conditions) {
         kiv::json::array experiments;
         for (const std::string& condition : conditions) {

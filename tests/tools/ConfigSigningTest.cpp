@@ -13,11 +13,11 @@ constexpr const char* payload = "{\"application\": \"k\",\r\n \"experiments\": [
 
 class ConfigSigning : public KivCommand {
 protected:
-    /// Makes "s.…" and "signed.json".
+    /// Makes a key and its certificates, "s.…", and signs "payload.json" as "signed.json".
     void signPayload() {
         ASSERT_EQ(kiv({"config", "keygen", "--out", "s"}).exitCode, 0);
         write("payload.json", std::string(payload) + "\n");
-        ASSERT_EQ(kiv({"config", "sign", "payload.json", "--key", "s.key.pem", "--out", "signed.json",
+        ASSERT_EQ(kiv({"config", "sign", "payload.json", "--signing-key", "s.key.pem", "--out", "signed.json",
                        "--date", "2026-01-31T13:00:00.000+01:00"})
                       .exitCode,
                   0);
@@ -48,7 +48,7 @@ TEST_F(ConfigSigning, IsWhatOthersVerify) {
 
 TEST_F(ConfigSigning, DatesItNowUnlessTold) {
     signPayload();
-    const Outcome outcome = kiv({"config", "sign", "-", "--key", "s.key.pem"}, payload);
+    const Outcome outcome = kiv({"config", "sign", "-", "--signing-key", "s.key.pem"}, payload);
     const auto date = kiv::parseDate(*kiv::textMember(parsed(outcome.out), "signed_date"));
     EXPECT_LT(std::chrono::abs(std::chrono::system_clock::now() - date.value()), std::chrono::minutes(5));
 }
@@ -80,16 +80,42 @@ TEST_F(ConfigSigning, RefusesWhatCannotBeSigned) {
     write("bad.json", "{\n \"a\": [1,}\n}");
     write("array.json", "[1]");
     const Call calls[] = {
-        {{"bad.json", "--key", "s.key.pem"},
+        {{"bad.json", "--signing-key", "s.key.pem"},
          1,
          "bad.json: no JSON: syntax error — line 2, column 10\n   \"a\": [1,}\n           ^\n"},
-        {{"array.json", "--key", "s.key.pem"}, 1, "no JSON object"},
-        {{"signed.json", "--key", "s.key.pem"}, 1, "is an envelope already"},
-        {{"payload.json", "--key", "s.certificate.pem"}, 1, "holds no private key"},
-        {{"payload.json", "--key", "missing.pem"}, 1, "missing.pem: cannot be read"},
-        {{"payload.json", "--key", "s.key.pem", "--date", "today"}, 2, "--date"},
+        {{"array.json", "--signing-key", "s.key.pem"}, 1, "no JSON object"},
+        {{"signed.json", "--signing-key", "s.key.pem"}, 1, "is an envelope already"},
+        {{"payload.json", "--signing-key", "s.certificate.pem"}, 1, "holds no private key"},
+        {{"payload.json", "--signing-key", "missing.pem"}, 1, "missing.pem: cannot be read"},
+        {{"payload.json", "--signing-key", "s.key.pem", "--date", "today"}, 2, "--date"},
     };
     expectTold({"config", "sign"}, calls);
+}
+
+TEST_F(ConfigSigning, OldSpellingsWorkAndAnApplicationsKeyIsNotTakenForAFile) {
+    signPayload();
+    const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+    std::filesystem::copy_file("s.key.pem", key);
+    const std::string refusal =
+        "--key: \"" + key + "\" is an application's key, which this command does not take";
+    const Call calls[] = {
+        {{"sign", "payload.json", "--key", "s.key.pem"}, 0, "signature_v0"},
+        {{"sign", "payload.json", "--key", key}, 2, refusal},
+        {{"sign", "payload.json", "--key", "2E8F6C1A-7B3D-4E5F-9A0B-1C2D3E4F5A6B"},
+         2,
+         "is an application's key"},
+        {{"sign", "payload.json", "--signing-key", key}, 0, "signature_v0"},
+        {{"sign", "payload.json", "--signing-key", "s.key.pem", "--key", "s.key.pem"}, 2, "--signing-key: "},
+        {{"sign", "payload.json"}, 2, "--signing-key is required"},
+        {{"export", "flags", "public", "--key", key, "--certificate", "s.certificate.txt"}, 2, refusal},
+        {{"verify", "signed.json", "--certificate", "s.certificate.txt", "--app-key", "k"},
+         0,
+         "ok       application"},
+    };
+    expectTold({"config"}, calls);
+    EXPECT_CONTAINS(kiv({"config", "verify", "signed.json", "--app-key", "other"}).out, "expected \"other\"");
+    EXPECT_EQ(output({"config", "sign", "--help"}).find("--key"), std::string::npos);
+    EXPECT_EQ(output({"config", "verify", "--help"}).find("--app-key"), std::string::npos);
 }
 
 TEST_F(ConfigSigning, VerifyNamesWhatIsWrong) {
@@ -127,8 +153,8 @@ TEST_F(ConfigSigning, VerifyNamesWhatIsWrong) {
         kiv::json::object envelope = parsed(text).get_object();
         each.change(envelope);
         write("envelope.json", kiv::compactJson(envelope));
-        const Outcome outcome = kiv({"config", "verify", "envelope.json", "--certificate",
-                                     signer.certificateBase64, "--app-key", "k"});
+        const Outcome outcome = kiv(
+            {"config", "verify", "envelope.json", "--certificate", signer.certificateBase64, "--key", "k"});
         EXPECT_EQ(outcome.exitCode, each.exitCode) << each.told;
         EXPECT_CONTAINS(outcome.out, each.told);
         EXPECT_EQ(outcome.err.empty(), each.exitCode == 0) << outcome.err;
@@ -146,7 +172,7 @@ TEST_F(ConfigSigning, VerifyTakesCertificatesInEveryForm) {
         {{"signed.json"}, 1, "other than that of the built-in certificate"},
         {{"signed.json", "--certificate", "broken.txt"}, 1, "has line breaks"},
         {{"signed.json", "--certificate", "s.key.pem"}, 1, "no certificate"},
-        {{"signed.json", "--certificate", "s.certificate.txt", "--app-key", "other"},
+        {{"signed.json", "--certificate", "s.certificate.txt", "--key", "other"},
          1,
          "expected \"other\", actual \"k\""},
         {{"huge.json"}, 1, "larger than 64 MiB"},

@@ -11,7 +11,7 @@ const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
 const std::string uuidKey = "2E8F6C1A-7B3D-4E5F-9A0B-1C2D3E4F5A6B";
 const std::string hash = "0123456789abcdef0123456789abcdef";
 
-/// A payload with one flag; the expression stands in it as it is given, inside the JSON text.
+/// A payload with one flag. The condition is put into the JSON text as it is, without escapes.
 std::string payloadWith(const std::string& condition) {
     return R"({"experiments": [{"name": "n", "featureFlags": [{"name": "shop.colour"}], )"
            R"("deploymentConfiguration": {"condition": ")" +
@@ -63,7 +63,7 @@ protected:
 
     std::string configurationUrl() const { return url("getConfigCloudEndpoint", key + "/" + hash); }
 
-    /// An open stream of the key; what it hears goes into a file.
+    /// Opens a push stream of the key. What it receives is written to the file.
     std::unique_ptr<Background> openStream(const std::string& file) const {
         auto stream = std::make_unique<Background>("curl -sSiN --noproxy '*' '" +
                                                    url("pushNotificationEndpoint", key) + "' >" + file);
@@ -105,7 +105,7 @@ TEST_F(Serve, SignsWhatItServesOnceAndKeepsItsKey) {
     const Answer fromCdn = get(configurationUrl() + "?canticache=1&distinct_id=x");
     EXPECT_EQ(fromCdn.status, "200");
     write("envelope.json", fromCdn.body);
-    output({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--app-key", key});
+    output({"config", "verify", "envelope.json", "--certificate", "certificate.txt", "--key", key});
     EXPECT_CONTAINS(fromCdn.body, R"(\"condition\":\"\\\"red\\\"\")");
     EXPECT_EQ(post(url("getConfigApiEndpoint", key + "/" + hash), R"({"app_key": ")" + key + "\"}").body,
               fromCdn.body);
@@ -161,7 +161,7 @@ TEST_F(Serve, CountsImpressionsAlsoThoseFromBefore) {
     start();
     EXPECT_CONTAINS(kiv({"impressions", "flags"}).out, "No impressions have been kept yet.");
     EXPECT_EQ(service->end(SIGTERM), 0);
-    // Records as they were before there were counts, with impressions of two keys.
+    // Records of a version that did not count, with impressions of two keys.
     const std::string more = "INSERT INTO impressions (app_key, flag, value, received) VALUES ('" + key +
                              "', 'shop.colour', 'a, \"\"b\"\"', '')";
     write("before.sql",
@@ -253,7 +253,7 @@ TEST_F(Serve, AnnouncesWhatChangedAndRefusesWhatIsWrong) {
     EXPECT_CONTAINS(read("log"), "experiment 1 \"n\", column 1: error: ");
     EXPECT_EQ(get(configurationUrl()).body, served);
     write(payloadFile, payload("green"));
-    waitFor("log", "is again what is served");
+    waitFor("log", "is back to the content that is served");
     EXPECT_EQ(get(configurationUrl()).body, served);
 
     write(payloadFile, payload("blue"));
@@ -273,9 +273,9 @@ TEST_F(Serve, RefusesPayloadsOfOthersAndTakesThemOnceTheyAreRight) {
     write("flags/shop.flags.json", "{}");
     write("flags/" + uuidKey + ".flags.json", R"({"data": "{}"})");
     start();
-    expectContains(read("log"),
-                   {"is made for another application: the file's name says \"" + key + "\"",
-                    "flags/shop.flags.json: error: the name is no key", "is an envelope already"});
+    expectContains(read("log"), {"is made for another application: the file's name says \"" + key + "\"",
+                                 "flags/shop.flags.json: error: the file's name does not begin with a key",
+                                 "is an envelope already"});
     EXPECT_EQ(get(configurationUrl()).status, "404");
     write(payloadFile, R"({"application": ")" + key + "\"}");
     waitFor("log", "signed and served");

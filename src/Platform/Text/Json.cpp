@@ -330,6 +330,16 @@ const json::object* objectMember(const json::object& object, std::string_view na
     return value ? value->if_object() : nullptr;
 }
 
+const json::array* arrayMember(const json::value& object, std::string_view name) {
+    const json::object* members = object.if_object();
+    return members ? arrayMember(*members, name) : nullptr;
+}
+
+const json::array* arrayMember(const json::object& object, std::string_view name) {
+    const json::value* value = member(object, name);
+    return value ? value->if_array() : nullptr;
+}
+
 std::optional<std::size_t> approximateSize(const json::value& value, std::size_t maxDepth) {
     constexpr std::size_t ofEach = 32;
     if (const json::object* object = value.if_object()) {

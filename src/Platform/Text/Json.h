@@ -48,6 +48,10 @@ const json::value* member(const json::object& object, std::string_view name);
 const json::string* textMember(const json::value& object, std::string_view name);
 const json::string* textMember(const json::object& object, std::string_view name);
 
+/// The member as an array, or null when there is none or it is no array.
+const json::array* arrayMember(const json::value& object, std::string_view name);
+const json::array* arrayMember(const json::object& object, std::string_view name);
+
 /// The member as an object, or null when there is none or it is no object.
 const json::object* objectMember(const json::object& object, std::string_view name);
 

@@ -13,7 +13,7 @@ constexpr const char* explanation = R"(A configuration document is an envelope, 
 From a payload to an application:
   kiv config keygen --out signing
   kiv config lint payload.json
-  kiv config sign payload.json --key signing.key.pem --out configuration.json
+  kiv config sign payload.json --signing-key signing.key.pem --out configuration.json
   kiv config verify configuration.json --certificate signing.certificate.txt
   kiv config show configuration.json
 The application gets configuration.json as its defaultConfigurationPath and the text in

@@ -13,7 +13,8 @@
 namespace kiv::tool {
 namespace {
 
-/// The byte that the parser's message ends with; takes it off the message.
+/// Removes " at byte N" from the end of the parser's message and returns N; 0 when the message ends
+/// differently.
 std::size_t takePosition(std::string& message) {
     constexpr std::string_view mark = " at byte ";
     const std::size_t found = message.rfind(mark);
@@ -30,8 +31,14 @@ std::string textOr(const json::value& object, std::string_view name, std::string
     return text ? std::string(*text) : std::move(other);
 }
 
+const json::array& arrayOf(const json::object& payload, std::string_view name) {
+    static const json::array& none = *new json::array;
+    const json::array* found = arrayMember(payload, name);
+    return found ? *found : none;
+}
+
 [[noreturn]] void refuseFlag(const ConfigDocument& document, const std::string& flag) {
-    const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
+    const json::array& experiments = experimentsOf(document.payload);
     std::vector<std::string_view> names;
     for (std::size_t index = 0; index < experiments.size(); ++index) {
         for (const std::string_view name : flagsOf(experiments[index])) {
@@ -83,7 +90,7 @@ ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
     if (!data) {
         throw BadInput(path +
                        (envelope->contains(KIVC_JSON_data)
-                            ? ": the envelope's \"data\" is no text: the payload stands in it as one text"
+                            ? ": the envelope's \"data\" is no text; it must hold the payload as one text"
                             : ": the envelope has no \"data\""));
     }
     payload = parseObject(*data, path + ": \"data\"");
@@ -97,11 +104,12 @@ std::string Place::text() const {
            (name.empty() ? "" : " " + inQuotes(name));
 }
 
-const json::array& elements(const json::object& payload, std::string_view name) {
-    static const json::array& none = *new json::array;
-    const json::value* found = member(payload, name);
-    const json::array* array = found ? found->if_array() : nullptr;
-    return array ? *array : none;
+const json::array& experimentsOf(const json::object& payload) {
+    return arrayOf(payload, KIVC_JSON_data_experiments);
+}
+
+const json::array& targetGroupsOf(const json::object& payload) {
+    return arrayOf(payload, KIVC_JSON_data_targetGroups);
 }
 
 Place experimentPlace(std::size_t index, const json::value& experiment) {
@@ -114,7 +122,7 @@ Place targetGroupPlace(std::size_t index, const json::value& group) {
 
 std::map<std::string_view, std::size_t> deciders(const json::object& payload) {
     std::map<std::string_view, std::size_t> result;
-    const json::array& experiments = elements(payload, KIVC_JSON_data_experiments);
+    const json::array& experiments = experimentsOf(payload);
     for (std::size_t index = 0; index < experiments.size(); ++index) {
         if (conditionOf(experiments[index])) {
             for (const std::string_view flag : flagsOf(experiments[index])) {
@@ -141,9 +149,8 @@ const json::string* conditionOf(const json::value& experiment) {
 
 std::vector<std::string_view> flagsOf(const json::value& experiment) {
     std::vector<std::string_view> names;
-    const json::value* flags = member(experiment, KIVC_JSON_data_experimentsFeatureFlags);
-    if (const json::array* array = flags ? flags->if_array() : nullptr) {
-        for (const json::value& flag : *array) {
+    if (const json::array* flags = arrayMember(experiment, KIVC_JSON_data_experimentsFeatureFlags)) {
+        for (const json::value& flag : *flags) {
             const json::string* name = textMember(flag, KIVC_featureFlag_name);
             if (name && !name->empty()) {
                 names.emplace_back(*name);

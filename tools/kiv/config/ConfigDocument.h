@@ -11,52 +11,54 @@
 
 namespace kiv::tool {
 
-/// Parses a JSON object that stands in `text`; its nulls are left out. Throws `BadInput` with the place of
-/// the mistake; `name` (may be empty) says there what the text is.
+/// Parses `text`, which must be a JSON object, and removes its nulls. Throws `BadInput` with the position of
+/// the mistake; the message begins with `name`, which may be empty.
 json::object parseObject(std::string_view text, const std::string& name);
 
-/// True for an object that carries its payload, or is meant to, and is no payload itself.
+/// Whether the object has a member that only envelopes have. It need not be a valid envelope.
 bool isEnvelope(const json::object& document);
 
-/// A configuration document from a file: an envelope, or a payload that has none.
+/// A configuration document from a file: an envelope with its payload, or a payload alone.
 struct ConfigDocument {
-    /// Throws `BadInput` when there is no payload to be had.
+    /// Reads the file, or standard input for "-". Throws `BadInput` when that gives no payload.
     explicit ConfigDocument(const std::string& path);
 
     std::string path;
-    std::optional<json::object> envelope;
-    json::object payload; ///< without nulls, as the library reads it
+    std::optional<json::object> envelope; ///< nothing when the file holds a payload alone
+    json::object payload;                 ///< without nulls, as the library reads it
 };
 
-/// An element of "experiments" or "targetGroups", as the messages name it.
+/// What a message is about: an element of "experiments" or "targetGroups", or the whole document.
 struct Place {
     enum class Kind { document, experiment, targetGroup };
 
     Kind kind = Kind::document;
     std::size_t index = 0; ///< from 1
-    std::string name = {}; ///< of the experiment, or identifier of the group; may be empty
+    std::string name = {}; ///< the experiment's name, or the group's identifier; may be empty
 
-    /// For example: experiment 3 "Express checkout".
+    /// For example: experiment 3 "Express checkout". Empty for the whole document.
     std::string text() const;
 };
 
-/// The experiments and groups as they stand in a document, of whatever kind; empty when they are no array.
-const json::array& elements(const json::object& payload, std::string_view name);
+/// A payload's experiments and target groups, unchecked; empty when the payload has no array of them.
+const json::array& experimentsOf(const json::object& payload);
+const json::array& targetGroupsOf(const json::object& payload);
 
 Place experimentPlace(std::size_t index, const json::value& experiment);
 Place targetGroupPlace(std::size_t index, const json::value& group);
 
-/// Which experiment decides each flag, by its index from 0: the last one that names the flag and has a
-/// condition.
+/// For each flag, the index, from 0, of the experiment that decides it: the last one that names the flag and
+/// has a condition.
 std::map<std::string_view, std::size_t> deciders(const json::object& payload);
 
-/// The experiment that decides the flag, by its index from 0. Throws `BadInput` that says why when none does.
+/// The index, from 0, of the experiment that decides the flag. When there is none, throws `BadInput` that
+/// says why.
 std::size_t deciderOf(const ConfigDocument& document, const std::string& flag);
 
-/// An experiment's condition; null when it has none, and so is skipped.
+/// The experiment's condition; null when it has none. Applications skip an experiment without a condition.
 const json::string* conditionOf(const json::value& experiment);
 
-/// The flags that an experiment names, in the document's order.
+/// The names of the experiment's flags, in the document's order.
 std::vector<std::string_view> flagsOf(const json::value& experiment);
 
 } // namespace kiv::tool

@@ -13,6 +13,7 @@
 #include "config/DataFolder.h"
 #include "config/PayloadFolder.h"
 #include "config/SigningIdentity.h"
+#include "config/SigningKeyOption.h"
 
 namespace kiv::tool {
 namespace {
@@ -22,33 +23,33 @@ namespace fs = std::filesystem;
 struct Options {
     std::string folder;
     std::string out;
-    std::string key;
+    std::string signingKey;
     std::string certificate;
     std::string data;
 };
 
 constexpr const char* explanation =
     R"(Checks and signs each payload KEY.flags.json of a folder, and writes the envelopes as files that any web
-server can serve as a configuration CDN: OUT/KEY/BUILD. BUILD stands for the certificate and for the
-version of the library that this command belongs to; other versions ask for other names, so let each
-version that is in use export to the same folder.
+server or CDN can serve as a configuration CDN: OUT/KEY/BUILD. BUILD stands for the certificate and for
+the version of the library that this command belongs to. An application with another version of the library
+asks for another BUILD: for each version in use, run the 'kiv' of that version with the same OUT.
 
-Without --key and --certificate the documents are signed as 'kiv serve FOLDER' signs them.
+Without --signing-key and --certificate the documents are signed as 'kiv serve FOLDER' signs them.
 
 Examples:
   kiv config export flags public
-  kiv config export flags public --key signing.key.pem --certificate signing.certificate.txt
+  kiv config export flags public --signing-key signing.key.pem --certificate signing.certificate.txt
 
 When a payload has errors nothing is written, and the exit code is 1.)";
 
 SigningIdentity identityOf(const Options& options) {
-    if (options.key.empty()) {
+    if (options.signingKey.empty()) {
         return identityInFolder(dataFolder(options.folder, options.data));
     }
-    return identityInFiles(options.key, options.certificate);
+    return identityInFiles(options.signingKey, options.certificate);
 }
 
-/// Tells what lint says; false when it is an error.
+/// Prints the findings about a payload. False when it has errors.
 bool isFine(const PayloadChange& change) {
     for (const Finding& finding : change.findings) {
         std::cerr << finding.line(change.file) << '\n';
@@ -56,12 +57,12 @@ bool isFine(const PayloadChange& change) {
     return change.kind == PayloadChange::Kind::published;
 }
 
-/// In one piece: a web server may be reading there. Whoever may read the folder may read the file.
+/// Writes a new file and renames it to `path`, because a web server may be reading the old one.
 void publish(const fs::path& path, const std::string& envelope) {
     std::error_code problem;
     fs::create_directories(path.parent_path(), problem);
     const fs::path unfinished = path.string() + ".new";
-    constexpr mode_t forAll = 0666;
+    constexpr mode_t forAll = 0666; // less the umask: the web server may be another user
     writeOutput(unfinished, envelope, forAll, true);
     fs::rename(unfinished, path, problem);
     if (problem) {
@@ -70,8 +71,8 @@ void publish(const fs::path& path, const std::string& envelope) {
 }
 
 int exportFolder(const Options& options) {
-    if (options.key.empty() != options.certificate.empty()) {
-        throw WrongUsage("--key and --certificate belong together");
+    if (options.signingKey.empty() != options.certificate.empty()) {
+        throw WrongUsage("--signing-key and --certificate belong together");
     }
     PayloadFolder folder(options.folder, identityOf(options));
     const std::vector<PayloadChange> payloads = folder.changes();
@@ -105,15 +106,13 @@ void addExportCommand(CLI::App& parent, int& exitCode) {
     command->add_option("FOLDER", options->folder, "Folder with the payloads, KEY.flags.json each")
         ->required()
         ->type_name("");
-    command->add_option("OUT", options->out, "Folder that the web server is to serve")
-        ->required()
-        ->type_name("");
-    command->add_option("--key", options->key, "File with the private key")->type_name("FILE");
+    command->add_option("OUT", options->out, "Folder that the web server serves")->required()->type_name("");
+    addSigningKeyOption(*command, options->signingKey);
     command->add_option("--certificate", options->certificate, "File with its certificate")
         ->type_name("FILE");
     command
         ->add_option("--data", options->data,
-                     "Folder of the service with the signing key, FOLDER/.kiv otherwise")
+                     "Data folder of the service, with its signing key; FOLDER/.kiv by default")
         ->type_name("DIR");
     command->footer(explanation);
     command->callback([options, &exitCode] { exitCode = exportFolder(*options); });

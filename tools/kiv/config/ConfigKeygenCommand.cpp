@@ -35,8 +35,8 @@ int keygen(const Options& options) {
         if (!options.force && std::filesystem::exists(path)) {
             throw BadInput(
                 path + ": is there already; nothing was written", std::nullopt,
-                "Add --force to replace it. What was signed with a key that is gone stays valid, but "
-                "nothing more can be signed with it.");
+                "Add --force to replace it. Documents that were signed with the replaced key stay valid, but "
+                "no more documents can be signed with it.");
         }
     }
     const PrivateKey made = generateKey();
@@ -58,16 +58,16 @@ int keygen(const Options& options) {
 void addKeygenCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
     CLI::App* command = parent.add_subcommand("keygen", "Make a signing key and its certificate");
-    command->add_option("--out", options->prefix, "What the names of the files begin with")
+    command->add_option("--out", options->prefix, "Beginning of the paths of the three files")
         ->required()
         ->type_name("PREFIX");
     command
         ->add_option("--name", options->name,
-                     "Common name in the certificate, \"" + options->name + "\" otherwise")
+                     "Common name in the certificate; \"" + options->name + "\" by default")
         ->type_name("CN");
     command
         ->add_option("--days", options->days,
-                     "Days that the certificate is valid, 3650 otherwise; nobody looks")
+                     "Days that the certificate is valid, 3650 by default; applications do not check them")
         ->check(CLI::Range(1, 36500).description(""))
         ->type_name("N");
     command->add_flag("--force", options->force, "Replace files that are there already");

@@ -24,7 +24,7 @@ struct Options {
 constexpr const char* examples =
     R"(Finds unknown words, operators with too few or too many arguments, arguments that make no sense,
 quotes and brackets that are not closed, experiments without a condition or that never decide a
-flag, references to target groups that are not there, and members of the wrong type.
+flag, references to target groups that do not exist, and members of the wrong type.
 
 Examples:
   kiv config lint payload.json
@@ -95,7 +95,8 @@ void printJson(const std::vector<FileFindings>& files) {
               << '\n';
 }
 
-/// For a person: grouped by what they are about, with the place in the expression.
+/// Prints a file's findings for a person: grouped by experiment or target group, with the place in the
+/// expression.
 void printFindings(const FileFindings& file, const Terminal& terminal) {
     constexpr std::size_t indent = 4;
     constexpr std::size_t deeper = 6;

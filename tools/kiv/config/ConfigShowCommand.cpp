@@ -25,7 +25,7 @@ constexpr const char* examples = R"(Examples:
 
 A flag named by several experiments is decided by the last of them that has a condition.)";
 
-/// Texts without quotes, arrays without brackets.
+/// The value for a person to read: texts without quotes, arrays without brackets.
 std::string plainText(const json::value& value) {
     if (const json::array* array = value.if_array()) {
         std::string list;
@@ -41,13 +41,12 @@ std::string plainText(const json::value& value) {
 class Page {
 public:
     explicit Page(const ConfigDocument& document)
-        : document_(document), experiments_(elements(document.payload, KIVC_JSON_data_experiments)),
-          groups_(elements(document.payload, KIVC_JSON_data_targetGroups)),
-          deciders_(deciders(document.payload)) {}
+        : document_(document), experiments_(experimentsOf(document.payload)),
+          groups_(targetGroupsOf(document.payload)), deciders_(deciders(document.payload)) {}
 
     void print() const {
         std::cout << terminal_.styled(Style::heading, printable(document_.path)) << '\n';
-        field(document_.payload, KIVC_JSON_appKey, "application", 2);
+        field(document_.payload, KIVC_JSON_appKey, KIVC_JSON_appKey, 2);
         if (document_.envelope) {
             field(*document_.envelope, KIVC_JSON_data_signedDate, "signed", 2);
         }
@@ -133,7 +132,8 @@ private:
         table(rows);
     }
 
-    /// The last column takes the room that is left, or lines of its own when that is too little.
+    /// The last column takes the width that the others leave. When that is less than `leastForLast`, it goes
+    /// to the next line.
     void table(std::vector<std::vector<std::string>>& rows) const {
         constexpr std::size_t leastForLast = 40;
         constexpr std::size_t indent = 6;
@@ -172,8 +172,7 @@ private:
     Terminal terminal_ = Terminal::ofOutput();
 };
 
-json::value orElse(const json::value* value, const json::value& other) { return value ? *value : other; }
-json::value orNull(const json::value* value) { return orElse(value, nullptr); }
+json::value orNull(const json::value* value) { return value ? *value : json::value(); }
 json::value orNull(const json::string* text) { return text ? json::value(*text) : json::value(); }
 
 json::object experimentJson(std::size_t index, const json::value& model) {
@@ -181,22 +180,26 @@ json::object experimentJson(std::size_t index, const json::value& model) {
     for (const std::string_view flag : flagsOf(model)) {
         flags.emplace_back(flag);
     }
-    return {{"index", index + 1},
-            {"id", orNull(member(model, KIVC_JSON_data_experimentsIds))},
-            {"name", orNull(member(model, KIVC_JSON_data_experimentsName))},
-            {"archived", orElse(member(model, KIVC_JSON_data_experimentsArchived), false)},
-            {"sticky", orElse(member(model, KIVC_JSON_data_experimentsSticky), false)},
-            {"labels", orElse(member(model, KIVC_JSON_data_experimentsLabels), json::array())},
-            {"stickinessProperty", orNull(member(model, KIVC_JSON_data_experimentsStickinessProperty))},
-            {"flags", flags},
-            {"condition", orNull(conditionOf(model))}};
+    json::object shown{{"index", index + 1}, {"id", orNull(member(model, KIVC_JSON_data_experimentsIds))}};
+    const auto copy = [&](const char* name, const json::value& whenMissing) {
+        const json::value* value = member(model, name);
+        shown[name] = value ? *value : whenMissing;
+    };
+    copy(KIVC_JSON_data_experimentsName, nullptr);
+    copy(KIVC_JSON_data_experimentsArchived, false);
+    copy(KIVC_JSON_data_experimentsSticky, false);
+    copy(KIVC_JSON_data_experimentsLabels, json::array());
+    copy(KIVC_JSON_data_experimentsStickinessProperty, nullptr);
+    shown["flags"] = flags;
+    shown[KIVC_JSON_data_experimentsCondition] = orNull(conditionOf(model));
+    return shown;
 }
 
 json::object documentJson(const ConfigDocument& document) {
     json::array experiments;
     json::array flags;
     json::array groups;
-    const json::array& models = elements(document.payload, KIVC_JSON_data_experiments);
+    const json::array& models = experimentsOf(document.payload);
     for (std::size_t index = 0; index < models.size(); ++index) {
         experiments.push_back(experimentJson(index, models[index]));
     }
@@ -204,17 +207,17 @@ json::object documentJson(const ConfigDocument& document) {
         flags.push_back(
             {{"name", flag}, {"experiment", index + 1}, {"condition", orNull(conditionOf(models[index]))}});
     }
-    for (const json::value& group : elements(document.payload, KIVC_JSON_data_targetGroups)) {
+    for (const json::value& group : targetGroupsOf(document.payload)) {
         groups.push_back({{"id", orNull(member(group, KIVC_JSON_data_targetGroupsGroupId))},
                           {"condition", orNull(member(group, KIVC_JSON_data_targetGroupsGroupCondition))}});
     }
     const json::value* date =
         document.envelope ? member(*document.envelope, KIVC_JSON_data_signedDate) : nullptr;
-    return {{"application", orNull(member(document.payload, KIVC_JSON_appKey))},
+    return {{KIVC_JSON_appKey, orNull(member(document.payload, KIVC_JSON_appKey))},
             {"signedDate", orNull(date)},
-            {"experiments", experiments},
+            {KIVC_JSON_data_experiments, experiments},
             {"flags", flags},
-            {"targetGroups", groups}};
+            {KIVC_JSON_data_targetGroups, groups}};
 }
 
 } // namespace

@@ -11,13 +11,14 @@
 #include "Platform/Text/Dates.h"
 #include "config/ConfigDocument.h"
 #include "config/Signing.h"
+#include "config/SigningKeyOption.h"
 
 namespace kiv::tool {
 namespace {
 
 struct Options {
     std::string payload;
-    std::string key;
+    std::string signingKey;
     std::string out;
     std::string date;
 };
@@ -26,8 +27,8 @@ constexpr const char* examples =
     R"(The payload's text is signed exactly as it stands in the file, without the line break at its end.
 
 Examples:
-  kiv config sign payload.json --key signing.key.pem --out configuration.json
-  kiv config sign payload.json --key signing.key.pem --date 2026-01-31T12:00:00.000Z > configuration.json)";
+  kiv config sign payload.json --signing-key signing.key.pem --out configuration.json
+  kiv config sign payload.json --signing-key signing.key.pem --date 2026-01-31T12:00:00.000Z > configuration.json)";
 
 std::string dateOf(const Options& options) {
     if (options.date.empty()) {
@@ -48,7 +49,7 @@ int signPayload(const Options& options) {
         throw BadInput(options.payload +
                        ": is an envelope already; sign the payload that is in its \"data\"");
     }
-    const PrivateKey key = readPrivateKey(readInput(options.key), options.key);
+    const PrivateKey key = readPrivateKey(readInput(options.signingKey), options.signingKey);
     const std::string text = signedEnvelope(key, payload, date);
     if (options.out.empty()) {
         std::cout << text;
@@ -67,10 +68,13 @@ void addSignCommand(CLI::App& parent, int& exitCode) {
     command->add_option("PAYLOAD", options->payload, "File with the payload, - for standard input")
         ->required()
         ->type_name("");
-    command->add_option("--key", options->key, "File with the private key")->required()->type_name("FILE");
-    command->add_option("--out", options->out, "Where the envelope goes; standard output otherwise")
+    addSigningKeyOption(*command, options->signingKey)->required();
+    command->add_option("--out", options->out, "File for the envelope; standard output by default")
         ->type_name("FILE");
-    command->add_option("--date", options->date, "When it was signed; now otherwise")->type_name("DATE");
+    command
+        ->add_option("--date", options->date,
+                     "Date of signing, like 2026-01-31T12:00:00.000Z; now by default")
+        ->type_name("DATE");
     command->footer(examples);
     command->callback([options, &exitCode] { exitCode = signPayload(*options); });
 }

@@ -28,21 +28,21 @@ struct Options {
 
 constexpr const char* examples = R"(Examples:
   kiv config verify configuration.json
-  kiv config verify configuration.json --certificate signing.certificate.txt --app-key 5e0bd1f2c3a4b5d6e7f80912)";
+  kiv config verify configuration.json --certificate signing.certificate.txt --key 5e0bd1f2c3a4b5d6e7f80912)";
 
 struct VerificationKey {
     PublicKey key;
     std::string description;
 };
 
-/// The certificate's file, or the text itself; empty for the built-in one.
+/// The key of a certificate, which is given as a file or as its text; empty for the built-in certificate.
 VerificationKey verificationKey(const std::string& certificate) {
     std::string name = "the built-in certificate";
     std::string text(KIVSignatureChecker::KIVCertificateBase64());
     if (!certificate.empty()) {
         std::error_code ignored;
         const bool isFile = std::filesystem::exists(certificate, ignored);
-        name = isFile ? certificate : "--certificate, which is no file";
+        name = isFile ? certificate : "--certificate, which names no file";
         text = isFile ? readInput(certificate) : certificate;
     }
     const auto key = PublicKey::fromCertificate(certificateDer(text, name));
@@ -52,7 +52,7 @@ VerificationKey verificationKey(const std::string& certificate) {
     return {*key, certificate == text ? "the given certificate" : name};
 }
 
-/// The points that are checked, each told on a line of its own.
+/// Prints a line for each point that was checked, and counts the wrong ones.
 class Checklist {
 public:
     void good(std::string_view point, const std::string& what) {
@@ -82,7 +82,7 @@ private:
     std::size_t wrong_ = 0;
 };
 
-/// Tells what is wrong with a text member, null when it cannot be used.
+/// The member as a text. When it is missing or no text, prints that and returns null.
 const json::string* needText(const json::object& envelope, std::string_view name, Checklist& checks) {
     const json::string* text = textMember(envelope, name);
     if (!envelope.contains(name)) {
@@ -106,7 +106,7 @@ void checkSignature(const json::object& envelope, const json::string* data,
         checks.wrong(point, "not base64 on one line with its padding");
     } else if (signature->size() < block) {
         checks.wrong(point, "too short: " + counted(signature->size(), "byte") +
-                                ", and the certificate's key makes " + std::to_string(block));
+                                "; signatures by the certificate's key have " + std::to_string(block));
     } else if (!data) {
         checks.wrong(point, "there is no \"data\" that it could belong to");
     } else if (!KIVSignatureChecker::PKCSVerifyBytesSHA256withRSAWithPlainData(*data, *signature,
@@ -131,10 +131,9 @@ void checkPayload(const json::string& data, const std::string& appKey, Checklist
         checks.wrong(KIVC_JSON_data, messageText(problem));
         return;
     }
-    checks.good(KIVC_JSON_data,
-                counted(data.size(), "byte") + ", " +
-                    counted(elements(payload, KIVC_JSON_data_experiments).size(), "experiment") + ", " +
-                    counted(elements(payload, KIVC_JSON_data_targetGroups).size(), "target group"));
+    checks.good(KIVC_JSON_data, counted(data.size(), "byte") + ", " +
+                                    counted(experimentsOf(payload).size(), "experiment") + ", " +
+                                    counted(targetGroupsOf(payload).size(), "target group"));
     const json::string* application = needText(payload, KIVC_JSON_appKey, checks);
     if (!application) {
         return;
@@ -153,10 +152,9 @@ void checkDate(const json::object& envelope, Checklist& checks) {
     if (text && parseDate(*text)) {
         checks.good(KIVC_JSON_data_signedDate, std::string(*text));
     } else {
-        checks.warning(
-            KIVC_JSON_data_signedDate,
-            std::string(date ? "not a date like 2026-01-31T12:00:00.000Z" : "missing") +
-                ": an application cannot tell whether it is newer than the one that it has stored");
+        checks.warning(KIVC_JSON_data_signedDate,
+                       std::string(date ? "not a date like 2026-01-31T12:00:00.000Z" : "missing") +
+                           ": an application cannot tell whether this document is newer than its stored one");
     }
 }
 
@@ -189,10 +187,12 @@ void addVerifyCommand(CLI::App& parent, int& exitCode) {
         ->type_name("");
     command
         ->add_option("--certificate", options->certificate,
-                     "Certificate of the signer: a file, or the text itself; the built-in one otherwise")
+                     "Certificate of the signer, a file or the text itself; the built-in one by default")
         ->type_name("FILE-OR-TEXT");
-    command->add_option("--app-key", options->appKey, "The application key that it must be made for")
-        ->type_name("KEY");
+    CLI::Option* key =
+        command->add_option("--key", options->appKey, "Key of the application that it must be made for")
+            ->type_name("KEY");
+    addOldSpelling(*command, key, "--app-key");
     command->footer(examples);
     command->callback([options, &exitCode] { exitCode = verify(*options); });
 }

@@ -23,7 +23,7 @@ std::string dataFolder(const std::string& payloads, const std::string& wanted) {
     if (std::filesystem::is_directory(folder)) {
         return folder;
     }
-    // The signing key is nothing to be committed.
+    // The signing key must not be committed.
     if (!makeDirectories(folder) || !writeFile(folder + "/.gitignore", "*\n")) {
         throw BadInput(folder + ": cannot be made");
     }
@@ -37,8 +37,7 @@ std::string existingRecords(const std::string& payloads, const std::string& want
     if (!std::filesystem::exists(file)) {
         throw BadInput(file + ": there are no records", std::nullopt,
                        "'kiv serve " + payloads +
-                           "' makes them, and keeps what applications report. If it "
-                           "was told another folder with --data, say so here too.");
+                           "' writes them. If it runs with --data, give the same --data here.");
     }
     return file;
 }

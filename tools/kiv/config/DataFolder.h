@@ -5,13 +5,13 @@
 /// Where a service keeps what it makes: its signing key and its records.
 namespace kiv::tool {
 
-/// The folder that was asked for, or the one inside the folder of payloads; made when it is missing, so that
-/// version control leaves it alone. Throws `BadInput`.
+/// The data folder: `wanted`, or `.kiv` inside the folder `payloads` when `wanted` is empty. A missing one is
+/// made, with a `.gitignore` that keeps its files out of version control. Throws `BadInput`.
 std::string dataFolder(const std::string& payloads, const std::string& wanted);
 
 std::string recordsFile(const std::string& dataFolder);
 
-/// The file of records that are there already, in the folder that `dataFolder` would give. Throws `BadInput`.
+/// The records file in that same folder; makes neither of them. Throws `BadInput` when there is no such file.
 std::string existingRecords(const std::string& payloads, const std::string& wanted);
 
 } // namespace kiv::tool

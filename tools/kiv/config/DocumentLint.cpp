@@ -12,23 +12,23 @@
 namespace kiv::tool {
 namespace {
 
-using namespace std::string_view_literals;
-
-constexpr std::array documentMembers{"application"sv, "experiments"sv,         "targetGroups"sv,
-                                     "dummy"sv,       "application_version"sv, "tweak"sv};
-constexpr std::array experimentMembers{"_id"sv,
-                                       "name"sv,
-                                       "archived"sv,
-                                       "sticky"sv,
-                                       "labels"sv,
-                                       "stickinessProperty"sv,
-                                       "deploymentConfiguration"sv,
-                                       "featureFlags"sv,
-                                       "versionRange"sv,
-                                       "targeting"sv};
-constexpr std::array deploymentMembers{"condition"sv};
-constexpr std::array flagMembers{"name"sv};
-constexpr std::array targetGroupMembers{"_id"sv, "condition"sv};
+constexpr std::string_view documentMembers[] = {
+    KIVC_JSON_appKey, KIVC_JSON_data_experiments,         KIVC_JSON_data_targetGroups,
+    KIVC_JSON_dummy,  KIVC_JSON_data_application_version, DEVICE_TWEAK};
+constexpr std::string_view experimentMembers[] = {KIVC_JSON_data_experimentsIds,
+                                                  KIVC_JSON_data_experimentsName,
+                                                  KIVC_JSON_data_experimentsArchived,
+                                                  KIVC_JSON_data_experimentsSticky,
+                                                  KIVC_JSON_data_experimentsLabels,
+                                                  KIVC_JSON_data_experimentsStickinessProperty,
+                                                  KIVC_JSON_data_experimentsDeploymentConfiguration,
+                                                  KIVC_JSON_data_experimentsFeatureFlags,
+                                                  KIVC_JSON_data_experimentsVersionRange,
+                                                  KIVC_JSON_data_experimentsTargeting};
+constexpr std::string_view deploymentMembers[] = {KIVC_JSON_data_experimentsCondition};
+constexpr std::string_view flagMembers[] = {KIVC_featureFlag_name};
+constexpr std::string_view targetGroupMembers[] = {KIVC_JSON_data_targetGroupsGroupId,
+                                                   KIVC_JSON_data_targetGroupsGroupCondition};
 
 } // namespace
 
@@ -43,7 +43,7 @@ std::string Finding::line(const std::string& path) const {
 }
 
 DocumentLint::DocumentLint(const json::object& payload) : payload_(payload), deciders_(deciders(payload)) {
-    for (const json::value& group : elements(payload, KIVC_JSON_data_targetGroups)) {
+    for (const json::value& group : targetGroupsOf(payload)) {
         if (const json::string* identifier = textMember(group, KIVC_JSON_data_targetGroupsGroupId)) {
             targetGroups_.emplace(*identifier);
         }
@@ -65,10 +65,11 @@ void DocumentLint::checkElements(std::string_view name, Place (*placeOf)(std::si
                                  Check check) {
     place_ = {};
     checked(payload_, name, Type::array, true);
-    const json::array& all = elements(payload_, name);
-    for (std::size_t index = 0; index < all.size(); ++index) {
-        place_ = placeOf(index + 1, all[index]);
-        if (const json::object* object = all[index].if_object()) {
+    const json::array* all = arrayMember(payload_, name);
+    for (std::size_t index = 0; all && index < all->size(); ++index) {
+        const json::value& element = (*all)[index];
+        place_ = placeOf(index + 1, element);
+        if (const json::object* object = element.if_object()) {
             check(*object);
         } else {
             error("is no JSON object", "It is skipped.");
@@ -158,7 +159,7 @@ void DocumentLint::checkFlag(const json::value& flag, Names& named, bool isSkipp
     }
     const auto decider = deciders_.find(*name);
     if (!isSkipped && decider != deciders_.end() && decider->second + 1 != place_.index) {
-        const json::array& all = elements(payload_, KIVC_JSON_data_experiments);
+        const json::array& all = experimentsOf(payload_);
         error("never decides the flag " + inQuotes(*name),
               experimentPlace(decider->second + 1, all[decider->second]).text() +
                   " names it too, and of two experiments the later one wins.");
@@ -201,7 +202,7 @@ void DocumentLint::checkCondition(const json::value& condition) {
                              std::move(each.message), std::move(each.advice)});
     }
     if (reader.isCut()) {
-        warning("there is more to find in this condition than was told");
+        warning("this condition has more findings than are listed here");
     }
 }
 

@@ -18,24 +18,25 @@ namespace kiv::tool {
 struct Finding {
     bool isError;
     Place place;
-    std::optional<Spot> spot; ///< in the condition, when that is what the message is about
+    std::optional<Spot> spot; ///< the part of a text that the message is about, if any
     std::string message;
     std::string advice; ///< may be empty
 
-    /// Where the spot is; empty when there is none.
+    /// Line and column of the spot, for a message; empty without a spot.
     std::string positionText() const;
 
-    /// Everything about it on one line, printable, without a line break.
+    /// The whole finding as one printable line, without a line break. `path` is the document's.
     std::string line(const std::string& path) const;
 };
 
-/// Looks for what is wrong in a payload, or probably not meant.
+/// Looks for mistakes in a payload, and for what its author probably did not mean.
 class DocumentLint {
 public:
-    /// The payload is borrowed.
+    /// The payload must outlive this object.
     explicit DocumentLint(const json::object& payload);
 
-    /// Experiments first, in the document's order. Call it once.
+    /// Findings about the document first, then about the experiments and the target groups, each in the
+    /// document's order. Call it once.
     std::vector<Finding> findings();
 
 private:
@@ -51,7 +52,8 @@ private:
     void checkCondition(const json::value& condition);
     void checkMemberNames(const json::object& object, std::span<const std::string_view> known);
 
-    /// The member, null when it is missing; a finding when it is of another type.
+    /// The member; null when it is missing. A member of another type adds a finding: an error if `isError`,
+    /// else a warning.
     const json::value* checked(const json::object& object, std::string_view name, Type type, bool isError);
 
     template <class Check>
@@ -63,7 +65,7 @@ private:
     const json::object& payload_;
     std::map<std::string_view, std::size_t> deciders_;
     Names targetGroups_;
-    Place place_; ///< what is being looked at
+    Place place_; ///< what is being checked
     std::vector<Finding> findings_;
 };
 

@@ -26,8 +26,8 @@ KIVDate changeTime(const std::string& file) {
     return missing ? KIVDate() : floor<KIVDate::duration>(std::chrono::file_clock::to_sys(time));
 }
 
-/// The payload as a text that can be signed: the file's own, or one with the "application" that it leaves
-/// out.
+/// A payload, and the text to sign: the file's own text, or a new one with "application" when the file leaves
+/// that out.
 struct Prepared {
     json::object payload;
     std::string text;
@@ -96,7 +96,8 @@ std::vector<PayloadChange> PayloadFolder::changes() {
 
 void PayloadFolder::lookAt(const std::string& key, const std::string& file,
                            std::vector<PayloadChange>& found) {
-    const KIVDate changed = changeTime(file); // before the content: what changes in between is seen again
+    // Asked before the file is read, so that no document is dated later than its content.
+    const KIVDate changed = changeTime(file);
     Digest digest{};
     PayloadChange change{PayloadChange::Kind::refused, key, file, nullptr, {}};
     const auto known = payloads_.find(key);
@@ -127,7 +128,7 @@ void PayloadFolder::lookAt(const std::string& key, const std::string& file,
 PayloadChange PayloadFolder::checked(const std::string& key, const std::string& file,
                                      const std::string& content, KIVDate changed) const {
     if (!isApplicationKeyForm(key) && !isUuidForm(key)) {
-        throw BadInput("the name is no key: it begins with 24 hexadecimal digits or a UUID");
+        throw BadInput("the file's name does not begin with a key, which is 24 hexadecimal digits or a UUID");
     }
     const Prepared prepared = prepare(key, content);
     PayloadChange change{PayloadChange::Kind::refused, key, file, nullptr,

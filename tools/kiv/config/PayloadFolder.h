@@ -14,16 +14,16 @@
 
 namespace kiv::tool {
 
-/// The signed document of a key, as it is sent. Shared by the answers that it is being sent with.
+/// The text of a key's signed document. Shared by all answers that are sending it.
 using Envelope = std::shared_ptr<const std::string>;
 
-/// What has happened to the payload of a key.
+/// A change of the payload of a key.
 struct PayloadChange {
     enum class Kind {
         published, ///< there is a new envelope
-        refused,   ///< it cannot be served; what was served before stays
-        same,      ///< it was refused, and is again what it was before that
-        removed
+        refused,   ///< it cannot be served; the envelope that was served before stays
+        same,      ///< the payload that is served is back, after one that was refused
+        removed    ///< its file is gone
     };
 
     Kind kind;
@@ -39,8 +39,8 @@ class PayloadFolder {
 public:
     PayloadFolder(std::string path, SigningIdentity identity);
 
-    /// Reads the folder; what is different since the last call, in the order of the keys. Throws `BadInput`
-    /// when there is no such folder.
+    /// Reads the folder, and returns what has changed since the last call: the removed payloads, then the
+    /// others, each in the order of their keys. Throws `BadInput` when the folder cannot be read.
     std::vector<PayloadChange> changes();
 
     const std::string& path() const { return path_; }
@@ -50,8 +50,8 @@ private:
     using Digest = std::array<std::uint8_t, 32>;
 
     struct Payload {
-        Digest seen;      ///< of the file as it was last read; all zero when it could not be
-        Digest published; ///< of the file that was signed; all zero when there was none
+        Digest seen;      ///< of the file when it was last read; all zero when it could not be read
+        Digest published; ///< of the file when it was last signed; all zero when it never was
     };
 
     std::map<std::string, std::string> filesByKey() const;

@@ -42,7 +42,7 @@ std::string written(const Bio& bio) {
     return {data, static_cast<std::size_t>(size)};
 }
 
-/// Refuses to ask a person for a password.
+/// Keeps OpenSSL from asking for a password on the terminal.
 int noPassword(char*, int, int, void*) { return -1; }
 
 std::string der(X509* certificate) {
@@ -84,7 +84,7 @@ PrivateKey readPrivateKey(const std::string& pem, const std::string& name) {
                        std::nullopt, "'kiv config keygen' makes a key that can be used.");
     }
     if (EVP_PKEY_is_a(key.get(), "RSA") != 1) {
-        throw BadInput(name + ": documents are signed with an RSA key, and this is of another kind");
+        throw BadInput(name + ": documents are signed with an RSA key; this key is of another kind");
     }
     return key;
 }
@@ -129,8 +129,9 @@ std::string certificateDer(std::string_view text, const std::string& name) {
     std::string joined(line);
     std::erase_if(joined, [](char c) { return c == '\r' || c == '\n'; });
     if (!bytes && decodeBase64(joined)) {
-        throw BadInput(name + ": the base64 text has line breaks", std::nullopt,
-                       "An application would refuse it: customSigningCertificate takes it on one line.");
+        throw BadInput(
+            name + ": the base64 text has line breaks", std::nullopt,
+            "customSigningCertificate takes the text on one line: an application would refuse this one.");
     }
     if (!bytes) {
         throw BadInput(name + ": holds neither the base64 text nor the PEM text of a certificate");

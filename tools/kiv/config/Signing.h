@@ -6,7 +6,7 @@
 
 struct evp_pkey_st;
 
-/// Keys, certificates and signatures of those who publish configuration documents.
+/// The private keys, certificates and signatures of a publisher of configuration documents.
 namespace kiv::tool {
 
 using PrivateKey = std::shared_ptr<evp_pkey_st>;
@@ -14,26 +14,27 @@ using PrivateKey = std::shared_ptr<evp_pkey_st>;
 /// A new RSA key of 2048 bits.
 PrivateKey generateKey();
 
-/// PKCS#8, not encrypted.
+/// The key as PEM text, in PKCS#8, not encrypted.
 std::string privateKeyPem(const PrivateKey& key);
 
-/// Throws `BadInput` unless it is the PEM text of an RSA key that is not encrypted; `name` says there what it
-/// is.
+/// The unencrypted RSA key in the PEM text. Throws `BadInput` when there is none; the message begins with
+/// `name`.
 PrivateKey readPrivateKey(const std::string& pem, const std::string& name);
 
-/// DER of a self-signed certificate that is valid from now on. `commonName` has 1 to 64 characters.
+/// The DER bytes of a self-signed certificate, valid from now for `days`. Throws `WrongUsage` unless
+/// `commonName` has 1 to 64 characters.
 std::string selfSignedCertificate(const PrivateKey& key, const std::string& commonName, int days);
 
 std::string certificatePem(std::string_view der);
 
-/// The DER bytes of a certificate given as PEM text or as the base64 text that the library takes. Throws
-/// `BadInput`.
+/// The DER bytes of a certificate. `text` is PEM, or the base64 text on one line that applications take.
+/// Throws `BadInput`; the message begins with `name`.
 std::string certificateDer(std::string_view text, const std::string& name);
 
-/// RSA PKCS#1 v1.5 with SHA-256 over the bytes.
+/// The RSA signature of the bytes, PKCS#1 v1.5 with SHA-256.
 std::string sign(const PrivateKey& key, std::string_view bytes);
 
-/// The envelope around a payload, as the text of a file.
+/// The text of an envelope around a payload, whose text is signed as it is.
 std::string signedEnvelope(const PrivateKey& key, std::string_view payload, const std::string& date);
 
 } // namespace kiv::tool

@@ -6,7 +6,8 @@
 
 namespace kiv::tool {
 
-/// Who signs: a private key and its certificate, as the text that applications take.
+/// What documents are signed with: a private key, and its certificate as the base64 text that applications
+/// take.
 struct SigningIdentity {
     PrivateKey key;
     std::string certificate;
@@ -24,11 +25,12 @@ struct SigningFiles {
 inline constexpr const char* signingCommonName = "Configuration signing";
 inline constexpr int signingDays = 3650;
 
-/// The identity kept in a service's data folder; made, and the folder with it, when there is none yet. Throws
-/// `BadInput`.
+/// The identity in a service's data folder. Makes a key, a certificate and the folder when they are missing.
+/// Throws `BadInput`.
 SigningIdentity identityInFolder(const std::string& folder);
 
-/// The identity in two files. Throws `BadInput`, also when the certificate is not the key's.
+/// The identity in two files. Throws `BadInput` when a file cannot be used, and when the certificate does not
+/// belong to the key.
 SigningIdentity identityInFiles(const std::string& key, const std::string& certificate);
 
 } // namespace kiv::tool

@@ -7,7 +7,6 @@
 #include <CLI/CLI.hpp>
 
 #include "Command.h"
-#include "Model/KIVJSONKeys.h"
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
 #include "evaluate/EvaluationOptions.h"
@@ -42,7 +41,7 @@ struct Options {
 ExplainedFlag flagOf(const ConfigDocument& document, const EvaluationWorld& world, const std::string& name) {
     const std::size_t decider = deciderOf(document, name);
     ExplainedFlag flag{name, document.path, decider + 1, {}, *world.experimentFor(name)};
-    const json::array& experiments = elements(document.payload, KIVC_JSON_data_experiments);
+    const json::array& experiments = experimentsOf(document.payload);
     for (std::size_t index = 0; index < experiments.size(); ++index) {
         if (index != decider && std::ranges::count(flagsOf(experiments[index]), name) > 0) {
             flag.overruled.push_back(index + 1);

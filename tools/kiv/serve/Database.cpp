@@ -14,7 +14,8 @@ namespace {
     throw std::runtime_error(std::string("SQLite: ") + sqlite3_errmsg(handle));
 }
 
-/// SQLite gives the files beside the database the mode of the database.
+/// Makes a missing file, readable by its owner alone, and returns its name. SQLite gives the files that it
+/// makes for the database (its log, for example) the same mode.
 const std::string& madePrivate(const std::string& file) {
     const Descriptor made(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     return file;
@@ -35,7 +36,7 @@ Database::Database(const std::string& file, int openFlags) {
     if (result != SQLITE_OK) {
         failOf(handle);
     }
-    constexpr int patience = 5000; // milliseconds, while another program writes
+    constexpr int patience = 5000; // milliseconds to wait while another program writes
     sqlite3_busy_timeout(handle, patience);
 }
 

@@ -18,8 +18,8 @@ public:
     /// A statement that was prepared once and is run often. Must not outlive its database.
     class Statement {
     public:
-        /// Gives the values of the statement's parameters, in their order, and takes its first step. True
-        /// when there is a row, whose columns can be read until the next run or `reset`.
+        /// Binds `values` to the statement's parameters, in their order, and takes the first step. True when
+        /// there is a row; its columns can be read until the next step, run or `reset`.
         template <class... Values>
         bool run(const Values&... values) {
             reset();
@@ -28,12 +28,12 @@ public:
             return step();
         }
 
-        /// To the next row; false when there is none.
+        /// Goes to the next row; false when there is none.
         bool step();
         std::string text(int column) const;
         std::int64_t number(int column) const;
 
-        /// Ends the reading; what was read does not hold up writers any more.
+        /// Ends the reading, so that the statement no longer holds up writers.
         void reset();
 
     private:
@@ -53,17 +53,17 @@ public:
         std::unique_ptr<sqlite3_stmt, Freer<sqlite3_finalize>> statement_;
     };
 
-    /// Opens the file, or makes it, readable by its owner alone.
+    /// Opens the file. A missing one is made, readable by its owner alone.
     explicit Database(const std::string& file);
 
-    /// Opens a file that there is, whoever else has it open, to look at it.
+    /// Opens an existing file for reading. Other programs may have it open for writing.
     static Database readOnly(const std::string& file);
 
     /// Runs statements without parameters.
     void execute(const char* statements);
     Statement prepare(std::string_view statement);
 
-    /// Everything that `work` writes, or nothing when it throws.
+    /// Runs `work` in a transaction. When it throws, nothing that it wrote stays.
     template <class Work>
     void transaction(Work work) {
         execute("BEGIN IMMEDIATE");

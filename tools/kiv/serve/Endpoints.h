@@ -5,7 +5,7 @@
 
 #include "Platform/Text/Json.h"
 
-/// Where a service has its six endpoints.
+/// The paths of a service's six endpoints.
 namespace kiv::tool {
 
 namespace endpoint {
@@ -15,15 +15,16 @@ inline constexpr std::string_view configurationApi = "/device/get_configuration"
 inline constexpr std::string_view stateCdn = "/states";
 inline constexpr std::string_view stateApi = "/device/update_state_store";
 inline constexpr std::string_view analytics = "/analytics";
-inline constexpr std::string_view impressions = "/analytics/impression"; ///< what applications make of that
+inline constexpr std::string_view impressions = "/analytics/impression"; ///< posted below `analytics`
 inline constexpr std::string_view push = "/sse";
 
 } // namespace endpoint
 
-/// The six values below `base`, by the names of their options.
+/// The six endpoints of the service at the URL `base`, by the names of their options in
+/// `KIVNetworkConfigurationsOptions`.
 json::object endpointOptions(const std::string& base);
 
-/// Options for setup as C++ source, ready to be pasted.
+/// The options for setup as C++ source, ready to be pasted.
 std::string optionsSource(const json::object& endpoints, const std::string& certificate);
 
 } // namespace kiv::tool

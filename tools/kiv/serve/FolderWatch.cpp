@@ -17,8 +17,8 @@ namespace {
 namespace net = boost::asio;
 using boost::system::error_code;
 
-// Nothing is told while a file is being written. A name that appears by itself is told with its first
-// writing, by a renaming, or not at all.
+// IN_MODIFY and IN_CREATE are left out: a file that is being written counts as changed when its writer closes
+// it, or when it is renamed into the folder.
 constexpr std::uint32_t contents =
     IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE | IN_ATTRIB | IN_ONLYDIR;
 constexpr std::uint32_t folderItself = IN_DELETE_SELF | IN_MOVE_SELF;

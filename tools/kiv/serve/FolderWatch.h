@@ -10,11 +10,11 @@
 
 namespace kiv::tool {
 
-/// Tells when the files of a folder have changed, in whatever way an editor or a copying program does it.
-/// What happens within a moment is told once. Calls back on the thread that runs `io`.
+/// Watches a folder, and reports when files in it were written, added, renamed or removed. Changes within 50
+/// milliseconds are reported once. Calls back on the thread that runs `io`.
 class FolderWatch {
 public:
-    /// `changed` is called after changes; `gone` once, when the folder itself was removed or renamed. Throws
+    /// `changed` is called after changes, `gone` when the folder itself was removed or renamed. Throws
     /// `BadInput` when the folder cannot be watched.
     FolderWatch(boost::asio::io_context& io, const std::string& path, std::function<void()> changed,
                 std::function<void()> gone);

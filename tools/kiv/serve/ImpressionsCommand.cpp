@@ -28,8 +28,8 @@ struct Options {
 };
 
 constexpr const char* explanation =
-    R"(Counts the impressions that 'kiv serve FOLDER' has kept, by flag and value; whether it runs at the moment
-makes no difference. Its page shows the same as it comes.
+    R"(Prints how many impressions 'kiv serve FOLDER' has recorded, by flag and value, while the service runs or
+not. The page of the service shows the same counts live.
 
 Examples:
   kiv impressions flags
@@ -42,7 +42,7 @@ struct Count {
     std::int64_t impressions;
 };
 
-/// By key and flag, and the most frequent values first.
+/// Ordered by key and flag; within a flag, the most frequent value comes first.
 std::vector<Count> countsOf(const Options& options) {
     const std::string file = existingRecords(options.folder, options.data);
     try {
@@ -160,13 +160,14 @@ int showImpressions(const Options& options) {
 void addImpressionsCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
     CLI::App* command =
-        parent.add_subcommand("impressions", "Show what 'kiv serve' has kept of what applications read");
-    command->add_option("FOLDER", options->folder, "Folder with the payloads, as 'kiv serve' has it")
+        parent.add_subcommand("impressions", "Count the impressions that 'kiv serve' has recorded");
+    command->add_option("FOLDER", options->folder, "Folder with the payloads, as given to 'kiv serve'")
         ->required()
         ->type_name("");
-    command->add_option("--data", options->data, "Folder with the records, FOLDER/.kiv otherwise")
+    command->add_option("--data", options->data, "Folder with the records; FOLDER/.kiv by default")
         ->type_name("DIR");
-    command->add_option("--key", options->key, "Only those of this key")->type_name("KEY");
+    command->add_option("--key", options->key, "Only the impressions of the application with this key")
+        ->type_name("KEY");
     command->add_flag("--csv", options->asCsv, "Print comma-separated values");
     command->footer(explanation);
     command->callback([options, &exitCode] { exitCode = showImpressions(*options); });

@@ -16,7 +16,7 @@ std::string timeOfDay() {
 
 Terminal::Style styleOf(unsigned status) {
     constexpr unsigned firstClientError = 400;
-    constexpr unsigned notFound = 404; // an answer like any other: a cache that has nothing
+    constexpr unsigned notFound = 404; // ordinary: the application then asks elsewhere
     if (status < firstClientError) {
         return Terminal::Style::good;
     }
@@ -49,7 +49,7 @@ void Journal::told(Terminal::Style style, std::string_view text) const {
 }
 
 void Journal::write(std::string_view line) const {
-    // In one piece: standard error has no buffer, and may be shared.
+    // One write for the whole line: standard error has no buffer, and other programs may write to it.
     std::cerr << terminal_.styled(Terminal::Style::quiet, timeOfDay()) + "  " + std::string(line) + "\n";
 }
 

@@ -8,13 +8,14 @@
 
 namespace kiv::tool {
 
-/// What a service tells the person who runs it, line by line, on standard error.
+/// The log of a service, for the person who runs it: lines on standard error.
 class Journal {
 public:
-    /// A quiet journal tells only what needs somebody to do something.
+    /// A quiet journal writes only errors and warnings.
     explicit Journal(bool isQuiet) : isQuiet_(isQuiet) {}
 
-    /// `what` is the name of the endpoint, or what was asked for instead; `key` may be empty.
+    /// Writes a line about an answer. `what` names the endpoint; for other requests it says what was asked
+    /// for. `key` may be empty.
     void answered(const HttpAnswer& answer, std::string_view what, std::string_view key) const;
 
     void told(Terminal::Style style, std::string_view text) const;

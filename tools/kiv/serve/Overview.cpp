@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <memory>
 
-#include "config/ConfigDocument.h"
 #include "embedded/OverviewPage.h"
 
 namespace kiv::tool::overview {
 namespace {
 
-/// Rows of a list. What applications have sent is without bounds; a page is not.
+/// Limits of what the page shows, because applications may have sent any number of flags and values.
 constexpr std::size_t mostRows = 1000;
 constexpr std::size_t mostValues = 8;
 
@@ -43,9 +42,8 @@ std::string shortMember(const json::value& object, std::string_view name) {
 
 json::array variations(const json::value& flag) {
     json::array texts;
-    const json::value* options = member(flag, "options");
-    if (options && options->is_array()) {
-        for (const json::value& option : options->get_array()) {
+    if (const json::array* options = arrayMember(flag, "options")) {
+        for (const json::value& option : *options) {
             if (option.is_string() && texts.size() < mostValues) {
                 texts.emplace_back(shortened(option.get_string()));
             }
@@ -54,12 +52,13 @@ json::array variations(const json::value& flag) {
     return texts;
 }
 
-/// At most `mostRows` of the elements, each as `shown` makes it.
+/// The first `mostRows` elements of the document's array `name`, each as `shown` makes it.
 template <class Shown>
-json::array rows(const json::array& elements, Shown shown) {
+json::array rows(const json::value& document, std::string_view name, Shown shown) {
     json::array rows;
-    for (std::size_t index = 0; index < std::min(elements.size(), mostRows); ++index) {
-        rows.push_back(shown(elements[index]));
+    const json::array* elements = arrayMember(document, name);
+    for (std::size_t index = 0; elements && index < std::min(elements->size(), mostRows); ++index) {
+        rows.push_back(shown((*elements)[index]));
     }
     return rows;
 }
@@ -72,16 +71,15 @@ json::value state(Records& records, std::string_view key, std::string_view known
     json::object shown{{"version", last->version}, {"received", last->received}};
     if (!last->document.empty()) {
         const json::value document = parseJson(last->document).value_or(json::object());
-        shown["flags"] = rows(elements(document.get_object(), "feature_flags"), [](const json::value& flag) {
+        shown["flags"] = rows(document, "feature_flags", [](const json::value& flag) {
             return json::object{{"name", shortMember(flag, "name")},
                                 {"default", shortMember(flag, "defaultValue")},
                                 {"variations", variations(flag)}};
         });
-        shown["properties"] =
-            rows(elements(document.get_object(), "custom_properties"), [](const json::value& property) {
-                return json::object{{"name", shortMember(property, "name")},
-                                    {"type", shortMember(property, "type")}};
-            });
+        shown["properties"] = rows(document, "custom_properties", [](const json::value& property) {
+            return json::object{{"name", shortMember(property, "name")},
+                                {"type", shortMember(property, "type")}};
+        });
     }
     return shown;
 }

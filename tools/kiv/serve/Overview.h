@@ -10,18 +10,19 @@
 
 namespace kiv::tool {
 
-/// The page on which a service shows people what applications have told it.
+/// The page on which a service shows what applications have reported.
 namespace overview {
 
 inline constexpr std::string_view pagePath = "/";
 inline constexpr std::string_view dataPath = "/overview";   ///< what the page shows, as JSON
 inline constexpr std::string_view changesPath = "/changes"; ///< a stream that tells when to ask again
 
-/// A file of the page; nothing when there is none at the path.
+/// The answer with the page's file at that path; nothing when there is none.
 std::optional<HttpAnswer> file(std::string_view path);
 
-/// What the page shows of the key that the query names, or of the first: `key=KEY&state=VERSION`, where
-/// VERSION is that of the state that the page has.
+/// The answer with what the page shows of one of the keys, as JSON. The query is `key=KEY&state=VERSION`.
+/// Without KEY, or with an unknown one, it is the first key. VERSION is that of the state that the page
+/// already has; the answer then leaves out that state's document.
 HttpAnswer data(Records& records, const std::vector<std::string>& keys, std::string_view query);
 
 } // namespace overview

@@ -15,7 +15,7 @@ namespace net = boost::asio;
 using boost::system::error_code;
 
 constexpr std::string_view changed = "event: changed\ndata: changed\n\n";
-// A block of its own, so that what the client has kept of the stream ends here.
+// The empty line ends the block, so that the client need not keep the comment until the next event.
 constexpr std::string_view comment = ": here\n\n";
 
 } // namespace
@@ -27,7 +27,7 @@ public:
         : key_(std::move(key)), all_(all), socket_(std::move(socket)), ticket_(std::move(ticket)),
           ended_(std::move(ended)) {}
 
-    /// Says a first word at once: a proxy or client may hold back the head until something follows it.
+    /// Sends a comment at once, because a proxy or client may hold back the head until something follows it.
     void start() {
         write(comment);
         watch();
@@ -45,11 +45,11 @@ public:
         if (!isWriting_) {
             write(comment);
         } else if (std::exchange(isSlow_, true)) {
-            end(); // nothing has left since the last time
+            end(); // the write that was under way at the last comment is still not done
         }
     }
 
-    /// Closes the connection; what is under way ends with an error.
+    /// Closes the connection; a read or write that is under way ends with an error.
     void close() {
         error_code ignored;
         socket_.close(ignored);
@@ -61,7 +61,7 @@ public:
     const std::string& key() const { return key_; }
 
 private:
-    /// Clients say nothing more; that the connection was closed is seen here.
+    /// Reads only to notice that the client has closed the connection. What it sends is dropped.
     void watch() {
         socket_.async_read_some(net::buffer(heard_),
                                 [self = shared_from_this()](error_code problem, std::size_t) {
@@ -95,8 +95,8 @@ private:
     std::function<void()> ended_;
     std::array<char, 64> heard_{};
     bool isWriting_ = false;
-    bool isChanged_ = false; ///< to be told after what is being written
-    bool isSlow_ = false;    ///< was still writing when the last comment was due
+    bool isChanged_ = false; ///< "changed" is to be sent after the present write
+    bool isSlow_ = false;    ///< the present write was under way when the last comment was due
 };
 
 PushStreams::PushStreams(net::io_context& io, std::chrono::milliseconds keepAlive)
@@ -138,7 +138,7 @@ void PushStreams::scheduleComment() {
         if (stopped) {
             return;
         }
-        std::vector<std::shared_ptr<Stream>> all; // a stream may end while it is told
+        std::vector<std::shared_ptr<Stream>> all; // a copy, as a stream that ends leaves `streams_`
         for (const auto& [key, streams] : streams_) {
             all.insert(all.end(), streams.begin(), streams.end());
         }

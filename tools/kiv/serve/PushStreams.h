@@ -17,16 +17,17 @@ namespace kiv::tool {
 /// The open push streams of all keys. Everything happens on the one thread that runs `io`.
 class PushStreams {
 public:
-    /// Each stream hears a comment as often as `keepAlive` says.
+    /// Sends each stream a comment every `keepAlive`.
     PushStreams(boost::asio::io_context& io, std::chrono::milliseconds keepAlive);
     ~PushStreams();
 
-    /// Takes over a connection, whose head has been sent. `ended` is called when it has ended.
+    /// Takes over a connection on which the head of the answer has been sent, and keeps `ticket` as long as
+    /// it is open. `ended` is called when it has been closed.
     void add(const std::string& key, Socket socket, std::shared_ptr<void> ticket,
              std::function<void()> ended);
 
-    /// Tells the streams of the key that its document has changed. Returns how many there are. A stream that
-    /// is still busy sending hears it once, afterwards.
+    /// Sends "changed" to the streams of the key, and returns how many there are. A stream that is still
+    /// sending something sends it afterwards, once.
     std::size_t announce(const std::string& key);
 
     std::size_t count(const std::string& key) const;

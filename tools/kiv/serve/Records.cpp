@@ -2,13 +2,12 @@
 
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
-#include "config/ConfigDocument.h"
 
 namespace kiv::tool {
 namespace {
 
-/// Running counts of the impressions, held by the database itself: whoever else adds or deletes impressions
-/// keeps them right. The second statement counts what was there before.
+/// Counts of the impressions. Triggers keep them right, also when another program adds or deletes
+/// impressions. The two INSERT statements in the middle count the impressions that are there already.
 constexpr const char* counting = R"(
     CREATE TABLE flag_counts (
         app_key TEXT NOT NULL,
@@ -156,8 +155,12 @@ std::vector<Records::FlagCounts> Records::impressionCounts(std::string_view key,
 std::size_t Records::keepImpressions(std::string_view key, const json::object& upload) {
     const std::string received = now();
     std::size_t kept = 0;
+    const json::array* events = arrayMember(upload, "events");
+    if (!events) {
+        return 0;
+    }
     database_.transaction([&] {
-        for (const json::value& each : elements(upload, "events")) {
+        for (const json::value& each : *events) {
             if (const json::object* event = each.if_object()) {
                 keepImpression_.run(key, textOf(*event, "flag"), textOf(*event, "value"),
                                     numberOf(*event, "time"), textOf(*event, "distinctId"),

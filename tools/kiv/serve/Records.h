@@ -13,39 +13,40 @@
 
 namespace kiv::tool {
 
-/// What applications have told a service: their states, and their impressions. Failures are thrown as
+/// What applications have reported to a service: their states and their impressions. Failures are thrown as
 /// `std::runtime_error`. For one thread at a time.
 class Records {
 public:
-    /// Opens the file, or makes it.
+    /// Opens the file, or makes it. Brings a file of an earlier version up to date.
     explicit Records(const std::string& file);
 
-    /// Keeps the document under the key and the hash, in place of one that is there.
+    /// Stores the document under the key and the hash. Replaces an earlier one.
     void keepState(std::string_view key, std::string_view hash, const json::object& document);
 
-    /// The document that was kept, as compact JSON.
+    /// The document that was stored, as compact JSON; nothing when there is none.
     std::optional<std::string> state(std::string_view key, std::string_view hash);
 
-    /// Keeps all events of an upload, or none. Elements that are no objects are passed over. Returns how many
-    /// were kept.
+    /// Stores the "events" of an upload, all or, when that fails, none. Skips elements that are no objects.
+    /// Returns how many were stored.
     std::size_t keepImpressions(std::string_view key, const json::object& upload);
 
     struct LastState {
-        std::string version; ///< differs when another has been kept, or the same once more
-        std::string received;
-        std::string document;
+        std::string version;  ///< changes whenever a state is stored, also an equal one
+        std::string received; ///< when it was stored, as a date's text
+        std::string document; ///< compact JSON
     };
-    /// The state of the key that was kept last. Its document is left empty when the version is `known`.
+    /// The state of the key that was stored last; nothing when there is none. Its document is left empty when
+    /// its version is `known`.
     std::optional<LastState> lastState(std::string_view key, std::string_view known);
 
-    /// Impressions of a flag, and of its values.
+    /// How many impressions a flag has, in all and by value.
     struct FlagCounts {
         std::string flag;
         std::int64_t impressions;
-        std::vector<std::pair<std::string, std::int64_t>> values; ///< the most frequent, these first
+        std::vector<std::pair<std::string, std::int64_t>> values; ///< the most frequent first
     };
-    /// The key's flags by name, as many as `mostFlags`, each with as many values as `mostValues`. What it
-    /// costs depends on these numbers alone.
+    /// The first `mostFlags` flags of the key by name, each with its `mostValues` most frequent values. The
+    /// cost depends on these two numbers, not on the number of impressions.
     std::vector<FlagCounts> impressionCounts(std::string_view key, std::int64_t mostFlags,
                                              std::int64_t mostValues);
 

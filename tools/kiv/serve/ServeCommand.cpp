@@ -39,13 +39,13 @@ struct Options {
 };
 
 constexpr const char* explanation =
-    R"(Serves the payloads of a folder to applications. Each payload is a file KEY.flags.json, the key being
-the application's; "application" may be left out of it. A file is checked and signed when it changes, and
-the change is announced to the push streams of its key. A file with errors is refused: what was served
-before stays.
+    R"(Serves the payloads of a folder to applications. Each payload is a file KEY.flags.json; KEY is the key of
+the application. The payload may leave out "application". A file is checked and signed when it changes, and
+the change is announced to the push streams of its key. A file with errors is refused, and the document from
+before is still served.
 
-The key that signs and its certificate are made on the first start and kept in the data folder, with the
-states and impressions that applications report.
+The signing key and its certificate are made on the first start. They are kept in the data folder, together
+with the states and impressions that applications report.
 
 Examples:
   kiv serve flags
@@ -54,7 +54,8 @@ Examples:
 
 Interrupt it (Ctrl-C) to stop.)";
 
-/// As many connections as the system lets a process have, less what the service itself opens.
+/// Raises the process's limit of open files to what the system allows, and returns it less the files that the
+/// service itself needs.
 std::size_t mostConnections() {
     constexpr std::size_t ownFiles = 64;
     rlimit limit{};
@@ -84,7 +85,7 @@ void introduce(const Options& options, const std::string& certificate, const std
                   << ". What applications report is shown at\n\n  " << base << "/\n\nIn the application:\n\n"
                   << optionsSource(endpoints, certificate);
     }
-    std::cout << std::endl; // somebody may be waiting for it
+    std::cout << std::endl; // flushed: a program may be waiting for it
 }
 
 std::unique_ptr<HttpServer> listening(net::io_context& io, const Options& options, HttpService service) {
@@ -140,15 +141,15 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
         ->type_name("");
     command
         ->add_option("--port", options->port,
-                     "Port, " + std::to_string(usualPort) + " otherwise; 0 takes a free one")
+                     "Port, " + std::to_string(usualPort) + " by default; 0 takes a free one")
         ->type_name("N");
     command
         ->add_option("--host", options->settings.host,
-                     "Address to listen on, " + options->settings.host + " otherwise")
+                     "Address to listen on; " + options->settings.host + " by default")
         ->type_name("ADDRESS");
     command
         ->add_option("--data", options->data,
-                     "Folder for the signing key and the records, FOLDER/.kiv otherwise")
+                     "Folder for the signing key and the records; FOLDER/.kiv by default")
         ->type_name("DIR");
     command->add_flag("--cdn-misses", options->settings.cdnMisses,
                       "Answer every request to the configuration CDN with 404, to try the API");
@@ -156,11 +157,11 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
         ->add_option_function<int>(
             "--keep-alive",
             [options](int seconds) { options->settings.keepAlive = std::chrono::seconds(seconds); },
-            "Seconds after which a quiet stream hears a comment, 15 otherwise; proxies on the way need it")
+            "Seconds between comments that keep a quiet push stream open; 15 by default")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("N");
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
-    command->add_flag("--quiet", options->isQuiet, "Tell only what is wrong");
+    command->add_flag("--quiet", options->isQuiet, "Print only errors and warnings");
     command->footer(explanation);
     command->callback([options, &exitCode] { exitCode = serve(*options); });
 }

@@ -10,7 +10,6 @@
 #include "Model/KeyForm.h"
 #include "Platform/Http/RequestOrigin.h"
 #include "Platform/Text/Text.h"
-#include "config/ConfigDocument.h"
 #include "serve/Endpoints.h"
 #include "serve/Gzip.h"
 #include "serve/Overview.h"
@@ -27,18 +26,24 @@ HttpAnswer jsonAnswer(const json::object& body, std::string note) {
     return {.body = std::make_shared<const std::string>(compactJson(body) + "\n"), .note = std::move(note)};
 }
 
+std::string elementCount(const json::object& document, std::string_view name) {
+    const json::array* array = arrayMember(document, name);
+    return std::to_string(array ? array->size() : 0);
+}
+
 bool isStateHash(std::string_view text) {
     constexpr std::size_t digits = 32;
     return text.size() == digits &&
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-/// Thrown by work on a call that the client got wrong.
+/// Thrown by `work` on the worker when the request is wrong.
 struct Refusal {
     HttpAnswer answer;
 };
 
-/// A page of some other site, shown by a browser on this machine, cannot send this type without asking first.
+/// Whether the body is said to be JSON. A page of another site in a browser on this machine cannot send this
+/// type: the browser would ask the service first, which allows it to nobody.
 bool isJsonType(std::string_view contentType) {
     std::string type = lowercasedAscii(contentType.substr(0, contentType.find(';')));
     std::erase(type, ' ');
@@ -136,7 +141,7 @@ void Service::apply(const std::vector<PayloadChange>& changes) {
             envelopes_[change.key] = change.envelope;
             if (const std::size_t streams = streams_.announce(change.key)) {
                 journal_.told(Terminal::Style::good,
-                              change.key + " has changed; told to " + counted(streams, "stream"));
+                              change.key + " has changed; announced to " + counted(streams, "stream"));
             }
         } else if (change.kind == PayloadChange::Kind::removed) {
             envelopes_.erase(change.key);
@@ -165,7 +170,7 @@ void Service::tell(const PayloadChange& change) const {
                                         : ": refused; nothing is served for this key"));
         break;
     case PayloadChange::Kind::same:
-        journal_.told(Terminal::Style::good, file + ": is again what is served");
+        journal_.told(Terminal::Style::good, file + ": is back to the content that is served");
         break;
     case PayloadChange::Kind::removed:
         journal_.told(Terminal::Style::warning, file + ": is gone; nothing is served for this key");
@@ -204,8 +209,8 @@ bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
         answer = refusal(405, call.method + " is not for this path");
         answer->headers = {{"Allow", "GET"}};
     } else if (call.path == overview::dataPath) {
-        beside(reply,
-               [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
+        onWorker(reply,
+                 [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
         return true;
     } else if (call.path == overview::changesPath) {
         answer = openPage();
@@ -245,10 +250,10 @@ void Service::configurationFromCdn(Target target, HttpCall, HttpReply reply) {
 }
 
 void Service::configurationFromApi(Target target, HttpCall call, HttpReply reply) {
-    beside(
+    onWorker(
         std::move(call),
         [this, target, reply = std::move(reply)](HttpAnswer answer) {
-            // The document is the one of this moment, not of the one in which the body was read.
+            // Looked up only now: the document may have changed while the body was read.
             reply(answer.status == 200 ? configuration(target.key) : std::move(answer));
         },
         [target](const json::object& properties) {
@@ -258,7 +263,7 @@ void Service::configurationFromApi(Target target, HttpCall call, HttpReply reply
 }
 
 void Service::stateFromCdn(Target target, HttpCall, HttpReply reply) {
-    beside(std::move(reply), [this, target] {
+    onWorker(std::move(reply), [this, target] {
         auto document = records_.state(target.key, target.rest);
         return document ? HttpAnswer{.body = std::make_shared<const std::string>(std::move(*document)),
                                      .note = "known"}
@@ -270,22 +275,20 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
     if (!isStateHash(target.rest)) {
         return reply(refusal(400, "the hash in the path has 32 hexadecimal digits"));
     }
-    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
+    onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
-        return jsonAnswer(
-            {{"stateMd5", target.rest}},
-            "flags: " + std::to_string(elements(document, "feature_flags").size()) +
-                ", properties: " + std::to_string(elements(document, "custom_properties").size()));
+        return jsonAnswer({{"stateMd5", target.rest}},
+                          "flags: " + elementCount(document, "feature_flags") +
+                              ", properties: " + elementCount(document, "custom_properties"));
     });
 }
 
 void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
-    beside(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
+    onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
         requireSame(upload, "corvaneKey", target.key);
-        const json::value* events = member(upload, "events");
-        if (!events || !events->is_array()) {
+        if (!arrayMember(upload, "events")) {
             throw Refusal{refusal(400, "\"events\" is no array")};
         }
         const std::size_t kept = records_.keepImpressions(target.key, upload);
@@ -311,7 +314,7 @@ void Service::openStream(Target target, HttpCall, HttpReply reply) {
     reply(std::move(answer));
 }
 
-void Service::beside(HttpReply reply, std::function<HttpAnswer()> work) {
+void Service::onWorker(HttpReply reply, std::function<HttpAnswer()> work) {
     net::post(worker_, [this, reply = std::move(reply), work = std::move(work)]() mutable {
         HttpAnswer answer;
         try {
@@ -325,8 +328,8 @@ void Service::beside(HttpReply reply, std::function<HttpAnswer()> work) {
     });
 }
 
-void Service::beside(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work) {
-    beside(std::move(reply), [this, call = std::move(call), work = std::move(work)]() mutable {
+void Service::onWorker(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work) {
+    onWorker(std::move(reply), [this, call = std::move(call), work = std::move(work)]() mutable {
         return work(bodyObject(call, settings_.bodyBytes));
     });
 }

@@ -16,32 +16,34 @@
 
 namespace kiv::tool {
 
-/// Answers what applications ask of the six endpoints, and shows people what they have told.
+/// Answers the requests of applications at the six endpoints, and shows people what applications have
+/// reported.
 ///
-/// Two threads: one for all connections, which runs `io` and calls everything here; and one of its own for
-/// the folder and the records, so that a disk holds up no connection.
+/// Two threads work here. One runs `io` with all connections; every public function is called on it. The
+/// other, the worker, is the service's own and uses the folder and the records, so that a slow disk delays no
+/// connection.
 class Service {
 public:
     struct Settings {
-        std::string host = "127.0.0.1"; ///< the address that is listened on
-        bool cdnMisses = false;         ///< the configuration CDN answers 404, whatever it is asked for
-        std::chrono::milliseconds keepAlive{15000};
-        std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< of a body that was packed, when unpacked
+        std::string host = "127.0.0.1";             ///< the address that the server listens on
+        bool cdnMisses = false;                     ///< the configuration CDN answers every request with 404
+        std::chrono::milliseconds keepAlive{15000}; ///< between the comments of a quiet push stream
+        std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< of a gzip body after unpacking
     };
 
     Service(boost::asio::io_context& io, PayloadFolder& folder, Records& records, const Journal& journal,
             const Settings& settings);
     ~Service();
 
-    /// Serves these, and announces those that are new to the streams of their keys.
+    /// Takes over the changes: new envelopes are served and announced to the push streams of their keys.
     void apply(const std::vector<PayloadChange>& changes);
 
-    /// Reads the folder, and applies what has changed.
+    /// Has the worker read the folder; what has changed is then applied.
     void readFolder();
 
     void answer(HttpCall call, HttpReply reply);
 
-    /// The keys that there are payloads for, served or refused.
+    /// The keys that have a payload, served or refused.
     std::vector<std::string> keys() const;
 
 private:
@@ -68,20 +70,21 @@ private:
     void keepImpressions(Target target, HttpCall call, HttpReply reply);
     void openStream(Target target, HttpCall call, HttpReply reply);
 
-    /// True when the call was for the page for people, and has been answered or will be.
+    /// Answers a call for the page or what it shows, now or later. False when the call is for neither.
     bool answerPerson(const HttpCall& call, const HttpReply& reply);
     HttpAnswer openPage();
 
     HttpAnswer configuration(const std::string& key) const;
     void tell(const PayloadChange& change) const;
 
-    /// The reply to a call that may change what pages show.
+    /// `reply`, made to tell the open pages first that what they show may have changed.
     HttpReply toldToPages(HttpReply reply);
 
-    /// Runs `work`, which makes an answer, beside the connections.
-    void beside(HttpReply reply, std::function<HttpAnswer()> work);
-    /// The same for the JSON object in a call's body.
-    void beside(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work);
+    /// Runs `work` on the worker, and replies with the answer that it returns. A `Refusal` that it throws is
+    /// the answer; another exception gives 500.
+    void onWorker(HttpReply reply, std::function<HttpAnswer()> work);
+    /// The same, with the JSON object in the call's body for `work`.
+    void onWorker(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work);
 
     boost::asio::io_context& io_;
     boost::asio::thread_pool worker_{1};
@@ -90,7 +93,7 @@ private:
     const Journal& journal_;
     Settings settings_;
     PushStreams streams_;
-    PushStreams pages_; ///< those that people look at, all under one name
+    PushStreams pages_; ///< the streams of the open pages, all under the key `allPages`
     std::map<std::string, Envelope, std::less<>> envelopes_; ///< by key; null when the payload was refused
 };
 

@@ -19,7 +19,6 @@
 
 #include "Columns.h"
 #include "Command.h"
-#include "Model/KIVJSONKeys.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
@@ -212,8 +211,7 @@ int split(const Options& options) {
     const ConfigDocument document(options.config);
     EvaluationWorld world(request, &document.payload);
     const std::size_t index = deciderOf(document, options.flag);
-    Place experiment =
-        experimentPlace(index + 1, elements(document.payload, KIVC_JSON_data_experiments).at(index));
+    Place experiment = experimentPlace(index + 1, experimentsOf(document.payload).at(index));
     const Split result = splitOf(options, std::move(experiment), world);
     if (options.asJson) {
         std::cout << prettyJson(jsonOf(result)) << '\n';

@@ -1,8 +1,8 @@
-// Shows what the service says of the chosen key, and asks anew when it tells that something has come. Whatever comes
-// from outside is set as text.
+// Shows what the service has recorded of the chosen key, and asks for it again whenever the service announces a change.
+// Everything from outside is put into the page as text, never as markup.
 
-const most = 1000; // rows that the service gives of a list
-const pause = 250; // milliseconds at least from one answer to the next question
+const most = 1000; // rows of a list that the service sends at most
+const pause = 250; // milliseconds between an answer and the next request
 
 const element = (id) => document.getElementById(id);
 const number = (count) => count.toLocaleString("en");
@@ -20,14 +20,14 @@ function make(tag, className, text = "") {
     return made;
 }
 
-// Sets only what differs, so that a quiet page stays untouched, also for who has it read aloud.
+// Sets a text only when it differs: a screen reader may read aloud what is set, even when it is the same.
 function setText(node, text) {
     if (node.textContent !== text) {
         node.textContent = text;
     }
 }
 
-// Lets `list` have one child for each item. Children are kept by their place.
+// Gives `list` one child for each item. The children that it has are kept and updated, by position.
 function sync(list, items, create, update) {
     while (list.children.length > items.length) {
         list.lastElementChild.remove();
@@ -133,7 +133,7 @@ async function ask() {
     }
     const { keys, key, state, impressions } = await response.json();
     if (key && key !== chosenKey && keys.includes(chosenKey)) {
-        return; // another was chosen meanwhile
+        return; // another key was chosen meanwhile
     }
     chosenKey = key ?? "";
     showKeys(keys, key);
@@ -143,7 +143,7 @@ async function ask() {
     }
 }
 
-// One question at a time; what changes meanwhile is asked for afterwards.
+// One request at a time; a change that is announced meanwhile makes another one afterwards.
 async function refresh() {
     isStale = true;
     if (isAsking) {
@@ -191,7 +191,7 @@ function choose(key) {
 }
 
 element("key").addEventListener("change", ({ target }) => {
-    location.hash = target.value; // which chooses it
+    location.hash = target.value; // its handler below chooses the key
 });
 addEventListener("hashchange", () => choose(location.hash.slice(1)));
 document.addEventListener("visibilitychange", listen);
