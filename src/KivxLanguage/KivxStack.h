@@ -14,8 +14,8 @@
 /// share one account, so that no expression can keep its reader busy without end.
 class KivxAccount {
 public:
-    /// Takes the bytes that an operator is about to read or to make, or that stand for other work. Throws when
-    /// less than `bytes` is left.
+    /// Takes the bytes that an operator is about to read or to make, or that stand for other work. Throws
+    /// when less than `bytes` is left.
     void charge(std::size_t bytes);
 
     /// The bytes that are left.
