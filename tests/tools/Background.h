@@ -10,10 +10,10 @@
 
 #include "Support/Threads.h"
 
-/// A program that runs beside the test, and is gone when this is.
+/// A program that runs in the background of a test. It is killed when this object is destroyed.
 class Background {
 public:
-    /// The command is a single one for the shell, which becomes it.
+    /// Starts a single shell command, in place of the shell itself, so that `end` signals the program.
     explicit Background(const std::string& command) {
         const std::string line = "exec " + command;
         process_ = fork();
@@ -33,7 +33,7 @@ public:
     Background(const Background&) = delete;
     Background& operator=(const Background&) = delete;
 
-    /// Sends the signal and waits. The exit code, negative when it was killed.
+    /// Sends the signal and waits for the end. Returns the exit code, −1 when a signal killed the program.
     int end(int signal) {
         int status = 0;
         kill(process_, signal);
@@ -46,7 +46,7 @@ private:
     pid_t process_ = 0;
 };
 
-/// Waits until `found()` is true. Throws when it takes too long.
+/// Waits until `found()` is true. Throws when that takes longer than `patience`.
 template <class Found>
 void waitUntil(Found found, const std::string& what) {
     if (!eventually(found)) {

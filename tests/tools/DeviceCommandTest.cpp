@@ -83,15 +83,15 @@ TEST_F(DeviceCommand, TheCertificateCountsInEitherForm) {
 
 TEST_F(DeviceCommand, SaysWhatIsWrongWithItsInput) {
     const Call calls[] = {
-        {{"--key", "5e0b"}, 1, "\"5e0b\" is no key of an application"},
+        {{"--key", "5e0b"}, 1, "\"5e0b\" is not a key of an application"},
         {{"--json"}, 2, "--key is required"},
         {{"--key", key, "--program", "missing"}, 1, "missing: there is no such program"},
         {{"--key", key, "--program", "."}, 1, ".: there is no such program"},
         {{"--key", key, "--certificate", "stdin"}, 1, "stdin: holds no certificate"},
-        {{"--key", key, "--host", "locale"}, 2, "there is no NAME=VALUE in \"locale\""},
+        {{"--key", key, "--host", "locale"}, 2, "\"locale\" does not have the form FIELD=VALUE"},
         {{"--key", key, "--host", "Local=fr"}, 2, "Did you mean locale?"},
-        {{"--key", key, "--host", "screen=390x"}, 1, "\"390x\" is no size like 390x844"},
-        {{"--key", key, "--host", "screen=99999999999x1"}, 1, "is no size"},
+        {{"--key", key, "--host", "screen=390x"}, 1, "\"390x\" is not a size like 390x844"},
+        {{"--key", key, "--host", "screen=99999999999x1"}, 1, "is not a size"},
     };
     expectTold({"device"}, calls);
 }

@@ -47,7 +47,7 @@ TEST_F(EvalCommand, TellsWhichStepFailedAndWhy) {
          {"\"semverGt\" fails: ", " — column 11\n", "At column 20: ", "Put it in double quotes: \"1.2\"."}},
         {"[[1]]", {"an array cannot stand inside an array — column 2\n"}},
         {"eq(1,\n   fo\x1b)", {"unknown word \"fo\\u001b\" — line 2, column 4\n"}},
-        {"", {"holds no value"}},
+        {"", {"contains no value"}},
     };
     for (const auto& each : cases) {
         const Outcome outcome = kiv({"eval", each.expression});
@@ -97,7 +97,7 @@ TEST_F(EvalCommand, AnswersABatchLineByLine) {
 
 TEST_F(EvalCommand, AnswersBadLinesAndGoesOn) {
     const std::pair<std::string, std::string> lines[] = {
-        {"nonsense", "no JSON"},
+        {"nonsense", "not JSON"},
         {"[1]", "a JSON object"},
         {R"({"flagName": "a"})", "\"expression\": is missing"},
         {R"({"expression": "1", "flagName": 1})", "\"flagName\": must be a text"},
@@ -135,11 +135,11 @@ TEST_F(EvalCommand, WrongUsageIsToldApartFromBadInput) {
         {{"--version"}, 0, "5.0.16\n"},
         {{"--help"}, 0, "Examples:"},
         {{"config", "lint", "--help"}, 0, "--strict"},
-        {{}, 2, "which subcommand?"},
+        {{}, 2, "a subcommand is missing. The subcommands are eval, explain,"},
         {{"config", "lnt"}, 2, "Did you mean lint?"},
         {{"eval"}, 2, "'kiv eval --help'"},
         {{"eval", "1", "--batch"}, 2, "either an expression or --batch"},
-        {{"eval", "--batch", "--property", "a=1"}, 2, "stand in the requests"},
+        {{"eval", "--batch", "--property", "a=1"}, 2, "each request has its own properties"},
         {{"config", "lint"}, 2, "FILE is required"},
         {{"config", "keygen", "--out", "x", "--days", "0"}, 2, "--days"},
         {{"config", "show", "no-such-file"}, 1, "no-such-file: cannot be read"},

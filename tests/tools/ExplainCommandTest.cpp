@@ -38,7 +38,7 @@ protected:
         return explain(joined({"--config", "payload.json", "--flag", flag}, more));
     }
 
-    /// The step at the end of a path of argument numbers; "evaluation" steps into what an operator asked for.
+    /// The step at a JSON pointer below the first step: "/arguments/0" is its first argument.
     static const kiv::json::value& step(const kiv::json::value& document, const std::string& pointer) {
         return document.at_pointer("/evaluation/steps/0" + pointer);
     }
@@ -176,12 +176,14 @@ TEST_F(ExplainCommand, StandsOddExpressions) {
         {deep + "true", "The value is true"},
         {"eq(1", "eq(1, (missing)) → false"},
         {"isInTargetGroup()", "is false: there is no such target group"},
-        {"1 2", "left over: the first counts"},
-        {"property(5)", "the name is no text"},
+        {"1 2", "left over: only the first value counts"},
+        {"property(5)", "the name is not a text"},
         {"ifThen(not", "→ undefined"},
         {"\"a\x1b[31m\"", "The value is \"a\\u001b[31m\""},
         {R"([1, {"k": 5}])", R"(The value is [1, {"k": 5}])"},
-        {"", "holds no value"},
+        {R"(eq(1, {"k": [5]}))", R"(eq(1, {"k": 5}) is false)"},
+        {R"(eq(1, {"k": [5]}))", "Its elements go to the dictionary."},
+        {"", "contains no value"},
     };
     for (const auto& [expression, told] : cases) {
         const Outcome outcome = kiv({"explain", expression});
@@ -234,9 +236,9 @@ TEST_F(ExplainCommand, RefusesBadInput) {
          "experiment 6 names the flag \"shop.skipped\", but has no condition"},
         {{"1", "--property", "v:sting=2"}, 1, "double\n  Did you mean string?"},
         {{"1", "--property", "v:int=2.5"}, 1, "\"v:int=2.5\": the value 2.5 does not fit the type \"int\""},
-        {{"1", "--context", "v:semver=2"}, 1, "string, bool, int and double only"},
-        {{"1", "--property", "v"}, 2, "--property: there is no NAME=VALUE in \"v\""},
-        {{"1", "--target-group", "=true"}, 2, "no ID=CONDITION"},
+        {{"1", "--context", "v:semver=2"}, 1, "one of the types string, bool, int and double"},
+        {{"1", "--property", "v"}, 2, "--property: \"v\" does not have the form NAME=VALUE"},
+        {{"1", "--target-group", "=true"}, 2, "does not have the form ID=CONDITION"},
         {{}, 2, "either an expression, or --config and --flag"},
         {{"1", "--config", "payload.json", "--flag", "shop.page"}, 2, "either an expression"},
         {{"--flag", "shop.page"}, 2, "--flag needs --config"},

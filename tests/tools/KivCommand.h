@@ -51,7 +51,7 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    /// Arguments reach the command as they are.
+    /// Runs the command with these arguments, unchanged by the shell.
     static Outcome kiv(const Arguments& arguments, std::string_view input = "") {
         write("stdin", input);
         return shell(commandLine(arguments) + " <stdin");
@@ -73,7 +73,7 @@ protected:
         return line;
     }
 
-    /// What the command writes when all is well.
+    /// The output of a call that must succeed.
     static std::string output(const Arguments& arguments) {
         const Outcome outcome = kiv(arguments);
         EXPECT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
@@ -86,8 +86,8 @@ protected:
         return arguments;
     }
 
-    /// Makes the calls, which all start alike. What each tells is on the output when it succeeds, else on the
-    /// error output, and nothing is on the other.
+    /// Makes the calls, each with the arguments `start` before its own. A call that succeeds must write what
+    /// it tells to standard output, one that fails to standard error, and nothing to the other.
     static void expectTold(const Arguments& start, std::span<const Call> calls) {
         for (const Call& call : calls) {
             const Outcome outcome = kiv(joined(start, call.arguments));
@@ -112,7 +112,7 @@ protected:
         return output;
     }
 
-    /// No line is wider than that terminal.
+    /// Expects that no line is wider than the 60 columns of `onTerminal`.
     static void expectNarrow(const std::string& text) {
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Counts what each operator takes from the stack.
+/// Counts the arguments that each operator takes from the stack.
 class ArgumentCounter : public KivxTrace {
 public:
     void entered(std::string_view, std::string_view) override {}
@@ -33,7 +33,7 @@ TEST_F(OperatorSignatures, AreThoseOfTheParser) {
     ArgumentCounter counter;
     const KivxTrace::Scope scope(counter);
     for (const std::string& name : parser->operators().names()) {
-        // Each operator can make something of one of these.
+        // Every operator runs with at least one of these.
         for (const std::string_view arguments : {R"(("1", "1", "1", "1"))", R"(("1", ["1"]))"}) {
             parser->evaluateExpression(name + std::string(arguments), "", EvaluationContext());
         }

@@ -23,7 +23,7 @@ constexpr const char* payload = R"~({"application": "5e0bd1f2c3a4b5d6e7f80912",
 
 class ShellCommand : public KivCommand {
 protected:
-    /// What the shell wrote, line by line. Each command is sent on one line, however it is written here.
+    /// Runs the commands, each put on one line, and returns the lines that the shell wrote.
     static std::vector<value> run(const std::vector<std::string>& lines) {
         std::string script;
         for (std::string line : lines) {
@@ -44,7 +44,7 @@ protected:
         return written;
     }
 
-    /// Each command must be answered by exactly the lines that stand beside it.
+    /// Runs the commands of a session. The shell must write exactly the lines that follow each command there.
     static void expect(const std::vector<std::pair<std::string, std::vector<std::string>>>& session) {
         std::vector<std::string> lines;
         for (const auto& [line, answers] : session) {
@@ -239,13 +239,13 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
         std::string name;
         std::string told;
     } cases[] = {
-        {"nonsense", "InvalidArgument", "no JSON"},
-        {"[1]", "InvalidArgument", "a command is a JSON object"},
+        {"nonsense", "InvalidArgument", "not JSON"},
+        {"[1]", "InvalidArgument", "a command must be a JSON object"},
         {"{}", "InvalidArgument", "\"do\": is missing"},
         {R"({"do": "raed", "name": "a"})", "InvalidArgument", "Did you mean read?"},
         {"{\"do\": \"" + mega + "\"}", "InvalidArgument", "is none of host"},
-        {mega, "InvalidArgument", "no JSON"},
-        {"{\"do\": \"\xff\"}", "InvalidArgument", "no JSON"},
+        {mega, "InvalidArgument", "not JSON"},
+        {"{\"do\": \"\xff\"}", "InvalidArgument", "not JSON"},
         {R"({"do": "read", "name": null})", "InvalidArgument", "\"name\": must be a text"},
         {R"({"do": "read", "name": "colour", "context": [1]})", "InvalidArgument", "must be an object"},
         {R"({"do": "read", "name": "colour", "contxt": {}})", "InvalidArgument", "Did you mean context?"},
@@ -253,16 +253,16 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
         {R"({"do": "setup", "key": "x"})", "wrong apiKey format", "Please enter a valid apiKey"},
         {R"({"do": "setup", "key": null})", "wrong apiKey format", "Please enter a valid apiKey"},
         {R"({"do": "setup", "key": "x", "options": {"verbse": 1}})", "InvalidArgument", "mean verbose?"},
-        {R"({"do": "setup", "key": "x", "options": {"verbose": -1}})", "InvalidArgument", "from 0 on"},
+        {R"({"do": "setup", "key": "x", "options": {"verbose": -1}})", "InvalidArgument", "0 or greater"},
         {R"({"do": "setup", "key": "x", "options": {"networkConfigurations": {"push": "u"}}})",
-         "InvalidArgument", "\"push\" is no field of \"networkConfigurations\""},
+         "InvalidArgument", "\"networkConfigurations\" has no field \"push\""},
         {R"({"do": "register", "namespace": null, "flags": []})", "InvalidNamespace", "cannot be nil"},
         {R"({"do": "register", "flags": []})", "InvalidNamespace", "already been registered"},
         {R"({"do": "handleNamespace", "namespace": ""})", "InvalidNamespace", "already been registered"},
         {R"({"do": "register", "namespace": "n", "flags": [{"name": "a", "type": "int", "default": 1.5}]})",
          "InvalidArgument", "the flag \"a\": \"default\": must be a whole number"},
         {R"({"do": "register", "namespace": "n", "flags": [{"name": "a", "type": "bool", "default": true}]})",
-         "InvalidArgument", "is none of flag, string, int, double"},
+         "InvalidArgument", "is none of flag, string, int and double"},
         {R"({"do": "dynamic", "call": "getValue", "name": null, "default": ""})", "InvalidArgument",
          "Feature flag name cannot be nil"},
         {R"({"do": "dynamic", "call": "getValue", "name": "v", "default": "", "variations": [null]})",

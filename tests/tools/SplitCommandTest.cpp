@@ -5,7 +5,8 @@
 
 namespace {
 
-/// Beside the flag that is asked for: one that it may ask, one that asks for itself, and target groups.
+/// The flag that the tests split, a flag that its condition may read, one that reads itself, and target
+/// groups.
 constexpr const char* payload = R"~({"application": "5e0b", "experiments": [
     {"name": "Colour", "stickinessProperty": "userId", "featureFlags": [{"name": "shop.colour"}],
      "deploymentConfiguration": {"condition": ""}},
@@ -59,15 +60,15 @@ TEST_F(SplitCommand, TellsTheSharesThatAnExpressionGives) {
          {{"true", 0.9}, {"false", 0.1}}},
         {R"(ifThen(isUndefined(property("userId")), "a", concat(property("country"), flagValue("nothing"))))",
          {{"FRfalse", 1}}},
-        // A failure anywhere ends the evaluation, for those who come to it. What is no text is no flag's
-        // value.
+        // A failure anywhere ends the evaluation of the users who reach it. A value without a text is the
+        // default.
         {R"(ifThen(true, "a", and(ifThen()" + inHalf + R"(, true, undefined), true)))",
          {{"a", 0.5}, {"empty", 0.5}}},
         {R"(ifThen(isInPercentage(0.5, property("nobody")), 1, 2))", {{"empty", 1}}},
         {"ifThen(" + inHalf + R"(, [1], "a"))", {{"noText", 0.5}, {"a", 0.5}}},
         {R"(isInPercentage(0, property("userId")))", {{"false", 1}}},
         {"nonsense(" + inHalf + ")", {{"empty", 1}}},
-        // The ids themselves, or a part of the seed that they are not.
+        // Operators that look at the ids themselves; a flag that depends on itself.
         {R"(ifThen(eq(property("userId"), "user-7"), "a", "b"))", {}},
         {"ifThen(" + inHalf + R"(, property("userId"), "a"))", {}},
         {"or(" + inHalf + R"(, match(property("userId"), "1$", "")))", {}},
@@ -123,7 +124,7 @@ TEST_F(SplitCommand, ShowsATable) {
               "  4 users by the property \"userId\"\n\n"
               "  value            users     share  expected\n"
               "  default (fails)      4  100.00 %  100.00 %  ████████████████████████████████████████\n\n"
-              "  For 4 users the evaluation fails. 'kiv explain' tells why; one is \"a\".\n");
+              "  The evaluation fails for 4 users, for example \"a\". 'kiv explain' tells why.\n");
 
     writeDocument("ifThen(" + inHalf + R"~(, "", "default (fails)"))~");
     outcome = kiv(call({"--ids", "-"}), "user-1\nuser-5\n");
@@ -134,12 +135,12 @@ TEST_F(SplitCommand, ShowsATable) {
     writeDocument(R"(property("userId"))");
     outcome = kiv(call({"--count", "1000"}));
     EXPECT_CONTAINS(outcome.out, "\n  others       980   98.00 %         –");
-    EXPECT_CONTAINS(outcome.out, "cannot be told");
+    EXPECT_CONTAINS(outcome.out, "cannot be computed");
 
     Arguments misspelt = call({"--count", "10"});
     misspelt[6] = "userid";
     EXPECT_CONTAINS(kiv(misspelt).out,
-                    "asks for the property \"userid\". The experiment is keyed by \"userId\".");
+                    "read the property \"userid\". The experiment is keyed by \"userId\".");
 }
 
 TEST_F(SplitCommand, SaysWhatIsWrongWithItsInput) {
@@ -151,11 +152,11 @@ TEST_F(SplitCommand, SaysWhatIsWrongWithItsInput) {
         {call({"--count", "10000001"}), 2, "not in range 1 to 10000000"},
         {call({"--count", "3", "--json", "--csv"}), 2, "exclude each other"},
         {call({"--count", "3", "--fixed", "userId=x"}), 2, "name the same property"},
-        {call({"--count", "3", "--fixed", "x"}), 2, "--fixed: there is no NAME=VALUE"},
+        {call({"--count", "3", "--fixed", "x"}), 2, "--fixed: \"x\" does not have the form NAME=VALUE"},
         {call({"--count", "3", "--fixed", "x:int=y"}), 1, "does not fit the type"},
         {call({"--ids", "missing"}), 1, "missing: cannot be read: No such file"},
         {call({"--ids", "."}), 1, ".: cannot be read: Is a directory"},
-        {call({"--ids", "empty"}), 1, "empty: holds no ids"},
+        {call({"--ids", "empty"}), 1, "empty: contains no ids"},
         {{"split", "--config", "doc.json", "--flag", "shop.color", "--property", "p", "--count", "1"},
          1,
          "Did you mean shop.colour?"},

@@ -57,9 +57,9 @@ public:
     std::string wrapped(std::string_view text, std::size_t indent,
                         std::size_t first = std::string::npos) const;
 
-    /// A label, and its text wrapped in the column to the right of it. The column starts after `indent` and
-    /// `labelWidth`; a label that leaves no space there stands on a line of its own. With a line break at the
-    /// end.
+    /// A label after `indent` spaces, and a text wrapped in the column that begins `labelWidth` columns after
+    /// the label's start. A label that leaves no space before that column has a line of its own. Ends with a
+    /// line break.
     std::string field(std::string_view label, std::string_view text, std::size_t indent,
                       std::size_t labelWidth) const;
 

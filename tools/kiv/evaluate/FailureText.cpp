@@ -63,8 +63,8 @@ BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable
         return BadInput("the operator " + inQuotes(name) + " fails: " + reason,
                         Spot{expression, position, name.size()}, advice);
     }
-    // A word is unknown. What the reader says about that place is best; where it says nothing, its first
-    // finding is: it may have stopped before this place, or an earlier mistake is the cause.
+    // The word is unknown. The reader's finding at its position explains that best. Without one its first
+    // finding does, because an earlier mistake is often the cause.
     findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
     auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
     if (found + 1 == findings.end()) {

@@ -29,20 +29,20 @@ const std::string introduction =
   {"ok":true,"value":"blue"}
   {"do": "read", "name": "colour"}
   {"ok":false,"error":{"name":"InvalidArgument","reason":TEXT}}
-What happens to the library's handlers is told in lines of their own:
+Each call of one of the library's handlers is written as a line of its own:
   {"event": "configurationFetched|impression|unhandledError", ...}
-The library logs to standard error. The shell ends with "quit" or with its input.
+The library logs to standard error. The shell ends at "quit" or at the end of its input.
 )TEXT";
 
 constexpr const char* invalidArgument = "InvalidArgument";
 
 struct ShellCommand {
     std::string_view name;
-    std::vector<std::string_view> fields; ///< beside "do" and "id"
+    std::vector<std::string_view> fields; ///< in addition to "do" and "id"
     json::object (*run)(ShellSession& session, const ShellFields& fields);
 };
 
-/// A command that calls an operation of the facade that takes nothing.
+/// A command that only calls an operation of the facade, which has no parameters.
 template <void (*operation)()>
 json::object call(ShellSession&, const ShellFields&) {
     operation();
@@ -143,7 +143,7 @@ json::object failure(const std::string& name, const std::string& reason) {
 json::object resultOf(ShellSession& session, const json::value& line) {
     try {
         if (!line.is_object()) {
-            throw BadInput("a command is a JSON object");
+            throw BadInput("a command must be a JSON object");
         }
         json::object result{{"ok", true}};
         append(result, runCommand(session, ShellFields(line.get_object())));
@@ -160,7 +160,7 @@ json::object answerTo(ShellSession& session, const std::string& text) {
     std::string error;
     const auto line = parseJson(text, &error);
     if (!line) {
-        return failure(invalidArgument, "no JSON: " + error);
+        return failure(invalidArgument, "not JSON: " + error);
     }
     json::object answer;
     if (const json::value* id = member(*line, "id")) {
@@ -183,7 +183,7 @@ void runShell() {
 /// The commands with their fields, as the help shows them.
 std::string commandsHelp() {
     const Terminal terminal = Terminal::ofOutput();
-    std::string text = "\nCommands and their fields (docs/shell.md tells about each):\n";
+    std::string text = "\nCommands and their fields (docs/shell.md describes each):\n";
     for (const ShellCommand& command : commands()) {
         std::string fields;
         for (const std::string_view field : command.fields) {
@@ -200,7 +200,8 @@ std::string commandsHelp() {
 } // namespace
 
 void addShellCommand(CLI::App& parent, int& exitCode) {
-    CLI::App* command = parent.add_subcommand("shell", "Drive the library, one JSON object a line");
+    CLI::App* command =
+        parent.add_subcommand("shell", "Drive the library by commands, one JSON object per line");
     command->footer(introduction + commandsHelp());
     command->callback([&exitCode] {
         runShell();

@@ -10,7 +10,7 @@
 namespace kiv::tool {
 namespace {
 
-/// Whole numbers of the given type; nothing else is one.
+/// The value as a number of type T. Throws `BadInput(expected)` when it is no whole number or out of range.
 template <class T>
 T wholeNumber(const json::value& value, const char* expected) {
     const std::int64_t* integer = value.if_int64();
@@ -35,7 +35,7 @@ void readValue(const json::value& value, int& result) {
 }
 
 void readValue(const json::value& value, unsigned& result) {
-    result = wholeNumber<unsigned>(value, "must be a whole number from 0 on");
+    result = wholeNumber<unsigned>(value, "must be a whole number, 0 or greater");
 }
 
 void readValue(const json::value& value, double& result) {
@@ -86,7 +86,7 @@ void readValue(const json::value& value, FlagText& result) {
 void ShellFields::allowOnly(const std::vector<std::string_view>& known, std::string_view owner) const {
     for (const auto& [name, value] : object_) {
         if (std::ranges::find(known, std::string_view(name)) == known.end()) {
-            throw BadInput(inQuotes(name) + " is no field of " + inQuotes(owner) + "." +
+            throw BadInput(inQuotes(owner) + " has no field " + inQuotes(name) + "." +
                            didYouMean(name, known, " ") + " Its fields are " + listed(known) + ".");
         }
     }

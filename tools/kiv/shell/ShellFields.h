@@ -14,7 +14,7 @@
 
 namespace kiv::tool {
 
-/// Reading of a JSON value as the type asked for. Each throws `BadInput` that says what the value must be.
+/// Read a JSON value into `result`. Each throws `BadInput` that says what the value must be.
 void readValue(const json::value& value, bool& result);
 void readValue(const json::value& value, int& result);
 void readValue(const json::value& value, unsigned& result);
@@ -24,7 +24,7 @@ void readValue(const json::value& value, KIVDate& result);
 void readValue(const json::value& value, KIVDynamicPropertyContext::Values& result);
 void readValue(const json::value& value, json::object& result);
 
-/// The text of a text, a number or a boolean, as a flag would write it.
+/// The text that a flag has for a JSON text, number or boolean.
 struct FlagText {
     std::string text;
 };
@@ -33,7 +33,7 @@ void readValue(const json::value& value, FlagText& result);
 template <class T>
 void readValue(const json::value& value, std::vector<T>& result);
 
-/// Null is nothing.
+/// Null becomes nullopt.
 template <class T>
 void readValue(const json::value& value, std::optional<T>& result) {
     result.reset();
@@ -54,20 +54,21 @@ void readValue(const json::value& value, std::vector<T>& result) {
     }
 }
 
-/// The fields of an object, by name and type. What is wrong with one ends in a `BadInput` that names it.
+/// The fields of an object, by name and type. All functions that read a field throw `BadInput` that names it
+/// when it is missing or has another type.
 class ShellFields {
 public:
     /// Borrows the object.
     explicit ShellFields(const json::object& object) : object_(object) {}
 
-    /// The same, and allows no other fields than the known ones.
+    /// The same, after `allowOnly(known, owner)`.
     ShellFields(const json::object& object, const std::vector<std::string_view>& known,
                 std::string_view owner)
         : ShellFields(object) {
         allowOnly(known, owner);
     }
 
-    /// Refuses fields that are not among the known ones; `owner` says in that message whose they are.
+    /// Throws `BadInput` for a field that is not in `known`. The message calls the object `owner`.
     void allowOnly(const std::vector<std::string_view>& known, std::string_view owner) const;
 
     bool has(std::string_view name) const { return object_.contains(name); }
@@ -101,10 +102,10 @@ public:
         }
     }
 
-    /// The one of the choices that the field, which must be there, names.
+    /// The element of `choices` that equals the field, which must be there.
     std::string_view choice(std::string_view name, const std::vector<std::string_view>& choices) const;
 
-    /// Throws `BadInput` about that field.
+    /// Throws `BadInput` about the field.
     [[noreturn]] static void refuse(std::string_view name, const std::string& why);
 
 private:

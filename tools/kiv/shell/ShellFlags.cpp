@@ -51,7 +51,7 @@ Flag makeFlag(const Default& defaultValue, const Variations& variations, std::op
 
 void refuseVariations(const ShellFields& fields) {
     if (fields.has("variations")) {
-        ShellFields::refuse("variations", "a boolean flag has those that it has, true and false");
+        ShellFields::refuse("variations", "must be left out, a boolean flag always has true and false");
     }
 }
 
@@ -83,7 +83,7 @@ ScriptedContainer::Members membersFrom(const std::vector<json::object>& flags) {
         const ShellFields fields(object, {"name", "type", "default", "variations", "freeze"}, "flags");
         const auto name = fields.get<std::string>("name");
         if (!names.insert(name).second) {
-            ShellFields::refuse("name", inQuotes(name) + " is there twice");
+            ShellFields::refuse("name", inQuotes(name) + " names two flags");
         }
         try {
             members.emplace_back(name, flagFrom(fields));
@@ -94,7 +94,8 @@ ScriptedContainer::Members membersFrom(const std::vector<json::object>& flags) {
     return members;
 }
 
-/// What a script can read: the current key's flags, and what it registered. Throws when there is none.
+/// The flag with this full name, of the current key or registered by the script. Throws `BadInput` when there
+/// is none.
 Flag flagNamed(const ShellSession& session, const std::string& name) {
     if (Flag flag = KIVCore::variantWithKey(name)) {
         return flag;
@@ -119,7 +120,7 @@ Context contextOf(const ShellFields& fields) {
     return values ? Context(std::move(*values)) : std::nullopt;
 }
 
-/// Overrides belong to a client, so they are asked for anew each time.
+/// The overrides of the present client. They end with it, so do not keep them. Throws before setup.
 std::shared_ptr<KIVFlagsOverrides> overrides() {
     auto present = KIVCore::overrides();
     if (!present) {

@@ -11,19 +11,20 @@
 
 namespace kiv::tool {
 
-/// The lines that a shell writes: answers, and events between them. Callable from any thread; each line is
-/// written whole and at once.
+/// Writes the lines of a shell: answers, and events between them. Callable from any thread. Each line is
+/// written whole and flushed.
 class ShellOutput {
 public:
     void answer(const json::object& line);
 
-    /// Writes the event with its name before its fields.
+    /// Writes the event: "event" with its name, then its fields.
     void event(std::string_view name, json::object fields);
 
-    /// Waits until such an event has been written since the last wait for it. False when the time is over.
+    /// Waits until an event with this name is written; returns at once when one was written since the last
+    /// call for that name. False when none came within `atMost`.
     bool waitFor(std::string_view name, std::chrono::duration<double> atMost);
 
-    /// Drops all events from now on.
+    /// From now on, events are dropped.
     void close();
 
 private:
@@ -31,7 +32,7 @@ private:
 
     std::mutex lock_;
     std::condition_variable arrived_;
-    std::map<std::string, bool, std::less<>> hasArrived_; ///< since the last wait for it
+    std::map<std::string, bool, std::less<>> hasArrived_; ///< by event, since the last wait for it
     bool isClosed_ = false;
 };
 

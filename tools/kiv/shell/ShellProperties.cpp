@@ -13,8 +13,9 @@
 namespace kiv::tool {
 namespace {
 
-/// Sets a property to the field "value", or to a callback that answers it or throws. The two operations are
-/// the facade's for one type; where a callback may have no answer, null is none.
+/// Sets a property to the field "value", or to a callback that answers that value or throws the text
+/// "throws". `setFixed` and `setComputed` are the facade's operations for the property's type. Where the
+/// callback may give no answer, it does so for a "value" of null.
 template <class Value, class Argument, class Block>
 void set(const ShellFields& fields, void (*setFixed)(Argument value, KIVNonnullString key),
          void (*setComputed)(Block block, KIVNonnullString key)) {

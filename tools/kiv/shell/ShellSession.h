@@ -13,23 +13,24 @@ class KIVString;
 
 namespace kiv::tool {
 
-/// What one run of the shell keeps between its commands.
+/// What a shell keeps from one command to the next.
 struct ShellSession {
-    /// Shared with the handlers, which the library keeps to the end of the process.
+    /// Shared with the handlers, which the library keeps until the process ends.
     std::shared_ptr<ShellOutput> output = std::make_shared<ShellOutput>();
-    /// What was registered, by full name: an application has its containers, also after a shutdown.
+    /// The registered flags by full name. They stay readable after a shutdown, as in an application that
+    /// keeps its containers.
     std::map<std::string, std::shared_ptr<KIVString>> registered = {};
     std::shared_ptr<KIVFlagsScreen> flagsScreen = {}; ///< null while none is presented
     bool isOver = false;
 };
 
-/// Names of the events.
+/// The names of the events.
 inline constexpr std::string_view shellConfigurationFetched = "configurationFetched";
 inline constexpr std::string_view shellImpression = "impression";
 inline constexpr std::string_view shellUnhandledError = "unhandledError";
 
-/// The commands that are more than a call of the facade. Each answers the fields of its result, and throws
-/// what the library throws, or `BadInput`.
+/// The commands that do more than call one operation of the facade. Each returns the fields of its answer.
+/// Throws `BadInput`, and what the library throws.
 namespace shell {
 json::object configureHost(ShellSession& session, const ShellFields& fields);
 json::object setup(ShellSession& session, const ShellFields& fields);

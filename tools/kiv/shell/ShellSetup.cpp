@@ -104,7 +104,7 @@ double secondsFrom(const ShellFields& fields, std::string_view name) {
 
 json::object shell::configureHost(ShellSession&, const ShellFields& fields) {
     if (KIVCoreInstance::exists() && KIVCore::currentSDKKey()) {
-        throw KIVException::internalInconsistency("the host is told before setup");
+        throw KIVException::internalInconsistency("the host must be set before setup");
     }
     KIVHost host;
     for (const auto& [name, field] : hostTextFields) {

@@ -20,17 +20,18 @@ namespace {
 struct Failure {};
 struct Unknown {};
 
-/// What an expression is for the users of a region.
+/// The value of an expression for the users of a region: a value, a text with the id in it, a failure, or not
+/// known.
 using Meaning = std::variant<KivxValue, IdText, Failure, Unknown>;
 
 struct Piece {
     Region region;
     Meaning meaning;
 };
-/// All users, each in one piece.
+/// All users; each is in exactly one piece.
 using Pieces = std::vector<Piece>;
 
-/// The text of a value as joined texts have it; nothing when nobody knows.
+/// The text that `concat` and `mergeSeed` make of a value; nothing for a failure and an unknown value.
 std::optional<IdText> joinable(const Meaning& meaning) {
     if (const auto* value = std::get_if<KivxValue>(&meaning)) {
         return IdText{{value->description()}};
@@ -57,7 +58,7 @@ public:
         Pieces pieces;
         try {
             pieces = walk(expression, flagName);
-        } catch (const KIVException&) { // the cutting's own
+        } catch (const KIVException&) { // from the tokenizer
             pieces = {{{}, Failure()}};
         }
         --depth_;
@@ -95,7 +96,7 @@ private:
         return stack.empty() ? Pieces{{{}, Failure()}} : std::move(stack.back());
     }
 
-    /// The operator on each combination of its arguments' pieces.
+    /// Applies the operator to each combination of its arguments' pieces.
     Pieces applied(const KivxOperatorTable::Operator& op, const std::vector<Pieces>& arguments,
                    std::string_view flagName) {
         std::vector<std::pair<Region, Arguments>> combinations(1);
@@ -147,8 +148,8 @@ private:
         return {{{}, computed(op, arguments, flagName)}};
     }
 
-    /// The operators whose result is known, or is split, although their arguments hold ids, and those that
-    /// ask for another expression; nothing for all others.
+    /// The result of an operator that is known although an argument contains the id, or of one that evaluates
+    /// another expression; nothing for all other operators.
     std::optional<Pieces> appliedToIds(const KivxOperatorTable::Operator& op, const Arguments& arguments,
                                        std::string_view flagName) {
         const std::string& name = op.name;
@@ -188,7 +189,7 @@ private:
         return {};
     }
 
-    /// The operator itself, on values that are the same for all.
+    /// Runs the operator itself, on values that are the same for all users.
     Meaning computed(const KivxOperatorTable::Operator& op, const Arguments& arguments,
                      std::string_view flagName) {
         KivxStack stack(account_);
@@ -198,8 +199,8 @@ private:
         try {
             const kiv::ReadGuard guard;
             op.handler(world_.parser(), stack, flagName, world_.context());
-            const bool isTold = stack.size() == 1 && account_.rest() > KivxAccount().rest() / 2;
-            return isTold ? Meaning(stack.pop().owned()) : Meaning(unknown(op.name));
+            const bool isWithinLimits = stack.size() == 1 && account_.rest() > KivxAccount().rest() / 2;
+            return isWithinLimits ? Meaning(stack.pop().owned()) : Meaning(unknown(op.name));
         } catch (...) {
             return Failure();
         }
@@ -223,8 +224,8 @@ private:
         return joined(joinable(arguments[0]).value(), between, joinable(arguments[1]).value());
     }
 
-    /// Splits the users by the bucket of the seed. A bucket is a number from 0 to below 1, and no user's is
-    /// exactly at the edge.
+    /// Splits the users by the bucket of the seed, which is a number from 0 to below 1. That a bucket lies
+    /// exactly on an edge is too rare to count.
     Pieces percentage(const Meaning& high, const Meaning* low, const IdText& text, std::string_view name) {
         double from = 0;
         double to = 0;
@@ -244,7 +245,7 @@ private:
         }
         const IdText seed = asSeed(text);
         if (seed.parts.size() == 1) {
-            return {{{}, unknown(name)}}; // the id is no part of it
+            return {{{}, unknown(name)}}; // the seed does not contain the id
         }
         to = std::max(from, to);
         Pieces pieces;
@@ -349,7 +350,7 @@ ExpectedShares expectedShares(const EvaluationWorld& world, std::string_view fla
         shares[outcome] += shareOf(piece.region);
     }
     for (auto& [outcome, share] : shares) {
-        constexpr double finest = 1e9; // what lies below is the sums' own
+        constexpr double finest = 1e9; // smaller differences are rounding errors
         share = std::round(share * finest) / finest;
     }
     return {std::move(shares), ""};

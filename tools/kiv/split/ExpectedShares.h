@@ -11,32 +11,32 @@
 
 namespace kiv::tool {
 
-/// What a flag gives a user: a text, or its default, and why.
+/// What a flag gives a user: a text, or the application's default with the reason for it.
 struct FlagOutcome {
     enum class Kind { value, undefined, failed, noText };
 
     Kind kind = Kind::value;
     std::string text = {}; ///< of a value
 
-    /// As `KivxParser::evaluateExpression` answers.
+    /// The outcome for a result of `KivxParser::evaluateExpression`.
     static FlagOutcome of(const std::optional<KivxEvaluationResult>& result);
 
     auto operator<=>(const FlagOutcome&) const = default;
 };
 
-/// The share of each outcome of a flag, or why it cannot be told.
+/// The share of each outcome of a flag (0 to 1); nothing when the shares cannot be computed.
 struct ExpectedShares {
     std::optional<std::map<FlagOutcome, double>> shares = {};
-    std::string obstacle = {}; ///< the operator that the reading stopped at; may be empty
+    std::string obstacle = {}; ///< the operator because of which there are no shares; may be empty
 };
 
-/// Reads the expression of a flag, and those of the flags and target groups that it asks for, as they are for
-/// all users at once: ids that are all different give each seed that they are part of a bucket of its own,
-/// and those of different seeds have nothing to do with one another. All else is evaluated as the world has
-/// it.
+/// Computes the shares from the expression of a flag, and from those of the flags and target groups that it
+/// asks for, without evaluating them for single users. All ids are taken to be different. A seed that
+/// contains the id then spreads the users evenly over its buckets, and the buckets of different seeds are
+/// independent. What does not depend on the id is evaluated as in `world`.
 ///
-/// The flag has an experiment. `property` is the one that holds the ids. What looks at the ids themselves,
-/// and what is too large to be followed, cannot be told.
+/// The flag must have an experiment in `world`. `property` is the name of the property that holds the ids.
+/// There are no shares when an operator looks at the ids themselves, or when the expression is too large.
 ExpectedShares expectedShares(const EvaluationWorld& world, std::string_view flagName,
                               std::string_view property);
 

@@ -17,23 +17,23 @@ struct Share {
     std::optional<double> expected = {};
 };
 
-/// How many of many users get each outcome of a flag.
+/// How many users get each outcome of a flag.
 struct Split {
     std::string config;
     Place experiment;
     std::string flag;
-    std::string property; ///< holds the ids
+    std::string property; ///< name of the property that holds the ids
     std::size_t users = 0;
-    std::vector<Share> shares = {}; ///< values first, then the most frequent
-    std::string obstacle = {};      ///< the operator for which there are no expected shares; may be empty
-    bool isAsked = false;           ///< at least one evaluation asked for the property
-    std::optional<std::string> keyedBy = {}; ///< what the experiment says of who its users are
-    std::string firstFailing = {};           ///< the id of a user whose evaluation failed
+    std::vector<Share> shares = {};          ///< values before defaults, the most frequent first
+    std::string obstacle = {};               ///< `ExpectedShares::obstacle`
+    bool isRead = false;                     ///< at least one evaluation read the property
+    std::optional<std::string> keyedBy = {}; ///< the property that tells the experiment's users apart
+    std::string firstFailing = {};           ///< id of the first user whose evaluation failed
 
     double partOf(std::size_t count) const { return static_cast<double>(count) / static_cast<double>(users); }
 };
 
-/// Lays a split out for a person.
+/// Prints a split for a person.
 void printSplit(const Split& split);
 
 } // namespace kiv::tool

@@ -39,11 +39,12 @@ constexpr const char* examples = R"TEXT(Examples:
       --fixed country=FR --fixed appVersion:semver=2.10
   sort -u users.txt | kiv split --config payload.json --flag f --property userId --ids - --csv
 
-The ids are given to the property as texts, one after the other: those of a file, one a line,
-without empty lines, or "user-1", "user-2" and so on.
+The flag is evaluated for one user after the other, with the user's id as the value of the
+property, a text. --ids takes the ids from a file, one per line, and skips empty lines; --count
+makes them up: "user-1", "user-2" and so on.
 
-The expected share is what the expression gives when all ids are different. Where the expression
-looks at the ids themselves, in a comparison for example, there is none.
+The expected share is computed from the expression, for ids that are all different. It is missing
+when the expression looks at the ids themselves, for example in a comparison.
 
 A flag whose evaluation fails, or gives undefined, serves the application's default.
 The document's signature is not checked; 'kiv config verify' does that.)TEXT";
@@ -133,7 +134,7 @@ Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) 
     const std::string* current = nullptr;
     world.setProperty(KIVCustomProperty::withStringBlock(
         options.property, [&](std::string_view, const KIVDynamicPropertyContext&) {
-            split.isAsked = true;
+            split.isRead = true;
             return std::optional<std::string>(*current);
         }));
     std::map<FlagOutcome, std::size_t> counts;
@@ -146,7 +147,7 @@ Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) 
         ++split.users;
     });
     if (split.users == 0) {
-        throw BadInput(options.ids + ": holds no ids", {}, "An id stands on a line of its own.");
+        throw BadInput(options.ids + ": contains no ids", {}, "Write one id on each line.");
     }
     for (const auto& [outcome, share] : expected.shares.value_or(std::map<FlagOutcome, double>())) {
         counts.try_emplace(outcome, 0);
@@ -227,8 +228,7 @@ int split(const Options& options) {
 
 void addSplitCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
-    CLI::App* command =
-        parent.add_subcommand("split", "Show how many of many users get each value of a flag");
+    CLI::App* command = parent.add_subcommand("split", "Show how many users get each value of a flag");
     command
         ->add_option("--config", options->config,
                      "The document, an envelope or a payload; - for standard input")
@@ -238,12 +238,13 @@ void addSplitCommand(CLI::App& parent, int& exitCode) {
     command->add_option("--property", options->property, "The property that holds a user's id")
         ->required()
         ->type_name("NAME");
-    command->add_option("--ids", options->ids, "File with the ids, one a line; - for standard input")
+    command->add_option("--ids", options->ids, "File with the ids, one per line; - for standard input")
         ->type_name("FILE");
-    command->add_option("--count", options->count, "So many users with made-up ids")
+    command->add_option("--count", options->count, "Number of users, whose ids are made up")
         ->check(CLI::Range(std::int64_t{1}, mostUsers).description(""))
         ->type_name("N");
-    command->add_option("--fixed", options->fixed, "A property that is the same for all, as often as needed")
+    command
+        ->add_option("--fixed", options->fixed, "A property that is the same for all users; may be repeated")
         ->type_name("NAME[:TYPE]=VALUE")
         ->allow_extra_args(false);
     command->add_flag("--json", options->asJson, "Print JSON");

@@ -29,7 +29,7 @@ std::string label(const FlagOutcome& outcome) {
     return isPlain ? quoted.substr(1, quoted.size() - 2) : quoted;
 }
 
-/// Lays a split out for a person.
+/// Prints a split for a person.
 class SplitPage {
 public:
     explicit SplitPage(const Split& split) : split_(split) {}
@@ -93,30 +93,29 @@ private:
     void notes() const {
         if (split_.shares.size() > mostRows) {
             std::cout << '\n';
-            note(std::to_string(split_.shares.size() - mostRows) +
-                 " more outcomes are counted as others; --csv and --json list all.");
+            note("The row \"others\" counts " + counted(split_.shares.size() - mostRows, "more outcome") +
+                 "; --csv and --json list all.");
         }
-        if (!split_.isAsked) {
+        if (!split_.isRead) {
             std::cout << '\n';
-            note("No evaluation asks for the property " + inQuotes(split_.property) + "." +
+            note("No evaluation read the property " + inQuotes(split_.property) + "." +
                  (split_.keyedBy && *split_.keyedBy != split_.property
                       ? " The experiment is keyed by " + inQuotes(*split_.keyedBy) + "."
                       : std::string()));
         }
         if (!split_.shares.front().expected) {
             std::cout << '\n';
-            note("The expected shares cannot be told from the expression" +
+            note("The expected shares cannot be computed from the expression" +
                  (split_.obstacle.empty()
                       ? std::string(".")
-                      : ": what " + inQuotes(split_.obstacle) + " gives depends on the ids themselves."));
+                      : ": the value of " + inQuotes(split_.obstacle) + " depends on the ids themselves."));
         }
         const auto failed = std::ranges::find(split_.shares, Kind::failed,
                                               [](const Share& share) { return share.outcome.kind; });
         if (failed != split_.shares.end() && failed->count > 0) {
             std::cout << '\n';
-            note("For " + counted(failed->count, "user") +
-                 " the evaluation fails. 'kiv explain' tells why; one is " + inQuotes(split_.firstFailing) +
-                 ".");
+            note("The evaluation fails for " + counted(failed->count, "user") + ", for example " +
+                 inQuotes(split_.firstFailing) + ". 'kiv explain' tells why.");
         }
     }
 

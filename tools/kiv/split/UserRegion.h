@@ -9,28 +9,29 @@
 
 namespace kiv::tool {
 
-/// A text that holds the user's id: these parts, with the id between each two.
+/// A text that contains the user's id: the parts, with the id between each two.
 struct IdText {
     std::vector<std::string> parts;
 
     auto operator<=>(const IdText&) const = default;
 };
 
-/// The first text, what stands between, and the second.
+/// `first`, `between` and `second`, one after the other.
 IdText joined(IdText first, std::string_view between, const IdText& second);
 
-/// What of the text counts in a seed: all before its first zero byte.
+/// The part of the text that counts in a seed: everything before its first zero byte.
 IdText asSeed(IdText text);
 
+/// Buckets from `from` up to, not including, `to`.
 struct Interval {
     double from = 0;
     double to = 1;
 };
 
-/// Users by the buckets of seeds; a seed that is not named has any bucket.
+/// The users whose bucket of each of these seeds lies in the interval of the seed.
 using Region = std::map<IdText, Interval>;
 
-/// The users who are in both; nothing when there are none.
+/// The users who are in both regions; nothing when there are none.
 std::optional<Region> intersection(const Region& a, const Region& b);
 
 /// The region's part of all users, 0 to 1.
