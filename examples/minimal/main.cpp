@@ -1,7 +1,3 @@
-// The smallest application: it declares two flags, says which country its user is in, sets up, and reads the
-// flags. Start it in a folder with a configuration document named flags.json; without one the flags have
-// their defaults.
-
 #include <cstdio>
 
 #include <kiv/kiv.h>
