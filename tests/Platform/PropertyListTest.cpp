@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
 #include "Platform/System/Files.h"
 #include "Support/Shell.h"
 #include "Support/TemporaryFolder.h"

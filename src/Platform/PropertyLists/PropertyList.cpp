@@ -11,7 +11,7 @@
 #include <zlib.h>
 
 #include "Platform/PropertyLists/PropertyListGuard.h"
-#include "Platform/PropertyLists/PropertyListXml.h"
+#include "Platform/PropertyLists/PropertyListXmlReader.h"
 #include "Platform/System/Files.h"
 #include "Platform/Text/Text.h"
 

@@ -21,12 +21,6 @@ namespace kiv {
 /// decodePropertyList accepts.
 std::string encodePropertyList(const json::object& dictionary);
 
-/// The XML form. Nulls are dropped with their member; what of a text is not UTF-8, and each character that
-/// XML lacks (control characters, a zero byte), is replaced. Empty where encodePropertyList is.
-std::string encodeXmlPropertyList(const json::object& dictionary);
-std::string encodeXmlPropertyList(const json::array& array);
-std::string encodeXmlPropertyList(std::string_view text);
-
 /// Whether a text or key comes back from a binary list as it went in: it is UTF-8 without a zero byte.
 bool hasPropertyListForm(std::string_view text);
 

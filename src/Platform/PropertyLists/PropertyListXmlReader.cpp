@@ -1,4 +1,4 @@
-#include "Platform/PropertyLists/PropertyListXml.h"
+#include "Platform/PropertyLists/PropertyListXmlReader.h"
 
 #include <algorithm>
 #include <charconv>

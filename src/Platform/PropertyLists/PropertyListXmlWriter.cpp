@@ -1,6 +1,7 @@
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
+
 #include <cmath>
 
-#include "Platform/PropertyLists/PropertyList.h"
 #include "Platform/PropertyLists/PropertyListGuard.h"
 #include "Platform/Text/Text.h"
 
