@@ -13,7 +13,7 @@
 
 #include <expat.h>
 
-#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListLimits.h"
 
 namespace kiv {
 namespace {

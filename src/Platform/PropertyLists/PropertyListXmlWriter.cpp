@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListLimits.h"
 #include "Platform/Text/Text.h"
 
 namespace kiv {
