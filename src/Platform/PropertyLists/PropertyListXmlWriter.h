@@ -7,8 +7,9 @@
 
 namespace kiv {
 
-/// The XML form. Nulls are dropped with their member; what of a text is not UTF-8, and each character that
-/// XML lacks (control characters, a zero byte), is replaced. Empty where encodePropertyList is.
+/// The value as a list in XML. Nulls are dropped: from a dictionary with their member. Bytes of a text that
+/// are not UTF-8, and characters that XML lacks (control characters, a zero byte), are replaced by U+FFFD.
+/// Empty when decodeAnyPropertyList would refuse the list for its depth or its size in memory.
 std::string encodeXmlPropertyList(const json::object& dictionary);
 std::string encodeXmlPropertyList(const json::array& array);
 std::string encodeXmlPropertyList(std::string_view text);
