@@ -4,18 +4,16 @@ find_package(CURL 7.87 REQUIRED)
 find_package(EXPAT 2.5 REQUIRED)
 find_package(ICU REQUIRED COMPONENTS i18n uc)
 find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
-find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
-pkg_check_modules(KIV_PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 
 # The pkg-config modules that an application links in addition to a static library. Install.cmake writes them down.
-set(KIV_PKG_CONFIG_MODULES expat libcrypto icu-i18n icu-uc libplist-2.0 zlib)
+set(KIV_PKG_CONFIG_MODULES expat libcrypto icu-i18n icu-uc zlib)
 
 add_library(kiv_dependencies INTERFACE)
 target_link_libraries(
     kiv_dependencies INTERFACE Boost::headers CURL::libcurl EXPAT::EXPAT ICU::i18n ICU::uc OpenSSL::Crypto
-                               PkgConfig::KIV_PLIST Threads::Threads ZLIB::ZLIB)
+                               Threads::Threads ZLIB::ZLIB)
 
 # Compiler settings of every target of this project.
 add_library(kiv_settings INTERFACE)
@@ -63,8 +61,8 @@ target_compile_features(kiv PUBLIC cxx_std_20)
 target_compile_definitions(kiv PUBLIC $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
 target_include_directories(kiv PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_link_libraries(kiv PRIVATE CURL::libcurl EXPAT::EXPAT ICU::i18n ICU::uc OpenSSL::Crypto PkgConfig::KIV_PLIST
-                                  Threads::Threads ZLIB::ZLIB)
+target_link_libraries(kiv PRIVATE CURL::libcurl EXPAT::EXPAT ICU::i18n ICU::uc OpenSSL::Crypto Threads::Threads
+                                  ZLIB::ZLIB)
 set_target_properties(kiv PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION}
                                      SOVERSION ${PROJECT_VERSION_MAJOR})
 if(BUILD_SHARED_LIBS)

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include "Analytics/KIVSEGLog.h"
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
 
 bool KIVSEGStorage::setDictionary(const kiv::json::object& dictionary, std::string_view key) {
     return setPlist(kiv::encodeXmlPropertyList(dictionary), key);

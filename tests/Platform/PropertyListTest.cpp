@@ -2,11 +2,13 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
 #include "Platform/System/Files.h"
 #include "Support/Shell.h"
 #include "Support/TemporaryFolder.h"
@@ -30,6 +32,16 @@ std::string listOf(const std::vector<std::string>& objects) {
     const std::size_t at = bytes.size();
     bytes += table + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + static_cast<char>(objects.size());
     return bytes + std::string(15, '\0') + static_cast<char>(at);
+}
+
+/// A list in which each of `levels` arrays holds the next one twice: 2^levels texts in a few bytes.
+std::string doubling(int levels) {
+    std::vector<std::string> objects{"\xD1\1\2", "\x51k"};
+    for (int i = 0; i < levels; ++i) {
+        objects.push_back(std::string("\xA2") + static_cast<char>(i + 3) + static_cast<char>(i + 3));
+    }
+    objects.emplace_back("\x51t");
+    return listOf(objects);
 }
 
 std::string nested(const std::string& open, const std::string& inner, const std::string& close, int depth) {
@@ -98,38 +110,97 @@ TEST(PropertyLists, AreReadFromOtherTools) {
     EXPECT_EQ(kiv::compactJson(*binary), "{\"\u20AC\":7}");
 }
 
+// The archives were written by the library before it had a writer of its own, the others by Python with dates
+// and data among them. They hold values of every kind and size.
+TEST(PropertyLists, AreReadAsEarlierVersionsAndOthersWroteThem) {
+    const std::string folder = KIV_TEST_DATA "/property-lists/";
+    const json::object values = objectOf(kiv::readFile(folder + "values.json").value());
+    for (const char* name : {"archive.plist", "archive.xml", "python.plist", "python.xml"}) {
+        EXPECT_EQ(kiv::readPropertyList(folder + name), values) << name;
+    }
+}
+
 TEST(PropertyLists, AreReadByOtherToolsThoughSealed) {
+    const json::object values = objectOf(kiv::readFile(KIV_TEST_DATA "/property-lists/values.json").value());
     const TemporaryFolder folder;
-    const std::string list = R"({"a": [-1, 18446744073709551615, true, 0.5, "é👋"], "b": {"": {}}})";
-    ASSERT_TRUE(kiv::writePropertyList(folder / "list", objectOf(list)));
-    EXPECT_EQ(plistAsJson(folder / "list"), list);
+    ASSERT_TRUE(kiv::writePropertyList(folder / "list", values));
+    EXPECT_EQ(objectOf(plistAsJson(folder / "list")), values);
+}
+
+TEST(PropertyLists, OfOtherToolsMayHoldZerosHalfPairsAndEqualKeys) {
+    const std::string ascii = listOf({"\xD1\1\2", std::string("\x52k\0", 3), std::string("\x52\0t", 3)});
+    EXPECT_EQ(decodePropertyList(ascii), (json::object{{std::string("k\0", 2), std::string("\0t", 2)}}));
+    const std::string wide = listOf({"\xD1\1\2", std::string("\x62\0\xE9\0\0", 5), "\x60"});
+    EXPECT_EQ(decodePropertyList(wide), (json::object{{std::string("\u00E9\0", 3), ""}}));
+    EXPECT_EQ(decodePropertyList(listOf({"\xD1\1\1", std::string("\x63\xDC\0\0a\xD8\0", 7)})),
+              (json::object{{"\uFFFDa\uFFFD", "\uFFFDa\uFFFD"}}));
+    EXPECT_EQ(decodePropertyList(listOf({"\xD2\1\1\2\3", "\x51k", "\x10\1", "\x10\2"})),
+              (json::object{{"k", 2}}));
 }
 
 TEST(PropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
     const std::string circle = listOf({"\xD1\1\2", "\x51k", "\xA1\2"});
+    const std::string circleWithTop = listOf({"\xD1\1\0", "\x51k"});
     const std::string outOfRange = listOf({"\xD1\1\x05", "\x51k"});
     const std::string numberAsKey = listOf({"\xD1\1\1", "\x10\1"});
-    const std::string zeroInKey = listOf({"\xD1\1\2", std::string("\x52k\0", 3), "\x10\1"});
-    const std::string zeroInWideKey = listOf({"\xD1\1\2", std::string("\x62\0\xE9\0\0", 5), "\x10\1"});
     const std::string longText = listOf({"\xD1\1\2", "\x51k",
                                          "\x5F\x10\x7F"
                                          "abc"});
+    const std::string longNumber = listOf({"\xD1\1\2", "\x51k", "\x13\1\2\3\4\5\6\7"});
+    const std::string hugeNumber =
+        listOf({"\xD1\1\2", "\x51k", "\x14" + std::string(7, '\0') + "\1" + std::string(8, '\0')});
     const std::string arrayOnTop = listOf({"\xA1\1", "\x51k"});
+    const std::string dataOnTop = listOf({"\x41k"});
     const std::string hugeCount = listOf({"\xD1\1\2", "\x51k", "\xAF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"});
-    // Each level refers twice to the next: 2^30 values in a few bytes.
-    std::vector<std::string> doubling{"\xD1\1\2", "\x51k"};
-    for (int i = 0; i < 30; ++i) {
-        doubling.push_back(std::string("\xA2") + static_cast<char>(i + 3) + static_cast<char>(i + 3));
-    }
-    doubling.push_back("\x10\1");
+    const std::string textAsCount = listOf({"\xD1\1\2", "\x51k", "\xAF\x51\1\1"});
+    const std::string unknownKind = listOf({"\xD1\1\2", "\x51k", "\xC1\1"});
     ASSERT_TRUE(decodePropertyList(listOf({"\xD1\1\2", "\x51k", "\xA2\3\3", "\x10\1"})));
     for (const std::string& bytes :
-         {circle, outOfRange, numberAsKey, zeroInKey, zeroInWideKey, longText, arrayOnTop, hugeCount,
-          listOf(doubling), std::string(), std::string("bplist00"), std::string(40, '\0'),
-          std::string("{\"a\":1}"),
+         {circle, circleWithTop, outOfRange, numberAsKey, longText, longNumber, hugeNumber, arrayOnTop,
+          dataOnTop, hugeCount, textAsCount, unknownKind, std::string(), std::string("bplist00"),
+          std::string(40, '\0'), std::string("{\"a\":1}"),
           std::string("<!DOCTYPE p [<!ENTITY a \"b\">]><plist><dict><key>&a;</key><true/></dict></plist>")}) {
         EXPECT_FALSE(decodePropertyList(bytes)) << bytes;
     }
+}
+
+TEST(PropertyLists, AreRefusedWhenTheirTrailerLies) {
+    const std::string list = listOf({"\xD1\1\2", "\x51k", "\x10\7"});
+    ASSERT_TRUE(decodePropertyList(list));
+    const std::string most(8, '\xFF');
+    const std::string zero(8, '\0');
+    const std::pair<std::size_t, std::string> lies[] = {
+        // the size of a place in the table, and of a reference
+        {6, zero.substr(7)},
+        {6, "\x09"},
+        {6, "\xFF"},
+        {7, zero.substr(7)},
+        {7, "\x09"},
+        {7, "\xFF"},
+        // the count of objects, and the one at the top
+        {8, zero},
+        {8, most},
+        {15, "\4"},
+        {8, "\x20"},
+        {16, most},
+        {23, "\3"},
+        // where the table begins
+        {24, zero},
+        {24, most},
+        {31, "\x10"},
+        {31, "\x7F"},
+    };
+    for (const auto& [at, bytes] : lies) {
+        std::string lying = list;
+        lying.replace(list.size() - 32 + at, bytes.size(), bytes);
+        EXPECT_FALSE(decodePropertyList(lying)) << at;
+    }
+}
+
+TEST(PropertyLists, MayRepeatArraysWithinALimit) {
+    EXPECT_TRUE(decodePropertyList(doubling(15)));
+    EXPECT_FALSE(decodePropertyList(doubling(20)));
+    EXPECT_FALSE(decodePropertyList(doubling(60)));
 }
 
 // One character beyond ASCII makes it UTF-16 in the list, twice as long.
@@ -212,8 +283,8 @@ TEST(XmlPropertyLists, AreRefusedWhenTheyDoNotHoldTogether) {
         json::value({255U, 100.0, "<>"}));
 }
 
-// Some parsers take a time that grows with the square of these.
-TEST(XmlPropertyLists, MayHoldManyEscapesAndMembers) {
+// A parser or a writer can easily take a time that grows with the square of these.
+TEST(PropertyLists, MayHoldManyEscapesAndMembers) {
     json::object object{{"escaped", std::string()}};
     for (int i = 0; i < 1'000'000; ++i) {
         object["escaped"].get_string() += "&\r";
@@ -221,7 +292,8 @@ TEST(XmlPropertyLists, MayHoldManyEscapesAndMembers) {
     for (int i = 0; i < 300'000; ++i) {
         object["key" + std::to_string(i)] = i;
     }
-    EXPECT_TRUE(kiv::decodePropertyList(kiv::encodeXmlPropertyList(object)) == object);
+    EXPECT_TRUE(decodePropertyList(kiv::encodeXmlPropertyList(object)) == object);
+    EXPECT_TRUE(decodePropertyList(encodePropertyList(object)) == object);
 }
 
 TEST(XmlPropertyLists, ReplaceWhatXmlLacks) {

@@ -6,41 +6,41 @@
 
 #include "Platform/Text/Json.h"
 
-/// Property lists on disk: as the library's archives, binary, with one dictionary at the top; or in XML, with
-/// a dictionary, array or text at the top.
+/// Property lists on disk. The library's archives are binary, with a dictionary at the top; the analytics
+/// files are XML (PropertyListXmlWriter.h), with a dictionary, an array or a text at the top. Both forms are
+/// read.
 ///
-/// They carry texts, 64-bit integers, booleans, doubles, arrays and dictionaries (JSON's kinds without null).
-/// A written binary list is sealed with a checksum in the unused bytes of its trailer, which other tools
-/// ignore; a sealed list whose bytes have changed is damaged. Lists of other tools, binary or XML, are read
-/// when they are well formed.
+/// Lists carry texts, 64-bit integers, booleans, doubles, arrays and dictionaries: the kinds of JSON without
+/// null.
+///
+/// An archive is sealed: it holds a checksum in bytes of its trailer that other tools ignore. A sealed list
+/// whose bytes have changed is damaged. Binary lists of other tools have no seal.
 namespace kiv {
 
-/// The binary form. Nulls, and texts and keys with a zero byte, have no form and are dropped with their
-/// member, from arrays too; what of a text is not UTF-8 is replaced. Empty when the result could not be read
-/// back: when arrays and dictionaries nest deeper than 500, or the values are beyond what
-/// decodePropertyList accepts.
+/// The dictionary as a sealed binary list. Nulls, and texts and keys with a zero byte, are dropped: from a
+/// dictionary with their member. Bytes of a text that are not UTF-8 are replaced by U+FFFD. Empty when
+/// decodePropertyList would refuse the list for its depth or its size in memory.
 std::string encodePropertyList(const json::object& dictionary);
 
-/// The XML form. Nulls are dropped with their member; what of a text is not UTF-8, and each character that
-/// XML lacks (control characters, a zero byte), is replaced. Empty where encodePropertyList is.
-std::string encodeXmlPropertyList(const json::object& dictionary);
-std::string encodeXmlPropertyList(const json::array& array);
-std::string encodeXmlPropertyList(std::string_view text);
-
-/// Whether a text or key comes back from a binary list as it went in: it is UTF-8 without a zero byte.
+/// Whether a text or key comes back from encodePropertyList as it went in: it is UTF-8 without a zero byte.
 bool hasPropertyListForm(std::string_view text);
 
-/// Nothing when the bytes are damaged, nest deeper than 500, or would take more than 256 MiB in memory (a
-/// shared value counts as often as it is referred to). Values of kinds that JSON lacks (dates, data) are
-/// dropped; one at the top is nothing.
+/// The value at the top of a binary or XML list. Values of kinds that JSON lacks (dates, data) are dropped.
+/// Nullopt when such a value is at the top, and when the bytes
+/// - are no list, or a damaged one,
+/// - nest arrays and dictionaries deeper than 500,
+/// - hold values that would take more than 256 MiB in memory,
+/// - or hold 100,000 more values than bytes, by repeated references to the same arrays or dictionaries.
 std::optional<json::value> decodeAnyPropertyList(std::string_view bytes);
 
-/// Nothing also when there is no dictionary at the top.
+/// The dictionary at the top. Nullopt also when another kind is there.
 std::optional<json::object> decodePropertyList(std::string_view bytes);
 
-/// Nothing also when there is no such file.
+/// The dictionary at the top of the file. Nullopt also when the file cannot be read.
 std::optional<json::object> readPropertyList(const std::string& path);
-/// Writes the binary form as writeFile does. False also when it has none.
+
+/// Writes what encodePropertyList makes of the dictionary, as writeFile does. False when that is empty, or
+/// when writing fails.
 bool writePropertyList(const std::string& path, const json::object& dictionary);
 
 } // namespace kiv

@@ -1,4 +1,4 @@
-#include "Platform/PropertyLists/PropertyListXml.h"
+#include "Platform/PropertyLists/PropertyListXmlReader.h"
 
 #include <charconv>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 #include <expat.h>
 
-#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListLimits.h"
 #include "Platform/Text/Text.h"
 
 namespace kiv {
@@ -41,7 +41,7 @@ std::optional<json::value> realOf(std::string_view text) {
     return numberOf<double>(text.substr(hasPlus ? 1 : 0));
 }
 
-/// Follows a list's elements as the parser meets them.
+/// Builds the values of a list while the parser reports its elements.
 class XmlReader {
 public:
     std::optional<json::value> read(std::string_view bytes) {
@@ -63,10 +63,10 @@ public:
     }
 
 private:
-    /// An array or dictionary whose end has not come.
+    /// An array or dictionary whose end tag has not been read.
     struct Open {
         json::value container;
-        std::optional<std::string> key; ///< of the member that is to come
+        std::optional<std::string> key; ///< of the next member; nullopt until it has been read
     };
 
     static void onBegin(void* self, const XML_Char* name, const XML_Char**) {
@@ -79,13 +79,14 @@ private:
         const std::string_view part(text, static_cast<std::size_t>(size));
         static_cast<XmlReader*>(self)->run([part](XmlReader& own) { return own.addText(part); });
     }
-    /// Entities of a list's own can make it say more than it holds.
+    /// A list that declares entities is refused: they can expand to far more text than the list has bytes.
     static void onEntity(void* self, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
                          const XML_Char*, const XML_Char*, const XML_Char*) {
         static_cast<XmlReader*>(self)->run([](XmlReader&) { return false; });
     }
 
-    /// One step, until one says false. Exceptions do not pass through the parser, which is written in C.
+    /// Calls `step`, and stops the parser when it returns false or throws. The parser is written in C: the
+    /// exception is kept, and thrown again when the parser has returned.
     template <class Step>
     void run(Step step) noexcept {
         if (hasStopped_) {
@@ -119,7 +120,7 @@ private:
         return true;
     }
 
-    /// A dictionary has keys and values by turns, and the whole one value.
+    /// In a dictionary, keys and values take turns. At the top there is one value.
     bool mayBegin(std::string_view name) const {
         if (path_.empty()) {
             return !hasTop_ && name != "key";
@@ -142,7 +143,7 @@ private:
             return count(2 * text_.size()) && endText(name);
         }
         if (path_.empty()) {
-            return true; // of the list
+            return true; // the end of <plist>
         }
         Open open = std::move(path_.back());
         path_.pop_back();
@@ -166,7 +167,7 @@ private:
         if (name == "true" || name == "false") {
             return text_.empty() && add(json::value(name == "true"));
         }
-        return (name == "date" || name == "data") && drop();
+        return (name == "date" || name == "data") && finishValue();
     }
 
     bool add(std::optional<json::value> value) {
@@ -180,11 +181,11 @@ private:
         } else {
             path_.back().container.get_array().push_back(std::move(*value));
         }
-        return drop();
+        return finishValue();
     }
 
-    /// Nothing comes of the value: JSON lacks its kind.
-    bool drop() {
+    /// Goes on to the next member. A value that was not added, as JSON lacks its kind, is dropped so.
+    bool finishValue() {
         hasTop_ = true;
         if (!path_.empty()) {
             path_.back().key.reset();
@@ -204,7 +205,7 @@ private:
     std::exception_ptr failure_;
     std::size_t memory_ = 0;
     bool isInList_ = false;
-    bool isInText_ = false; ///< in an element that has no elements
+    bool isInText_ = false; ///< inside an element that holds text and no elements
     bool hasTop_ = false;
     bool hasStopped_ = false;
 };

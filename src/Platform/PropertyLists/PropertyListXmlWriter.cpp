@@ -1,13 +1,13 @@
+#include "Platform/PropertyLists/PropertyListXmlWriter.h"
+
 #include <cmath>
 
-#include "Platform/PropertyLists/PropertyList.h"
-#include "Platform/PropertyLists/PropertyListGuard.h"
+#include "Platform/PropertyLists/PropertyListLimits.h"
 #include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {
 
-/// Writes XML lists at once, where libplist would first make a tree, several times as large as the text.
 class XmlWriter {
 public:
     template <class Top>
@@ -108,7 +108,7 @@ private:
         text_ += text.substr(plain);
     }
 
-    /// What stands for the character that the text begins with; empty for itself.
+    /// The replacement for the first character of the text; empty when the character stays.
     static std::string_view escapeOf(std::string_view text) {
         const char c = text[0];
         if (c == '&') {
@@ -121,11 +121,11 @@ private:
             return "&gt;";
         }
         if (c == '\r') {
-            return "&#13;"; // readers would take it for a line feed
+            return "&#13;"; // XML parsers turn a plain one into a line feed
         }
         const bool isControl = static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t';
-        const bool isNone = text.starts_with(nonCharacters) && text.size() > 2 && text[2] >= '\xBE';
-        return isControl || isNone ? "\uFFFD" : "";
+        const bool isNonCharacter = text.starts_with(nonCharacters) && text.size() > 2 && text[2] >= '\xBE';
+        return isControl || isNonCharacter ? "\uFFFD" : "";
     }
 
     static std::string realText(double value) {
@@ -135,12 +135,12 @@ private:
         return std::isnan(value) ? "nan" : value < 0 ? "-infinity" : "+infinity";
     }
 
-    /// How U+FFFE and U+FFFF begin.
+    /// The first two bytes of U+FFFE and U+FFFF.
     static constexpr std::string_view nonCharacters = "\xEF\xBF";
 
     std::string text_;
     std::size_t depth_ = 0;
-    std::size_t memory_ = 0; ///< at least what reading it again will count
+    std::size_t memory_ = 0; ///< at least the sum that a reader of the list counts
     bool fits_ = true;
 };
 

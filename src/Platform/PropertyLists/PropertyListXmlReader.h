@@ -7,7 +7,7 @@
 
 namespace kiv {
 
-/// What stands at the top of a property list in XML, as decodeAnyPropertyList says of any list.
+/// The value at the top of a list in XML, as decodeAnyPropertyList describes it. `bytes` has at most 256 MiB.
 std::optional<json::value> readXmlPropertyList(std::string_view bytes);
 
 } // namespace kiv

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "Platform/Text/Json.h"
+
+namespace kiv {
+
+/// The dictionary as a binary list without a seal; empty as encodePropertyList says.
+std::string writeBinaryPropertyList(const json::object& dictionary);
+
+} // namespace kiv
