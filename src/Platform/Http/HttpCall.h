@@ -17,15 +17,15 @@ using Socket = boost::asio::ip::tcp::socket;
 /// A request that a server has received. Headers that were not sent are empty; the values of a header that
 /// was sent several times are joined by ", ".
 struct HttpCall {
-    std::string method;
-    std::string path;            ///< without the query
-    std::string query;           ///< the text after the question mark, not decoded
-    std::string host;            ///< header Host
-    std::string origin;          ///< header Origin
-    std::string fetchSite;       ///< header Sec-Fetch-Site
-    std::string contentType;     ///< header Content-Type
-    std::string contentEncoding; ///< header Content-Encoding
-    std::string body;
+    std::string method = {};
+    std::string path = {};            ///< without the query
+    std::string query = {};           ///< the text after the question mark, not decoded
+    std::string host = {};            ///< header Host
+    std::string origin = {};          ///< header Origin
+    std::string fetchSite = {};       ///< header Sec-Fetch-Site
+    std::string contentType = {};     ///< header Content-Type
+    std::string contentEncoding = {}; ///< header Content-Encoding
+    std::string body = {};
 };
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
