@@ -43,7 +43,7 @@ constexpr const char* examples = R"(Examples:
   kiv device --key 5e0bd1f2c3a4b5d6e7f80912 --host locale=fr_FR --host screen=390x844 --json
 
 Shows what the library would report for an application without flags and properties of its own,
-started in the present environment. --json prints the same as the JSON document of the library.
+started in the present environment. --json prints it as the JSON document that the library makes.
 The command writes no files. While no application has stored an identity, it shows the one that
 setup would make.
 
@@ -311,7 +311,7 @@ int show(const Options& options) {
 void addDeviceCommand(CLI::App& parent, int& exitCode) {
     auto options = std::make_shared<Options>();
     CLI::App* command =
-        parent.add_subcommand("device", "Show what the library tells about the device it runs on");
+        parent.add_subcommand("device", "Show what the library reports about the device it runs on");
     command->add_option("--key", options->key, "The application's key")->required()->type_name("KEY");
     command->add_option("--program", options->program, "The program of the application; otherwise kiv itself")
         ->type_name("FILE");

@@ -240,7 +240,7 @@ void addSplitCommand(CLI::App& parent, int& exitCode) {
         ->type_name("NAME");
     command->add_option("--ids", options->ids, "File with the ids, one per line; - for standard input")
         ->type_name("FILE");
-    command->add_option("--count", options->count, "Number of users, whose ids are made up")
+    command->add_option("--count", options->count, "Number of users with made-up ids")
         ->check(CLI::Range(std::int64_t{1}, mostUsers).description(""))
         ->type_name("N");
     command
