@@ -15,6 +15,7 @@
 #include "Platform/Http/HttpClient.h"
 #include "Platform/System/Files.h"
 #include "Support/CapturedLog.h"
+#include "Support/Payload.h"
 #include "Support/SilentServer.h"
 
 namespace {
@@ -85,9 +86,10 @@ struct ShopFlags : KIVBaseContainer {
 TEST(FlagsScreenInTheBrowser, OutlivesACallbackThatEndsItsThread) {
     const CapturedLog log;
     const std::string document = std::getenv("HOME") + std::string("/document.json");
-    kiv::writeFile(document, R"j({"data": "{\"application\": \"5e0bd1f2c3a4b5d6e7f80912\", \"experiments\": [
-        {\"_id\": \"1\", \"featureFlags\": [{\"name\": \"shop.open\"}],
-         \"deploymentConfiguration\": {\"condition\": \"property(\\\"leaves\\\")\"}}]}"})j");
+    const std::string key = "5e0bd1f2c3a4b5d6e7f80912";
+    kiv::writeFile(document,
+                   kiv::compactJson(kiv::json::object{
+                       {"data", makePayload(key, {makeExperiment("shop.open", R"(property("leaves"))")})}}));
     std::atomic<int> calls = 0;
     KIVCore::setCustomComputedBooleanProperty(
         [&](auto, const auto&) {
@@ -98,9 +100,9 @@ TEST(FlagsScreenInTheBrowser, OutlivesACallbackThatEndsItsThread) {
         },
         "leaves");
     KIVCore::register_("shop", std::make_shared<ShopFlags>());
-    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", {.disableSignatureVerification = true,
-                                                       .defaultConfigurationPath = document,
-                                                       .networkConfigurations = {{}}});
+    KIVCore::setupWithKey(key, {.disableSignatureVerification = true,
+                                .defaultConfigurationPath = document,
+                                .networkConfigurations = {{}}});
     KIVFlagsScreen screen(KIVCore::flagsViewController());
     const std::string address = screen.present().address.value();
     for (const int status : {0, 0, 200}) {
