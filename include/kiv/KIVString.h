@@ -108,6 +108,7 @@ protected:
 private:
     friend class KIVFeatureFlagsRepository;
     struct State;
+    class FreezeGuard;
 
     /// Converts an evaluated text to the form of the flag's type. A null pointer leaves the text unchanged.
     using Normalizer = std::string (*)(std::string_view value, std::string_view defaultValue);
@@ -118,6 +119,7 @@ private:
                               std::string_view defaultValue, Normalizer normalize) const;
     void keepValue(const State& state, const std::string& value) const;
     void clearName();
+    void renewFreezeLevel(unsigned level);
     void setNameIfNone(const std::string& name);
     template <class Change>
     void change(Change&& change) const;

@@ -170,7 +170,7 @@ void KIVCore::setVariant(std::shared_ptr<KIVString> flag, KIVNonnullString key) 
     if (!flag) {
         throw KIVException::invalidArgument("A flag to add cannot be nil");
     }
-    instance().currentFlagsRepository()->addFeature(std::move(flag), key.string());
+    instance().setVariant(std::move(flag), key.string());
 }
 
 std::shared_ptr<KIVString> KIVCore::variantWithKey(KIVNonnullString key) {

@@ -6,6 +6,7 @@
 
 #include "CorvaneClient/KIVClient.h"
 #include "CorvaneClient/KIVClientDataParser.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
 #include "Model/KIVConfiguration.h"
 #include "Model/KeyForm.h"
 #include "Model/StoredKey.h"
@@ -44,7 +45,7 @@ KIVCoreInstance::KIVCoreInstance()
       classRegister_([this](auto flag, const std::string& name) { addFlag(std::move(flag), name); }),
       dynamicAPI_(std::make_shared<KIVDynamicAPI>(
           [this](std::string_view name) { return findFlag(name); },
-          [this](auto flag, const std::string& name) { addFlag(std::move(flag), name); })) {
+          [this](auto flag, const std::string& name) { addFlagIfNone(std::move(flag), name); })) {
     created = true;
 }
 
@@ -67,20 +68,22 @@ void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
     if (state() == idle) {
         state_ = settingUp;
     }
+    const unsigned resets = resets_;
     try {
-        setupInternal(keyText, std::move(options));
+        setupInternal(keyText, options);
     } catch (...) {
         state_ = failed;
         KIV_DEBUG_LOG("Error: setupWithKey failed for SDK key %@: %@", keyText,
                       KIVException::current().what());
         throw;
     }
-    state_ = setUp;
+    if (resets == resets_) {
+        state_ = setUp;
+    } // else a callback of this setup has shut the library down, and the state is what came of that
 }
 
-void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) {
-    const bool isUuidKey = kiv::isUuidForm(key);
-    if (!isUuidKey && !kiv::isApplicationKeyForm(key)) {
+void KIVCoreInstance::setupInternal(const std::string& key, const KIVOptions& options) {
+    if (!kiv::isUuidForm(key) && !kiv::isApplicationKeyForm(key)) {
         throw KIVException("wrong apiKey format", "Please enter a valid apiKey");
     }
     if (isVersionSwitchedOff()) {
@@ -91,19 +94,25 @@ void KIVCoreInstance::setupInternal(const std::string& key, KIVOptions options) 
         return;
     }
     setupGlobalDebugLevels(options);
-    if (isUuidKey) {
-        if (!options.networkConfigurations) {
-            options.networkConfigurations = KIVEnvironment::platformNetworkConfigurations();
-        }
-        options.disableSignatureVerification = true;
-    }
     setupInstance(key, options);
 }
 
 void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& options) {
     state_ = setUp;
-    const auto flags = takeFlagsRepository(key, true);
-    const auto deviceProperties = takeDeviceProperties(key, options, flags);
+    if (flagsRepositoryForSDKKey(key) != flagsRepository_) {
+        KIV_DEBUG_LOG("KIVCore: Reusing existing flags repository for SDK key: %@", key);
+    }
+    makeCurrent(key);
+    // Making device properties announces properties: observers may register flags, and may set up another
+    // key.
+    const auto flagsBefore = flagsRepository_->version();
+    const auto deviceProperties = takeDeviceProperties(key, options);
+    const auto stored = kiv::storedSDKKey();
+    const auto served =
+        stored && *stored != key ? devicePropertiesToServe(*stored, options) : deviceProperties;
+    if (currentSDKKey() != key || flagsRepository_->version() != flagsBefore) {
+        makeCurrent(key);
+    }
     {
         const kiv::WriterLock lock(fieldsLock_);
         deviceProperties_ = deviceProperties;
@@ -114,7 +123,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         present->stop();
         endFlagsScreens();
     }
-    auto client = createClient(options);
+    auto client = createClient(served, stored, options);
     std::shared_ptr<KIVClient> replaced = client;
     {
         const kiv::WriterLock lock(fieldsLock_);
@@ -127,42 +136,49 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
     }
 }
 
-std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key,
-                                                                                bool makeCurrent) {
-    std::shared_ptr<KIVFeatureFlagsRepository> flags;
-    bool isNew = false;
-    {
-        const kiv::WriterLock lock(fieldsLock_);
-        if (makeCurrent) {
-            currentSDKKey_ = key;
-        }
-        auto& repository = flagsRepositoriesPerSDKKey_[key];
-        if (!repository) {
-            repository = std::make_shared<KIVFeatureFlagsRepository>(*flagsRepository_);
-            isNew = true;
-        }
-        flags = repository;
-    }
-    if (!isNew && makeCurrent) {
-        KIV_DEBUG_LOG("KIVCore: Reusing existing flags repository for SDK key: %@", key);
-    }
-    return flags;
+void KIVCoreInstance::makeCurrent(const std::string& key) {
+    const kiv::WriterLock lock(fieldsLock_);
+    currentSDKKey_ = key;
+    filledFlagsRepository(key);
 }
 
-std::shared_ptr<KIVDeviceProperties>
-KIVCoreInstance::takeDeviceProperties(const std::string& key, const KIVOptions& options,
-                                      std::shared_ptr<KIVFeatureFlagsRepository> flags) {
+std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(const std::string& key) {
+    const kiv::WriterLock lock(fieldsLock_);
+    return filledFlagsRepository(key);
+}
+
+/// The caller holds `fieldsLock_`. Flags may have been registered while the repository was not in use, and a
+/// shutdown empties it, so it takes what the shared one holds.
+const std::shared_ptr<KIVFeatureFlagsRepository>&
+KIVCoreInstance::filledFlagsRepository(const std::string& key) {
+    auto& repository = flagsRepositoriesPerSDKKey_[key];
+    if (!repository) {
+        repository = std::make_shared<KIVFeatureFlagsRepository>();
+    }
+    repository->takeAll(*flagsRepository_);
+    return repository;
+}
+
+std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::takeDeviceProperties(const std::string& key,
+                                                                           const KIVOptions& options) {
     if (auto present = devicePropertiesForSDKKey(key)) {
         KIV_DEBUG_LOG("KIVCore: Reusing existing device properties for SDK key: %@, BUID: %@", key,
                       present->buid());
         return present;
     }
-    // The device properties are made outside the lock, because they register properties, and an observer of
-    // these may call the facade.
     auto made = std::make_shared<KIVDeviceProperties>(key, options.customSigningCertificate,
-                                                      propertiesRepository_, std::move(flags));
+                                                      propertiesRepository_, flagsRepositoryForSDKKey(key));
     const kiv::WriterLock lock(fieldsLock_);
     return devicePropertiesPerSDKKey_.emplace(key, std::move(made)).first->second;
+}
+
+std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesToServe(const std::string& storedKey,
+                                                                              const KIVOptions& options) {
+    auto flags = takeFlagsRepository(storedKey);
+    auto present = devicePropertiesForSDKKey(storedKey);
+    return present ? present
+                   : std::make_shared<KIVDeviceProperties>(storedKey, options.customSigningCertificate,
+                                                           propertiesRepository_, std::move(flags));
 }
 
 std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(std::string_view key) const {
@@ -171,20 +187,25 @@ std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(
     return found == devicePropertiesPerSDKKey_.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& options) {
+std::shared_ptr<KIVClient>
+KIVCoreInstance::createClient(const std::shared_ptr<KIVDeviceProperties>& deviceProperties,
+                              const std::optional<std::string>& storedKey, const KIVOptions& options) {
     if (isVersionSwitchedOff()) {
         return nullptr;
     }
     KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
+    // The key that the client works for decides whom it asks and whether documents are signed.
+    const std::string& key = deviceProperties->appKey();
+    const bool isUuidKey = kiv::isUuidForm(key);
     auto clientOptions = std::make_shared<KIVClientOptions>();
     clientOptions->defaultConfigurationPath = options.defaultConfigurationPath;
-    clientOptions->disableSignatureVerification = options.disableSignatureVerification;
+    clientOptions->disableSignatureVerification = options.disableSignatureVerification || isUuidKey;
     clientOptions->customSigningCertificate = options.customSigningCertificate;
-    const auto flags = currentFlagsRepository();
-    flags->setFreezeLevel(options.defaultFreezeLevel);
+    const auto flags = flagsRepositoryForSDKKey(key);
+    flags->renewFreezeLevel(options.defaultFreezeLevel);
     const auto dataPersistency = std::make_shared<const KIVDataPersistency>();
-    const auto deviceProperties = this->deviceProperties();
     return KIVClient::create({
+        .storedKey = storedKey,
         .clientOptions = clientOptions,
         .configuration = std::make_shared<KIVConfiguration>(),
         .network = std::make_shared<KIVNetwork>(clientOptions, std::make_shared<const KIVURLSession>()),
@@ -200,26 +221,15 @@ std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const KIVOptions& optio
         .flagsRepository = flags,
         .targetGroupRepository = targetGroupRepository_,
         .errorInvoker = errorInvoker_,
-        .environment = std::make_shared<const KIVEnvironment>(options.networkConfigurations),
-        .flagsRepositoryForSDKKey =
-            [this, level = options.defaultFreezeLevel](const std::string& key) {
-                auto served = takeFlagsRepository(key, false);
-                served->setFreezeLevel(level);
-                return served;
-            },
-        .devicePropertiesForSDKKey =
-            [this, certificate = options.customSigningCertificate](const std::string& key) {
-                auto present = devicePropertiesForSDKKey(key);
-                return present
-                           ? present
-                           : std::make_shared<KIVDeviceProperties>(key, certificate, propertiesRepository_,
-                                                                   takeFlagsRepository(key, false));
-            },
+        .environment = std::make_shared<const KIVEnvironment>(
+            options.networkConfigurations || !isUuidKey ? options.networkConfigurations
+                                                        : KIVEnvironment::platformNetworkConfigurations()),
     });
 }
 
 void KIVCoreInstance::reset() {
     const std::lock_guard setupLock(setupLock_);
+    ++resets_;
     state_ = shuttingDown;
     if (const auto present = client()) {
         present->shutdown();
@@ -311,21 +321,47 @@ std::shared_ptr<KIVString> KIVCoreInstance::findFlag(std::string_view name) cons
     return flag ? flag : flagsRepository_->featureWithName(name);
 }
 
+void KIVCoreInstance::setVariant(std::shared_ptr<KIVString> flag, const std::string& name) {
+    const auto flags = currentFlagsRepository();
+    if (const auto client = this->client(); client && client->flagsRepository() == flags) {
+        client->featureFlagSetter()->prepare(*flag, name);
+    }
+    flags->addFeature(std::move(flag), name);
+}
+
 void KIVCoreInstance::addFlag(std::shared_ptr<KIVString> flag, const std::string& name) {
     {
-        // A key's repository starts as a copy of the shared one, under the same lock: no flag is missed by
-        // both.
         const kiv::WriterLock lock(fieldsLock_);
-        flagsRepository_->takeFeature(flag, name);
-        const auto current = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)
-                                            : flagsRepositoriesPerSDKKey_.end();
-        if (current != flagsRepositoriesPerSDKKey_.end()) {
-            current->second->takeFeature(flag, name);
-        }
-        // The client may work for another key than the current one: the key stored at an earlier launch.
-        if (client_) {
-            client_->flagsRepository()->takeFeature(flag, name);
-        }
+        takeFlag(flag, name);
     }
     kiv::NotificationCenter::defaultCenter().post(KIVFlagAddedNotification, flag);
+}
+
+void KIVCoreInstance::addFlagIfNone(std::shared_ptr<KIVString> flag, const std::string& name) {
+    {
+        const kiv::WriterLock lock(fieldsLock_);
+        if (flagsRepository_->featureWithName(name)) {
+            return;
+        }
+        takeFlag(flag, name);
+    }
+    kiv::NotificationCenter::defaultCenter().post(KIVFlagAddedNotification, flag);
+}
+
+/// The caller holds `fieldsLock_`, under which a key's repository takes what the shared one holds: no flag is
+/// missed by both.
+void KIVCoreInstance::takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name) {
+    if (client_) {
+        client_->featureFlagSetter()->prepare(*flag, name);
+    }
+    flagsRepository_->takeFeature(flag, name);
+    const auto current = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)
+                                        : flagsRepositoriesPerSDKKey_.end();
+    if (current != flagsRepositoriesPerSDKKey_.end()) {
+        current->second->takeFeature(flag, name);
+    }
+    // The client may work for another key than the current one: the key stored at an earlier launch.
+    if (client_) {
+        client_->flagsRepository()->takeFeature(flag, name);
+    }
 }

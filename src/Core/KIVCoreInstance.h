@@ -69,24 +69,44 @@ public:
 
     /// Adds a flag to the shared flags and to the current key's, and announces it once.
     void addFlag(std::shared_ptr<KIVString> flag, const std::string& name);
+    /// Does what `addFlag` does, unless there is a flag of that name: of two threads that read a new name at
+    /// once, both find the flag of the first.
+    void addFlagIfNone(std::shared_ptr<KIVString> flag, const std::string& name);
+
+    /// Adds a flag to the current key's flags, or to the shared flags before setup, and announces it. `flag`
+    /// is not null.
+    void setVariant(std::shared_ptr<KIVString> flag, const std::string& name);
 
 private:
     KIVCoreInstance();
 
-    void setupInternal(const std::string& key, KIVOptions options);
+    void setupInternal(const std::string& key, const KIVOptions& options);
     void setupInstance(const std::string& key, const KIVOptions& options);
-    std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key, bool makeCurrent);
-    std::shared_ptr<KIVDeviceProperties>
-    takeDeviceProperties(const std::string& key, const KIVOptions& options,
-                         std::shared_ptr<KIVFeatureFlagsRepository> flags);
+    /// Makes the key current, with a repository that holds all shared flags.
+    void makeCurrent(const std::string& key);
+    /// The key's repository, with all shared flags.
+    std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key);
+    const std::shared_ptr<KIVFeatureFlagsRepository>& filledFlagsRepository(const std::string& key);
+    // No lock is held while device properties are made: observers of the properties that they add may call
+    // the facade.
+    std::shared_ptr<KIVDeviceProperties> takeDeviceProperties(const std::string& key,
+                                                              const KIVOptions& options);
+    /// Those of the stored key, which need not have been set up in this process.
+    std::shared_ptr<KIVDeviceProperties> devicePropertiesToServe(const std::string& storedKey,
+                                                                 const KIVOptions& options);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
-    std::shared_ptr<KIVClient> createClient(const KIVOptions& options);
+    /// `deviceProperties` are those of the key to work for: the stored key, or else the key of the setup.
+    std::shared_ptr<KIVClient> createClient(const std::shared_ptr<KIVDeviceProperties>& deviceProperties,
+                                            const std::optional<std::string>& storedKey,
+                                            const KIVOptions& options);
+    void takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name);
     /// Ends the flags screens of the present client. A screen made later for that client starts out ended.
     void endFlagsScreens();
 
     /// Held for the whole of a setup. It is recursive because a callback that runs during setup may set up
     /// too.
     std::recursive_mutex setupLock_;
+    unsigned resets_ = 0; ///< under the setup lock: how often the library was shut down or reset
     std::atomic<unsigned> state_{0};
 
     const std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository_;

@@ -18,7 +18,6 @@
 #include "Model/KIVTargetGroupLinkArchiver.h"
 #include "Model/KIVTargetGroupRepository.h"
 #include "Model/KIVTargetGroupSource.h"
-#include "Model/StoredKey.h"
 #include "Network/KIVEnvironment.h"
 #include "Network/KIVNetwork.h"
 #include "Network/KIVNotificationListener.h"
@@ -29,15 +28,6 @@
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
 namespace {
-
-/// The parts with the flags and device properties of the stored key, for which this launch's client works.
-KIVClient::Parts forStoredKey(KIVClient::Parts parts, const std::optional<std::string>& key) {
-    if (key) {
-        parts.flagsRepository = parts.flagsRepositoryForSDKKey(*key);
-        parts.deviceProperties = parts.devicePropertiesForSDKKey(*key);
-    }
-    return parts;
-}
 
 /// How long, in seconds, `shutdown` waits for impressions to be on disk.
 constexpr double shutdownPatience = 0.05;
@@ -61,9 +51,7 @@ std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
 std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     // An observer may still run on another thread when its removal returns, so the client is retired instead
     // of destroyed.
-    const auto storedKey = kiv::storedSDKKey();
-    parts = forStoredKey(std::move(parts), storedKey);
-    std::shared_ptr<KIVClient> client(new KIVClient(std::move(parts), storedKey), [](KIVClient* own) {
+    std::shared_ptr<KIVClient> client(new KIVClient(std::move(parts)), [](KIVClient* own) {
         own->stop();
         kiv::retire(std::unique_ptr<KIVClient>(own));
     });
@@ -71,7 +59,7 @@ std::shared_ptr<KIVClient> KIVClient::create(Parts parts) {
     return client;
 }
 
-KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
+KIVClient::KIVClient(Parts parts)
     : parts_(std::move(parts)), targetGroupLinkArchiver_(std::make_shared<KIVTargetGroupLinkArchiver>()),
       parser_(std::make_shared<KivxParser>(parts_.errorInvoker)), analytics_(analyticsFor(parts_)) {
     const auto stickiness = std::make_shared<KIVFeatureFlagsStickiness>(
@@ -101,16 +89,18 @@ KIVClient::KIVClient(Parts parts, std::optional<std::string> storedKey)
     productionConfigurationFetcher_ = std::make_shared<KIVConfigurationFetcher>(
         parts_.network, KIVConfigurationFetcher::productionType, std::move(manager), urlBuilder,
         parts_.deviceProperties, featureFlagSetter_);
-    stateSender_ =
-        std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties, storedKey);
+    stateSender_ = std::make_shared<KIVStateSender>(parts_.network, urlBuilder, parts_.deviceProperties,
+                                                    parts_.storedKey);
 }
 
 KIVClient::~KIVClient() = default;
 
 void KIVClient::observe(std::string_view name, kiv::NotificationCenter::Observer observer) {
     const kiv::WriterLock lock(observersLock_);
-    observers_.push_back(
-        kiv::NotificationCenter::defaultCenter().addObserver(std::string(name), std::move(observer)));
+    if (!parts_.network->isStopped()) {
+        observers_.push_back(
+            kiv::NotificationCenter::defaultCenter().addObserver(std::string(name), std::move(observer)));
+    }
 }
 
 void KIVClient::start() {
@@ -135,6 +125,9 @@ void KIVClient::stop() {
 
 void KIVClient::setup() {
     parts_.deviceProperties->addInternalProperties();
+    if (parts_.network->isStopped()) {
+        return; // an observer of these properties has shut down, or set up another key
+    }
     observe(KIVC_customPropertyAddedNotification, [this](const auto&) { debounceSendState(); });
     featureFlagSetter_->unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze);
     fetchConfiguration(std::nullopt);

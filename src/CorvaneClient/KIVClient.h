@@ -41,6 +41,9 @@ class KivxParser;
 class KIVClient : public std::enable_shared_from_this<KIVClient> {
 public:
     struct Parts {
+        /// The key that `switchToSDKKey` has stored, if any. Flags and device properties are then those of
+        /// that key.
+        std::optional<std::string> storedKey;
         std::shared_ptr<KIVClientOptions> clientOptions;
         std::shared_ptr<KIVConfiguration> configuration;
         std::shared_ptr<KIVNetwork> network;
@@ -56,11 +59,6 @@ public:
         std::shared_ptr<KIVTargetGroupRepository> targetGroupRepository;
         std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker;
         std::shared_ptr<const KIVEnvironment> environment;
-        /// The facade's flags and device properties of a key. The client asks for them when the preferences
-        /// hold a key of an earlier launch, and works for that key.
-        std::function<std::shared_ptr<KIVFeatureFlagsRepository>(const std::string& key)>
-            flagsRepositoryForSDKKey;
-        std::function<std::shared_ptr<KIVDeviceProperties>(const std::string& key)> devicePropertiesForSDKKey;
     };
 
     /// The client stops observing as soon as its last owner releases it.
@@ -111,7 +109,7 @@ public:
     const std::shared_ptr<KIVFeatureFlagsSetter>& featureFlagSetter() const { return featureFlagSetter_; }
 
 private:
-    KIVClient(Parts parts, std::optional<std::string> storedKey);
+    explicit KIVClient(Parts parts);
     void start();
     void observe(std::string_view name, kiv::NotificationCenter::Observer observer);
     void setupWithFreezeLevel(unsigned level, const std::optional<std::string>& source);

@@ -29,8 +29,10 @@ std::shared_ptr<KIVString> KIVDynamicAPI::flagNamed(KIVNullableString name, Make
     checkFlagName(name);
     auto flag = findFlag_(name.view());
     if (!flag) {
-        flag = make();
-        addFlag_(flag, name.string());
+        auto made = make();
+        addFlag_(made, name.string());
+        flag = findFlag_(name.view()); // another thread's, when that was first
+        return flag ? flag : made;
     }
     return flag;
 }

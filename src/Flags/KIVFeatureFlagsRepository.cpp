@@ -4,10 +4,13 @@
 
 #include "Runtime/KIVDebugger.h"
 
-KIVFeatureFlagsRepository::KIVFeatureFlagsRepository(const KIVFeatureFlagsRepository& other)
-    : freezeLevel_(other.freezeLevel()) {
+void KIVFeatureFlagsRepository::takeAll(const KIVFeatureFlagsRepository& other) {
+    for (const auto& [name, flag] : features_.entries()) {
+        flag->setNameIfNone(name);
+    }
     for (auto& [name, flag] : other.features_.entries()) {
-        takeFeature(std::move(flag), name);
+        flag->setNameIfNone(name);
+        features_.setIfAbsent(name, std::move(flag));
     }
 }
 
@@ -52,6 +55,13 @@ void KIVFeatureFlagsRepository::setFreezeLevel(unsigned level) {
     }
 }
 
+void KIVFeatureFlagsRepository::renewFreezeLevel(unsigned level) {
+    freezeLevel_.store(level, std::memory_order_relaxed);
+    for (const auto& [name, flag] : features_.entries()) {
+        flag->renewFreezeLevel(level);
+    }
+}
+
 void KIVFeatureFlagsRepository::clear() {
     for (const auto& [name, flag] : features_.entries()) {
         flag->clearName();
@@ -60,11 +70,5 @@ void KIVFeatureFlagsRepository::clear() {
 }
 
 void KIVFeatureFlagsRepository::logRepositoryState(std::string_view caption) const {
-    if (!kiv::debugLogEnabled(__FILE__)) {
-        return;
-    }
     KIV_DEBUG_LOG("%@: %@ flags, freeze level %@", caption, features_.size(), freezeLevel());
-    for (const auto& [name, flag] : features()) {
-        KIV_DEBUG_LOG("%@: %@ = %@", caption, name, flag->description());
-    }
 }

@@ -19,15 +19,16 @@ public:
 
     KIVFeatureFlagsRepository() = default;
 
-    /// Takes all flags of the other repository, without announcing them.
-    explicit KIVFeatureFlagsRepository(const KIVFeatureFlagsRepository& other);
-
     /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default one,
     /// puts it in place of any flag of that name, and announces it.
     void addFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
     /// Does what `addFeature` does, without the announcement.
     void takeFeature(std::shared_ptr<KIVString> flag, const std::string& name);
+
+    /// Adds the flags of `other` whose names this repository lacks, and names again those flags of its own
+    /// that have lost their names. Announces nothing, and changes no freeze level.
+    void takeAll(const KIVFeatureFlagsRepository& other);
 
     /// The flag of that full name, or null.
     std::shared_ptr<KIVString> featureWithName(std::string_view name) const { return features_.get(name); }
@@ -47,10 +48,15 @@ public:
     /// Sets the repository's level, also on every flag that uses the default level.
     void setFreezeLevel(unsigned level);
 
+    /// For another setup: `setFreezeLevel`, but a flag that uses the default level and was not frozen for
+    /// good is thawed in the same step, so that it does not keep a former document's value under a lower
+    /// level.
+    void renewFreezeLevel(unsigned level);
+
     /// Removes all flags and takes their names away. The flags themselves live on with their containers.
     void clear();
 
-    /// Writes the flags to the debug log, under the caption.
+    /// Writes the number of flags and the freeze level to the debug log, under the caption.
     void logRepositoryState(std::string_view caption) const;
 
 private:

@@ -5,6 +5,7 @@
 #include <kiv/KIVFlagsOverrides.h>
 
 #include "KivxLanguage/KivxParser.h"
+#include "Runtime/KIVDebugger.h"
 
 namespace {
 
@@ -74,27 +75,41 @@ void KIVFeatureFlagsSetter::shutdown() {
 }
 
 void KIVFeatureFlagsSetter::setForExperiments(std::shared_ptr<const KIVExperiments> experiments) {
-    const kiv::WriterLock lock(applyLock_);
-    if (isStopped_) {
-        return;
-    }
-    const auto analytics = experiments->find(analyticsFlag);
-    applied_.publish(std::make_unique<const Applied>(
-        Applied{experiments, analytics == experiments->end() ? nullptr : analytics->second.get()}));
-    std::unordered_set<std::string_view> names;
-    names.reserve(experiments->size());
-    for (const auto& [id, experiment] : *experiments) {
-        if (const auto flag = parts_.flagsRepository->featureWithName(id.name)) {
-            flag->setOverrides(overrides_, parts_.parser, experiment);
-            names.insert(id.name);
+    std::vector<std::pair<std::string, std::string>> passedOver; // logged without the lock
+    {
+        const kiv::WriterLock lock(applyLock_);
+        if (isStopped_) {
+            return;
+        }
+        const auto analytics = experiments->find(analyticsFlag);
+        applied_.publish(std::make_unique<const Applied>(
+            Applied{experiments, analytics == experiments->end() ? nullptr : analytics->second.get()}));
+        for (const auto& [name, flag] : parts_.flagsRepository->features()) {
+            std::string ownName = flag->name().value_or(name);
+            const auto found = experiments->find(ownName);
+            flag->setOverrides(overrides_, parts_.parser,
+                               found == experiments->end() ? nullptr : found->second);
+            if (ownName != name && experiments->contains(name)) {
+                passedOver.emplace_back(name, std::move(ownName));
+            }
         }
     }
-    resetUninitializedFlags(names);
+    for (const auto& [name, ownName] : passedOver) {
+        KIV_DEBUG_LOG("The experiment of %@ is passed over: that flag was registered first as %@", name,
+                      ownName);
+    }
+}
+
+void KIVFeatureFlagsSetter::prepare(KIVString& flag, std::string_view name) {
+    const kiv::WriterLock lock(applyLock_);
+    if (!isStopped_) {
+        flag.setOverrides(overrides_, parts_.parser, experimentFor(flag.name().value_or(std::string(name))));
+    }
 }
 
 void KIVFeatureFlagsSetter::resetUninitializedFlags(const std::unordered_set<std::string_view>& names) {
     for (const auto& [name, flag] : parts_.flagsRepository->features()) {
-        if (!names.contains(name)) {
+        if (!names.contains(flag->name().value_or(name))) {
             flag->setOverrides(overrides_, parts_.parser, nullptr);
         }
     }

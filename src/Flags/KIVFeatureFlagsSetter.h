@@ -49,9 +49,13 @@ public:
     KIVFeatureFlagsSetter(const KIVFeatureFlagsSetter&) = delete;
     KIVFeatureFlagsSetter& operator=(const KIVFeatureFlagsSetter&) = delete;
 
-    /// Gives every registered flag its experiment of the new configuration, or takes its experiment away when
-    /// the configuration has none for it.
+    /// Gives every registered flag the experiment of its own name in the new configuration, or takes its
+    /// experiment away when the configuration has none for it.
     void setForExperiments(std::shared_ptr<const KIVExperiments> experiments);
+
+    /// Gives a flag that is about to be registered under `name` the overrides, the parser and its experiment,
+    /// so that nobody finds it without them.
+    void prepare(KIVString& flag, std::string_view name);
 
     /// Runs `change` unless the setter was shut down; `shutdown` waits until it has run. `change` must not
     /// call the setter or the application.

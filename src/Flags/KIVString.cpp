@@ -136,6 +136,29 @@ std::string KIVString::originalValue() const {
     return getStringValue(&context);
 }
 
+/// Thaws a flag again when the evaluation of the value to freeze with does not come to its end.
+class KIVString::FreezeGuard {
+public:
+    FreezeGuard(const KIVString& flag, bool freezes) : flag_(freezes ? &flag : nullptr) {}
+    ~FreezeGuard() {
+        if (flag_) {
+            flag_->change([](State& next) {
+                if (next.freezer == std::this_thread::get_id()) {
+                    next.freezer = std::thread::id();
+                    next.isFreezed = false;
+                }
+            });
+        }
+    }
+    FreezeGuard(const FreezeGuard&) = delete;
+    FreezeGuard& operator=(const FreezeGuard&) = delete;
+
+    void dismiss() { flag_ = nullptr; }
+
+private:
+    const KIVString* flag_;
+};
+
 std::string KIVString::internalValue(const EvaluationContext* given, std::string_view defaultValue,
                                      Normalizer normalize) const {
     const kiv::ReadGuard guard;
@@ -166,7 +189,13 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             }
         });
     }
-    std::string result = evaluateValue(state, context, defaultValue, normalize);
+    std::string result;
+    {
+        // A callback may end this thread, which unwinds the stack from inside the evaluation.
+        FreezeGuard abandoned(*this, freezes);
+        result = evaluateValue(state, context, defaultValue, normalize);
+        abandoned.dismiss();
+    }
     if (freezes) {
         // When the flag was thawed meanwhile, another thread may be freezing it anew: that thread's value
         // counts.
@@ -236,6 +265,18 @@ void KIVString::setFreezeLevel(unsigned level) {
         return; // spares copying the state
     }
     change([&](State& next) {
+        if (next.isUsingDefaultFreezeLevel) {
+            next.freezeLevel = level;
+        }
+    });
+}
+
+/// One change of the state, so that no read freezes the flag between the thaw and the new level.
+void KIVString::renewFreezeLevel(unsigned level) {
+    change([&](State& next) {
+        if (next.freezeLevel != KIVFreezeForever) {
+            next.isFreezed = false;
+        }
         if (next.isUsingDefaultFreezeLevel) {
             next.freezeLevel = level;
         }
