@@ -1,6 +1,7 @@
 #include "CorvaneClient/KIVConfigurationFetcher.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <utility>
 
@@ -61,6 +62,43 @@ void KIVConfigurationFetcher::fetchConfiguration(bool storeOnly,
     if (storeOnly) {
         return;
     }
+    if (fetchSource) {
+        startAfterOtherPushes(*fetchSource, std::move(completionHandler));
+    } else {
+        start(fetchSource, std::move(completionHandler));
+    }
+}
+
+/// A service may announce many changes at once. A fetch that waits to start brings them all.
+void KIVConfigurationFetcher::startAfterOtherPushes(const std::string& fetchSource,
+                                                    Completion completionHandler) {
+    constexpr std::chrono::milliseconds betweenStarts(100);
+    const auto now = kiv::Clock::current().monotonic();
+    const kiv::WriterLock lock(pushLock_);
+    if (isPushWaiting_) {
+        return;
+    }
+    const auto due = lastPushStart_ ? *lastPushStart_ + betweenStarts : now;
+    lastPushStart_ = std::max(now, due);
+    isPushWaiting_ = true;
+    auto begin = [weak = weak_from_this(), fetchSource, completionHandler = std::move(completionHandler)] {
+        if (const auto fetcher = weak.lock()) {
+            {
+                const std::lock_guard startLock(fetcher->pushLock_);
+                fetcher->isPushWaiting_ = false;
+            }
+            fetcher->start(fetchSource, completionHandler);
+        }
+    };
+    if (due <= now) {
+        network_->urlSession().delegateQueue().post(std::move(begin));
+    } else {
+        pushTimer_ = kiv::Timer(std::chrono::duration<double>(due - now).count(), false, std::move(begin));
+    }
+}
+
+void KIVConfigurationFetcher::start(const std::optional<std::string>& fetchSource,
+                                    Completion completionHandler) {
     // The rest runs on the session's queue: it takes longer the more properties are registered, and the
     // caller may be an application's thread.
     network_->urlSession().delegateQueue().post([self = shared_from_this(), fetchSource,
@@ -99,11 +137,12 @@ bool KIVConfigurationFetcher::shouldSkipFetch(const std::optional<std::string>& 
 void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool saveCheckpointState,
                                                        const Properties& props,
                                                        Completion completionHandler) {
+    const std::uint64_t fetch = ++startedFetches_;
     const std::string_view key = keyOf(*props);
     KIV_DEBUG_LOG("KIVConfigurationFetcher: Using SDK key from device properties: %@", key);
     const auto request = urlBuidler_->createNetworkCacheURL(*props);
     if (!request) {
-        handleMissingCacheWithCacheMissUrl(props, std::move(completionHandler));
+        handleMissingCacheWithCacheMissUrl(fetch, props, std::move(completionHandler));
         return;
     }
     KIV_DEBUG_LOG("fetcherType=%d dataUrl=%@ params=%@ using SDK key=%@", fetcherType_, request->url,
@@ -118,14 +157,15 @@ void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool save
         iterateNextStartLoadingState();
     }
     getJsonFromURL(
-        *request, timeout,
-        [self = shared_from_this(), props, keepsState, completionHandler = std::move(completionHandler)](
-            const KIVConfigurationDataResult& result, KIVNetworkError error) {
+        fetch, *request, timeout,
+        [self = shared_from_this(), fetch, props, keepsState,
+         completionHandler = std::move(completionHandler)](const KIVConfigurationDataResult& result,
+                                                           KIVNetworkError error) {
             if (keepsState) {
                 self->configurationLoadingDataManager_->setNextStartLoadingType(0);
             }
             if (error == KIVNetworkError::notFound) {
-                self->handleMissingCacheWithCacheMissUrl(props, completionHandler);
+                self->handleMissingCacheWithCacheMissUrl(fetch, props, completionHandler);
             } else {
                 completionHandler(error == KIVNetworkError::none ? result : failureResult(error),
                                   KIVConfigurationSource::network);
@@ -134,7 +174,7 @@ void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool save
         true, false);
 }
 
-void KIVConfigurationFetcher::handleMissingCacheWithCacheMissUrl(const Properties& props,
+void KIVConfigurationFetcher::handleMissingCacheWithCacheMissUrl(std::uint64_t fetch, const Properties& props,
                                                                  Completion completionHandler) {
     const std::string_view key = keyOf(*props);
     KIV_DEBUG_LOG("KIVConfigurationFetcher: handleMissingCache using SDK key from device properties: %@",
@@ -150,7 +190,7 @@ void KIVConfigurationFetcher::handleMissingCacheWithCacheMissUrl(const Propertie
             "KIVConfigurationFetcher: WARNING - Request URL does not contain the current SDK key: %@", key);
     }
     getJsonFromURL(
-        *request, 0,
+        fetch, *request, 0,
         [completionHandler = std::move(completionHandler)](const KIVConfigurationDataResult& result,
                                                            KIVNetworkError) {
             completionHandler(result, KIVConfigurationSource::network);
@@ -158,19 +198,19 @@ void KIVConfigurationFetcher::handleMissingCacheWithCacheMissUrl(const Propertie
         false, false);
 }
 
-void KIVConfigurationFetcher::getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
-                                             ResultCompletion completionHandler, bool doNotReport404,
-                                             bool useDefaultCachePolicy) {
+void KIVConfigurationFetcher::getJsonFromURL(std::uint64_t fetch, const KIVHttpRequestData& requestData,
+                                             double timeout, ResultCompletion completionHandler,
+                                             bool doNotReport404, bool useDefaultCachePolicy) {
     KIV_DEBUG_LOG("url=%@, params=%@", requestData.url,
                   requestData.parameters ? kiv::compactJson(*requestData.parameters) : "(null)");
     network_->getJsonFromURL(
         requestData, timeout,
-        [self = shared_from_this(), url = requestData.url,
+        [self = shared_from_this(), fetch, url = requestData.url,
          completionHandler = std::move(completionHandler)](const Document& envelope, KIVNetworkError error) {
             if (error != KIVNetworkError::none) {
                 completionHandler(failureResult(error), error);
             } else if (self->fetcherType_ == productionType) {
-                const auto result = self->resultOf(envelope, url, error);
+                const auto result = self->resultOf(fetch, envelope, url, error);
                 completionHandler(result, error);
             }
         },
@@ -179,8 +219,13 @@ void KIVConfigurationFetcher::getJsonFromURL(const KIVHttpRequestData& requestDa
 
 /// The result for an envelope that has just arrived. The envelope is stored even when its signature does not
 /// verify: it is checked again whenever it is loaded, and the next start then reports the failure.
-KIVConfigurationDataResult KIVConfigurationFetcher::resultOf(const Document& envelope, const std::string& url,
-                                                             KIVNetworkError& error) {
+KIVConfigurationDataResult KIVConfigurationFetcher::resultOf(std::uint64_t fetch, const Document& envelope,
+                                                             const std::string& url, KIVNetworkError& error) {
+    if (fetch < newestFetch_) {
+        KIV_DEBUG_LOG("The answer of an earlier fetch came after a later one's and is not used: %@", url);
+        return {nullptr, KIVFetcherStatus::network, signedDateFromConfiguration(envelope), std::nullopt,
+                false};
+    }
     const Document stored = configurationLoadingDataManager_->productionConfiguration();
     const bool hasChanges = stored && !kiv::equalJson(*envelope, *stored);
     auto payload = network_->extractInnerJson(*envelope, url, &error);
@@ -191,6 +236,7 @@ KIVConfigurationDataResult KIVConfigurationFetcher::resultOf(const Document& env
         return {nullptr, KIVFetcherStatus::error, std::nullopt, KIVNetwork::networkErrorString(error),
                 hasChanges};
     }
+    newestFetch_ = fetch;
     return {std::move(payload), KIVFetcherStatus::network, signedDateFromConfiguration(envelope),
             std::nullopt, hasChanges};
 }

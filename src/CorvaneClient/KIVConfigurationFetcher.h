@@ -1,8 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -10,6 +13,7 @@
 #include "Model/KIVConfigurationDataResult.h"
 #include "Network/KIVNetwork.h"
 #include "Network/KIVURLBuilder.h"
+#include "Platform/Threads/Queues.h"
 
 class KIVDeviceProperties;
 class KIVFeatureFlagsSetter;
@@ -41,6 +45,9 @@ public:
     /// returns. Every call, unless `storeOnly`, then asks the network and completes on the network session's
     /// queue; a fetch that the configuration's throttling leaves out does not complete. `fetchSource` is
     /// nullopt for an ordinary fetch, and "push" for a fetch that the push stream asked for.
+    /// While a fetch for the push stream waits to start, further ones are left out: at most ten start in a
+    /// second. The answer of a fetch is neither stored nor part of the result once a later fetch has brought
+    /// a document.
     void fetchConfiguration(bool storeOnly, const std::optional<std::string>& fetchSource,
                             Completion completionHandler);
 
@@ -71,12 +78,15 @@ private:
     using ResultCompletion =
         std::function<void(const KIVConfigurationDataResult& result, KIVNetworkError error)>;
 
+    void start(const std::optional<std::string>& fetchSource, Completion completionHandler);
+    void startAfterOtherPushes(const std::string& fetchSource, Completion completionHandler);
     void loadConfigurationFromURL(double timeout, bool saveCheckpointState, const Properties& props,
                                   Completion completionHandler);
-    void handleMissingCacheWithCacheMissUrl(const Properties& props, Completion completionHandler);
-    void getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
+    void handleMissingCacheWithCacheMissUrl(std::uint64_t fetch, const Properties& props,
+                                            Completion completionHandler);
+    void getJsonFromURL(std::uint64_t fetch, const KIVHttpRequestData& requestData, double timeout,
                         ResultCompletion completionHandler, bool doNotReport404, bool useDefaultCachePolicy);
-    KIVConfigurationDataResult resultOf(const Document& envelope, const std::string& url,
+    KIVConfigurationDataResult resultOf(std::uint64_t fetch, const Document& envelope, const std::string& url,
                                         KIVNetworkError& error);
 
     const std::shared_ptr<const KIVNetwork> network_;
@@ -86,7 +96,13 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVFeatureFlagsSetter> featureFlagSetter_;
     std::atomic<bool> notFirstTimeLoading_{false};
-    // The times below are used on the session's queue only.
+    std::mutex pushLock_; ///< for the fields below
+    bool isPushWaiting_ = false;
+    std::optional<std::chrono::steady_clock::time_point> lastPushStart_;
+    kiv::Timer pushTimer_;
+    // The fields below are used on the session's queue only.
+    std::uint64_t startedFetches_ = 0; ///< each fetch has its number
+    std::uint64_t newestFetch_ = 0;    ///< the latest fetch that has brought a document
     std::optional<KIVDate> lastFetchTime_;
     std::optional<KIVDate> nextFetchTime_;
 };

@@ -64,7 +64,7 @@ std::optional<std::string> KIVStateSender::keyToSend() const {
     return dedicatedSDKKey_ ? dedicatedSDKKey_ : kiv::storedSDKKey();
 }
 
-void KIVStateSender::sendState(double timeout) const {
+void KIVStateSender::sendState(double timeout, Flight flight) const {
     deviceProperties_->syncAndUpdateDevicePropsAfterObjectChange();
     // All sends of this state share the document; `own` holds the two members that this send may change.
     const auto state = deviceProperties_->allProperties();
@@ -94,7 +94,7 @@ void KIVStateSender::sendState(double timeout) const {
     const auto request = urlBuidler_->createNetworkStateCacheURL(own);
     if (!request) {
         KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Skipped sending state to CDN (nil URL)");
-        sendStateToApi(timeout, together(*state, own));
+        sendStateToApi(timeout, together(*state, own), std::move(flight));
         return;
     }
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - Sending state %@ to CDN",
@@ -102,15 +102,15 @@ void KIVStateSender::sendState(double timeout) const {
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendState - CDN URL: %@", request->url);
     network_->getJsonFromURL(
         *request, timeout,
-        [self = shared_from_this(), timeout, state, own](const auto&, KIVNetworkError error) {
+        [self = shared_from_this(), timeout, state, own, flight](const auto&, KIVNetworkError error) {
             if (error == KIVNetworkError::notFound) {
-                self->sendStateToApi(timeout, together(*state, own));
+                self->sendStateToApi(timeout, together(*state, own), flight);
             }
         },
         true, true);
 }
 
-void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props) const {
+void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props, Flight flight) const {
     const auto key = keyToSend();
     const std::string original = textOf(props, KIVC_DEVICE_PROPERTIES_APP_KEY);
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendStateToApi - Using SDK key: %@%@", key.value_or("(null)"),
@@ -132,7 +132,8 @@ void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props) con
     KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendStateToApi - API URL: %@", request->url);
     network_->getJsonFromURL(
         *request, timeout,
-        [](const KIVConfigurationDataResult::Document& json, KIVNetworkError error) {
+        [flight = std::move(flight)](const KIVConfigurationDataResult::Document& json,
+                                     KIVNetworkError error) {
             if (error == KIVNetworkError::none) {
                 KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendStateToApi - Successfully sent state to API");
                 KIV_DEBUG_LOG("STATE_DEBUG: KIVStateSender.sendStateToApi - Response: %@",
@@ -146,14 +147,38 @@ void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props) con
 }
 
 void KIVStateSender::sendStateSoon() {
-    if (!isSendWaiting_.exchange(true)) {
-        network_->urlSession().delegateQueue().post([weak = weak_from_this()] {
-            if (const auto sender = weak.lock()) {
-                sender->isSendWaiting_ = false;
-                sender->sendState(0.0);
-            }
-        });
+    {
+        const std::lock_guard lock(sendLock_);
+        if (isSending_) {
+            isSendWaiting_ = true;
+            return;
+        }
+        isSending_ = true;
     }
+    postSend();
+}
+
+void KIVStateSender::postSend() {
+    network_->urlSession().delegateQueue().post([weak = weak_from_this()] {
+        if (const auto sender = weak.lock()) {
+            sender->sendState(0.0, Flight(nullptr, [weak](void*) {
+                                  if (const auto present = weak.lock()) {
+                                      present->sendEnded();
+                                  }
+                              }));
+        }
+    });
+}
+
+void KIVStateSender::sendEnded() {
+    {
+        const std::lock_guard lock(sendLock_);
+        isSending_ = std::exchange(isSendWaiting_, false);
+        if (!isSending_) {
+            return;
+        }
+    }
+    postSend();
 }
 
 bool KIVStateSender::debounceSendState(std::function<void()> send) {

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Network/KIVNetwork.h"
 #include "Network/KIVURLBuilder.h"
@@ -33,13 +34,15 @@ public:
     /// Builds the state on this thread, which takes longer the more flags and properties are registered, and
     /// returns without waiting for the network. `timeout` is the idle limit of the requests in seconds, 0 for
     /// the usual one.
-    void sendState(double timeout) const;
+    void sendState(double timeout) const { sendState(timeout, nullptr); }
 
     /// Posts `props` as the state, without asking the CDN first.
-    void sendStateToApi(double timeout, kiv::json::object props) const;
+    void sendStateToApi(double timeout, kiv::json::object props) const {
+        sendStateToApi(timeout, std::move(props), nullptr);
+    }
 
-    /// Sends the state soon, from the network session's queue, and returns at once. While a send waits to be
-    /// built there, further calls add none: that send will have all that is registered by then.
+    /// Sends the state soon, from the network session's queue, and returns at once. One such send at a time
+    /// is under way; calls meanwhile ask for one more, which has all that is registered when it starts.
     void sendStateSoon();
 
     /// Calls `send` on the main queue once `KIV_SetStateDebounceTime` has passed. Returns false and drops
@@ -50,6 +53,13 @@ public:
     void stop();
 
 private:
+    /// Shared by the requests of one send: when the last of them has ended, the next send may start.
+    using Flight = std::shared_ptr<void>;
+
+    void sendState(double timeout, Flight flight) const;
+    void sendStateToApi(double timeout, kiv::json::object props, Flight flight) const;
+    void postSend();
+    void sendEnded();
     std::optional<std::string> keyToSend() const;
     const char* sourceOfKey() const { return dedicatedSDKKey_ ? " (dedicated)" : " (from UserDefaults)"; }
 
@@ -57,8 +67,10 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVNetwork> network_;
     const std::optional<std::string> dedicatedSDKKey_;
-    std::atomic<bool> isSendWaiting_{false}; ///< a send was asked for and has not been built
-    std::mutex debounceLock_;                ///< for the fields below
+    std::mutex sendLock_;        ///< for the next two
+    bool isSending_ = false;     ///< a send waits to be built, or for its answer
+    bool isSendWaiting_ = false; ///< one more was asked for meanwhile
+    std::mutex debounceLock_;    ///< for the fields below
     bool isStopped_ = false;
     bool isDebouncing_ = false; ///< the timer runs
     std::chrono::steady_clock::time_point

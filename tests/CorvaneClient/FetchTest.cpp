@@ -257,6 +257,62 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
     words->at(1).set_value("");
 }
 
+TEST_F(Fetch, OfABurstOfChangesIsOneOfAFew) {
+    const auto words = std::make_shared<std::array<std::promise<std::string>, 2>>();
+    server.on("/sse/" + shopKey, [words](const auto&, Server::Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n:\n\n");
+        for (auto& word : *words) {
+            connection.send(word.get_future().get());
+        }
+    });
+    serve(payload("red", "pushUpdates", "true"));
+    setUp({.getConfigCloudEndpoint = server.url("/cdn"), .pushNotificationEndpoint = server.url("/sse")});
+    EXPECT_EQ(nextResult(), "3");
+    ASSERT_TRUE(server.waitForRequests(2));
+
+    serve(payload("green", "pushUpdates", "true"));
+    const std::string change = "event: changed\ndata: y\n\n";
+    std::string burst;
+    for (int i = 0; i < 10'000; ++i) {
+        burst += change;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    words->at(0).set_value(burst);
+    EXPECT_TRUE(eventually([&] { return flags->color.value() == "green"; }));
+    serve(payload("blue", "pushUpdates", "true"));
+    words->at(1).set_value(change);
+    EXPECT_TRUE(eventually([&] { return flags->color.value() == "blue"; })) << "the last change counts";
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+    EXPECT_LE(static_cast<double>(server.requests().size()), 5 + 10 * passed.count());
+}
+
+TEST_F(Fetch, OfALaterDateIsNotUndoneByAnEarlierOne) {
+    serve(payload("red"));
+    setUp();
+    EXPECT_EQ(nextResult(), "3");
+    const auto calls = std::make_shared<std::atomic<int>>(0);
+    const auto gate = std::make_shared<std::promise<void>>();
+    answerCdn(
+        [calls, gate, older = signer.sign(payload("red"), early),
+         newer = signer.sign(payload("green"), late)](const auto& request, Server::Connection& connection) {
+            const bool isFirst = (*calls)++ == 0;
+            if (isFirst) {
+                gate->get_future().wait();
+            }
+            Server::answer(200, isFirst ? older : newer)(request, connection);
+        });
+    KIVCore::fetch();
+    ASSERT_TRUE(eventually([&] { return *calls == 1; }));
+    KIVCore::fetch();
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_EQ(flags->color.value(), "green");
+    gate->set_value();
+    EXPECT_EQ(nextResult(), "3") << "the handler hears of each fetch";
+    EXPECT_FALSE(last.hasChanges);
+    EXPECT_EQ(flags->color.value(), "green");
+    EXPECT_EQ(stored(), "green");
+}
+
 TEST_F(Fetch, IsInertAfterShutdown) {
     answerCdn(Server::stall());
     setUp({.getConfigCloudEndpoint = server.url("/cdn"), .sendStateApiEndpoint = server.url("/state")});

@@ -1,12 +1,16 @@
+#include <future>
+
 #include <gtest/gtest.h>
 
 #include "Core/KIVCoreInstance.h"
 #include "CorvaneClient/KIVClient.h"
+#include "CorvaneClient/KIVStateSender.h"
 #include "CorvaneClient/Shop.h"
 #include "Platform/Host/UserDefaults.h"
 #include "Support/CapturedLog.h"
 #include "Support/LoopbackServer.h"
 #include "Support/ManualClock.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -93,6 +97,36 @@ TEST_F(State, OfManyPropertiesIsSentOnce) {
     EXPECT_EQ(requests(4)[2], "GET /cdn/" + shopKey + "/" + hash());
     clock.advance(100);
     EXPECT_EQ(server.requests().size(), 4U);
+}
+
+TEST_F(State, IsSentWhilePropertiesKeepComing) {
+    KIV_SetStateDebounceTime = 0.05F;
+    setUp();
+    requests(2);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    for (int i = 0; server.requests().size() < 4 && std::chrono::steady_clock::now() < end; ++i) {
+        KIVCore::setCustomIntProperty(i, "p" + std::to_string(i % 100));
+    }
+    EXPECT_GE(server.requests().size(), 4U);
+    KIV_SetStateDebounceTime = 3.0F;
+}
+
+TEST_F(State, HasOneSendUnderWayAndThenTheNewest) {
+    setUp();
+    requests(2);
+    const auto gate = std::make_shared<std::promise<void>>();
+    const auto open = gate->get_future().share();
+    server.on("", [open](const auto& request, LoopbackServer::Connection& connection) {
+        open.wait();
+        LoopbackServer::answer(200, "{}")(request, connection);
+    });
+    for (int i = 0; i < 100; ++i) {
+        KIVCore::register_("shop" + std::to_string(i), std::make_shared<ShopFlags>());
+    }
+    requests(3);
+    gate->set_value();
+    EXPECT_TRUE(eventually([&] { return server.requests().back().target.ends_with(hash()); }));
+    EXPECT_LE(server.requests().size(), 4U) << "not one for each registration";
 }
 
 TEST_F(State, IsToldForTheKeyThatIsCurrentForTheInstallation) {
