@@ -36,8 +36,8 @@ void checkXml(const kiv::json::value& value) {
 
 } // namespace
 
-/// Reads the bytes as an archived record. A record that can be read must be writable, and must read the same
-/// from then on.
+/// Reads the bytes as a property list. A list that can be read can be written, and reading and writing it
+/// again gives the same bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (const auto any = kiv::decodeAnyPropertyList({reinterpret_cast<const char*>(data), size})) {
         checkXml(*any);

@@ -203,7 +203,7 @@ TEST(PropertyLists, MayRepeatArraysWithinALimit) {
     EXPECT_FALSE(decodePropertyList(doubling(60)));
 }
 
-// One character beyond ASCII makes it UTF-16 in the list, twice as long.
+// The character beyond ASCII makes the list hold the text as UTF-16, twice as long.
 TEST(PropertyLists, TakeTheLargestTextOfADocument) {
     const json::object document{{"data", std::string((64U << 20) - 2, 'a') + "\xC3\xA9"}};
     EXPECT_EQ(decodePropertyList(encodePropertyList(document)), document);

@@ -132,11 +132,9 @@ private:
         if (low < 15 || kind < BinaryKind::data || kind == BinaryKind::uid) {
             return low;
         }
-        if (rest.empty() || (rest[0] & 0xFC) != 0x10) {
-            return std::nullopt;
-        }
-        const std::size_t size = std::size_t(1) << (rest[0] & 3U);
-        if (rest.size() - 1 < size) {
+        const std::uint64_t marker = numberOf(rest.substr(0, 1));
+        const std::size_t size = std::size_t(1) << (marker & 3U);
+        if ((marker & ~std::uint64_t(3)) != 0x10 || rest.size() - 1 < size) {
             return std::nullopt;
         }
         const std::size_t count = numberOf(rest.substr(1, size));
