@@ -30,7 +30,8 @@ class KIVUserspaceUnhandledErrorInvoker;
 /// The one object through which an application uses the library.
 ///
 /// Register containers and properties, then set up with a key; registering later works too. Everything here
-/// is callable from any thread and from inside the library's callbacks. Nothing waits for the network.
+/// is callable from any thread and from inside the library's callbacks. Nothing waits for the network. A
+/// callback may end a thread of the application, but must not end a thread of the library (`pthread_exit`).
 class KIV_API KIVCore {
 public:
     KIVCore() = delete;

@@ -15,7 +15,8 @@ constexpr int gzipWindow = 31; ///< 32 KiB, in a gzip wrapper
 constexpr int memoryLevel = 8;
 constexpr std::size_t outputStep = 16384;
 
-/// The level as zlib counts; one that zlib refuses when `level` is above 1.
+/// The level in zlib's numbers, 0 to 9, or its default when `level` is negative. A `level` above 1 gives a
+/// number that zlib refuses.
 int zlibLevel(float level) {
     if (level < 0) {
         return Z_DEFAULT_COMPRESSION;

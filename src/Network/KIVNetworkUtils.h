@@ -15,7 +15,7 @@ public:
     /// Sets "canticache" to a fresh random number, so that no cache on the way has an answer to the request.
     static void addAntiCacheParameter(kiv::json::object& parameters);
 
-    /// The URL with such a parameter added to the end of its query.
+    /// The URL with a "canticache" of its own added to the end of its query.
     static std::string urlStringByAppendingAntiCacheParameter(const std::string& url);
 
     /// Sends a GET and ignores the answer. Returns at once.

@@ -164,7 +164,7 @@ private:
             return;
         }
         if (timer->period > Instant::duration::zero()) {
-            // This run stands for those that were missed.
+            // One run makes up for all runs that were missed.
             const Instant::duration late = Clock::current().monotonic() - timer->due;
             timer->due += timer->period * (late / timer->period + 1);
             insert(timer);

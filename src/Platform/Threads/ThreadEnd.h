@@ -6,19 +6,19 @@
 
 namespace kiv {
 
-/// What unwinds the stack of a thread on which somebody calls `pthread_exit`, or which is cancelled. The C
-/// library ends the process when it does not reach the thread's beginning. So each `catch (...)` around a
-/// callback of the application has a clause before it that lets it pass, and no function on the way is
-/// `noexcept`:
+/// The exception that unwinds the stack of a thread when a callback calls `pthread_exit`, or the thread is
+/// cancelled. The C library ends the process when this exception is stopped on its way. So each `catch (...)`
+/// around a callback of the application has a clause before it that passes the exception on, and no function
+/// on the way is `noexcept`:
 ///
 ///     catch (const kiv::ThreadEnd&) { throw; }
 ///
-/// `kiv::failureOf` (Runtime/Failure.h) does so. No callback runs inside of a `catch`: there a thread cannot
-/// end.
+/// `kiv::failureOf` (Runtime/Failure.h) does so. No callback runs inside a `catch`, because a thread cannot
+/// end there.
 ///
 /// A callback may end a thread of the application's. It must not end one of the library's; if it does, the
-/// thread goes, with what was left of the task that ran the callback, the log says so once (`threadEndText`),
-/// and a new thread does the rest. Threads of the library cannot be cancelled.
+/// thread ends with the rest of the task that ran the callback, the log says so once (`threadEndText`), and a
+/// new thread takes over the other tasks. Threads of the library cannot be cancelled.
 using ThreadEnd = abi::__forced_unwind;
 
 /// The line of the log about the thread of that name.
