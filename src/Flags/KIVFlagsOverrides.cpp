@@ -18,6 +18,7 @@ KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter
     : setter_(std::move(setter)), store_(std::make_unique<Store>()) {
     store_->directory = kiv::libraryPath("/Application Support/io.corvane/flags");
     kiv::makeDirectories(store_->directory);
+    kiv::removeAbandonedTemporaries(store_->directory);
     const auto stored = kiv::readPropertyList(pathForOverridesFile());
     if (!stored) {
         return;

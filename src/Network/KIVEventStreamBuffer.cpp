@@ -1,6 +1,7 @@
 #include "Network/KIVEventStreamBuffer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Platform/Text/Text.h"
 
@@ -22,7 +23,10 @@ std::optional<std::string_view> KIVEventStreamBuffer::nextBlock() {
         searched_ = std::max(begin_, bytes_.empty() ? 0 : bytes_.size() - 1);
         return std::nullopt;
     }
-    const auto block = std::string_view(bytes_).substr(begin_, end - begin_);
+    auto block = std::string_view(bytes_).substr(begin_, end - begin_);
+    if (std::exchange(isAtStart_, false) && block.starts_with(kiv::byteOrderMark)) {
+        block.remove_prefix(kiv::byteOrderMark.size());
+    }
     begin_ = searched_ = end + ending.size();
     return block;
 }

@@ -24,5 +24,6 @@ private:
 
     std::string bytes_;
     std::size_t begin_ = 0;    ///< where the bytes begin that are not consumed
+    bool isAtStart_ = true;    ///< of the stream, where a byte order mark may stand
     std::size_t searched_ = 0; ///< no event ends before this position
 };

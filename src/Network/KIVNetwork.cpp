@@ -5,6 +5,7 @@
 
 #include <boost/json/monotonic_resource.hpp>
 
+#include "KivxLanguage/Values/KivxNumbers.h"
 #include "Model/KIVJSONKeys.h"
 #include "Network/KIVNetworkUtils.h"
 #include "Platform/Text/Text.h"
@@ -91,8 +92,11 @@ bool saysNotFound(const kiv::json::value& json) {
     if (!result) {
         return false;
     }
-    const auto* text = result->if_string();
-    return text ? kiv::readInteger(*text) == 404 : kiv::equalJson(*result, kiv::json::value(404));
+    if (const auto* text = result->if_string()) {
+        return kiv::readInteger(*text) == 404;
+    }
+    const auto* real = result->if_double();
+    return real ? kiv::saturated(*real) == 404 : kiv::equalJson(*result, kiv::json::value(404));
 }
 
 /// The answer's body. Null when it is empty, is no JSON object or says "not found"; `error` and `details`

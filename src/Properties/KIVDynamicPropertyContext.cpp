@@ -1,36 +1,85 @@
 #include <kiv/KIVDynamicPropertyContext.h>
 
+#include <utility>
+
+#include <boost/container/small_vector.hpp>
+
+/// A node has either values or two contexts. Contexts may be merged a million times over: nothing here
+/// recurses.
 struct KIVDynamicPropertyContext::Node {
-    // A node has either values or two contexts.
+    using Pointer = std::shared_ptr<const Node>;
+
     Values values;
-    std::shared_ptr<const Node> globalContext;
-    std::shared_ptr<const Node> localContext;
+    Pointer globalContext;
+    Pointer localContext;
 
-    const KivxValue* find(std::string_view name) const {
-        if (!localContext) {
-            const auto found = values.find(name);
-            return found == values.end() || found->second.isNone() ? nullptr : &found->second;
-        }
-        const KivxValue* found = localContext->find(name);
-        return found ? found : globalContext->find(name);
-    }
+    Node(Values own, Pointer global, Pointer local)
+        : values(std::move(own)), globalContext(std::move(global)), localContext(std::move(local)) {}
+    ~Node();
+    Node(const Node&) = delete;
+    Node& operator=(const Node&) = delete;
 
-    void collect(Values& all) const {
-        if (localContext) {
-            localContext->collect(all);
-            globalContext->collect(all);
-        }
-        for (const auto& [name, value] : values) {
-            if (!value.isNone()) {
-                all.emplace(name, value);
+    /// Calls `visit` with the values of each context, the ones that count first come first, until it returns
+    /// true.
+    template <class Visit>
+    void visitValues(Visit&& visit) const {
+        boost::container::small_vector<const Node*, 8> waiting{this};
+        while (!waiting.empty()) {
+            const Node* node = waiting.back();
+            waiting.pop_back();
+            if (node->localContext) {
+                waiting.push_back(node->globalContext.get());
+                waiting.push_back(node->localContext.get());
+            } else if (visit(node->values)) {
+                return;
             }
         }
     }
+
+    const KivxValue* find(std::string_view name) const {
+        const KivxValue* value = nullptr;
+        visitValues([&](const Values& own) {
+            const auto found = own.find(name);
+            value = found == own.end() || found->second.isNone() ? nullptr : &found->second;
+            return value != nullptr;
+        });
+        return value;
+    }
+
+    void collect(Values& all) const {
+        visitValues([&](const Values& own) {
+            for (const auto& [name, value] : own) {
+                if (!value.isNone()) {
+                    all.emplace(name, value);
+                }
+            }
+            return false;
+        });
+    }
 };
+
+/// Each node that this destructor owns alone gives its contexts to the list before it is released, so that
+/// its own destructor finds them shared and releases nothing further.
+KIVDynamicPropertyContext::Node::~Node() {
+    if (!localContext) {
+        return;
+    }
+    boost::container::small_vector<Pointer, 8> owned;
+    owned.push_back(std::move(globalContext));
+    owned.push_back(std::move(localContext));
+    while (!owned.empty()) {
+        const Pointer node = std::move(owned.back());
+        owned.pop_back();
+        if (node->localContext && node.use_count() == 1) {
+            owned.push_back(node->globalContext);
+            owned.push_back(node->localContext);
+        }
+    }
+}
 
 KIVDynamicPropertyContext::KIVDynamicPropertyContext(Values values) {
     if (!values.empty()) {
-        node_ = std::make_shared<const Node>(Node{std::move(values), nullptr, nullptr});
+        node_ = std::make_shared<const Node>(std::move(values), nullptr, nullptr);
     }
 }
 
@@ -40,7 +89,7 @@ KIVDynamicPropertyContext KIVDynamicPropertyContext::merged(const KIVDynamicProp
         return globalContext.node_ ? globalContext : localContext;
     }
     return KIVDynamicPropertyContext(
-        std::make_shared<const Node>(Node{{}, globalContext.node_, localContext.node_}));
+        std::make_shared<const Node>(Values(), globalContext.node_, localContext.node_));
 }
 
 KivxValue KIVDynamicPropertyContext::get(std::string_view name) const {

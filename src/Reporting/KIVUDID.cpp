@@ -8,6 +8,7 @@
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/PropertyLists/PropertyList.h"
 #include "Platform/System/Files.h"
+#include "Platform/Text/Text.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -45,7 +46,8 @@ KIVUDID::KIVUDID(const std::string& key) : path_(pathFor(key)) {
 
 std::string KIVUDID::defaultDistinctId() {
     const auto host = KIVHost::current();
-    return host->vendorIdentifier ? *host->vendorIdentifier : kiv::newUuid();
+    const std::string vendor = kiv::uppercasedAscii(host->vendorIdentifier.value_or(""));
+    return vendor.empty() ? kiv::newUuid() : vendor;
 }
 
 std::optional<std::string> KIVUDID::storedDistinctId(const std::string& key) {
@@ -53,14 +55,28 @@ std::optional<std::string> KIVUDID::storedDistinctId(const std::string& key) {
 }
 
 bool KIVUDID::archiveProperties() {
-    const std::string archive = kiv::encodePropertyList({{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
-    if (kiv::createFile(path_, archive)) {
+    if (kiv::createFile(path_, archive()) || takeStoredAt(path_)) {
         return true;
     }
-    // Another process may have written its identifier first; a damaged file is replaced.
-    if (auto stored = storedAt(path_)) {
+    // The file is damaged. Of several processes that replace it, the first to create a file beside it wins:
+    // the others take its identifier from there. A process that comes later finds the file mended.
+    const std::string claim = path_ + ".new";
+    if (!kiv::createFile(claim, archive())) {
+        takeStoredAt(claim);
+    }
+    const bool isKept = takeStoredAt(path_) || kiv::writeFile(path_, archive());
+    kiv::removeFile(claim);
+    return isKept;
+}
+
+std::string KIVUDID::archive() const {
+    return kiv::encodePropertyList({{KIVC_DEVICE_PROPERTIES_DISTINCT_ID, distinctId_}});
+}
+
+bool KIVUDID::takeStoredAt(const std::string& path) {
+    auto stored = storedAt(path);
+    if (stored) {
         distinctId_ = std::move(*stored);
-        return true;
     }
-    return kiv::writeFile(path_, archive);
+    return stored.has_value();
 }

@@ -29,6 +29,9 @@ public:
 private:
     /// Writes the identifier, or takes the identifier that another process has written meanwhile.
     bool archiveProperties();
+    std::string archive() const;
+    /// Takes the identifier of that file, and returns whether there is one.
+    bool takeStoredAt(const std::string& path);
 
     const std::string path_;
     std::string distinctId_;

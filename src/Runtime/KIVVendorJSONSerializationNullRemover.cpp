@@ -33,7 +33,9 @@ void removeNulls(value& node, bool ignoreArrays) {
     } else if (auto* array = node.if_array(); array && !ignoreArrays) {
         const auto kept =
             std::remove_if(array->begin(), array->end(), [](const value& v) { return v.is_null(); });
-        array->erase(kept, array->end());
+        if (kept != array->end()) { // all empty arrays share one object, which `erase` would write to
+            array->erase(kept, array->end());
+        }
         for (value& element : *array) {
             removeNulls(element, ignoreArrays);
         }

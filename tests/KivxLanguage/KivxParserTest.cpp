@@ -200,6 +200,24 @@ TEST_F(Parser, MergesContexts) {
     EXPECT_TRUE(parser.globalDynamicPropertyContext().isEmpty());
 }
 
+/// A context of this depth overflows the stack of any recursion.
+TEST(DynamicPropertyContext, MayBeMergedAMillionTimes) {
+    const KIVDynamicPropertyContext last({{"last", "x"}});
+    for (const bool isLocal : {false, true}) {
+        KIVDynamicPropertyContext all({{"first", "y"}, {"last", "y"}});
+        for (int i = 0; i < 1'000'000; ++i) {
+            all = isLocal ? KIVDynamicPropertyContext::merged(last, all)
+                          : KIVDynamicPropertyContext::merged(all, last);
+        }
+        EXPECT_EQ(all.get("first").description(), "y");
+        EXPECT_EQ(all.get("last").description(), isLocal ? "y" : "x");
+        EXPECT_EQ(all.values().size(), 2U);
+        const KIVDynamicPropertyContext copy = all;
+        all = KIVDynamicPropertyContext::empty();
+        EXPECT_FALSE(copy.isEmpty());
+    }
+}
+
 TEST(EvaluationResult, Converts) {
     const KivxEvaluationResult text(KivxValue("42.9 apples"));
     EXPECT_EQ(text.stringValue(), "42.9 apples");

@@ -96,6 +96,17 @@ TEST(EventStreamBuffer, StopsAtAnEmptyBlockUntilMoreIsAskedFor) {
     EXPECT_EQ(drain(buffer, error), "b=-\nc=-\n");
 }
 
+TEST(EventStreamBuffer, SkipsAByteOrderMarkAtTheStart) {
+    std::optional<kiv::TransportError> error;
+    KIVEventStreamBuffer buffer;
+    for (const char byte : std::string("\xEF\xBB\xBF"
+                                       "event:a\n\n\xEF\xBB\xBF"
+                                       "event:b\n\n")) {
+        buffer.append({&byte, 1});
+    }
+    EXPECT_EQ(drain(buffer, error), "a=-\n-=-\n") << "only at the start";
+}
+
 TEST(EventStreamBuffer, FailsWhenAnEventIsTooLarge) {
     const std::string most(KIVServerSentEvent_maxBytes - 5, 'x');
     const struct {

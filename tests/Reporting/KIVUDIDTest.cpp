@@ -58,10 +58,23 @@ TEST(UDID, IsMadeAnewWhenItsFileIsNoGood) {
     }
 }
 
-/// Four processes start together with a new folder, and each would choose another identifier.
+TEST(UDID, IsTheVendorIdentifierInUpperCaseOrElseNew) {
+    KIVHost::configure(hostOf("aaaaaaaa-bbbb-4ccc-8ddd-eeeeeeeeeeee"));
+    EXPECT_EQ(KIVUDID("lower").distinctId(), vendor);
+    KIVHost::configure(hostOf(""));
+    EXPECT_EQ(KIVUDID("none").distinctId().size(), vendor.size());
+}
+
+/// Four processes start together with a new folder, or with a damaged file, and each would choose another
+/// identifier.
 TEST(UDID, IsTheSameForProcessesThatStartTogether) {
     for (int round = 0; round < 20; ++round) {
         const std::string key = std::to_string(round);
+        if (round % 2 == 1) {
+            const KIVHost host = hostOf(vendor);
+            ASSERT_TRUE(
+                kiv::writeFile(*host.libraryDirectory + "/corvane-" + key + "-properties.plist", "damaged"));
+        }
         std::vector<int> ends;
         for (char process = 'A'; process < 'E'; ++process) {
             int pair[2];

@@ -7,6 +7,7 @@
 #include "Runtime/KIVAppVersionMonitor.h"
 #include "Runtime/KIVDebugger.h"
 #include "Runtime/KIVVendorJSONSerializationNullRemover.h"
+#include "Support/Threads.h"
 
 namespace {
 
@@ -92,6 +93,12 @@ TEST(NullRemover, DropsNullsWhereItIsTold) {
     EXPECT_EQ(parse(false, false), text);
     EXPECT_EQ(parse(true, false), R"({"b":[1,{}],"d":{"f":0}})");
     EXPECT_EQ(parse(true, true), R"({"b":[null,1,{"c":null}],"d":{"f":0}})");
+    // Empty arrays share one object: the thread sanitizer sees whether anybody writes to it.
+    onThreads(2, [](int) {
+        for (int i = 0; i < 1000; ++i) {
+            KIVVendorJSONSerializationNullRemover::JSONObjectWithData(R"({"x":[]})", nullptr, true, false);
+        }
+    });
     std::string error;
     EXPECT_FALSE(KIVVendorJSONSerializationNullRemover::JSONObjectWithData("[1,", &error, true, false));
     EXPECT_FALSE(error.empty());

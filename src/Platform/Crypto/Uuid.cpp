@@ -5,6 +5,8 @@
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
+#include "Platform/Text/Text.h"
+
 namespace kiv {
 
 std::string newUuid() {
@@ -19,10 +21,7 @@ std::string uuidText(std::array<std::uint8_t, 16> bytes) {
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
     boost::uuids::uuid uuid{};
     std::copy(bytes.begin(), bytes.end(), uuid.begin());
-    std::string text = boost::uuids::to_string(uuid);
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return text;
+    return uppercasedAscii(boost::uuids::to_string(uuid));
 }
 
 } // namespace kiv

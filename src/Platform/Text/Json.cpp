@@ -255,6 +255,9 @@ std::optional<json::value> parseJson(std::string_view text, std::string* error, 
     if (text.size() > maxJsonBytes) {
         return failure(error, "document too large", maxJsonBytes);
     }
+    if (text.starts_with(byteOrderMark)) {
+        text.remove_prefix(byteOrderMark.size());
+    }
     json::parse_options options;
     options.max_depth = 1000;
     json::basic_parser<DocumentBuilder> parser(options, std::move(storage));

@@ -344,6 +344,14 @@ std::string lowercasedAscii(std::string_view text) {
     return result;
 }
 
+std::string uppercasedAscii(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+    return result;
+}
+
 std::string hexText(std::string_view bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;

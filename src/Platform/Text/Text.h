@@ -53,6 +53,9 @@ std::string repairUtf8(std::string_view text);
 /// The text without white space and line ends at its beginning.
 std::string_view withoutLeadingSpace(std::string_view text);
 
+/// U+FEFF in UTF-8, with which some programs begin a text.
+inline constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
 /// The text without the spaces, tabs and line ends at its beginning and end.
 std::string_view trimmed(std::string_view text);
 
@@ -64,6 +67,9 @@ std::string lowercased(std::string_view text);
 
 /// A to Z in lower case; all other bytes stay as they are.
 std::string lowercasedAscii(std::string_view text);
+
+/// a to z in upper case; all other bytes stay as they are.
+std::string uppercasedAscii(std::string_view text);
 
 /// Two lower-case hexadecimal digits for each byte.
 std::string hexText(std::string_view bytes);
