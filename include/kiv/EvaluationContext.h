@@ -9,11 +9,11 @@ class KivxParser;
 struct KIV_API EvaluationContext {
     /// The read produces an impression.
     bool shouldRaiseImpression = true;
-    /// The read may freeze the flag. A flag that is frozen already gives its frozen value in any case.
+    /// The read may freeze the flag. A flag that is already frozen gives its frozen value either way.
     bool shouldUseFreeze = true;
     /// Local overrides are honoured.
     bool shouldUseOverride = true;
-    /// The values of this read.
+    /// The property values of this read.
     KIVDynamicPropertyContext dynamicPropertyContext = KIVDynamicPropertyContext::empty();
 
     /// All three switches on, no values.

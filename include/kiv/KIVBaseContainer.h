@@ -15,8 +15,8 @@ class KIVContainerTable {
 public:
     struct Member {
         std::string_view name;
-        KIVString* flag;                  ///< null for a member that holds no flag, or none yet
-        std::shared_ptr<KIVString> owner; ///< set for a member that shares its flag
+        KIVString* flag;                  ///< null for an empty shared pointer
+        std::shared_ptr<KIVString> owner; ///< the member, when it is a shared pointer
     };
 
     explicit KIVContainerTable(const std::type_info& declaringClass) : declaringClass_(&declaringClass) {}
@@ -34,7 +34,7 @@ public:
     const std::type_info& declaringClass() const { return *declaringClass_; }
     const std::vector<Member>& members() const { return members_; }
 
-    /// Cuts the first name off `names`, a list with commas between, and returns it.
+    /// Removes the first name from `names`, a comma-separated list, and returns that name.
     static std::string_view nextName(std::string_view& names) {
         const std::size_t comma = names.find(',');
         const std::string_view name = names.substr(0, comma);
@@ -64,7 +64,7 @@ public:
 
 /// Names the flag members of a container class, in a public or private part of it:
 /// `KIV_CONTAINER(CheckoutFlags, expressCheckout, buttonColor)`. A member is a flag, or a `std::shared_ptr`
-/// to one; members of other types are passed over. The flags that a base class declares are not registered
+/// to a flag; members of other types are ignored. The flags that a base class declares are not registered
 /// with a derived class.
 #define KIV_CONTAINER(Class, ...)                                                                            \
 public:                                                                                                      \

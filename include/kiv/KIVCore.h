@@ -40,19 +40,20 @@ public:
     ///
     /// A stored or embedded configuration is applied, and `onConfigurationFetched` called for it, before this
     /// returns. A key is set up once per process; setting it up again changes nothing. Setting up another key
-    /// replaces the client of the present key. Throws "wrong apiKey format" for a key of another form, and
-    /// leaves the state 4.
+    /// replaces the client of the present key. Throws "wrong apiKey format" for a key of another form; the
+    /// state is 4 afterwards.
     static void setupWithKey(KIVNullableString key);
     static void setupWithKey(KIVNullableString key, KIVOptions options);
-    /// The versions of a wrapper's platform and language are accepted and change nothing.
+    /// Accepts the platform's and the language's version from a wrapper; neither changes anything.
     static void setupWithKey(KIVNullableString key, KIVOptions options, const std::string& platformVersion,
                              const std::string& languageVersion);
 
     /// 0: idle; 1: setting up; 2: set up; 3: shutting down; 4: the last setup failed.
     static unsigned state();
 
-    /// Makes another key current, and stores it for the next launch, whose client then works for it. A nil
-    /// key is ignored, and so is any key before the first use of the library.
+    /// Makes `key` current and stores it: the client of the next setup, also in a later process, works for
+    /// the stored key. The present client is not replaced. Ignores a nil key, and every key before the first
+    /// use of the library.
     static void switchToSDKKey(KIVNullableString key);
 
     /// Stops the library in the states 2 and 4; does nothing in other states. No more configurations are
@@ -88,8 +89,8 @@ public:
     static void setCustomDateTimeProperty(KIVDate value, KIVNonnullString key);
     static void setCustomComputedDateTimeProperty(KIVDateBlock block, KIVNonnullString key);
 
-    /// Sets values for every read of the current key; they come before the values of the read's own context.
-    /// A context set before setup is dropped.
+    /// Sets values for every read of the current key; a global value wins over a value of the same name in
+    /// the read's own context. A context set before setup is dropped.
     static void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
     /// Adds a flag under a full name: to the current key's flags, or to the shared flags before setup. Throws
@@ -123,7 +124,7 @@ public:
     /// Sets the handler of exceptions that the application's own callbacks throw. It receives the source (0
     /// dynamic-properties rule, 1 configuration-fetched handler, 2 impression handler, 3 computed property)
     /// and the exception, on the thread on which the callback threw. An empty handler removes the present
-    /// one.
+    /// handler.
     static void setUserspaceUnhandledErrorHandler(
         std::function<void(unsigned source, const KIVException& exception)> handler);
 
@@ -139,8 +140,8 @@ public:
 
     /// For wrappers in other languages: call operations by their names in `KIVNamedOperations`. `run` calls
     /// an operation of `instance`; `getObjectFromClass` calls an operation of the class and then, when
-    /// `instanceFunction` is given, that operation of the object that came of it. Empty when a name is
-    /// unknown.
+    /// `instanceFunction` is given, calls that operation of the object that the first operation returned.
+    /// Both return an empty `std::any` when a name is unknown.
     static std::any run(const std::string& method, const std::any& instance);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction,

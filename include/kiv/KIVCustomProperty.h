@@ -36,7 +36,7 @@ public:
     KIVCustomProperty() = delete;
     virtual ~KIVCustomProperty() = default;
 
-    /// Properties with a fixed value, and with a callback that is run at each reading.
+    /// Make a property with a fixed value, or with a callback that runs each time the value is read.
     static std::shared_ptr<KIVCustomProperty> withStringValue(std::string name, std::string value);
     static std::shared_ptr<KIVCustomProperty> withStringBlock(std::string name, KIVStringBlock block);
     static std::shared_ptr<KIVCustomProperty> withSemverValue(std::string name, std::string value);
@@ -51,16 +51,17 @@ public:
     static std::shared_ptr<KIVCustomProperty> withDoubleBlock(std::string name, KIVDoubleBlock block);
 
     const std::string& name() const { return name_; }
-    /// The kind of its value, one of the `KIVC_customPropertyType…` constants.
+    /// The kind of the property's value, one of the `KIVC_customPropertyType…` constants.
     const std::string& type() const { return type_; }
     /// The kind that is reported to the server, one of the `KIVC_customPropertyExternalType…` constants.
     const std::string& externalType() const { return externalType_; }
     /// True for a property of the library itself (`KIVDeviceProperty`).
     virtual bool isKivProperty() const { return false; }
 
-    /// The value. A callback is run on the calling thread with the name of the flag that is being evaluated
-    /// and the values of the read, and its exceptions pass through. Each of these throws a `KIVException`
-    /// "InternalInconsistency" when the property is of another type or was made with an empty callback.
+    /// Read the value. A callback runs on the calling thread and receives `flagName`, the flag that is being
+    /// evaluated, and `context`, the values of the read; its exceptions pass to the caller. Each reader
+    /// throws a `KIVException` "InternalInconsistency" when the property is of another type or was made with
+    /// an empty callback.
     std::optional<std::string> stringValue(std::string_view flagName,
                                            const KIVDynamicPropertyContext& context) const;
     bool boolValue(std::string_view flagName, const KIVDynamicPropertyContext& context) const;

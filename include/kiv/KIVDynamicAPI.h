@@ -17,10 +17,9 @@ class KIVString;
 ///
 /// The first read of a name makes a flag of the type of the call, with its default and variations; every
 /// later read finds that flag, whatever its type, and uses the default of its own call. A name that a
-/// container registered finds the container's flag. A null context stands for no values. Callable from
-/// any thread. Each read throws "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"),
-/// or a variation of the flag
-/// that it makes is nil ("Feature flag variation cannot be nil").
+/// container registered finds the container's flag. A null context stands for no values. Callable from any
+/// thread. Each read throws "InvalidArgument" when the name is nil ("Feature flag name cannot be nil"), or
+/// when it makes the flag and a variation is nil ("Feature flag variation cannot be nil").
 class KIV_API KIVDynamicAPI {
 public:
     using FindFlag = std::function<std::shared_ptr<KIVString>(std::string_view name)>;

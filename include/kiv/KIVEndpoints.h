@@ -4,9 +4,9 @@
 
 #include <kiv/KIVExport.h>
 
-/// The built-in endpoints: URLs that the build was configured with. An application may assign others before
-/// its first call of `KIVCore`, without a slash at the end; from then on nobody may change them. Available
-/// before `main`.
+/// The built-in endpoints: URLs that the build was configured with. An application may assign other URLs,
+/// without a slash at the end, before its first call of `KIVCore`; after that call the URLs must not change.
+/// Available before `main`.
 
 /// For keys of 24 hexadecimal digits.
 KIV_API std::string& KIVC_cdnGetConfigURL(); ///< base URL of the configuration CDN

@@ -33,10 +33,10 @@ public:
     /// "UnrecognizedOperation" with the reason.
     static KIVException unrecognizedOperation(std::string reason);
 
-    /// The exception that is being handled, as a `KIVException`. Any other exception becomes one that is
-    /// named "std::exception", with `what()` as its reason, or "unknown", with the thrown text, if any, as
-    /// its reason. Call it only inside a `catch`. When a thread is ending (`pthread_exit`, cancellation),
-    /// this rethrows, so that it can end.
+    /// The exception that is being handled, as a `KIVException`. A `std::exception` becomes a `KIVException`
+    /// named "std::exception", with `what()` as its reason; anything else becomes one named "unknown", with
+    /// the thrown text, if any, as its reason. Call it only inside a `catch`. When a thread is ending
+    /// (`pthread_exit`, cancellation), this rethrows instead, so that the thread can end.
     static KIVException current();
 
 private:

@@ -27,8 +27,8 @@ public:
     void disabled(const Action& action) const;
     void disabled(const Action& action, const KIVDynamicPropertyContext& context) const;
 
-    /// Reads the flag and, when it is on and `whenEnabled` is not empty, calls that. Otherwise reads the flag
-    /// again and calls `whenDisabled` when it is off. So a disabled flag makes two impressions.
+    /// Reads the flag; when it is on and `whenEnabled` is not empty, calls `whenEnabled`. Otherwise reads the
+    /// flag a second time and calls `whenDisabled` when it is off. So a disabled flag makes two impressions.
     void enabled(const Action& whenEnabled, const Action& whenDisabled) const;
     void enabled(const Action& whenEnabled, const Action& whenDisabled,
                  const KIVDynamicPropertyContext& context) const;

@@ -18,7 +18,7 @@ class KIVFlagsViewController;
 /// KIV_FLAGS_SCREEN.
 class KIV_API KIVFlagsScreen {
 public:
-    /// The address of the page. Without one, `failure` says why.
+    /// The address of the page; when it is nullopt, `failure` says why.
     struct Presentation {
         std::optional<std::string> address;
         std::string failure;

@@ -26,7 +26,7 @@ struct KIVFlagsAlert;
 /// `viewDidLoad` and each search group the flags; a flag that is registered later appears with the next
 /// search. A cell reads its flag's value when it is made; that makes no impression and freezes nothing.
 /// `KIVCore::shutdown` and another key's setup end the model: they call `done`, and the application releases
-/// it then. One thread at a time may use the model; `done` and `setView` may be called from any.
+/// it then. One thread at a time may use the model; any thread may call `done` and `setView`.
 class KIV_API KIVFlagsViewController : public std::enable_shared_from_this<KIVFlagsViewController> {
 public:
     /// The callbacks of whoever draws the model. Each may be empty; each runs on the thread that caused it.
@@ -75,7 +75,8 @@ public:
         virtual void dismiss() = 0;
     };
 
-    /// For the library: applications get a model from `KIVCore::flagsViewController`. It has no rows yet.
+    /// For the library: applications get a model from `KIVCore::flagsViewController`. A new model has no rows
+    /// before `viewDidLoad`.
     KIVFlagsViewController(std::shared_ptr<KIVFeatureFlagsSetter> setter,
                            std::shared_ptr<KIVConfiguration> configuration,
                            std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository);
@@ -83,7 +84,7 @@ public:
     KIVFlagsViewController(const KIVFlagsViewController&) = delete;
     KIVFlagsViewController& operator=(const KIVFlagsViewController&) = delete;
 
-    /// Sets the view, in place of the one before.
+    /// Replaces the view.
     void setView(View view);
 
     /// To be called once, before the view draws: groups the flags.
@@ -105,11 +106,11 @@ public:
     /// thread.
     void done();
 
-    /// For the library: `done`, for good, because the model's client was shut down or replaced. Callable from
-    /// any thread, as are the next two.
+    /// For the library: marks the model as ended, because its client was shut down or replaced, and calls
+    /// `done`. Callable from any thread, as are `hasEnded` and `addPresenter`.
     void end();
     bool hasEnded() const { return hasEnded_; }
-    /// For the library. Has no effect for a presenter that was added before.
+    /// For the library. Adds a presenter, unless it was added before.
     void addPresenter(std::weak_ptr<Presenter> presenter);
 
     /// The names of all flags are sorted regardless of case, by the host's locale; sections stand in the
@@ -127,7 +128,7 @@ public:
     /// One action, "Reset", which removes the override of the row's flag and reloads; none when there is no
     /// such row.
     std::vector<RowAction> editActionsForRowAtIndexPath(IndexPath indexPath);
-    /// Does nothing. It is there because toolkits let only rows that can be edited be swiped.
+    /// Does nothing. It exists because toolkits let people swipe only rows that can be edited.
     void commitEditingStyle(IndexPath) {}
 
     /// "Reset All": removes all overrides, thaws the flags of level 1 and above, and reloads.

@@ -9,7 +9,7 @@
 
 /// What the library knows of the device, and of the application that it runs in.
 ///
-/// An application may fill in any field and give the whole to `configure` before its first call of `KIVCore`.
+/// An application may fill in any field and pass the host to `configure` before its first call of `KIVCore`.
 /// The library detects the fields that are empty; a field that it cannot detect stays empty. All folders are
 /// absolute paths without a slash at the end.
 struct KIV_API KIVHost {
@@ -19,8 +19,8 @@ struct KIV_API KIVHost {
     };
 
     /// How impressions that wait to be sent are encrypted on disk: AES-256 in CBC mode, with a key derived
-    /// from the password and the salt. The application keeps all three and gives the same ones at each start.
-    /// Files that were written with others cannot be read any more.
+    /// from the password and the salt. The application keeps all three and gives the same values at each
+    /// start; the library cannot read files that it wrote with other values.
     struct AnalyticsEncryption {
         std::string password;
         std::string salt; ///< bytes
@@ -57,10 +57,12 @@ struct KIV_API KIVHost {
     /// Proxy for all requests, in place of the environment's.
     std::optional<std::string> proxy = {};
 
-    /// When it is not set, the files of impressions that wait to be sent are not encrypted.
+    /// Encryption of the files of impressions that wait to be sent; when it is not set, the files are not
+    /// encrypted.
     std::optional<AnalyticsEncryption> analyticsEncryption = {};
 
-    /// Also logs which impressions are queued, sent and dropped on their way to a service.
+    /// Whether the library also logs which impressions are queued, sent and dropped on their way to a
+    /// service.
     bool analyticsLog = false;
 
     /// Receives every line that the library logs, without a line break. Called on the thread that logs, and

@@ -20,11 +20,11 @@ public:
 
     static KIVNamedOperations& shared();
 
-    /// Adds an operation of a class; replaces a present one of the same names.
+    /// Adds an operation of a class; replaces a present operation of the same names.
     void addClassOperation(const std::string& className, const std::string& operation, ClassOperation body);
 
-    /// Adds an operation of objects; replaces a present one. `type` is the type that the `std::any` holds,
-    /// for example `typeid(std::shared_ptr<Foo>)`.
+    /// Adds an operation of objects; replaces a present operation of the same type and name. `type` is the
+    /// type that the `std::any` holds, for example `typeid(std::shared_ptr<Foo>)`.
     void addInstanceOperation(const std::type_info& type, const std::string& operation,
                               InstanceOperation body);
 

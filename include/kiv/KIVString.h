@@ -50,9 +50,9 @@ public:
     std::string value() const { return getStringValue(); }
     std::string value(const KIVDynamicPropertyContext& context) const;
 
-    /// Read the flag as a value of the named type. `defaultValue` counts when the configuration gives no
-    /// value; without that parameter, the flag's default does. A null context stands for all switches on and
-    /// no values.
+    /// Read the flag as a value of the named type. When the configuration gives no value, they return
+    /// `defaultValue`, or the flag's default without that parameter. A null context stands for all switches
+    /// on and no values.
     std::string getStringValue(const EvaluationContext* context = nullptr) const;
     std::string getStringValue(const EvaluationContext* context, std::string_view defaultValue) const;
     bool getBoolValue(const EvaluationContext* context = nullptr) const;
@@ -82,7 +82,7 @@ public:
     /// Sets the level, unless the flag was made with a level of its own.
     void setFreezeLevel(unsigned level);
 
-    /// Thaws the flag when `level` is not above the flag's own level.
+    /// Thaws the flag when its own level is `level` or higher.
     void unfreezeWithLevel(unsigned level);
     void unfreeze() { unfreezeWithLevel(KIVFreezeUntilUnfreeze); }
 

@@ -22,7 +22,7 @@ public:
     /// Throws a `KIVException` named "UnrecognizedOperation": only the subclasses have an identifier.
     static std::string cellIdentifier();
 
-    /// For the library: the model sets both.
+    /// For the library: the model sets its setter and itself in each cell.
     void setSetter(std::shared_ptr<KIVFeatureFlagsSetter> setter) { setter_ = std::move(setter); }
     void setController(std::weak_ptr<KIVFlagsViewController> controller) {
         controller_ = std::move(controller);

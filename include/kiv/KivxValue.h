@@ -14,7 +14,7 @@
 #include <kiv/KIVDate.h>
 #include <kiv/KIVExport.h>
 
-/// A value of the expression language. Applications give such values for properties.
+/// A value of the expression language. Applications use it for the values of properties.
 ///
 /// `none` is the absence of a value: the argument that an expression leaves out, or a callback's "I do not
 /// know". `undefined` is a value of the language. Several threads may read one value at the same time.
@@ -109,12 +109,13 @@ public:
 
     /// A number is true unless it is zero; a text is read leniently ("true", "yes", "1x" are true).
     bool boolValue() const { return form_ == Form::boolean ? plain_.boolean : readBoolean(); }
-    /// A double is cut off towards zero; a text is read up to where its digits end. Held within 64 bits.
+    /// A double is cut off towards zero; a text is read up to where its digits end. The result is limited to
+    /// the range of 64 bits.
     std::int64_t integerValue() const;
     /// A text is read up to where its number ends.
     double doubleValue() const;
 
-    /// A text itself; "true" or "false" for a boolean; a number in decimal. Nothing for every other kind.
+    /// A text itself; "true" or "false" for a boolean; a number in decimal. nullopt for every other kind.
     /// Does not throw.
     std::optional<std::string> stringValue() const&;
     std::optional<std::string> stringValue() &&;

@@ -35,8 +35,8 @@ private:
 /// Calls the observers of a notification on the thread that posts it, before `post` returns.
 ///
 /// No lock is held while observers run: they may post, add and remove observers, and call any other part of
-/// the library. An exception of an observer ends there; the other observers are called all the same. Callable
-/// from any thread.
+/// the library. The centre drops an exception that an observer throws, and still calls the other observers.
+/// Callable from any thread.
 class KIV_API NotificationCenter {
 public:
     using Observer = std::function<void(const Notification&)>;

@@ -27,7 +27,7 @@ public:
     std::optional<std::string> encrypt(std::string_view data) const override;
     std::optional<std::string> decrypt(std::string_view data) const override;
 
-    /// Both are empty on failure.
+    /// Both return an empty text on failure.
     static std::string AESKeyForPassword(std::string_view password, std::string_view salt);
     static std::string randomDataOfLength(std::size_t length);
 

@@ -25,7 +25,7 @@ public:
     /// Throws "InternalInconsistency" when there is no configuration.
     static std::shared_ptr<KIVSEGAnalytics>
     create(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
-    /// Calls `close`, without patience.
+    /// Calls `close` with a patience of 0 seconds.
     ~KIVSEGAnalytics() override;
     KIVSEGAnalytics(const KIVSEGAnalytics&) = delete;
     KIVSEGAnalytics& operator=(const KIVSEGAnalytics&) = delete;
@@ -66,10 +66,11 @@ public:
     bool enabled() const { return enabled_ && !isClosed_; }
 
     /// Disables the client for good and ends its timer; earlier calls are still carried out. Waits `patience`
-    /// seconds at most until their events are on disk; does not wait on the library's work thread.
+    /// seconds at most until their events are on disk; does not wait when it is called on the library's work
+    /// thread.
     void close(double patience = 0);
 
-    /// nullopt until it has been read from disk, shortly after the client was made.
+    /// nullopt until the client has read the identifier from disk, shortly after it was made.
     std::optional<std::string> getAnonymousId() const;
     /// The keys of the registered integrations, each with the value false.
     Object bundledIntegrations() const;

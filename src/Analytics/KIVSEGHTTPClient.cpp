@@ -59,7 +59,7 @@ kiv::json::array propertiesOf(const kiv::json::object& batch) {
     return all;
 }
 
-/// Nothing when an event holds what JSON cannot say.
+/// The body of the upload; nullopt when an event holds a number that JSON cannot express.
 std::optional<std::string> bodyOf(const kiv::json::object& batch, const KIVDeviceProperties& device) {
     const kiv::json::value body = kiv::json::object{
         {"analyticsVersion", "1.0.0"},     {"sdkVersion", kiv::build::version},

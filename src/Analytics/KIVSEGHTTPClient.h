@@ -17,7 +17,7 @@
 /// Makes the request for a URL.
 using KIVSEGRequestFactory = std::function<kiv::HttpRequest(const std::string& url)>;
 
-/// Headers that the requests of a session share. A request's own headers go before them.
+/// Headers that the requests of a session share. A request's own header wins over a header of the same name.
 struct KIVSEGHTTPSession {
     std::vector<std::pair<std::string, std::string>> additionalHeaders;
 };
@@ -26,11 +26,11 @@ struct KIVSEGHTTPSession {
 /// the client, and their completions are called.
 class KIVSEGHTTPClient {
 public:
-    /// Seconds. Without this limit, a service that takes or sends a byte now and then would hold an upload
-    /// open for ever.
+    /// The longest time of an upload, in seconds. Without this limit, a service that takes or sends a byte
+    /// now and then would hold an upload open for ever.
     static constexpr double longestUpload = 300;
 
-    /// Without a factory the default one is used.
+    /// When `requestFactory` is empty, the client uses `defaultRequestFactory`.
     KIVSEGHTTPClient(KIVSEGRequestFactory requestFactory,
                      std::shared_ptr<const KIVDeviceProperties> deviceProperties);
 
@@ -45,9 +45,10 @@ public:
     const KIVSEGHTTPSession& genericSession() const { return genericSession_; }
 
     /// Posts the "properties" of each event of the batch's "batch" to ANALYTICS-URL/impression/SDK-KEY. An
-    /// event without them sends nothing. The completion is called once, on the work thread, and must not
-    /// throw or wait; `retry` says that the events are to be sent again, as after an upload that took longer
-    /// than `longestUpload`. When no body or request can be made it is called before this returns null.
+    /// event without "properties" is left out. The completion is called once, on the work thread, and must
+    /// not throw or wait; `retry` says that the events are to be sent again, as after an upload that took
+    /// longer than `longestUpload`. When no body or request can be made, this calls the completion and then
+    /// returns null.
     std::shared_ptr<kiv::HttpTask> upload(const kiv::json::object& batch, const std::string& analyticsUrl,
                                           const std::string& writeKey,
                                           std::function<void(bool retry)> completionHandler);

@@ -8,7 +8,7 @@
 class KIVSEGAnalytics;
 
 /// Receives the calls of the analytics client. All operations are called on the manager's queue and must not
-/// wait. An integration overrides those that it has a use for.
+/// wait. An integration overrides the operations that it needs.
 class KIVSEGIntegration {
 public:
     virtual ~KIVSEGIntegration() = default;
@@ -39,8 +39,8 @@ public:
 
     virtual std::string key() const = 0;
 
-    /// Called once for each client, on the manager's queue. `settings` are those under the key; `analytics`
-    /// is not null. Returns null when there is nothing to make.
+    /// Called once for each client, on the manager's queue. `settings` are the settings under the factory's
+    /// key; `analytics` is not null. Returns null when there is nothing to make.
     virtual std::shared_ptr<KIVSEGIntegration>
     createWithSettings(const kiv::json::object& settings,
                        const std::shared_ptr<KIVSEGAnalytics>& analytics) const = 0;

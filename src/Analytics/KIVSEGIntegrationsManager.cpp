@@ -150,7 +150,7 @@ void KIVSEGIntegrationsManager::loadOrGenerateAnonymousID(bool reset) {
     anonymousId_ = std::move(id);
 }
 
-/// Makes the settings, with one integration, here: no service is asked for them.
+/// Makes fixed settings with one integration; the client asks no service for settings.
 void KIVSEGIntegrationsManager::refreshSettings(const std::shared_ptr<KIVSEGAnalytics>& analytics) {
     const object integrations{{KIVSEGSegmentIntegrationKey, object{{"apiKey", configuration_->writeKey}}}};
     setCachedSettings({{"integrations", integrations}, {"plan", object{{"track", object()}}}}, analytics);

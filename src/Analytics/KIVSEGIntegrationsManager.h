@@ -21,12 +21,12 @@ class KIVSEGAnalytics;
 /// The key of the integration that sends events to the service.
 inline constexpr std::string_view KIVSEGSegmentIntegrationKey = "corvane";
 
-/// The last middleware: makes the integrations, and passes each call to those that the call's options and the
-/// plan allow, on a serial queue of its own.
+/// The last middleware: makes the integrations, and passes each call to the integrations that the call's
+/// options and the plan allow, on a serial queue of its own.
 ///
-/// Calls wait for that queue in order. Of the tracked events that wait, the newest `mostWaiting` are kept,
-/// and fewer when these exceed `mostBytesWaiting`: the event queue could not hold more. The number of other
-/// calls has no limit. Callable from any thread.
+/// Calls wait for that queue in order. Of the tracked events that wait, the manager keeps the newest
+/// `mostWaiting`, and fewer when these exceed `mostBytesWaiting`: the event queue could not hold more. The
+/// number of other calls has no limit. Callable from any thread.
 class KIVSEGIntegrationsManager : public KIVSEGMiddleware,
                                   public std::enable_shared_from_this<KIVSEGIntegrationsManager> {
 public:
@@ -44,10 +44,10 @@ public:
     void context(Context context, const Next& next) override;
 
     /// Closes the integrations, after all earlier calls have been carried out. Waits for that `patience`
-    /// seconds at most; does not wait on the library's work thread.
+    /// seconds at most; does not wait when it is called on the library's work thread.
     void close(double patience);
 
-    /// nullopt until `start` has read or made it.
+    /// nullopt until `start` has read or made the identifier.
     std::optional<std::string> getAnonymousId() const;
 
     /// The keys of the integrations, each with the value false.
@@ -55,7 +55,8 @@ public:
     bool initialized() const { return initialized_; }
 
     /// Whether the options of a call allow the integration of that key. The first of the entries for the key,
-    /// "All" and "all" decides; without any it is allowed. `KIVSEGSegmentIntegrationKey` is always allowed.
+    /// "All" and "all" decides; without any entry, the integration is allowed. `KIVSEGSegmentIntegrationKey`
+    /// is always allowed.
     static bool isIntegration(std::string_view key, const kiv::json::object& options);
 
     /// Whether the plan allows the integration of that key to have an event. When the event has an entry
@@ -69,7 +70,7 @@ private:
         std::size_t size = 0; ///< approximate, in bytes; 0 for calls that are no tracked event
     };
 
-    // All that follows runs on the queue.
+    // The functions below, up to `forward`, run on the queue.
     void initialize(const std::shared_ptr<KIVSEGAnalytics>& analytics);
     void loadOrGenerateAnonymousID(bool reset);
     void refreshSettings(const std::shared_ptr<KIVSEGAnalytics>& analytics);

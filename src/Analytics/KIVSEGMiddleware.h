@@ -18,7 +18,7 @@ public:
     virtual ~KIVSEGMiddleware() = default;
 
     /// Lets the call go on by calling `next` with the context or a modified copy, at once or later, from any
-    /// thread. What this throws reaches the application's call.
+    /// thread. An exception that this throws reaches the caller of the analytics client.
     virtual void context(Context context, const Next& next) = 0;
 };
 

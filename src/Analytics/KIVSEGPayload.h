@@ -9,8 +9,8 @@
 /// The fields that all calls of the analytics client have: the context of the event, and the integrations
 /// that it is for. The fields of one call are in a subclass.
 struct KIVSEGPayload {
-    /// Takes both from the members "context" and "integrations" of a call's options. A member that is missing
-    /// or no dictionary counts as empty.
+    /// Takes the two fields from the members "context" and "integrations" of a call's options. A member that
+    /// is missing or no dictionary counts as empty.
     explicit KIVSEGPayload(const kiv::json::object& options)
         : context(member(options, "context")), integrations(member(options, "integrations")) {}
     virtual ~KIVSEGPayload() = default;

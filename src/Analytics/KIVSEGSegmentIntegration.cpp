@@ -21,7 +21,7 @@ using kiv::json::object;
 
 constexpr std::string_view traitsKey = "kiv.segmentio.traits.plist";
 constexpr std::string_view userIdKey = "kiv.segmentio.userId";
-// Keys of user defaults under which earlier versions kept the same.
+// Keys of user defaults under which earlier versions kept the user's identifier, the queue and the traits.
 constexpr std::string_view olderUserIdKey = "KIVSEGUserId";
 constexpr std::string_view olderQueueKey = "KIVSEGQueue";
 constexpr std::string_view olderTraitsKey = "KIVSEGTraits";
@@ -256,7 +256,7 @@ void KIVSEGSegmentIntegration::sendData(array batch) {
                                                 integration->uploadCompleted(sent, retry);
                                             });
                                         });
-    isUploading_ = true; // until a later task of this queue tells how it ended
+    isUploading_ = true; // until `uploadCompleted`, a later task of this queue
     if (batchRequest_) {
         notify(KIVSegmentDidSendRequestNotification, sent);
     }

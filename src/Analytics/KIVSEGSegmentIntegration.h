@@ -13,8 +13,8 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Threads/Queues.h"
 
-/// Keeps events in a queue on disk and uploads them in batches: when the queue has as many as the
-/// configuration's `flushAt`, every `flushInterval`, and at each `flush`.
+/// Keeps events in a queue on disk and uploads them in batches: when the queue holds as many events as
+/// `flushAt` of the configuration, every `flushInterval`, and at each `flush`.
 ///
 /// The queue is written to disk before each upload. Events leave it when the service has accepted them or has
 /// refused them for good. After any other failure, the next upload waits for the timer or a `flush`, however
@@ -45,7 +45,7 @@ public:
     void openURL(const std::string& url, const Object& options) override;
     void close() override;
 
-    /// An address that imports whole events. Nothing is sent there.
+    /// The address of a service that imports whole events. The integration sends nothing there.
     static std::string apiURL();
 
 private:
@@ -60,7 +60,7 @@ private:
 
     void enqueueAction(std::string_view action, Object dictionary, const KIVSEGPayload& payload);
 
-    // All that follows runs on the queue.
+    // The functions below run on the queue.
     std::optional<std::string> getUserId() const;
     void saveUserId(const std::string& userId);
     void addTraits(const Object& traits);

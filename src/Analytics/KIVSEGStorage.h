@@ -26,7 +26,7 @@ public:
     virtual bool setData(std::string_view data, std::string_view key) = 0;
     virtual std::optional<std::string> dataForKey(std::string_view key) const = 0;
 
-    /// What a property list cannot carry is dropped or replaced, as encodeXmlPropertyList says.
+    /// Drops or replaces values that a property list cannot carry, as `encodeXmlPropertyList` says.
     virtual bool setDictionary(const kiv::json::object& dictionary, std::string_view key);
     virtual bool setArray(const kiv::json::array& array, std::string_view key);
     virtual bool setString(std::string_view string, std::string_view key);
@@ -36,7 +36,7 @@ public:
     kiv::json::value arrayForKey(std::string_view key) const { return plistForKey(key); }
     kiv::json::value stringForKey(std::string_view key) const { return plistForKey(key); }
 
-    /// Encrypts the stored bytes; null when they are stored as they are. To be set before the first use.
+    /// Encrypts the stored bytes; null when they are stored unencrypted. To be set before the first use.
     const std::shared_ptr<const KIVSEGCrypto>& crypto() const { return crypto_; }
     void setCrypto(std::shared_ptr<const KIVSEGCrypto> crypto) { crypto_ = std::move(crypto); }
 
@@ -46,7 +46,8 @@ protected:
     virtual kiv::json::value plistForKey(std::string_view key) const;
 
 private:
-    /// Stores the text of a property list. An empty text stands for a value that has no such form: false.
+    /// Stores `serialized`, the text of a property list. Returns false when it is empty, which stands for a
+    /// value that cannot be a property list.
     bool setPlist(const std::string& serialized, std::string_view key);
 
     std::shared_ptr<const KIVSEGCrypto> crypto_;

@@ -79,7 +79,7 @@ void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
     }
     if (resets == resets_) {
         state_ = setUp;
-    } // else a callback of this setup has shut the library down, and the state is what came of that
+    } // otherwise a callback of this setup has shut the library down, which has set the state
 }
 
 void KIVCoreInstance::setupInternal(const std::string& key, const KIVOptions& options) {
@@ -147,8 +147,8 @@ std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(
     return filledFlagsRepository(key);
 }
 
-/// The caller holds `fieldsLock_`. Flags may have been registered while the repository was not in use, and a
-/// shutdown empties it, so it takes what the shared one holds.
+/// The caller holds `fieldsLock_`. The key's repository takes all shared flags: it lacks those that were
+/// registered while it was not in use, and a shutdown empties it.
 const std::shared_ptr<KIVFeatureFlagsRepository>&
 KIVCoreInstance::filledFlagsRepository(const std::string& key) {
     auto& repository = flagsRepositoriesPerSDKKey_[key];
@@ -194,7 +194,8 @@ KIVCoreInstance::createClient(const std::shared_ptr<KIVDeviceProperties>& device
         return nullptr;
     }
     KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
-    // The key that the client works for decides whom it asks and whether documents are signed.
+    // The key that the client works for decides which built-in endpoints it uses and whether it checks
+    // signatures.
     const std::string& key = deviceProperties->appKey();
     const bool isUuidKey = kiv::isUuidForm(key);
     auto clientOptions = std::make_shared<KIVClientOptions>();
@@ -348,8 +349,8 @@ void KIVCoreInstance::addFlagIfNone(std::shared_ptr<KIVString> flag, const std::
     kiv::NotificationCenter::defaultCenter().post(KIVFlagAddedNotification, flag);
 }
 
-/// The caller holds `fieldsLock_`, under which a key's repository takes what the shared one holds: no flag is
-/// missed by both.
+/// The caller holds `fieldsLock_`. A key's repository takes the shared flags under the same lock, so it
+/// misses no flag.
 void KIVCoreInstance::takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name) {
     if (client_) {
         client_->featureFlagSetter()->prepare(*flag, name);

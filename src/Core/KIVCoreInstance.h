@@ -69,8 +69,8 @@ public:
 
     /// Adds a flag to the shared flags and to the current key's, and announces it once.
     void addFlag(std::shared_ptr<KIVString> flag, const std::string& name);
-    /// Does what `addFlag` does, unless there is a flag of that name: of two threads that read a new name at
-    /// once, both find the flag of the first.
+    /// Does what `addFlag` does, unless the shared flags have a flag of that name. When two threads read a
+    /// new name at once, both then find the flag of the first thread.
     void addFlagIfNone(std::shared_ptr<KIVString> flag, const std::string& name);
 
     /// Adds a flag to the current key's flags, or to the shared flags before setup, and announces it. `flag`
@@ -91,11 +91,12 @@ private:
     // the facade.
     std::shared_ptr<KIVDeviceProperties> takeDeviceProperties(const std::string& key,
                                                               const KIVOptions& options);
-    /// Those of the stored key, which need not have been set up in this process.
+    /// The device properties of the stored key, which need not have been set up in this process.
     std::shared_ptr<KIVDeviceProperties> devicePropertiesToServe(const std::string& storedKey,
                                                                  const KIVOptions& options);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
-    /// `deviceProperties` are those of the key to work for: the stored key, or else the key of the setup.
+    /// `deviceProperties` belong to the key that the client works for: the stored key, or else the key of the
+    /// setup.
     std::shared_ptr<KIVClient> createClient(const std::shared_ptr<KIVDeviceProperties>& deviceProperties,
                                             const std::optional<std::string>& storedKey,
                                             const KIVOptions& options);

@@ -126,7 +126,7 @@ void KIVClient::stop() {
 void KIVClient::setup() {
     parts_.deviceProperties->addInternalProperties();
     if (parts_.network->isStopped()) {
-        return; // an observer of these properties has shut down, or set up another key
+        return; // an observer of these properties has shut the library down, or set up another key
     }
     observe(KIVC_customPropertyAddedNotification, [this](const auto&) { debounceSendState(); });
     featureFlagSetter_->unfreezeFlagsWithLevel(KIVFreezeUntilUnfreeze);

@@ -87,8 +87,8 @@ public:
     /// Applies a configuration, unless it was made for another application.
     void recognizeJson(const KIVConfigurationDataResult::Document& json, bool loadedFromCache);
 
-    /// Both tell the service which flags and properties are registered, and return at once. The names differ
-    /// in the debug log only.
+    /// Both tell the service which flags and properties are registered, and return at once. They differ only
+    /// in the name that they write to the debug log.
     void sendState();
     void sendStateAfterRegistration();
 

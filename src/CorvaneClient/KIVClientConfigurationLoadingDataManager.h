@@ -16,9 +16,9 @@ class KIVClientConfigurationLoadingDataManager {
 public:
     using Document = KIVConfigurationDataResult::Document;
 
-    /// Reads the record, and the default document: the file "<appKey>.json" of the host's resource folder,
-    /// else the one at the given path. A default document that is missing, empty, larger than 64 MiB or no
-    /// JSON object counts as absent, and a debug line says why. `appVersionMonitor` may be null.
+    /// Reads the record, and the default document: the file "<appKey>.json" of the host's resource folder, or
+    /// else the file at `defaultConfigurationPath`. A default document that is missing, empty, larger than 64
+    /// MiB or no JSON object counts as absent, and a debug line says why. `appVersionMonitor` may be null.
     KIVClientConfigurationLoadingDataManager(const KIVDataPersistency& dataPersistency,
                                              std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor,
                                              const std::optional<std::string>& defaultConfigurationPath,

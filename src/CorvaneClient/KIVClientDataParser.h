@@ -27,7 +27,7 @@ class KIVClientDataParser : public KIVClientDataParserInterface {
 public:
     using Document = KIVConfigurationDataResult::Document;
 
-    /// `properties` are the device's; `data` is the payload, null for an empty one.
+    /// `properties` are the device's properties; `data` is the payload, or null for an empty payload.
     KIVClientDataParser(std::string distinctId, std::shared_ptr<const kiv::json::object> properties,
                         Document data);
 
@@ -37,8 +37,8 @@ public:
     std::vector<KIVTargetGroupModel> targetGroups() const override;
     std::optional<std::string> versionId() const override;
 
-    /// The "bundle" for this very device: that of the first entry of "bundles" that matches the device, else
-    /// the general one; null when there is neither. Valid as long as the payload.
+    /// The "bundle" of the first entry in "bundles" that matches the device; when none matches, the general
+    /// "bundle". Null when that bundle is missing. Valid as long as the payload.
     const kiv::json::value* tweakBundle() const;
 
     /// The first element of `bundles` whose "matcher" agrees with the device's properties in each of its

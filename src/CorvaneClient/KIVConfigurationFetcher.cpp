@@ -120,7 +120,7 @@ bool KIVConfigurationFetcher::shouldSkipFetch(const std::optional<std::string>& 
     const std::int64_t wait = std::min<std::int64_t>(kiv::readInteger(seconds.value_or("")), longestThrottle);
     const bool considersPush =
         featureFlagSetter_->experimentValueWithFlagName("kiv.internal.considerThrottleInPush") == "true";
-    // A fetch with any source at all counts as asked for by the push stream.
+    // Every fetch with a source counts as a fetch for the push stream.
     if (wait <= 0 || (fetchSource && !considersPush)) {
         return false;
     }
@@ -151,7 +151,8 @@ void KIVConfigurationFetcher::loadConfigurationFromURL(double timeout, bool save
     if (request->url.find(key) == std::string::npos) {
         KIV_DEBUG_LOG("KIVConfigurationFetcher: WARNING - URL does not contain the current SDK key: %@", key);
     }
-    // The next start is more patient when the process ends during this fetch; the answer resets that.
+    // When the process ends during this fetch, the next start is more patient; the answer sets the patience
+    // back to 0.
     const bool keepsState = fetcherType_ == productionType;
     if (keepsState && saveCheckpointState) {
         iterateNextStartLoadingState();

@@ -21,8 +21,8 @@ class KIVFeatureFlagsSetter;
 /// Where the result of a fetch comes from.
 enum class KIVConfigurationSource : int { store = 0, network = 1 };
 
-/// Obtains the configurations of one key: first the stored or embedded one, then the CDN's for this device,
-/// or the API's when the CDN has none. Callable from any thread.
+/// Obtains the configurations of one key: first the stored or embedded configuration, then the CDN's
+/// configuration for this device, or the API's when the CDN has none. Callable from any thread.
 class KIVConfigurationFetcher : public std::enable_shared_from_this<KIVConfigurationFetcher> {
 public:
     using Document = KIVConfigurationDataResult::Document;
@@ -44,15 +44,16 @@ public:
     /// The first call completes with the `cachedConfiguration`, if there is one, on this thread and before it
     /// returns. Every call, unless `storeOnly`, then asks the network and completes on the network session's
     /// queue; a fetch that the configuration's throttling leaves out does not complete. `fetchSource` is
-    /// nullopt for an ordinary fetch, and "push" for a fetch that the push stream asked for.
-    /// While a fetch for the push stream waits to start, further ones are left out: at most ten start in a
-    /// second. The answer of a fetch is neither stored nor part of the result once a later fetch has brought
-    /// a document.
+    /// nullopt for an ordinary fetch, and "push" for a fetch that the push stream asked for. While a fetch
+    /// for the push stream waits to start, further push fetches are left out; at most ten start in a second.
+    /// Once a later fetch has brought a document, the document of an earlier fetch is not stored, and the
+    /// result of that fetch has no configuration.
     void fetchConfiguration(bool storeOnly, const std::optional<std::string>& fetchSource,
                             Completion completionHandler);
 
-    /// Whether to leave a fetch out, by "kiv.internal.throttleFetchInSeconds" of the configuration in use. A
-    /// fetch that is not throttled starts a new throttling period. On the network session's queue only.
+    /// Whether "kiv.internal.throttleFetchInSeconds" of the configuration in use leaves the fetch out. A
+    /// fetch that is not throttled starts a new throttling period. To be called on the network session's
+    /// queue only.
     bool shouldSkipFetch(const std::optional<std::string>& fetchSource);
 
     /// The stored or the embedded configuration, verified. An error result when it does not verify; a result

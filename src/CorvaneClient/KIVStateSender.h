@@ -32,8 +32,8 @@ public:
                    std::shared_ptr<const KIVDeviceProperties> deviceProps, std::optional<std::string> sdkKey);
 
     /// Builds the state on this thread, which takes longer the more flags and properties are registered, and
-    /// returns without waiting for the network. `timeout` is the idle limit of the requests in seconds, 0 for
-    /// the usual one.
+    /// returns without waiting for the network. `timeout` is the idle limit of the requests in seconds; 0 for
+    /// the default limit.
     void sendState(double timeout) const { sendState(timeout, nullptr); }
 
     /// Posts `props` as the state, without asking the CDN first.
@@ -41,15 +41,17 @@ public:
         sendStateToApi(timeout, std::move(props), nullptr);
     }
 
-    /// Sends the state soon, from the network session's queue, and returns at once. One such send at a time
-    /// is under way; calls meanwhile ask for one more, which has all that is registered when it starts.
+    /// Sends the state soon, from the network session's queue, and returns at once. Only one of these sends
+    /// is under way at a time. All calls during a send lead to one more send, which starts afterwards and
+    /// reports all flags and properties that are registered by then.
     void sendStateSoon();
 
     /// Calls `send` on the main queue once `KIV_SetStateDebounceTime` has passed. Returns false and drops
-    /// `send` when an earlier one waits, or when the time of the last one has not passed yet.
+    /// `send` while an earlier `send` waits, until that time has passed since the last accepted call, and
+    /// after `stop`.
     bool debounceSendState(std::function<void()> send);
 
-    /// Drops a debounced send that waits, and takes no more.
+    /// Drops a debounced send that waits, and accepts no further debounced sends.
     void stop();
 
 private:
@@ -67,13 +69,13 @@ private:
     const std::shared_ptr<const KIVDeviceProperties> deviceProperties_;
     const std::shared_ptr<const KIVNetwork> network_;
     const std::optional<std::string> dedicatedSDKKey_;
-    std::mutex sendLock_;        ///< for the next two
+    std::mutex sendLock_;        ///< for the two fields below
     bool isSending_ = false;     ///< a send waits to be built, or for its answer
-    bool isSendWaiting_ = false; ///< one more was asked for meanwhile
+    bool isSendWaiting_ = false; ///< another send was asked for meanwhile
     std::mutex debounceLock_;    ///< for the fields below
     bool isStopped_ = false;
     bool isDebouncing_ = false; ///< the timer runs
     std::chrono::steady_clock::time_point
-        cancelUntil_; ///< end of the present period: no debounced send is taken before
+        cancelUntil_; ///< `debounceSendState` accepts no send before this time
     kiv::Timer debounceTimer_;
 };

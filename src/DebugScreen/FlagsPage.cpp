@@ -162,8 +162,8 @@ FlagsPageTab* FlagsPage::knownTab(std::string_view id) {
     return &tabs_.front().content;
 }
 
-/// Drops the tab that was used longest ago when there are too many, as closed tabs do not report it. A
-/// dropped tab that is still open is told to load anew.
+/// Makes a tab. When there are `mostTabs` already, drops the tab that was used longest ago, because closed
+/// tabs do not report that they closed. A dropped tab that is still open is told to load anew.
 FlagsPageTab& FlagsPage::newTab(std::string_view id) {
     if (tabs_.size() == mostTabs) {
         tabs_.pop_back();

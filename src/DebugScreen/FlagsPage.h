@@ -13,8 +13,8 @@
 
 namespace kiv {
 
-/// Answers the requests of a browser for the page that presents a model. The path of each begins with the
-/// secret token; a request without it learns nothing. Used on the page's thread, except for `setPort` and
+/// Answers the requests of a browser for the page that presents a model. The path of each request begins with
+/// the secret token; a request without it learns nothing. Used on the page's thread, except for `setPort` and
 /// `address`.
 class FlagsPage {
 public:
@@ -34,8 +34,8 @@ public:
     /// The headers that every answer carries.
     static HttpHeaders headers();
 
-    /// The refusal of a call that is not allowed to ask for anything, the same for all such calls; nullopt
-    /// for a call that is allowed. Does not look at the body.
+    /// nullopt for a call that is allowed; otherwise the refusal, the same answer for every refused call.
+    /// Does not look at the body.
     std::optional<HttpAnswer> turnAway(const HttpCall& call) const;
 
     /// The answer to a call that is allowed; otherwise the refusal of `turnAway`.

@@ -34,7 +34,8 @@ public:
     /// Empty when the tab was told of no such row, or the row has no button.
     json::object choices(std::string_view name);
 
-    /// Each is false, without effect, when the tab was told of no such row, or the row has no such action.
+    /// Perform an action of the flag's row. Return false, without effect, when the tab was told of no such
+    /// row, or the row has no such action.
     bool toggle(std::string_view name, bool isOn);
     bool choose(std::string_view name, std::string_view title);
     bool reset(std::string_view name);

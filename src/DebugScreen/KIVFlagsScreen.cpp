@@ -37,7 +37,7 @@ std::string newSecret() {
 /// Serves the page, from `start` to `end`. The thread that serves keeps this object alive.
 class KIVFlagsScreen::Server : public std::enable_shared_from_this<KIVFlagsScreen::Server> {
 public:
-    /// Listens from here on. Throws `kiv::CannotListen`.
+    /// Starts to listen. Throws `kiv::CannotListen`.
     Server(std::shared_ptr<const KIVFlagsViewController> presented, std::string token)
         : page_(std::move(presented), std::move(token)),
           http_(std::make_unique<kiv::HttpServer>(
@@ -63,8 +63,9 @@ public:
             50ms);
     }
 
-    /// No request is answered after this has returned. It waits for the answer that is being made, but not
-    /// for long: that answer may be waiting for a callback of the application, and the callback for this.
+    /// Ends the server, which then takes no more requests. Waits 200 milliseconds at most for an answer that
+    /// is being made, because that answer may wait for a callback of the application, and the callback for
+    /// this function.
     void end() {
         constexpr auto patience = 200ms;
         redirect_.reset();
@@ -106,7 +107,8 @@ private:
         finish();
     }
 
-    /// Serves on a new thread, as this one is being ended by a callback. The browser asks again.
+    /// Goes on serving on a new thread, because a callback is ending the present thread. The browser asks
+    /// again.
     void goOnElsewhere() noexcept {
         try {
             if (!std::exchange(hasTold_, true)) {

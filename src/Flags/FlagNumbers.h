@@ -5,14 +5,14 @@
 
 namespace kiv {
 
-/// Reads the numbers of flags from configured texts. A text that is no number of the form asked for gives the
+/// Reads the numbers of flags from configured texts. A text in another form than the function reads gives the
 /// default.
 
-/// "7" and "7.0" give 7; "7.5", "abc" and "0.0" give the default's integer reading.
+/// "7" and "7.0" give 7; "7.5", "abc" and "0.0" give `defaultValue`, read as an integer.
 std::int64_t parseInt(std::string_view text, std::string_view defaultValue);
 
-/// A text of another format gives the default's double reading, and so does a text other than "0" that reads
-/// as zero ("0.0").
+/// A text that fails `checkDoubleFormat`, and a zero that is not written "0" (for example "0.0"), give
+/// `defaultValue`, read as a double.
 double parseDouble(std::string_view text, std::string_view defaultValue);
 
 /// An optional minus, digits and an optional fraction: no exponent, no plus sign, no space around.

@@ -31,7 +31,7 @@ std::shared_ptr<KIVString> KIVDynamicAPI::flagNamed(KIVNullableString name, Make
     if (!flag) {
         auto made = make();
         addFlag_(made, name.string());
-        flag = findFlag_(name.view()); // another thread's, when that was first
+        flag = findFlag_(name.view()); // the flag of another thread, when that thread was first
         return flag ? flag : made;
     }
     return flag;

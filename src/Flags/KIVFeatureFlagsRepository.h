@@ -19,15 +19,15 @@ public:
 
     KIVFeatureFlagsRepository() = default;
 
-    /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default one,
-    /// puts it in place of any flag of that name, and announces it.
+    /// Names the flag if it has no name, gives it the repository's freeze level if it uses the default level,
+    /// replaces any flag of that name, and announces the flag.
     void addFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
     /// Does what `addFeature` does, without the announcement.
     void takeFeature(std::shared_ptr<KIVString> flag, const std::string& name);
 
-    /// Adds the flags of `other` whose names this repository lacks, and names again those flags of its own
-    /// that have lost their names. Announces nothing, and changes no freeze level.
+    /// Adds the flags of `other` whose names this repository lacks, and gives its own flags that have lost
+    /// their names these names back. Announces nothing, and changes no freeze level.
     void takeAll(const KIVFeatureFlagsRepository& other);
 
     /// The flag of that full name, or null.
@@ -48,8 +48,8 @@ public:
     /// Sets the repository's level, also on every flag that uses the default level.
     void setFreezeLevel(unsigned level);
 
-    /// For another setup: `setFreezeLevel`, but a flag that uses the default level and was not frozen for
-    /// good is thawed in the same step, so that it does not keep a former document's value under a lower
+    /// For another setup: sets the level as `setFreezeLevel` does, and in the same step thaws each flag whose
+    /// level was not `KIVFreezeForever`. Otherwise a flag could keep a former document's value under a lower
     /// level.
     void renewFreezeLevel(unsigned level);
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Says whether impressions go to the analytics client.
+/// The flag that says whether impressions go to the analytics client.
 constexpr std::string_view analyticsFlag = "kiv.internal.analytics";
 
 KIVImpressionReporter impressionReporterFor(const KIVFeatureFlagsSetter::Parts& parts) {

@@ -87,8 +87,8 @@ public:
     void shutdown();
 
 private:
-    /// The applied experiments. The experiment that each impression asks for is found once and kept beside
-    /// them.
+    /// The applied experiments. `analytics` is the experiment that every impression consults; it is looked up
+    /// once for each configuration.
     struct Applied {
         std::shared_ptr<const KIVExperiments> experiments;
         const KIVExperimentModel* analytics = nullptr;

@@ -16,8 +16,8 @@ class KIVFlagValueSource : public KivxFlagValueSource {
 public:
     explicit KIVFlagValueSource(std::weak_ptr<const KIVFeatureFlagsRepository> flagsRepository);
 
-    /// Sets the source of flags that are not registered. It comes after the construction because the parser
-    /// needs its operators, and with them this source, before the setter is made.
+    /// Sets the setter, which gives the values of flags that are not registered. It is no parameter of the
+    /// constructor, because the parser needs this source before the setter is made.
     void setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFlagsSetter> setter);
 
     std::optional<std::string> valueOfFlag(std::string_view name,

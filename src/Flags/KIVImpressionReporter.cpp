@@ -13,9 +13,9 @@ namespace {
 
 constexpr std::string_view distinctIdProperty = "kiv.distinct_id";
 
-/// Marks, for its lifetime, that this thread runs a callback of the application. It converts to false when
-/// the thread ran that callback already: a callback that reads flags makes impressions, and reporting them
-/// would call it again without end.
+/// Marks, for its lifetime, that this thread runs a callback of the application. Converts to false when the
+/// thread was already running that callback: a callback that reads flags makes impressions, and reporting
+/// them would call the callback again without end.
 class Entered {
 public:
     explicit Entered(bool& inside) : inside_(inside), first_(!std::exchange(inside, true)) {}

@@ -33,13 +33,13 @@ public:
     bool hasHandler() const { return static_cast<bool>(parts_.impressionHandler); }
 
     /// Calls the application's handler, if there is one. `targeting` says whether the flag has an experiment.
-    /// An impression that the handler causes by reading a flag itself is logged and not handed to it. What
-    /// the handler throws goes to the unhandled-error handler.
+    /// When the handler itself reads a flag, it does not receive that impression; the debug log says so. An
+    /// exception of the handler goes to the unhandled-error handler.
     void callHandler(const KIVFlagImpression& impression, bool targeting) const;
 
-    /// Hands the impression to the analytics client, if there is one. `experiment` is the flag's, and may be
-    /// null; its stickiness property says who the user is. An impression that a computed property of that
-    /// name causes by reading a flag makes no event.
+    /// Hands the impression to the analytics client, if there is one. `experiment` is the flag's experiment,
+    /// or null; its stickiness property identifies the user. When that property is computed and reads a flag,
+    /// the impression of that read makes no event.
     void sendEvent(const KIVFlagImpression& impression, const KIVExperimentModel* experiment) const;
 
 private:

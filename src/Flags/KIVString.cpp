@@ -47,8 +47,8 @@ struct KIVString::State {
     unsigned freezeLevel = KIVFreezeNever;
     bool isUsingDefaultFreezeLevel = false;
     bool isFreezed = false;
-    std::thread::id freezer; ///< the thread that evaluates the value to freeze with; none once it is there
-    std::string value;       ///< the last value; kept for flags that can freeze only, as only they use it
+    std::thread::id freezer; ///< the thread that evaluates the value to freeze with, while it does
+    std::string value;       ///< the last value, kept only for flags that can freeze
     std::optional<std::string> forcedValue;
     std::shared_ptr<KIVFlagsOverrides> overrides;
     std::shared_ptr<const KivxParser> parser;
@@ -136,7 +136,7 @@ std::string KIVString::originalValue() const {
     return getStringValue(&context);
 }
 
-/// Thaws a flag again when the evaluation of the value to freeze with does not come to its end.
+/// Thaws the flag again when something cuts the evaluation of the value to freeze with short.
 class KIVString::FreezeGuard {
 public:
     FreezeGuard(const KIVString& flag, bool freezes) : flag_(freezes ? &flag : nullptr) {}
@@ -271,7 +271,7 @@ void KIVString::setFreezeLevel(unsigned level) {
     });
 }
 
-/// One change of the state, so that no read freezes the flag between the thaw and the new level.
+/// Thaws the flag and sets the level in one change of the state, so that no read freezes the flag in between.
 void KIVString::renewFreezeLevel(unsigned level) {
     change([&](State& next) {
         if (next.freezeLevel != KIVFreezeForever) {

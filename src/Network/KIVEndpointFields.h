@@ -13,7 +13,7 @@ struct KIVEndpointField {
     std::optional<std::string> KIVNetworkConfigurationsOptions::*url;
 };
 
-/// All six, in the order of the members.
+/// All six endpoints, in the order of the members of `KIVNetworkConfigurationsOptions`.
 inline constexpr KIVEndpointField KIVEndpointFields[] = {
     {"getConfigApiEndpoint", &KIVNetworkConfigurationsOptions::getConfigApiEndpoint},
     {"getConfigCloudEndpoint", &KIVNetworkConfigurationsOptions::getConfigCloudEndpoint},

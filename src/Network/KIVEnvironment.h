@@ -8,8 +8,8 @@
 /// The endpoints that one client works with. Immutable. A missing endpoint switches its feature off.
 class KIVEnvironment {
 public:
-    /// Takes the deployment's endpoints, each without one trailing slash. Without a deployment, copies
-    /// `legacyNetworkConfigurations` as they stand.
+    /// Takes the endpoints of `networkConfigurations`, and cuts one slash off the end of each. When it is
+    /// nullopt, copies `legacyNetworkConfigurations` unchanged.
     explicit KIVEnvironment(const std::optional<KIVNetworkConfigurationsOptions>& networkConfigurations);
 
     const std::optional<std::string>& getConfigCdnUrl() const { return endpoints_.getConfigCloudEndpoint; }
@@ -28,7 +28,7 @@ public:
     /// write them before its first call of `KIVCore`. Made at the first call and never destroyed, so that no
     /// order of static objects matters.
     static KIVNetworkConfigurationsOptions& legacyNetworkConfigurations();
-    /// The same for keys in the form of a UUID.
+    /// The built-in endpoints for keys in the form of a UUID; otherwise like `legacyNetworkConfigurations`.
     static KIVNetworkConfigurationsOptions& platformNetworkConfigurations();
 
 private:

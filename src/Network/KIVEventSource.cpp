@@ -10,8 +10,7 @@
 
 namespace {
 
-/// Bytes of a stream that may have arrived and not reached its listeners yet. A stream that exceeds them
-/// fails.
+/// At most this many bytes of a stream may wait for its listeners; a stream with more fails.
 constexpr std::size_t maxWaitingBytes = 16U << 20;
 
 kiv::TransportError listenersTooSlow() {
@@ -175,7 +174,7 @@ void KIVEventSource::didCompleteWithError(const std::optional<kiv::TransportErro
 }
 
 void KIVEventSource::didReceiveData(const SharedStream& stream, std::string_view bytes) {
-    // Each step takes the source anew: a callback of the step before may have closed or released it.
+    // Each step takes the source anew: a callback of the step before may have closed or released the source.
     if (openSource(stream)) {
         stream->buffer.append(bytes);
     }
@@ -248,7 +247,7 @@ KIVEventSource::Identifier KIVEventSource::addListenerForEvent(std::string event
 }
 
 void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
-    std::shared_ptr<Listener> removed; // destroyed without the lock: that may run code of the application
+    std::shared_ptr<Listener> removed; // destroyed after the unlock: that may run the application's code
     const std::lock_guard lock(lock_);
     for (auto& [event, listeners] : listenersKeyedByEvent_) {
         const auto found = std::find_if(listeners.begin(), listeners.end(), [&](const auto& listener) {
@@ -264,7 +263,7 @@ void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
 }
 
 void KIVEventSource::removeAllListenersForEvent(std::string_view event) {
-    Listeners removed; // destroyed without the lock, too
+    Listeners removed; // destroyed after the unlock, too
     const std::lock_guard lock(lock_);
     const auto found = listenersKeyedByEvent_.find(std::string(event));
     if (found != listenersKeyedByEvent_.end()) {

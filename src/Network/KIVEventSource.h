@@ -18,7 +18,8 @@
 
 class KIVEventSource;
 
-/// Is told of a source's events and changes of state, on the source's queue. Exceptions are dropped.
+/// Receives a source's events and changes of state, on the source's queue. The source drops exceptions that
+/// the delegate throws.
 class KIVEventSourceDelegate {
 public:
     virtual ~KIVEventSourceDelegate() = default;
@@ -31,18 +32,19 @@ public:
     virtual void eventSourceDidClose(KIVEventSource&) {}
 };
 
-/// Listens to a stream of server-sent events. A stream that fails or ends stays so until `open` is called.
+/// Listens to a stream of server-sent events. The source does not reopen a stream that fails or ends; `open`
+/// does.
 ///
-/// Held by a shared pointer; releasing the last one ends the stream. Callable from any thread, also from its
-/// own callbacks, which may release it too. Listeners and delegate are called one after the other on the
-/// source's serial queue, with no lock held. Once the source is closed or released, no further listener is
-/// called; a listener that is running at that moment runs to its end.
+/// A shared pointer owns the source; releasing the last one ends the stream. Callable from any thread, also
+/// from the source's own callbacks, which may release the source too. Listeners and delegate are called one
+/// after the other on the source's serial queue, with no lock held. Once the source is closed or released, no
+/// further listener is called; a listener that is running at that moment runs to its end.
 class KIVEventSource : public std::enable_shared_from_this<KIVEventSource> {
 public:
     enum class State : int { connecting = 0, open = 1, closed = 2, closing = 3, failed = 4 };
     using OpenStream =
         std::function<std::shared_ptr<kiv::HttpTask>(kiv::HttpRequest, kiv::HttpStreamHandlers)>;
-    /// Called for each event; `error` is nullopt. Exceptions are dropped.
+    /// Called for each event; `error` is nullopt. The source drops exceptions of the handler.
     using EventHandler =
         std::function<void(const KIVServerSentEvent& event, const std::optional<kiv::TransportError>& error)>;
     using Identifier = std::size_t;
@@ -64,8 +66,8 @@ public:
     bool isClosed() const { return state() == State::closed; }
     bool isClosing() const { return state() == State::closing; }
 
-    /// Opens the stream, or opens it again after it has failed. Has no effect while it is connecting or open,
-    /// and after `close`.
+    /// Opens the stream, or opens it again after it has failed. Has no effect while the stream is connecting
+    /// or open, and after `close`.
     void open();
     /// Ends the stream for good.
     void close();
@@ -87,7 +89,8 @@ private:
     struct Stream;
     using SharedStream = std::shared_ptr<Stream>;
 
-    // Work on the queue. It does nothing when the source is gone or has another stream by then.
+    // These run work for `stream` on the queue. The work has no effect once the source is gone or has another
+    // stream.
     static void enqueue(const SharedStream& stream, std::function<void(KIVEventSource& source)> work);
     static void didReceiveData(const SharedStream& stream, std::string_view bytes);
     static void announce(const SharedStream& stream, const KIVServerSentEvent& event);
@@ -102,7 +105,7 @@ private:
 
     SharedStream presentStream() const;
     Listeners listenersForEvent(const KIVServerSentEvent& event) const;
-    /// False, without effect, when the state is none of `from`.
+    /// Changes the state to `to`. Returns false, without effect, when the present state is not among `from`.
     bool transition(std::initializer_list<State> from, State to);
     void tellDelegate(const std::function<void(KIVEventSourceDelegate& delegate)>& tell);
 
@@ -111,7 +114,7 @@ private:
     kiv::SerialQueue queue_;
     mutable std::mutex lock_; ///< guards the members below; not held during callbacks
     State state_ = State::connecting;
-    SharedStream stream_; ///< the latest; null before the first `open`
+    SharedStream stream_; ///< the latest stream; null before the first `open`
     std::unordered_map<std::string, Listeners> listenersKeyedByEvent_;
     std::weak_ptr<KIVEventSourceDelegate> delegate_;
 };

@@ -6,7 +6,8 @@
 #include "Platform/Text/Text.h"
 
 void KIVEventStreamBuffer::append(std::string_view bytes) {
-    // Consumed bytes are erased once they are the larger part: so no more bytes are moved than are consumed.
+    // Erases the consumed bytes only when they are more than half, so that erasing moves fewer bytes than it
+    // frees.
     if (begin_ > bytes_.size() / 2) {
         bytes_.erase(0, begin_);
         searched_ -= begin_;

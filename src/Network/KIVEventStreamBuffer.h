@@ -13,8 +13,9 @@ class KIVEventStreamBuffer {
 public:
     void append(std::string_view bytes);
 
-    /// Takes the next event. nullopt when it has not arrived whole, when its block is empty (the next call
-    /// goes on behind it), and when it is too large: `error` is then set, and only `clear` may follow.
+    /// Takes the next event. nullopt when the event has not arrived whole, and when its block is empty; the
+    /// next call then goes on after that block. nullopt with `error` set when the event is too large; only
+    /// `clear` may follow.
     std::optional<KIVServerSentEvent> nextEvent(std::optional<kiv::TransportError>& error);
 
     void clear() { *this = {}; }
@@ -23,7 +24,7 @@ private:
     std::optional<std::string_view> nextBlock();
 
     std::string bytes_;
-    std::size_t begin_ = 0;    ///< where the bytes begin that are not consumed
-    bool isAtStart_ = true;    ///< of the stream, where a byte order mark may stand
+    std::size_t begin_ = 0;    ///< position of the first byte that is not consumed yet
+    bool isAtStart_ = true;    ///< the next block may begin with a byte order mark
     std::size_t searched_ = 0; ///< no event ends before this position
 };

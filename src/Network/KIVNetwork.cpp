@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A parsed payload together with the memory that all its values stand in, which is released as one.
+/// A parsed payload and the memory of all its values, which is released in one piece.
 struct Payload {
     explicit Payload(std::size_t bytesOfText) : memory(bytesOfText) {}
 
@@ -47,7 +47,7 @@ std::optional<std::string> transferParamsToJsonStream(const kiv::json::object& p
     return kiv::prettyJson(parameters);
 }
 
-/// nullopt when no body can be made of the parameters.
+/// The request; nullopt when no body can be made of the parameters.
 std::optional<kiv::HttpRequest> requestOf(const KIVHttpRequestData& data, double timeout,
                                           bool useDefaultCachePolicy) {
     kiv::HttpRequest request{

@@ -30,7 +30,7 @@ inline constexpr const char* KIVNetwork_timeout = "KIVNetwork_timeout";
 inline constexpr const char* KIVNetwork_jsonParsing = "KIVNetwork_jsonParsing";
 inline constexpr const char* KIVNetwork_signatureWasNotVerified = "KIVNetwork_signatureWasNotVerified";
 inline constexpr const char* KIVNetwork_emptyResult = "KIVNetwork_emptyResult";
-/// A name that no error has.
+/// No error uses this name.
 inline constexpr const char* KIVNetwork_exceptionInsideAsyncNetworkRequest =
     "KIVNetwork_exceptionInsideAsyncNetworkRequest";
 
@@ -41,8 +41,8 @@ public:
     using JsonCompletion =
         std::function<void(const KIVConfigurationDataResult::Document& json, KIVNetworkError error)>;
 
-    /// Reads here whether the options ask for signatures to be checked, and their certificate at each check.
-    /// Neither pointer may be null.
+    /// The constructor reads from `clientOptions` whether to check signatures; each check reads the
+    /// certificate. Neither pointer may be null.
     KIVNetwork(std::shared_ptr<const KIVClientOptions> clientOptions,
                std::shared_ptr<const KIVURLSession> urlSession);
     virtual ~KIVNetwork() = default;
@@ -53,8 +53,9 @@ public:
     /// `notFound`; no other status is an error. `timeout` is the idle limit in seconds; 0 stands for
     /// `KIVNetworkUtils_defaultRequestTimeout`. Returns at once. The completion is called once, on the
     /// session's queue; it is not called when no body can be made of the parameters, and once the session is
-    /// invalid. What it throws is logged. With `doNotReport404`, `reportNetworkError` is not called for
-    /// `notFound`. With `useDefaultCachePolicy`, caches on the way may answer.
+    /// invalid. The debug log reports an exception that it throws. With `doNotReport404`,
+    /// `reportNetworkError` is not called for `notFound`. With `useDefaultCachePolicy`, caches on the way may
+    /// answer.
     void getJsonFromURL(const KIVHttpRequestData& requestData, double timeout,
                         JsonCompletion completionHandler, bool doNotReport404,
                         bool useDefaultCachePolicy) const;
@@ -63,9 +64,9 @@ public:
     void stop() { urlSession_->invalidateAndCancel(); }
     bool isStopped() const { return urlSession_->isInvalid(); }
 
-    /// The payload of an envelope, an object without nulls. Verifies its signature first, unless the options
-    /// disable that. Null on failure: `error`, when given, is then `signatureWasNotVerified` or, for a
-    /// payload that is missing or no JSON object, `jsonParsing`. The log names `url` as the envelope's
+    /// The payload of an envelope, an object without nulls. Verifies the envelope's signature first, unless
+    /// the options disable that. Null on failure: `error`, when given, is then `signatureWasNotVerified` or,
+    /// for a payload that is missing or no JSON object, `jsonParsing`. The log names `url` as the envelope's
     /// origin.
     KIVConfigurationDataResult::Document extractInnerJson(const kiv::json::value& envelope,
                                                           std::string_view url, KIVNetworkError* error) const;
@@ -73,7 +74,8 @@ public:
     /// The error's name; nullopt for `none` and for numbers that are no error.
     static std::optional<std::string> networkErrorString(KIVNetworkError error);
 
-    /// Called for every failure, on the thread where it happened. Does nothing; a subclass may.
+    /// Called for every failure, on the thread where it happened. Does nothing here; a subclass may override
+    /// it.
     virtual void reportNetworkError(KIVNetworkError error, std::string_view url,
                                     std::string_view details) const;
 

@@ -13,7 +13,7 @@ constexpr const char* antiCacheParameter = "canticache";
 
 std::uint32_t antiCacheValue() { return std::random_device()(); }
 
-/// Percent-encodes every character that is not unreserved (RFC 3986, section 2.3).
+/// Percent-encodes every byte except letters, digits and "-._~".
 void appendEncoded(std::string& url, std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";

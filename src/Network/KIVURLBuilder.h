@@ -23,14 +23,14 @@ public:
     std::optional<KIVHttpRequestData> createNetworkCacheURL(const Properties& properties) const;
     std::string getNetworkCacheURL(const Properties& properties) const;
 
-    /// Asks the API for the same, and tells it all properties.
+    /// Asks the API for the configuration of this device and application, and sends it all properties.
     std::optional<KIVHttpRequestData> createRequestConfigurationURL(const Properties& properties) const;
 
     /// Asks the state CDN whether the service knows the state with this hash.
     std::optional<KIVHttpRequestData> createNetworkStateCacheURL(const Properties& properties) const;
     std::string getNetworkStateCacheURL(const Properties& properties) const;
 
-    /// Tells the state API the state. The parameters end before the first property that is missing.
+    /// Sends the state to the state API. The parameters end before the first property that is missing.
     std::optional<KIVHttpRequestData> createNetworkStateApiURL(const Properties& properties) const;
 
 private:

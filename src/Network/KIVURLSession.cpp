@@ -10,7 +10,7 @@ void KIVURLSession::sendRequestWrapper(kiv::HttpRequest request, Completion comp
     std::erase_if(state_->tasks, [](const auto& task) { return task.expired(); });
     auto completion = [state = state_, queue = delegateQueue_,
                        completionHandler = std::move(completionHandler)](kiv::HttpResponse response) mutable {
-        // Tasks of a queue are copied, and a response may be large.
+        // The queue copies its tasks, so the task shares the response, which may be large.
         queue.post([state, completionHandler = std::move(completionHandler),
                     kept = std::make_shared<kiv::HttpResponse>(std::move(response))] {
             if (!state->isInvalid) {

@@ -30,7 +30,7 @@ private:
     struct State {
         std::atomic<bool> isInvalid{false};
         std::mutex lock;
-        std::vector<std::weak_ptr<kiv::HttpTask>> tasks; ///< those under way, and some that have ended
+        std::vector<std::weak_ptr<kiv::HttpTask>> tasks; ///< all tasks under way, and some that have ended
     };
 
     const std::shared_ptr<State> state_ = std::make_shared<State>();

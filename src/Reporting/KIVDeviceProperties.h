@@ -49,7 +49,7 @@ public:
     const std::string& distinctId() const { return distinctId_; }
     /// The environment variable KIV_DEV_MODE_SECRET; nullopt when it is not set.
     const std::optional<std::string>& devModeSecret() const { return devModeSecret_; }
-    /// The version that a wrapper in another language gives of itself; empty when there is no wrapper.
+    /// The version of a wrapper in another language; empty when there is no wrapper.
     const std::string& swiftVersion() const { return swiftVersion_; }
     const std::string& platformVersion() const { return platformVersion_; }
     const std::string& languageVersion() const { return languageVersion_; }
@@ -62,7 +62,8 @@ public:
     /// The hash that names this device's configuration on the CDN.
     std::string buid() const { return fact(KIVC_DEVICE_PROPERTIES_BUID); }
 
-    /// The hash for any application that sets up this version of the library with that key and certificate.
+    /// The `buid` of every application that sets up this version of the library with `sdkKey` and
+    /// `customSigningCertificate`.
     static std::string buidFor(const std::string& sdkKey,
                                const std::optional<std::string>& customSigningCertificate);
 

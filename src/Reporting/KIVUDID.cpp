@@ -58,8 +58,9 @@ bool KIVUDID::archiveProperties() {
     if (kiv::createFile(path_, archive()) || takeStoredAt(path_)) {
         return true;
     }
-    // The file is damaged. Of several processes that replace it, the first to create a file beside it wins:
-    // the others take its identifier from there. A process that comes later finds the file mended.
+    // The file is damaged. Of several processes that replace it, the first to create the file `claim` wins,
+    // and the others take the identifier from `claim`. A process that comes later finds the damaged file
+    // replaced.
     const std::string claim = path_ + ".new";
     if (!kiv::createFile(claim, archive())) {
         takeStoredAt(claim);

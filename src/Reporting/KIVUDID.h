@@ -30,7 +30,7 @@ private:
     /// Writes the identifier, or takes the identifier that another process has written meanwhile.
     bool archiveProperties();
     std::string archive() const;
-    /// Takes the identifier of that file, and returns whether there is one.
+    /// Takes the identifier that the file at `path` holds; returns false when it holds none.
     bool takeStoredAt(const std::string& path);
 
     const std::string path_;
