@@ -44,7 +44,7 @@ std::string textOfFile(const std::string& path);
 /// callback, which computes the value whenever an expression asks.
 void describeCustomer();
 
-/// Tells the library about the application: its version, its folder and where to log. To be called before the
+/// Tells the library about the application: its version, its folder and where to log. Call this before the
 /// first call of `KIVCore`.
 void configureHost(const Paths& paths, Heard& heard);
 
@@ -93,8 +93,8 @@ struct LiveRun {
     std::string service; ///< URL of the service
     Paths paths;
     bool expectsStored = false; ///< whether an earlier start stored a document
-    std::string editedFile; ///< the payload that is edited meanwhile; empty: the run ends before any edit
-    bool stays = false; ///< run until Ctrl-C, and present the flags screen
+    std::string editedFile;     ///< the payload file to be edited; empty: the run ends without an edit
+    bool stays = false;         ///< run until Ctrl-C, and present the flags screen
 };
 
 /// The part with a service: shows which document is in use, and what happens when the payload is edited.

@@ -49,7 +49,7 @@ public:
     }
     std::optional<std::string_view> nextElement() { return nextToken(); }
 
-    /// The same; this call and later ones use another set of delimiters.
+    /// The next token; this call and later calls use the delimiters in `delimiters`.
     std::optional<std::string_view> nextToken(const KIVDelimiterSet* delimiters) {
         delimiters_ = delimiters;
         return nextToken();
@@ -82,8 +82,8 @@ private:
         return {text_.data() + start, position_ - start};
     }
 
-    /// The position of the first delimiter at or after `from`, the size of the text when there is none. With
-    /// `delimiter` false: of the first character that is not a delimiter.
+    /// The position of the first delimiter at or after `from`; with `delimiter` false, of the first other
+    /// character. The size of the text when there is none.
     std::size_t find(bool delimiter, std::size_t from) const {
         const char* at = text_.data() + from;
         const char* const end = text_.data() + text_.size();

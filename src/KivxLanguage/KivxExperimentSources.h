@@ -27,7 +27,8 @@ public:
     virtual ~KivxFlagValueSource() = default;
 
     /// The value that a read of the registered flag with this context gives. When no flag of that name is
-    /// registered: the value that the configuration gives for the name, nothing when it gives none.
+    /// registered, the value that the configuration gives for the name; nothing when the configuration gives
+    /// none.
     virtual std::optional<std::string> valueOfFlag(std::string_view name,
                                                    const EvaluationContext& context) const = 0;
 };

@@ -52,7 +52,7 @@ public:
         return index == freeSlot ? nullptr : &operators_[index];
     }
 
-    /// In the order in which the operators were added.
+    /// The names, in the order in which the operators were added.
     std::vector<std::string> names() const {
         std::vector<std::string> names;
         for (const Operator& each : operators_) {

@@ -37,11 +37,11 @@ struct KivxParser::Evaluation {
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
-    /// Throws when the same evaluation is under way already, when this one is nested too deeply, or when the
-    /// outermost one has started too many.
+    /// Throws when the same evaluation is under way already, when this evaluation is nested too deeply, or
+    /// when the outermost evaluation has started too many others.
     void refuseEndless() const;
 
-    /// Tells the trace, if there is one.
+    /// Tells the trace, if there is one, why the evaluation fails.
     void failed(const std::string& reason) const {
         if (trace) {
             trace->failed(step, position, reason);
@@ -60,7 +60,8 @@ struct KivxParser::Evaluation {
     Evaluation* const outermost; ///< the evaluation itself when it is the outermost
     const unsigned depth;        ///< evaluations inside one another, this one included
 
-    // The outermost evaluation counts for itself and all evaluations inside it; theirs stay unused.
+    // The outermost evaluation counts for itself and all evaluations inside it; inner evaluations do not use
+    // these two.
     unsigned total = 0; ///< evaluations started, the outermost included
     KivxAccount account;
 
@@ -168,7 +169,7 @@ void KivxParser::tellFailure(Evaluation& running, const std::exception_ptr& caug
 }
 
 /// Walks the tokens from the last to the first and returns the value on top of the stack; `none` when a token
-/// is an unknown word.
+/// is an unknown word. In debug mode an unknown word throws.
 KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& context) const {
     // Each line holds the whole stack, so an evaluation stops logging after about this many bytes.
     constexpr std::size_t mostLogged = std::size_t{1} << 20;

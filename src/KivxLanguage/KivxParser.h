@@ -24,15 +24,16 @@ struct KivxNode;
 ///
 /// Operators are added before other threads know the parser; after that, any thread may evaluate. An
 /// evaluation does not throw. Evaluations may nest, because an operator or a callback may start another one;
-/// an evaluation fails when it depends on itself, when it is nested too deeply, or when the outermost one has
-/// started too many.
+/// an evaluation fails when it depends on itself, when it is nested too deeply, or when the outermost
+/// evaluation has started too many others.
 class KivxParser {
 public:
     /// A parser with the operators of `KivxBaseOperators`, `KivxValueCompareExtensions` and
     /// `KivxRegularExpressionExtensions`.
     KivxParser();
 
-    /// The same; exceptions of the application's callbacks go to the invoker, which may be null.
+    /// A parser with the same operators. Exceptions of the application's callbacks go to the invoker, which
+    /// may be null.
     explicit KivxParser(std::shared_ptr<KIVUserspaceUnhandledErrorInvoker> errorInvoker);
 
     KivxParser(const KivxParser&) = delete;
@@ -41,7 +42,7 @@ public:
     /// Adds an operator; replaces a present operator of that name.
     void setOperator(std::string_view name, KivxOperatorHandler handler);
 
-    /// The same, for an operator whose result depends on its arguments alone: `apply` takes the stack.
+    /// Adds an operator whose result depends on its arguments alone: `apply` takes the stack.
     template <std::invocable<KivxStack&> Apply>
     void setOperator(std::string_view name, Apply apply) {
         setOperator(name, [apply = std::move(apply)](const KivxParser&, KivxStack& stack, std::string_view,

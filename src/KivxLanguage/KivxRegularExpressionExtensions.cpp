@@ -10,8 +10,8 @@
 
 namespace {
 
-// A search is charged this many bytes in addition to its texts, and for each step that it takes: even a short
-// pattern can take long.
+// The bytes that are charged for a search in addition to its texts, and for each step of the search: even a
+// short pattern can take long.
 constexpr std::size_t chargeOfSearch = std::size_t{1} << 10;
 constexpr std::size_t chargeOfStep = std::size_t{32} << 10;
 

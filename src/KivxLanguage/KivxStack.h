@@ -10,12 +10,12 @@
 
 #include <kiv/KivxValue.h>
 
-/// The bytes of text that one read may still handle, of 64 MiB. An evaluation and all evaluations inside it
-/// share one account, so that no expression can keep its reader busy without end.
+/// How many bytes of text one read may still handle; a read starts with 64 MiB. An evaluation and all
+/// evaluations inside it share one account, so that no expression can keep its reader busy without end.
 class KivxAccount {
 public:
-    /// Takes the bytes that an operator is about to read or to make, or that stand for other work. Throws
-    /// when less than `bytes` is left.
+    /// Takes `bytes` off the account: for text that an operator is about to read or make, or for other work.
+    /// Throws when less than `bytes` is left.
     void charge(std::size_t bytes);
 
     /// The bytes that are left.
@@ -51,7 +51,7 @@ public:
     void charge(std::size_t bytes) { account_.charge(bytes); }
     KivxAccount& account() { return account_; }
 
-    /// From now on each `pop` also appends a copy of the value to `popped`; null ends that.
+    /// From now on each `pop` also appends a copy of the value to `popped`; null ends the recording.
     void record(std::vector<KivxValue>* popped) { recorded_ = popped; }
 
     /// The values from the bottom up, for the log.

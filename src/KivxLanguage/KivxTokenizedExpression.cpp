@@ -18,7 +18,7 @@ constexpr KIVDelimiterSet separators(KivxSeparators);
 
 constexpr unsigned deepestLiteral = 64;
 
-/// A node takes some forty times the memory of the shortest word, so their number is limited.
+/// A node takes some forty times the memory of the shortest word, so the number of words is limited.
 constexpr std::size_t mostWords = std::size_t{1} << 20;
 
 /// The bytes by which the text grows when an escaped quote is replaced.
@@ -132,8 +132,8 @@ void KivxTokenizedExpression::pushWord(std::string_view token, std::size_t posit
     }
 }
 
-/// The operand goes into the literal that is open, else among the nodes. Inside a literal it must own its
-/// text: the literal may be the value of the expression, which outlives the expression's text.
+/// Adds the operand to the open literal, or to the nodes when none is open. Inside a literal the operand must
+/// own its text: the literal may be the value of the expression, which outlives the expression's text.
 void KivxTokenizedExpression::pushNode(KivxValue&& operand, std::size_t position, unsigned depth) {
     if (insideLiteral()) {
         pushIntoLiteral(std::move(operand), depth);

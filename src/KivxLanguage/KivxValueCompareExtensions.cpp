@@ -29,7 +29,7 @@ int compareVersions(const KivxValue& a, const KivxValue& b) {
     return semverCompare(*a.text(), *b.text());
 }
 
-/// Nothing when one of them is not a number, or is NaN.
+/// Nothing when one of the values is not a number, or is NaN.
 std::optional<int> compareNumbers(const KivxValue& a, const KivxValue& b) {
     kiv::Number left;
     kiv::Number right;

@@ -22,7 +22,7 @@ public:
     }
 
     void setConf(std::shared_ptr<const KIVExperiments> conf) {
-        // The parameter ends after the lock, and with it the former experiments, which are large.
+        // The parameter destroys the former experiments after the lock is released, because they are large.
         const std::lock_guard lock(lock_);
         conf_.swap(conf);
     }

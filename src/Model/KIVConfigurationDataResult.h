@@ -12,8 +12,8 @@
 /// The source of a configuration. The value 4 is not in use.
 enum class KIVFetcherStatus : int { embedded = 1, stored = 2, network = 3, error = 5 };
 
-/// The outcome of one fetch. The shorter constructors presume `hasChanges`: true for a result without an
-/// error, false for a result with one.
+/// The outcome of one fetch. The constructor without an error text sets `hasChanges` to true, the constructor
+/// with four parameters sets it to false.
 struct KIVConfigurationDataResult {
     /// Immutable and shared. The payload owns the memory of all its values: read them through this pointer.
     /// Do not keep copies of its `kiv::json` values, because a copy lives in that same memory.

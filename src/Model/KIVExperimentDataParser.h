@@ -14,7 +14,7 @@
 /// state; does not throw.
 class KIVExperimentDataParser {
 public:
-    /// The experiments by flag. When several experiments name one flag, the last of them has it. Experiments
+    /// The experiments by flag. When several experiments name one flag, the last of them counts. Experiments
     /// without a condition are skipped. Never null.
     std::shared_ptr<const KIVExperiments>
     parseExperimentsWithConfiguration(const kiv::json::value* experiments) const;

@@ -40,6 +40,6 @@ struct KIVFeatureFlagIdEqual {
 
 class KIVExperimentModel;
 
-/// The experiments of one configuration document by flag. Shared, and not changed once it is.
+/// The experiments of one configuration document by flag. Shared, and therefore not changed any more.
 using KIVExperiments = std::unordered_map<KIVFeatureFlagId, std::shared_ptr<const KIVExperimentModel>,
                                           KIVFeatureFlagIdHash, KIVFeatureFlagIdEqual>;

@@ -20,7 +20,7 @@ public:
     /// empty.
     KIVTargetGroupLinkArchiver();
 
-    /// Adds the identifier, again when it is there already, and writes the archive before it returns. A
+    /// Adds the identifier, even when it is there already, and writes the archive before it returns. A
     /// failure to write is ignored; the link then holds in memory only.
     void addTargetGroupLinkPairing(std::string identifier);
 

@@ -14,9 +14,9 @@ public:
     const std::optional<std::string>& groupId() const { return groupId_; }
     const std::optional<std::string>& condition() const { return condition_; }
 
-    /// Whether the condition holds. It is evaluated with a default context, not with that of the read that
-    /// asks. False when the condition is missing, undefined or fails. Throws a `KIVException` when its value
-    /// is a date, an array or a dictionary.
+    /// Whether the condition holds. Evaluates the condition with a default context, not with the context of
+    /// the read. False when the condition is missing, undefined or fails. Throws a `KIVException` when its
+    /// value is a date, an array or a dictionary.
     bool isApplicableWithParser(const KivxParser& parser, std::string_view flagName) const;
 
 private:

@@ -3,15 +3,15 @@
 #include <optional>
 #include <string>
 
-/// The SDK key that this installation's next launches work for, kept in the application's preferences under
+/// The SDK key that the next launches of this installation use, kept in the application's preferences under
 /// "KIV_CURRENT_SDK_KEY". Callable from any thread.
 namespace kiv {
 
-/// Nullopt when no key is stored, or the stored text has not the form of a key: it would name files and
-/// addresses.
+/// Nullopt when no key is stored, and when the stored text does not have the form of a key, because the key
+/// becomes part of file names and addresses.
 std::optional<std::string> storedSDKKey();
 
-/// Stores any text, and returns whether it could.
+/// Stores the text, whatever its form. False when the text could not be stored.
 bool storeSDKKey(const std::string& key);
 
 } // namespace kiv

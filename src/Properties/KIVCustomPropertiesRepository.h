@@ -25,7 +25,8 @@ public:
     /// The property of that name; null when there is none.
     Property customPropertyForName(std::string_view name) const { return properties_.get(name); }
 
-    /// The same without counting a reference: valid until the caller's `kiv::ReadGuard` closes.
+    /// Like `customPropertyForName`, but without counting a reference: valid until the caller's
+    /// `kiv::ReadGuard` closes.
     const KIVCustomProperty* find(std::string_view name) const {
         const auto* found = properties_.find(name);
         return found ? found->get() : nullptr;

@@ -4,8 +4,8 @@
 
 #include <boost/container/small_vector.hpp>
 
-/// A node has either values or two contexts. Contexts may be merged a million times over: nothing here
-/// recurses.
+/// A node has either values or two contexts. Nothing here recurses, because contexts may be merged a million
+/// times over.
 struct KIVDynamicPropertyContext::Node {
     using Pointer = std::shared_ptr<const Node>;
 
@@ -19,7 +19,7 @@ struct KIVDynamicPropertyContext::Node {
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
-    /// Calls `visit` with the values of each context, the ones that count first come first, until it returns
+    /// Calls `visit` with the values of each context in the order of their precedence, until `visit` returns
     /// true.
     template <class Visit>
     void visitValues(Visit&& visit) const {
@@ -58,8 +58,8 @@ struct KIVDynamicPropertyContext::Node {
     }
 };
 
-/// Each node that this destructor owns alone gives its contexts to the list before it is released, so that
-/// its own destructor finds them shared and releases nothing further.
+/// Before this destructor releases a node that nobody else owns, it adds the contexts of that node to the
+/// list. The destructor of that node then finds them shared and releases nothing further.
 KIVDynamicPropertyContext::Node::~Node() {
     if (!localContext) {
         return;

@@ -9,8 +9,8 @@
 namespace kiv {
 
 /// Runs `call`, which may run a callback of the application, and returns the exception that it threw; nullopt
-/// when it threw none. The unwinding of a thread that ends is not caught. Handle the failure after this has
-/// returned: a callback that runs inside a `catch` could not end its thread.
+/// when it threw none. Does not catch a `ThreadEnd`. Handle the failure after this function has returned: a
+/// callback that runs inside a `catch` could not end its thread.
 template <class Call>
 std::optional<KIVException> failureOf(Call&& call) {
     try {

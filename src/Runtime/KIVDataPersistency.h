@@ -64,7 +64,7 @@ public:
     bool saveObject(const KIVPersistedObject& object, const std::string& fileName) const;
 
     /// `saveObject` in two steps, for callers that hold a lock while they write: the log sink is a callback
-    /// of the application, so `logFailure` is called after the lock was given back.
+    /// of the application, so call `logFailure` after the lock is released.
     bool writeObject(const KIVPersistedObject& object, const std::string& fileName) const;
     void logFailure(const std::string& fileName) const;
 

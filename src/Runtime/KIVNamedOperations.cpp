@@ -7,7 +7,8 @@ KIVNamedOperations& KIVNamedOperations::shared() {
 
 void KIVNamedOperations::addClassOperation(const std::string& className, const std::string& operation,
                                            ClassOperation body) {
-    // A replaced operation may own objects of the application. The parameter destroys it after the lock.
+    // A replaced operation may own objects of the application. The parameter destroys it after the lock is
+    // released.
     const std::lock_guard lock(lock_);
     classOperations_[{className, operation}].swap(body);
 }

@@ -14,8 +14,8 @@ std::string paddedLeft(const std::string& text, std::size_t width);
 std::string percent(double part);
 inline constexpr std::size_t percentWidth = 8;
 
-/// A bar for a part from 0 to 1, exact to an eighth of a column; 1 fills `width` columns. Of a part above 0
-/// at least an eighth is shown.
+/// A bar for a part from 0 to 1, exact to an eighth of a column; 1 fills `width` columns. A part above 0
+/// shows at least an eighth.
 std::string bar(double part, std::size_t width);
 
 /// The text as a field of a CSV line, in quotes when it needs them.

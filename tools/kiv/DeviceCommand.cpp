@@ -287,7 +287,7 @@ private:
     }
 
     const Device& device_;
-    std::set<std::string_view> left_; ///< what has not been shown yet
+    std::set<std::string_view> left_; ///< the names of the properties that have not been shown yet
     bool hasUnknown_ = false;
     Terminal terminal_ = Terminal::ofOutput();
 };

@@ -8,7 +8,7 @@
 namespace kiv {
 namespace {
 
-/// OpenSSL counts in ints.
+/// OpenSSL takes lengths as ints.
 constexpr auto longest = static_cast<std::size_t>(std::numeric_limits<int>::max());
 
 bool isAlphabetic(char c) {
@@ -27,7 +27,7 @@ std::optional<std::string> decodeBase64(std::string_view text) {
     if (text.empty()) {
         return std::string();
     }
-    // OpenSSL would pass over white space and over padding in the middle.
+    // OpenSSL would accept white space, and padding in the middle of the text.
     const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
     if (text.size() % 4 != 0 || text.size() > longest ||
         !std::all_of(text.begin(), text.end() - static_cast<std::ptrdiff_t>(padding), isAlphabetic)) {
@@ -43,12 +43,12 @@ std::optional<std::string> decodeBase64(std::string_view text) {
 
 std::string encodeBase64(std::string_view bytes) {
     std::string text;
-    // A piece is a number of whole triples, so that no padding comes between pieces.
+    // A multiple of three bytes, so that no padding stands between pieces.
     constexpr std::size_t piece = 3U << 20;
     for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
         const std::size_t length = std::min(piece, bytes.size());
         const std::size_t start = text.size();
-        // OpenSSL ends the text with a zero.
+        // OpenSSL writes a zero byte after the text.
         text.resize(start + (length + 2) / 3 * 4 + 1);
         EVP_EncodeBlock(writable(text) + start, readable(bytes), static_cast<int>(length));
         text.pop_back();

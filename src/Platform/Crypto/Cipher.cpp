@@ -47,7 +47,8 @@ std::optional<std::string> crypt(bool encrypts, std::string_view data, std::stri
     return result;
 }
 
-/// The `size` bytes that `make` writes, by a function of OpenSSL.
+/// The `size` bytes that `make` writes. `make` returns the result of the OpenSSL function that it calls: 1 on
+/// success.
 template <class Make>
 std::optional<std::string> made(std::size_t size, int* status, const Make& make) {
     if (!fitsInt(size)) {

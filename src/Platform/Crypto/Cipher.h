@@ -5,12 +5,13 @@
 #include <string>
 #include <string_view>
 
-/// Encryption with a secret key, by OpenSSL. Each function gives nullopt on failure. When OpenSSL itself has
-/// failed, `*status` is then the number of its reason; `status` may be null. Callable from any thread.
+/// Encryption with a secret key, by OpenSSL. Each function gives nullopt on failure. When OpenSSL itself
+/// fails, the function sets `*status` to OpenSSL's reason number; `status` may be null. Callable from any
+/// thread.
 namespace kiv {
 
-/// AES-256 in CBC mode with PKCS#7 padding. A key of other than 32 bytes and an IV of other than 16 bytes are
-/// failures, and so is encrypted data that does not end in a padding.
+/// AES-256 in CBC mode with PKCS#7 padding. Fails unless the key has 32 bytes and the IV has 16. Decryption
+/// also fails when the decrypted data does not end in a padding.
 std::optional<std::string> encryptAes256Cbc(std::string_view data, std::string_view key, std::string_view iv);
 std::optional<std::string> decryptAes256Cbc(std::string_view data, std::string_view key, std::string_view iv);
 
@@ -18,7 +19,7 @@ std::optional<std::string> decryptAes256Cbc(std::string_view data, std::string_v
 std::optional<std::string> deriveKey(std::string_view password, std::string_view salt, int rounds,
                                      std::size_t size, int* status = nullptr);
 
-/// `size` bytes of the secure generator.
+/// `size` bytes from OpenSSL's secure random generator.
 std::optional<std::string> randomBytes(std::size_t size, int* status = nullptr);
 
 } // namespace kiv

@@ -17,7 +17,7 @@ std::array<std::uint8_t, 16> md5(std::string_view bytes) {
 }
 
 std::array<std::uint8_t, 32> sha256(std::string_view bytes) {
-    // SHA256() would look its algorithm up on each call.
+    // SHA256() would look up its algorithm on each call; these three functions do not.
     std::array<std::uint8_t, 32> digest;
     SHA256_CTX context;
     SHA256_Init(&context);

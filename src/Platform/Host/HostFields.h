@@ -9,7 +9,7 @@
 
 namespace kiv {
 
-/// The texts of a host that say what the device and the application are, by name.
+/// The text fields of a host that describe the device and the application, with their names.
 inline constexpr std::pair<std::string_view, std::optional<std::string> KIVHost::*> hostTextFields[] = {
     {"bundleIdentifier", &KIVHost::bundleIdentifier},
     {"shortVersion", &KIVHost::shortVersion},

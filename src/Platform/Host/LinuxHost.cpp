@@ -96,7 +96,7 @@ Text locale() {
 }
 
 Text vendorIdentifier() {
-    // While the system is being set up, the file holds another text.
+    // While the system is being set up, the file does not hold an identifier yet.
     const Text machine = firstLine("/etc/machine-id");
     if (!machine || machine->size() != 32) {
         return std::nullopt;

@@ -17,18 +17,18 @@ namespace kiv {
 /// | deviceName | the machine's name in the network |
 /// | systemName, systemVersion | NAME and VERSION_ID of /etc/os-release, else the kernel's |
 /// | model | the firmware's product name, else the device tree's, else the kind of processor |
-/// | vendorIdentifier | a digest of /etc/machine-id, which itself is never told |
+/// | vendorIdentifier | a digest of /etc/machine-id; the machine-id itself is kept secret |
 /// | locale | the first that is set of LC_ALL, LC_MESSAGES and LANG, without encoding and modifier |
 /// | idiom | "unspecified" |
 ///
 /// Only the application can give the other fields. The information file lies in the executable's folder and
 /// is called "<executable>.info.json": an object with "bundleIdentifier", "shortVersion", "version" and
-/// "resources", a folder relative to that of the file. Without an identifier the executable's name takes its
-/// place in the Library folder. Relative paths in the environment are ignored.
+/// "resources", a folder relative to the folder of the file. Without an identifier, the path of the Library
+/// folder contains the executable's name in its place. Relative paths in the environment are ignored.
 KIVHost completeHost(KIVHost host);
 
-/// The same with the values that another program would find in this environment. `program` is its absolute
-/// path; empty for a program that cannot find its own path.
+/// Fills the fields with the values that another program would find in this environment. `program` is the
+/// absolute path of that program; empty for a program that cannot find its own path.
 KIVHost completeHost(KIVHost host, const std::filesystem::path& program);
 
 } // namespace kiv

@@ -88,7 +88,7 @@ void UserDefaults::refresh() {
 }
 
 bool UserDefaults::save() {
-    // Another process may write the file before the next access, which therefore reads it again.
+    // Makes the next access read the file again, because another process may have written it by then.
     const bool written = writePropertyList(path_, values_);
     stamp_ = written ? std::string() : stampOf(path_);
     return written;

@@ -38,8 +38,9 @@ struct HttpAnswer {
     HttpHeaders headers = {};                     ///< in addition to the headers that every answer carries
     std::string note = {};                        ///< for the log
     bool closes = false;                          ///< the connection is closed after this answer
-    /// When it is set, the answer is a stream of events: the server sends the head, then calls this with the
-    /// connection, and the callee writes the events. It keeps `ticket` as long as the connection is open.
+    /// When `takeOver` is set, the answer is a stream of events: the server sends the head, then calls
+    /// `takeOver` with the connection. The callee writes the events, and keeps `ticket` as long as the
+    /// connection is open.
     std::function<void(Socket socket, std::shared_ptr<void> ticket)> takeOver = {};
 };
 
@@ -52,7 +53,7 @@ using HttpHandler = std::function<void(HttpCall call, HttpReply reply)>;
 /// An answer that refuses a call. Its body is a JSON object whose member "error" is the reason.
 HttpAnswer refusal(unsigned status, const std::string& reason);
 
-/// The limits of a connection. A larger call is refused; a slower one has its connection closed.
+/// The limits of a connection. The server refuses a larger call, and closes the connection of a slower one.
 struct HttpLimits {
     std::uint32_t headerBytes = 16U << 10;
     std::uint64_t bodyBytes = 16U << 20;

@@ -29,7 +29,7 @@ public:
         if (!started_) { // when the system has no thread to give, the next request tries again
             started_ = startLibraryThread(
                 "kiv-network", [this] { run(); }, [this] { wake(); },
-                // The thread waits for nobody, but a machine under load may give it little time.
+                // The thread ends at once when it gets to run; a machine under load may keep it from running.
                 std::chrono::milliseconds(500));
         }
         wakeLocked();
@@ -50,7 +50,8 @@ private:
     void run() {
         curl_global_init(CURL_GLOBAL_DEFAULT);
         CURLM* const multi = curl_multi_init();
-        // Further requests wait, so that the application is left enough of the process's file descriptors.
+        // Requests beyond these numbers wait, so that enough of the process's file descriptors are left for
+        // the application.
         curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, 12L);
         curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, 32L);
         {
@@ -97,7 +98,7 @@ private:
     }
 
     /// Ends the requests that were cancelled or have reached a limit. Returns the milliseconds until the next
-    /// request may reach one.
+    /// request may reach a limit, at most an hour.
     int endCancelledAndIdle() {
         using std::chrono::milliseconds;
         const Instant now = std::chrono::steady_clock::now();

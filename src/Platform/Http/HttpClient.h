@@ -24,7 +24,7 @@ namespace kiv {
 
 inline constexpr std::string_view urlErrorDomain = "URLErrorDomain";
 
-/// A failure below HTTP, in the numbers that logs of this system have always shown.
+/// A failure below HTTP. The codes are the numbers that this system's logs have always shown.
 struct TransportError {
     static constexpr long unknown = -1;
     static constexpr long cancelled = -999;
@@ -64,7 +64,7 @@ struct HttpRequest {
 
 struct HttpResponse {
     int status = 0; ///< 0 when there was no response
-    /// The headers of the response that ended the redirects, their names in lower case.
+    /// The headers of the response after the last redirect; their names are in lower case.
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::string body = {}; ///< empty when there is an error
     std::optional<TransportError> error = {};
@@ -75,7 +75,8 @@ class HttpTask {
 public:
     virtual ~HttpTask() = default;
     /// Ends the request with `TransportError::cancelled`, unless it has ended. Callable from any thread, also
-    /// from a handler of the request: then only its last handler is still called.
+    /// from a handler of the request. When a handler cancels the request, only the last handler is still
+    /// called.
     virtual void cancel() = 0;
 };
 
@@ -86,7 +87,7 @@ struct HttpStreamHandlers {
     std::function<void(int status)> responded = {};
     /// A part of the body has come. `bytes` is valid during the call.
     std::function<void(std::string_view bytes)> received = {};
-    /// The stream has ended: without an error when the server has ended the response. Called once.
+    /// The stream has ended; `error` is nullopt when the server ended the response. Called once.
     std::function<void(const std::optional<TransportError>& error)> completed = {};
 };
 

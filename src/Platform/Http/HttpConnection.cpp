@@ -51,7 +51,8 @@ private:
         keepAlive_ = isHead_ = false;
         http::async_read_header(
             stream_, buffer_, *parser_, [self = shared_from_this()](error_code problem, std::size_t) {
-                // The parser reports a body that is declared too large at the end of the header.
+                // When the header declares too large a body, the parser reports that once it has read the
+                // header.
                 !problem || problem == http::error::body_limit ? self->admit(problem) : self->refuse(problem);
             });
     }
@@ -72,7 +73,7 @@ private:
         keepAlive_ = request.keep_alive();
         isHead_ = request.method() == http::verb::head;
         if (auto answer = turnedAway()) {
-            answer->closes = true; // the body would come next, and is not read
+            answer->closes = true; // the client may send the body next, which nobody reads
             write(std::move(*answer));
         } else {
             problem ? refuse(problem) : invite();
@@ -92,7 +93,8 @@ private:
         return service_.turnAway ? service_.turnAway(call_) : std::nullopt;
     }
 
-    /// Asks a client for the body that it sends only when asked, then reads the body.
+    /// Asks for the body if the client waits for "100 Continue" before it sends the body, then reads the
+    /// body.
     void invite() {
         constexpr std::string_view invitation = "HTTP/1.1 100 Continue\r\n\r\n";
         stream_.expires_after(service_.limits.request);
@@ -118,7 +120,8 @@ private:
         });
     }
 
-    /// Answers a request that could not be read, when that was the client's fault and it still listens.
+    /// Answers a request that is not valid HTTP or is too large. Does nothing when the connection has ended
+    /// or failed.
     void refuse(error_code problem) {
         if (problem.category() != make_error_code(http::error::bad_method).category() ||
             problem == http::error::end_of_stream || problem == http::error::partial_message) {

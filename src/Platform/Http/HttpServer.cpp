@@ -15,7 +15,8 @@ using boost::system::error_code;
 constexpr std::string_view tooMany = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\n"
                                      "Content-Length: 0\r\nRetry-After: 1\r\n\r\n";
 
-/// Closes the socket in programs that this process starts: they would keep the port, or the connection, open.
+/// Closes the socket in programs that this process starts; otherwise they would keep the port or the
+/// connection open.
 template <class Socket>
 void keepFromChildren(Socket& socket) {
     ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
@@ -29,7 +30,7 @@ net::ip::tcp::acceptor listening(net::io_context& io, const std::string& host, u
     }
     const net::ip::tcp::endpoint endpoint(address, port);
     net::ip::tcp::acceptor acceptor(io);
-    // Connections that wait to be accepted. The system reduces this to the number that it allows.
+    // How many connections may wait to be accepted. The system lowers this number to its own limit.
     constexpr int backlog = 8192;
     if (acceptor.open(endpoint.protocol(), problem) ||
         acceptor.set_option(net::socket_base::reuse_address(true), problem) ||
@@ -67,7 +68,7 @@ void HttpServer::accept() {
             begin(std::move(socket));
             return accept();
         }
-        // Out of descriptors or memory: tries again when some may be free.
+        // The process is out of descriptors or memory: tries again after a while.
         constexpr std::chrono::milliseconds aWhile{100};
         pause_.expires_after(aWhile);
         pause_.async_wait([this](error_code stopped) {

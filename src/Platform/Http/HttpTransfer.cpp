@@ -151,7 +151,8 @@ void HttpTransfer::configureMethod() {
         curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
         curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request_.body.data());
     }
-    // A method that is given as text is kept through redirects; POST is not, so that redirects make it a GET.
+    // libcurl keeps a method that is set as a text through redirects. POST is not set as a text, so
+    // that redirects turn it into a GET.
     if (!posts && (method != "GET" || !request_.body.empty())) {
         curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
     }
@@ -249,7 +250,7 @@ int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
 }
 
 void HttpTransfer::readHeader(std::string_view line) {
-    if (line.starts_with("HTTP/")) { // the next response: of a redirect, or after an interim one
+    if (line.starts_with("HTTP/")) { // another response begins, after a redirect or an interim response
         response_.headers.clear();
         return;
     }
@@ -271,7 +272,7 @@ void HttpTransfer::endHeaders() {
                          std::any_of(response_.headers.begin(), response_.headers.end(),
                                      [](const auto& header) { return header.first == "location"; });
     if (status < 200 || follows || response_.status != 0) {
-        return; // another response comes, or these were the trailers
+        return; // another response follows, or the headers were trailers
     }
     response_.status = static_cast<int>(status);
     if (stream() && stream()->responded && !isCancelled()) {
@@ -340,7 +341,7 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
             completion(std::move(response_));
         }
     } catch (...) {
-        // Other requests go on.
+        // A handler's exception does not stop the other requests.
     }
 }
 

@@ -22,7 +22,7 @@ namespace kiv {
 using HttpSink = std::variant<std::function<void(HttpResponse response)>, HttpStreamHandlers>;
 
 /// One request under way. Sets libcurl up for it, collects the response and calls the handlers. Used on the
-/// network thread only, except for its making and `cancel`. Its limits run in real time.
+/// network thread only, except for the constructor and `cancel`. Its time limits run in real time.
 class HttpTransfer : public HttpTask {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -40,8 +40,8 @@ public:
     CURL* handle() const { return handle_.get(); }
     const std::optional<TransportError>& failure() const { return failure_; }
 
-    /// When the request reaches a limit, unless a byte is sent or received, or the request ends, before then.
-    /// Nullopt when it has no limit.
+    /// The instant at which the request reaches a limit if no byte is sent or received before. Nullopt when
+    /// the request has no limit.
     std::optional<Instant> deadline() const;
 
     /// The error of a request that libcurl has ended with `result`; nullopt when it has succeeded.

@@ -11,14 +11,14 @@ namespace {
 namespace ip = boost::asio::ip;
 using boost::system::error_code;
 
-/// What a Host header names.
+/// The host and the port that a Host header names.
 struct Host {
     std::string_view name; ///< without brackets
-    bool isBracketed;      ///< as an IPv6 address is
+    bool isBracketed;      ///< the header encloses the name in brackets
     std::string_view port; ///< digits
 };
 
-/// Nullopt when the header has another form than NAME, NAME:PORT, [ADDRESS] and [ADDRESS]:PORT.
+/// Parses the header; nullopt when it has another form than NAME, NAME:PORT, [ADDRESS] and [ADDRESS]:PORT.
 std::optional<Host> readHost(std::string_view header) {
     const bool isBracketed = header.starts_with('[');
     const std::size_t end = isBracketed ? header.find(']') : std::min(header.find(':'), header.size());

@@ -11,21 +11,21 @@ namespace kiv {
 struct PageAddress {
     /// The address that the server listens on, for example "127.0.0.1".
     std::string listening;
-    /// The port that the server listens on. Nullopt when people may also come by way of a port that is
-    /// forwarded from elsewhere: then any port counts, and any loopback address.
+    /// The port that the server listens on. Nullopt when people may also reach the server through a forwarded
+    /// port: then a Host header may name any port and any loopback address.
     std::optional<unsigned short> port = {};
 };
 
-/// Whether a page of this server, or a person, may have made a browser send the call; false when a page of
-/// another site may have, behind its user's back. Three headers tell:
+/// True when a page of this server, or a person, may have made a browser send the call. False when a page of
+/// another site may have sent it without the user's knowledge. Three headers tell:
 ///
-/// - `Host` must name an address of the server, or "localhost". A site that lets its own name stand for an
-///   address of this machine is refused by that name.
+/// - `Host` must name an address of the server, or "localhost". This refuses a site whose own name resolves
+///   to an address of this machine.
 /// - `Origin`, when present, must be that of the same host and port.
-/// - `Sec-Fetch-Site`, when present, must not say that another site asks. A call of the page itself is
-///   excepted (`isLinkTarget`, and the method is GET): another site may link to it.
+/// - `Sec-Fetch-Site`, when present, must not say that another site asks. A GET with `isLinkTarget` is
+///   excepted, because another site may link to the page.
 ///
-/// Programs that are no browser send neither of the last two.
+/// Programs other than browsers do not send the last two headers.
 bool isFromOwnPage(const HttpCall& call, const PageAddress& address, bool isLinkTarget);
 
 } // namespace kiv

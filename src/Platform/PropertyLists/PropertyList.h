@@ -17,8 +17,8 @@
 /// whose bytes have changed is damaged. Binary lists of other tools have no seal.
 namespace kiv {
 
-/// The dictionary as a sealed binary list. Nulls, and texts and keys with a zero byte, are dropped: from a
-/// dictionary with their member. Bytes of a text that are not UTF-8 are replaced by U+FFFD. Empty when
+/// The dictionary as a sealed binary list. Drops nulls, and texts and keys with a zero byte; in a dictionary
+/// the whole member goes. Bytes of a text that are not UTF-8 are replaced by U+FFFD. Empty when
 /// decodePropertyList would refuse the list for its depth or its size in memory.
 std::string encodePropertyList(const json::object& dictionary);
 
@@ -26,21 +26,22 @@ std::string encodePropertyList(const json::object& dictionary);
 bool hasPropertyListForm(std::string_view text);
 
 /// The value at the top of a binary or XML list. Values of kinds that JSON lacks (dates, data) are dropped.
-/// Nullopt when such a value is at the top, and when the bytes
+/// Nullopt when the value at the top is of a dropped kind, and when the bytes
 /// - are no list, or a damaged one,
 /// - nest arrays and dictionaries deeper than 500,
 /// - hold values that would take more than 256 MiB in memory,
 /// - or hold 100,000 more values than bytes, by repeated references to the same arrays or dictionaries.
 std::optional<json::value> decodeAnyPropertyList(std::string_view bytes);
 
-/// The dictionary at the top. Nullopt also when another kind is there.
+/// Like decodeAnyPropertyList, for a list with a dictionary at the top. Nullopt also when another kind of
+/// value is there.
 std::optional<json::object> decodePropertyList(std::string_view bytes);
 
-/// The dictionary at the top of the file. Nullopt also when the file cannot be read.
+/// Reads the file and decodes it with decodePropertyList. Nullopt also when the file cannot be read.
 std::optional<json::object> readPropertyList(const std::string& path);
 
-/// Writes what encodePropertyList makes of the dictionary, as writeFile does. False when that is empty, or
-/// when writing fails.
+/// Encodes the dictionary with encodePropertyList and writes the bytes with writeFile. False when
+/// encodePropertyList returns no bytes, or when writing fails.
 bool writePropertyList(const std::string& path, const json::object& dictionary);
 
 } // namespace kiv

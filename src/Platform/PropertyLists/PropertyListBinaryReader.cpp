@@ -45,7 +45,7 @@ std::optional<json::value> integerOf(std::string_view bytes) {
                                         : json::value(static_cast<std::int64_t>(number));
 }
 
-/// Each half of a surrogate pair without the other half becomes U+FFFD.
+/// Converts to UTF-8. A half of a surrogate pair without its other half becomes U+FFFD.
 std::string utf8Of(std::string_view utf16) {
     std::u16string units;
     units.reserve(utf16.size() / 2);
@@ -57,9 +57,9 @@ std::string utf8Of(std::string_view utf16) {
         .toUTF8String(text);
 }
 
-/// Builds the values from the top of the list down, without recursion. Memory for the members of an array or
-/// dictionary is allocated when the list is known to hold their references and the limits allow them. A
-/// circle of references is refused at the limit of depth.
+/// Builds the values from the top of the list down, without recursion. Allocates memory for the members of an
+/// array or dictionary only after it has checked that the list holds all their references and that the limits
+/// allow them. The limit of depth also stops circles of references.
 class BinaryReader {
 public:
     explicit BinaryReader(std::string_view bytes) : bytes_(bytes) {}
@@ -107,7 +107,7 @@ private:
                table_ <= at && objectCount_ <= (at - table_) / offsetSize_;
     }
 
-    /// Nullopt when there is no such object, and when it is malformed or reaches into the table.
+    /// The object of that number. Nullopt when it does not exist, is malformed or reaches into the table.
     std::optional<Object> objectAt(std::size_t index) const {
         if (index >= objectCount_) {
             return std::nullopt;
@@ -126,8 +126,9 @@ private:
                                             : std::nullopt;
     }
 
-    /// A count that follows the marker is removed from `rest`. Nullopt when it is larger than the bytes that
-    /// remain, so that contentSize cannot overflow.
+    /// The count of an object whose marker holds the count `low`. Removes a count that follows the marker
+    /// from `rest`. Nullopt when that count is larger than the number of bytes that remain, so that
+    /// contentSize cannot overflow.
     static std::optional<std::size_t> readCount(BinaryKind kind, std::size_t low, std::string_view& rest) {
         if (low < 15 || kind < BinaryKind::data || kind == BinaryKind::uid) {
             return low;
@@ -142,7 +143,8 @@ private:
         return count <= rest.size() ? std::optional(count) : std::nullopt;
     }
 
-    /// Nullopt when the kind does not exist, or has no such count.
+    /// The size of an object's content in bytes. Nullopt when the kind does not exist or cannot have that
+    /// count.
     std::optional<std::size_t> contentSize(BinaryKind kind, std::size_t count) const {
         const auto sizeIf = [](bool exists, std::size_t size) {
             return exists ? std::optional(size) : std::nullopt;

@@ -7,7 +7,7 @@
 
 namespace kiv {
 
-/// The value at the top of a binary list, as decodeAnyPropertyList describes it. The seal is not looked at.
+/// The value at the top of a binary list, as decodeAnyPropertyList describes it. Does not check the seal.
 std::optional<json::value> readBinaryPropertyList(std::string_view bytes);
 
 } // namespace kiv

@@ -22,7 +22,8 @@ bool isAscii(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// The binary form could hold a zero byte, but many programs would end the text there and read another one.
+/// False for nulls, which lists do not carry, and for texts with a zero byte: many programs would end the
+/// text there.
 bool hasForm(const json::value& value) {
     const json::string* text = value.if_string();
     return !value.is_null() && (!text || text->find('\0') == json::string::npos);

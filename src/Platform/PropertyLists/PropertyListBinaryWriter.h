@@ -6,7 +6,7 @@
 
 namespace kiv {
 
-/// The dictionary as a binary list without a seal; empty as encodePropertyList says.
+/// The dictionary as a binary list without a seal; empty in the cases that encodePropertyList names.
 std::string writeBinaryPropertyList(const json::object& dictionary);
 
 } // namespace kiv

@@ -9,9 +9,9 @@ namespace kiv {
 /// KiB.
 constexpr std::size_t propertyListDepth = 500;
 
-/// What the values of a list may take in memory, in bytes: a flat sum for each value and key, and the UTF-8
-/// bytes of texts twice. The largest text of a document, 64 MiB, takes half of it. A file may be as large,
-/// too: in UTF-16 that text takes 128 MiB.
+/// Limit in bytes for the values of a list in memory. Each value and key counts a flat sum, and each text
+/// twice its UTF-8 bytes, so the largest text of a document, 64 MiB, takes half of the limit. A file may have
+/// this size too: as UTF-16, the largest text takes 128 MiB.
 constexpr std::size_t propertyListMemory = 256U << 20;
 
 /// The flat sum for a value, in bytes. It is more than a value takes in an array or dictionary.

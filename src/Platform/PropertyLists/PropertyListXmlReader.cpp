@@ -85,8 +85,8 @@ private:
         static_cast<XmlReader*>(self)->run([](XmlReader&) { return false; });
     }
 
-    /// Calls `step`, and stops the parser when it returns false or throws. The parser is written in C: the
-    /// exception is kept, and thrown again when the parser has returned.
+    /// Calls `step`, and stops the parser when it returns false or throws. The parser is written in C, so
+    /// this function keeps the exception, and `read` throws it again after the parser has returned.
     template <class Step>
     void run(Step step) noexcept {
         if (hasStopped_) {
@@ -120,7 +120,8 @@ private:
         return true;
     }
 
-    /// In a dictionary, keys and values take turns. At the top there is one value.
+    /// Whether an element of that name may begin here. In a dictionary, keys and values take turns. At the
+    /// top there is one value.
     bool mayBegin(std::string_view name) const {
         if (path_.empty()) {
             return !hasTop_ && name != "key";
@@ -184,7 +185,7 @@ private:
         return finishValue();
     }
 
-    /// Goes on to the next member. A value that was not added, as JSON lacks its kind, is dropped so.
+    /// Goes on to the next member. This drops a value that was not added because JSON lacks its kind.
     bool finishValue() {
         hasTop_ = true;
         if (!path_.empty()) {

@@ -121,7 +121,7 @@ private:
             return "&gt;";
         }
         if (c == '\r') {
-            return "&#13;"; // XML parsers turn a plain one into a line feed
+            return "&#13;"; // XML parsers turn an unescaped carriage return into a line feed
         }
         const bool isControl = static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t';
         const bool isNonCharacter = text.starts_with(nonCharacters) && text.size() > 2 && text[2] >= '\xBE';

@@ -69,8 +69,8 @@ struct SlotReturner {
 Slot* slotOfThread() {
     if (!threadSlot) {
         threadSlot = takeSlot();
-        // A guard that is opened after this thread's returner was destroyed keeps its slot: nobody is left to
-        // return it.
+        // A guard that is opened after this thread's returner was destroyed keeps its slot, because nobody is
+        // left to return the slot.
         if (!threadEnded) {
             thread_local SlotReturner returner;
         }

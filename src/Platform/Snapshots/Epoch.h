@@ -77,8 +77,8 @@ public:
     Published(const Published&) = delete;
     Published& operator=(const Published&) = delete;
 
-    /// The present object; null before the first one. Valid until the caller's `ReadGuard` closes. The only
-    /// thread that may publish needs no guard.
+    /// The present object; null before the first one. Valid until the caller's `ReadGuard` closes. A thread
+    /// needs no guard if no other thread may publish.
     const T* load() const noexcept { return current_.load(std::memory_order_seq_cst); }
 
     /// Puts `next` in place of the present object, and retires that one.

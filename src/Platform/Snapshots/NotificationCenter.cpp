@@ -75,7 +75,7 @@ void NotificationCenter::post(const Notification& notification) const {
         } catch (const kiv::ThreadEnd&) {
             throw;
         } catch (...) {
-            // Neither the poster nor the other observers see it.
+            // The poster and the other observers do not see an observer's exception.
         }
     }
 }

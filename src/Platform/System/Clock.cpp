@@ -28,7 +28,7 @@ std::atomic<const Clock*>& installed() {
 const Clock& Clock::current() { return *installed().load(std::memory_order_acquire); }
 
 void Clock::install(std::unique_ptr<Clock> clock) {
-    // A thread may still hold any clock that was ever installed.
+    // Keeps every clock that was ever installed, because a thread may still be using it.
     static std::mutex& lock = *new std::mutex;
     static auto& kept = *new std::vector<std::unique_ptr<Clock>>;
     const std::lock_guard guard(lock);

@@ -12,8 +12,8 @@ namespace kiv {
 ///
 /// Waits for something outside of the library run in real time, whatever clock is installed: the limits of
 /// requests and connections, the waits for threads at the end of the process or of a screen, and the age of
-/// files that were left behind, whose times the system sets. With a test's clock, which stands, a wait for a
-/// server that says nothing would never end.
+/// files that were left behind, whose times the system sets. A test's clock stands still, so a wait by that
+/// clock for a silent server would never end.
 class Clock {
 public:
     virtual ~Clock() = default;

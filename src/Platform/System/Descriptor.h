@@ -7,7 +7,7 @@
 
 namespace kiv {
 
-/// Owns a file descriptor of the system, and closes it in the end.
+/// Owns a file descriptor; the destructor closes it.
 class Descriptor {
 public:
     /// `descriptor` is what the system returned: negative when it could not open anything.
@@ -22,7 +22,7 @@ public:
 
     /// Closes the file now, if it is open. False when the system reports an error of an earlier write.
     bool close() {
-        // After an interrupted close the descriptor is gone all the same: it must not be closed again.
+        // Even an interrupted close releases the descriptor, so it must not be closed again.
         const int descriptor = std::exchange(descriptor_, -1);
         return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
     }

@@ -158,7 +158,8 @@ bool makeDirectories(const std::string& path) {
     if (isFolder(path)) {
         return true;
     }
-    // From the top. That a folder exists, or that another process makes it first, is no failure.
+    // Makes the folders from the top down. A folder that exists, or that another process makes first, is no
+    // failure.
     for (std::size_t end = path.find('/', 1); end != path.npos; end = path.find('/', end + 1)) {
         ::mkdir(path.substr(0, end).c_str(), 0700);
     }

@@ -20,8 +20,8 @@ std::optional<std::string> readFile(const std::string& path, std::size_t maxByte
 /// the last rename wins.
 bool writeFile(const std::string& path, std::string_view bytes);
 
-/// Writes a new file in the same way. Also false when a file of that name exists, which stays as it was. When
-/// several threads or processes create one file, the first wins.
+/// Writes a new file in the same way. False also when a file of that name exists; that file stays as it was.
+/// When several threads or processes create one file, the first wins.
 bool createFile(const std::string& path, std::string_view bytes);
 
 /// Makes the folder and the missing folders above it, with mode 0700. True when the folder exists afterwards.

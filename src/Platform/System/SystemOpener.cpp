@@ -15,7 +15,7 @@ namespace {
 constexpr const char* script = "command -v xdg-open >/dev/null || exit 1; xdg-open \"$1\" &";
 
 /// Starts the shell in a session of its own and without the files of this process: its input is empty and its
-/// output is discarded. It blocks no signal.
+/// output is discarded. The shell blocks no signal.
 bool spawn(pid_t& child, char* const* arguments) {
     posix_spawn_file_actions_t files;
     posix_spawnattr_t attributes;
@@ -52,7 +52,8 @@ bool openWithSystem(const std::string& address) {
     do {
         ended = waitpid(shell, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    // Where the application ignores SIGCHLD, the system has forgotten how the shell ended.
+    // When the application ignores SIGCHLD, `waitpid` fails, because the system does not keep the status;
+    // that counts as success.
     return ended < 0 || status == 0;
 }
 

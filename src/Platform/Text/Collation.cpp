@@ -30,7 +30,7 @@ std::string sortKey(const icu::Collator& collator, const std::string& text) {
 
 void sortIgnoringCase(std::vector<std::string>& texts, const std::string& locale) {
     UErrorCode status = U_ZERO_ERROR;
-    // The empty name is the root locale; null would be the process's.
+    // The empty name selects the root locale; null would select the locale of the process.
     const std::unique_ptr<icu::Collator> collator(
         icu::Collator::createInstance(icu::Locale::createCanonical(locale.c_str()), status));
     if (U_FAILURE(status)) {

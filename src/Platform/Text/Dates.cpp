@@ -7,7 +7,7 @@
 namespace kiv {
 namespace {
 
-/// Reads fields of fixed width one after another. Once a field did not fit, `finished` is false for good.
+/// Reads fields of fixed width one after another. After a field that does not fit, `finished` stays false.
 class FieldReader {
 public:
     explicit FieldReader(std::string_view text) : rest_(text) {}

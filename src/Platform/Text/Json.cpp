@@ -14,8 +14,8 @@
 namespace kiv {
 namespace {
 
-/// Builds a document as Boost.JSON's own parser does, except that a double is the nearest one to its text:
-/// that of Boost.JSON can differ in the last bits.
+/// Builds a document as Boost.JSON's own parser does, except that each double is the one nearest to its text;
+/// the double that Boost.JSON reads can differ in the last bits.
 class DocumentBuilder {
 public:
     static constexpr std::size_t max_object_size = json::object::max_size();
@@ -182,7 +182,7 @@ private:
 
 bool isNumber(const json::value& value) { return value.is_number() || value.is_bool(); }
 
-/// A whole number between the smallest signed and the largest unsigned one, as two's complement.
+/// A whole number from the smallest signed to the largest unsigned 64-bit integer, as two's complement.
 struct Whole {
     bool negative;
     std::uint64_t bits;

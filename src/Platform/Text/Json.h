@@ -25,15 +25,15 @@ inline constexpr std::size_t maxJsonBytes = std::size_t{64} << 20;
 std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
                                      json::storage_ptr storage = {});
 
-/// Indented by two spaces for each level, `"key" : value`, members in the document's own order, without a
-/// line break at the end.
+/// The document as text, indented by two spaces for each level, `"key" : value`, members in the document's
+/// own order, without a line break at the end.
 std::string prettyJson(const json::value& document);
 
-/// Whether the document can be written as JSON, which has neither infinite numbers nor NaN. Such numbers are
-/// written as null.
+/// False when the document holds infinite numbers or NaN: JSON lacks them, and the functions here write them
+/// as null.
 bool isJson(const json::value& document);
 
-/// On one line, without spaces.
+/// The document on one line, without spaces.
 std::string compactJson(const json::value& document);
 
 /// Whether the documents are equal. 1, 1.0 and true are equal numbers, compared exactly; the order of an
@@ -56,7 +56,7 @@ const json::array* arrayMember(const json::object& object, std::string_view name
 const json::object* objectMember(const json::object& object, std::string_view name);
 
 /// An estimate of the bytes that the value takes, in memory and as text: its texts and keys, and a fixed
-/// number for each value. Nullopt when it nests deeper than `maxDepth`.
+/// number of bytes for each value. Nullopt when the value nests deeper than `maxDepth`.
 std::optional<std::size_t> approximateSize(const json::value& value, std::size_t maxDepth);
 std::optional<std::size_t> approximateSize(const json::object& object, std::size_t maxDepth);
 

@@ -38,7 +38,7 @@ public:
     std::int32_t length() const { return length_; }
 
 private:
-    /// False when there is more than ASCII.
+    /// False when the text is not all ASCII.
     static bool widenAscii(std::string_view text, UChar* units) {
         unsigned char all = 0;
         for (std::size_t i = 0; i < text.size(); ++i) {
@@ -93,7 +93,8 @@ std::uint32_t flagsOf(const RegularExpressionOptions& options) {
     return flags;
 }
 
-/// Compiles a first pattern on one thread: with it ICU makes the data that all patterns share and only read.
+/// Compiles a first pattern on one thread. ICU then makes the data that all patterns share; later patterns
+/// only read that data.
 void prepareLibrary() {
     static const bool prepared = [] {
         UErrorCode status = U_ZERO_ERROR;
@@ -137,7 +138,7 @@ public:
         return cache;
     }
 
-    /// The kept pattern, or one that is compiled now; null when it does not compile.
+    /// The compiled pattern, from the cache or compiled now; null when the pattern does not compile.
     Regex* find(std::string_view pattern, std::uint32_t flags, std::string& error) {
         for (auto each = kept_.begin(); each != kept_.end(); ++each) {
             if (each->flags == flags && each->pattern == pattern) {

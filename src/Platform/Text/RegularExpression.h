@@ -6,7 +6,7 @@
 
 namespace kiv {
 
-/// Options of a search; they mean what ICU's flags of the same purpose mean.
+/// Options of a search. Each means the same as ICU's flag for that purpose.
 struct RegularExpressionOptions {
     bool caseInsensitive = false;
     bool comments = false;

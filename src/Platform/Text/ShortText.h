@@ -49,7 +49,7 @@ inline std::size_t hashOfEnds(const TextEnds& ends) noexcept {
     return static_cast<std::size_t>(hash ^ hash >> 32U);
 }
 
-/// Long texts may have the same ends, so the hash is one of all their bytes.
+/// Long texts may have the same ends, so their hash is made from all bytes.
 inline std::size_t hashOfText(std::string_view text) noexcept {
     const TextEnds ends(text);
     return ends.areAll() ? hashOfEnds(ends) : std::hash<std::string_view>()(text);

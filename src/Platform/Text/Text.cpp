@@ -30,7 +30,7 @@ const char* skipDigits(const char* at, const char* end) {
     return at;
 }
 
-/// Past the character at `at` when it is white space beyond ASCII, else `at`.
+/// The position after the character at `at` when that is white space beyond ASCII, else `at`.
 const char* skipWideSpace(const char* at, const char* end) {
     std::size_t length = 0;
     const std::int32_t character = nextCharacter({at, static_cast<std::size_t>(end - at)}, length);
@@ -65,7 +65,7 @@ Integer readSaturated(std::string_view text) {
         return 0;
     }
     Integer value = 0;
-    // The minus belongs to the parsed text, so that the smallest value needs no case of its own.
+    // Parses the minus together with the digits, so that the smallest value needs no case of its own.
     const char* const first = negative ? digits - 1 : digits;
     if (std::from_chars(first, at, value).ec == std::errc::result_out_of_range) {
         return negative ? Limits::min() : Limits::max();
@@ -106,7 +106,7 @@ Decimal scanDecimal(const char* begin, const char* end) {
 bool isHuge(const Decimal& decimal) {
     const char* const significant =
         std::find_if(decimal.begin, decimal.exponent, [](char c) { return c != '0' && c != '.'; });
-    // A power of ten that is out of range here outweighs every digit that fits into memory.
+    // An exponent beyond 32 bits outweighs the digits of any text that the library reads.
     const char* at = decimal.exponent + (decimal.exponent != decimal.end ? 1 : 0);
     return decimal.point - significant + readSaturated<std::int32_t>({at, decimal.end}) > 0;
 }
@@ -209,7 +209,8 @@ std::string doubleText(double value) {
     if (!std::isfinite(value)) {
         return std::isnan(value) ? "nan" : value < 0 ? "-inf" : "inf";
     }
-    // The scientific form has the fewest digits; the fixed form of a large number has all that it stands for.
+    // The scientific form has the fewest digits; the fixed form of a large number has all digits of its exact
+    // value.
     std::array<char, 32> buffer;
     const char* const begin = buffer.data();
     const char* const end =
@@ -253,7 +254,7 @@ int compareNumerically(std::string_view a, std::string_view b) {
     return atA != endA ? 1 : atB != endB ? -1 : 0;
 }
 
-// The macro narrows inside itself.
+// The code of the macro contains narrowing conversions.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
 
@@ -322,7 +323,7 @@ std::string withCases(std::string_view text, Map map) {
 
 } // namespace
 
-// The empty name is the root locale; null would be the process's.
+// The empty name selects the root locale; null would select the locale of the process.
 
 std::string capitalized(std::string_view text) {
     return withCases(text, [](icu::StringPiece input, icu::ByteSink& sink, UErrorCode& status) {

@@ -65,10 +65,10 @@ std::string capitalized(std::string_view text);
 /// All letters in lower case, those of other scripts too.
 std::string lowercased(std::string_view text);
 
-/// A to Z in lower case; all other bytes stay as they are.
+/// The text with A to Z in lower case; all other bytes stay as they are.
 std::string lowercasedAscii(std::string_view text);
 
-/// a to z in upper case; all other bytes stay as they are.
+/// The text with a to z in upper case; all other bytes stay as they are.
 std::string uppercasedAscii(std::string_view text);
 
 /// Two lower-case hexadecimal digits for each byte.

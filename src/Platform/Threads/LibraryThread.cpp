@@ -27,7 +27,7 @@ struct LibraryThread {
     std::chrono::milliseconds patience;
     pthread_t identifier{};
     // Guarded by `Threads::lock`:
-    bool halted = false; ///< it waits for the end of the process and does nothing else any more
+    bool halted = false; ///< the thread does nothing any more but wait for the end of the process
     bool left = false;   ///< its `run` has returned, and the thread is about to end
 };
 
@@ -43,7 +43,7 @@ thread_local LibraryThread* ownThread = nullptr;
 
 void haltAll();
 
-/// Waits until a thread that has left its `run` has ended.
+/// Waits, for at most `patience`, until a thread whose `run` has returned has ended.
 void join(const LibraryThread& thread, std::chrono::milliseconds patience) {
     const auto until = std::chrono::system_clock::now().time_since_epoch() + patience;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(until);
@@ -94,8 +94,8 @@ void forgetEnded(Threads& own) {
     });
 }
 
-/// Whether the thread may end: not when the process is ending, as the destructors of its thread-local objects
-/// would run then, perhaps in libraries that are gone.
+/// Whether the calling thread may end. It must not end while the process is ending, because the destructors
+/// of its thread-local objects would then run, perhaps in libraries that are gone.
 bool leave() {
     Threads& own = threads();
     const std::lock_guard lock(own.lock);
@@ -126,7 +126,7 @@ void* threadMain(void* argument) {
     LibraryThread& own = **thread;
     ownThread = &own;
     pthread_setname_np(pthread_self(), own.name);
-    // A callback that cancels its thread would end it later, in the midst of the library's own work.
+    // Otherwise a thread that a callback cancels would end later, in the midst of the library's own work.
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     try {
         std::exchange(own.run, {})();

@@ -7,14 +7,14 @@
 ///
 /// The end of the process does not wait for their work. Yet no thread may use a library that is being torn
 /// down: an exit handler, which runs before OpenSSL's own, tells each thread to stop, and waits a short time
-/// until it has. A child after a fork has none of these threads: the library cannot be used there.
+/// for it. A child after a fork has none of these threads: the library cannot be used there.
 namespace kiv {
 
-/// Starts a thread that calls `run` and ends when `run` returns, or is left by a `ThreadEnd`. False when the
+/// Starts a thread that calls `run` and ends when `run` returns or throws a `ThreadEnd`. False when the
 /// system has no thread to give, or when the process is ending. `name` has at most 15 characters.
 ///
-/// When the process ends, `interrupt` is called on the exiting thread; it must not wait. `run` must return
-/// soon after that, when `processIsEnding`. The exiting thread waits for it, at most as long as `patience`.
+/// When the process ends, the exiting thread calls `interrupt`, which must not wait. `run` must then see that
+/// `processIsEnding` is true, and return soon. The exiting thread waits for `run` for at most `patience`.
 /// Callable from any thread.
 bool startLibraryThread(const char* name, std::function<void()> run, std::function<void()> interrupt,
                         std::chrono::milliseconds patience);

@@ -26,7 +26,7 @@ struct SerialQueue::Strand {};
 
 /// Guarded by the lock of the work thread.
 struct Timer::State {
-    std::shared_ptr<const Task> task; ///< null once it must not start any more
+    std::shared_ptr<const Task> task; ///< null once the task must not start any more
     Instant due;
     Instant::duration period{}; ///< zero for a timer that runs once
     std::uint64_t number = 0;   ///< orders timers that are due at the same time
@@ -63,7 +63,8 @@ public:
     }
 
     void cancel(Timer::State& timer) {
-        // Destroyed after the lock is released: what a task holds may call the library when it goes.
+        // Destroyed after the lock is released: objects that a task holds may call the library when they are
+        // destroyed.
         std::shared_ptr<const Task> released;
         const std::lock_guard lock(lock_);
         timers_.erase({timer.due, timer.number});
@@ -86,7 +87,7 @@ private:
                     const std::lock_guard lock(lock_);
                     wakeUp_.notify_all();
                 },
-                // Not long: a task may be waiting for the very thread that ends the process.
+                // A short time, because a task may be waiting for the very thread that ends the process.
                 std::chrono::milliseconds(50));
         }
         wakeUp_.notify_all();
@@ -107,12 +108,12 @@ private:
         }
     }
 
-    /// Starts a new thread for the tasks that are left, as this one is being ended by a callback.
+    /// Starts a new thread for the remaining tasks, because a callback is ending this thread.
     void goOnElsewhere() noexcept {
         try {
             const std::lock_guard lock(lock_);
             started_ = false;
-            if (!std::exchange(hasTold_, true)) { // once, or a log sink that ends its thread would see no end
+            if (!std::exchange(hasTold_, true)) { // only once: a log sink might end each new thread
                 tasks_.push_front([this] { writeHostLog(threadEndText(name_)); });
             }
             wake();
@@ -209,7 +210,7 @@ TaskThread& mainThread() {
     return thread;
 }
 
-/// The seconds, within limits that allow to add them to the present time.
+/// The duration, held between zero and a century so that the present time can be added without overflow.
 Instant::duration durationOf(double seconds) {
     constexpr double century = 3.2e9;
     const double within = std::isnan(seconds) ? 0 : std::clamp(seconds, 0.0, century);
@@ -232,7 +233,8 @@ std::function<void()> SerialQueue::inside(std::function<void()> task) const {
     };
 }
 
-// One thread runs the tasks of all queues in the order in which they are posted, and so those of each queue.
+// One thread runs the tasks of all queues in the order in which they are posted, so each queue keeps its
+// order too.
 void SerialQueue::post(std::function<void()> task) { workThread().post(inside(std::move(task))); }
 
 void SerialQueue::postAtRest(std::function<void()> task) { workThread().postAtRest(inside(std::move(task))); }

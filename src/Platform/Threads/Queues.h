@@ -18,7 +18,8 @@ public:
 
     void post(std::function<void()> task);
 
-    /// Runs the task once no queue has a task waiting, except for others that were posted in this way.
+    /// Runs the task once no task waits in any queue. Other tasks that were posted with `postAtRest` do not
+    /// count.
     void postAtRest(std::function<void()> task);
 
     /// Whether the caller is a task of this queue.
@@ -38,7 +39,7 @@ bool isOnWorkThread() noexcept;
 ///
 /// Time is `Clock::current().monotonic()`. A test that moves a clock of its own installs it before the first
 /// timer and calls `Timer::timePassed` after each move. A repeating timer keeps to its schedule; one run
-/// stands for all that were missed.
+/// makes up for all missed runs.
 class Timer {
 public:
     Timer() = default;

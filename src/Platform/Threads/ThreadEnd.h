@@ -16,9 +16,10 @@ namespace kiv {
 /// `kiv::failureOf` (Runtime/Failure.h) does so. No callback runs inside a `catch`, because a thread cannot
 /// end there.
 ///
-/// A callback may end a thread of the application's. It must not end one of the library's; if it does, the
-/// thread ends with the rest of the task that ran the callback, the log says so once (`threadEndText`), and a
-/// new thread takes over the other tasks. Threads of the library cannot be cancelled.
+/// A callback may end a thread of the application. It must not end a thread of the library. If it does, that
+/// thread ends, and the rest of the task that ran the callback does not run; the log says so once
+/// (`threadEndText`), and a new thread takes over the other tasks. Threads of the library cannot be
+/// cancelled.
 using ThreadEnd = abi::__forced_unwind;
 
 /// The line of the log about the thread of that name.

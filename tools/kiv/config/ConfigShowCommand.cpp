@@ -132,8 +132,8 @@ private:
         table(rows);
     }
 
-    /// The last column takes the width that the others leave. When that is less than `leastForLast`, it goes
-    /// to the next line.
+    /// The last column takes the width that the other columns leave. When that is less than `leastForLast`,
+    /// the last column goes to the next line.
     void table(std::vector<std::vector<std::string>>& rows) const {
         constexpr std::size_t leastForLast = 40;
         constexpr std::size_t indent = 6;

@@ -82,7 +82,7 @@ private:
     std::size_t wrong_ = 0;
 };
 
-/// The member as a text. When it is missing or no text, prints that and returns null.
+/// The member as a text. When the member is missing or no text, prints that and returns null.
 const json::string* needText(const json::object& envelope, std::string_view name, Checklist& checks) {
     const json::string* text = textMember(envelope, name);
     if (!envelope.contains(name)) {

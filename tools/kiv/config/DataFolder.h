@@ -11,7 +11,8 @@ std::string dataFolder(const std::string& payloads, const std::string& wanted);
 
 std::string recordsFile(const std::string& dataFolder);
 
-/// The records file in that same folder; makes neither of them. Throws `BadInput` when there is no such file.
+/// The records file in the data folder. Makes neither the folder nor the file. Throws `BadInput` when the
+/// file does not exist.
 std::string existingRecords(const std::string& payloads, const std::string& wanted);
 
 } // namespace kiv::tool

@@ -65,7 +65,7 @@ private:
     const json::object& payload_;
     std::map<std::string_view, std::size_t> deciders_;
     Names targetGroups_;
-    Place place_; ///< what is being checked
+    Place place_; ///< the part of the document that is being checked
     std::vector<Finding> findings_;
 };
 

@@ -96,7 +96,7 @@ std::vector<PayloadChange> PayloadFolder::changes() {
 
 void PayloadFolder::lookAt(const std::string& key, const std::string& file,
                            std::vector<PayloadChange>& found) {
-    // Asked before the file is read, so that no document is dated later than its content.
+    // Reads the time before the file, so that no document is dated later than its content.
     const KIVDate changed = changeTime(file);
     Digest digest{};
     PayloadChange change{PayloadChange::Kind::refused, key, file, nullptr, {}};

@@ -21,9 +21,9 @@ using Envelope = std::shared_ptr<const std::string>;
 struct PayloadChange {
     enum class Kind {
         published, ///< there is a new envelope
-        refused,   ///< it cannot be served; the envelope that was served before stays
-        same,      ///< the payload that is served is back, after one that was refused
-        removed    ///< its file is gone
+        refused,   ///< the payload cannot be served; the former envelope stays
+        same,      ///< the served payload is back after a refused one
+        removed    ///< the file of the payload is gone
     };
 
     Kind kind;
@@ -40,7 +40,7 @@ public:
     PayloadFolder(std::string path, SigningIdentity identity);
 
     /// Reads the folder, and returns what has changed since the last call: the removed payloads, then the
-    /// others, each in the order of their keys. Throws `BadInput` when the folder cannot be read.
+    /// others, both in the order of their keys. Throws `BadInput` when the folder cannot be read.
     std::vector<PayloadChange> changes();
 
     const std::string& path() const { return path_; }

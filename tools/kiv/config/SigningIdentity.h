@@ -6,8 +6,7 @@
 
 namespace kiv::tool {
 
-/// What documents are signed with: a private key, and its certificate as the base64 text that applications
-/// take.
+/// The private key that signs documents, and its certificate as the base64 text that applications take.
 struct SigningIdentity {
     PrivateKey key;
     std::string certificate;

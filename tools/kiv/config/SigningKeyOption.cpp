@@ -8,7 +8,8 @@
 namespace kiv::tool {
 namespace {
 
-/// What is wrong with a value of `--key` that is to name a file; empty when nothing is.
+/// The error message for a value of `--key` that is an application's key; empty for any other value, which
+/// names a file.
 std::string refusalOf(const std::string& value) {
     if (!isApplicationKeyForm(value) && !isUuidForm(value)) {
         return "";

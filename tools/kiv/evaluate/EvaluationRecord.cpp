@@ -43,7 +43,7 @@ public:
               .position = position});
     }
 
-    /// Adds a step that lacks its arguments; takes `arity` of them from the stack.
+    /// Adds the step of a call, and takes its arguments from the stack: `arity` steps, or `missing`.
     void addCall(RecordedStep&& step, std::size_t arity) {
         step.kind = Kind::call;
         for (; arity > 0; --arity) {

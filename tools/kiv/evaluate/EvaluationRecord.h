@@ -55,7 +55,7 @@ struct RecordedEvaluation {
     KivxValue value = {}; ///< `none` when it failed or gave no value
     std::optional<Failure> failure = {};
     std::vector<RecordedStep> steps = {};
-    /// The steps that are no argument of another one, from left to right. The first gives the value.
+    /// The steps that are no argument of another step, from left to right. The first step gives the value.
     std::vector<std::size_t> roots = {};
     bool cut = false; ///< the steps were dropped, because all evaluations together had too many
 

@@ -45,7 +45,7 @@ public:
     /// `evaluate` with the flag's name, is the flag's value; valid as long as this object.
     const KIVExperimentModel* experimentFor(std::string_view flagName) const;
 
-    // What an explanation of a value looks up.
+    // For explaining a value.
     bool hasTargetGroup(std::string_view identifier) const;
     /// Null when there is no such group, or it has no condition.
     const std::string* conditionOfTargetGroup(std::string_view identifier) const;

@@ -10,8 +10,8 @@
 namespace kiv::tool {
 namespace {
 
-/// For an operator that failed because it wants texts and was given properties that are numbers: how to give
-/// those properties as texts. Else empty.
+/// Advice for an operator that takes texts but got properties that are numbers: how to give those properties
+/// as texts. Empty for other failures.
 std::string adviceForNumbers(const RecordedEvaluation& evaluation, const RecordedStep& failed) {
     std::string advice;
     const OperatorSignature* signature = operatorSignature(failed.name);
@@ -63,8 +63,8 @@ BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable
         return BadInput("the operator " + inQuotes(name) + " fails: " + reason,
                         Spot{expression, position, name.size()}, advice);
     }
-    // The word is unknown. The reader's finding at its position explains that best. Without one its first
-    // finding does, because an earlier mistake is often the cause.
+    // The word is unknown. The reader's finding at the position of the word explains that best. When there is
+    // none, the reader's first finding does, because an earlier mistake is often the cause.
     findings.push_back({true, position, name.size(), "unknown word " + inQuotes(name), ""});
     auto found = std::ranges::find(findings, position, &ExpressionFinding::position);
     if (found + 1 == findings.end()) {

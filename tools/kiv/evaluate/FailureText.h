@@ -13,7 +13,8 @@ namespace kiv::tool {
 /// the expression. `operators` are those of the parser that evaluated it.
 BadInput failureOf(const RecordedEvaluation& evaluation, const KivxOperatorTable& operators);
 
-/// The errors that `ExpressionReader` finds in an expression. It may have a value in spite of them.
+/// The errors that `ExpressionReader` finds in an expression. The expression may have a value in spite of
+/// them.
 std::vector<ExpressionFinding> errorsIn(std::string_view expression);
 
 } // namespace kiv::tool

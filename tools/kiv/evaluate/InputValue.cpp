@@ -85,7 +85,7 @@ json::value literal(const std::string& text) {
     return json::value(text);
 }
 
-/// The same, but a number that would be written in another way, such as 007, stays a text.
+/// Like `literal`, but a number stays a text when kiv would write it in another way, as with 007.
 json::value untypedLiteral(const std::string& text) {
     json::value value = literal(text);
     const bool keepsText = !value.is_number() || contextValueFromJson(value).description() == text;

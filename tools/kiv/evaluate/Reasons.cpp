@@ -57,7 +57,7 @@ private:
         step(where, argumentOf(where, own, index), level + 1);
     }
 
-    /// One side is enough to decide: a false one for `and`, a true one for `or`.
+    /// One side is enough to decide: a false side for `and`, a true side for `or`.
     void either(const Where& where, const RecordedStep& own, unsigned level) {
         const bool settling = own.name == "or";
         const bool bothCount = holds(own.value) != settling;
@@ -116,8 +116,8 @@ private:
         return sourceText(evaluation, own) + " is " + literalText(own.value);
     }
 
-    /// Appends the properties that the step depends on to `details`: orders is 12, country is "FR". At most
-    /// `left` of them, which counts down.
+    /// Appends the properties that the step depends on to `details`: orders is 12, country is "FR". Appends
+    /// at most `left` properties; each lowers `left` by one.
     static void collectProperties(const RecordedEvaluation& evaluation, const RecordedStep& own,
                                   std::string& details, unsigned& left, unsigned level) {
         for (const std::size_t index : own.arguments) {

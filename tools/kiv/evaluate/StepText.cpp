@@ -62,7 +62,7 @@ std::string sourceText(const RecordedEvaluation& evaluation, const RecordedStep&
                 [&](const RecordedStep& argument) { return sourceText(evaluation, argument, depth + 1); });
 }
 
-/// The argument of an operator that has one argument, if that is a text; else null.
+/// The text argument of an operator whose only argument is a text; else null.
 const KivxValue* onlyText(const RecordedEvaluation& evaluation, const RecordedStep& step) {
     if (step.arguments.size() != 1 || step.arguments.front() == RecordedStep::missing) {
         return nullptr;
@@ -117,7 +117,8 @@ std::string flagRemark(const KivxValue* name, const RecordedStep& step, const Ev
     return hasValue ? "" : "it gets no value: \"false\" here, and the flag's default in an application";
 }
 
-/// What the operator does with an undefined argument; empty when it has none, or this needs no remark.
+/// What the operator does with an undefined argument; empty when no argument is undefined, or when no remark
+/// is needed.
 std::string remarkOnUndefined(const RecordedEvaluation& evaluation, const RecordedStep& step) {
     const bool hasUndefined = std::ranges::any_of(step.arguments, [&](std::size_t argument) {
         return argument != RecordedStep::missing && evaluation.steps[argument].value.isUndefined();

@@ -33,8 +33,8 @@ struct PropertyRead {
     std::string source; ///< its type, or where its value comes from
 };
 
-/// The properties that the evaluation and the evaluations inside it read, by name. Each stands there once; a
-/// value of the context that only some of the evaluations could see stands there twice.
+/// The properties that the evaluation and the evaluations inside it read, sorted by name. Each appears once,
+/// but a value of the context that only some of the evaluations could see appears twice.
 std::vector<PropertyRead> propertiesRead(const RecordedEvaluation& evaluation, const EvaluationWorld& world);
 
 } // namespace kiv::tool

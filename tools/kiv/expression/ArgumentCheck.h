@@ -19,8 +19,8 @@ struct ArgumentProblem {
     std::string advice = {};
 };
 
-/// Checks the argument `index` (below the arity) of `op`. Only literals are checked, because nobody knows
-/// what a call will answer. Without `targetGroups` (null) a target group is not looked up.
+/// Checks the argument `index` (below the arity) of `op`. Checks literals only, because the value of a call
+/// is not known. Does not look up target groups when `targetGroups` is null.
 std::optional<ArgumentProblem> checkArgument(const OperatorSignature& op, std::size_t index,
                                              const Token& argument, const Names* targetGroups);
 

@@ -24,9 +24,9 @@ struct ExpressionFinding {
 /// Reads an expression in the form that its author means: operators with their arguments in parentheses,
 /// separated by commas.
 ///
-/// The evaluator knows no grammar: it takes each argument from whatever comes next. So most expressions with
-/// mistakes have a value there, but a wrong one. The reader's own stack stays small for input of any size and
-/// nesting. It stops after `mostFindings` errors, and keeps at most `mostFindings` warnings.
+/// The evaluator knows no grammar: it takes each argument from whatever comes next. So the evaluator gives
+/// most expressions with mistakes a value, but a wrong one. The reader does not recurse, so that input of any
+/// nesting is safe. It stops after `mostFindings` errors, and keeps at most `mostFindings` warnings.
 class ExpressionReader {
 public:
     static constexpr std::size_t mostFindings = 10;

@@ -21,8 +21,8 @@ inline constexpr std::string_view changesPath = "/changes"; ///< a stream that t
 std::optional<HttpAnswer> file(std::string_view path);
 
 /// The answer with what the page shows of one of the keys, as JSON. The query is `key=KEY&state=VERSION`.
-/// Without KEY, or with an unknown one, it is the first key. VERSION is that of the state that the page
-/// already has; the answer then leaves out that state's document.
+/// Without KEY, or when KEY is unknown, the answer is about the first key. VERSION is the version of the
+/// state that the page already has; the answer leaves out the document of that state.
 HttpAnswer data(Records& records, const std::vector<std::string>& keys, std::string_view query);
 
 } // namespace overview

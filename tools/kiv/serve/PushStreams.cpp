@@ -61,7 +61,7 @@ public:
     const std::string& key() const { return key_; }
 
 private:
-    /// Reads only to notice that the client has closed the connection. What it sends is dropped.
+    /// Reads only to notice that the client has closed the connection. Drops what the client sends.
     void watch() {
         socket_.async_read_some(net::buffer(heard_),
                                 [self = shared_from_this()](error_code problem, std::size_t) {

@@ -21,13 +21,13 @@ public:
     PushStreams(boost::asio::io_context& io, std::chrono::milliseconds keepAlive);
     ~PushStreams();
 
-    /// Takes over a connection on which the head of the answer has been sent, and keeps `ticket` as long as
-    /// it is open. `ended` is called when it has been closed.
+    /// Takes over a connection on which the server has sent the head of the answer. Keeps `ticket` as long as
+    /// the connection is open, and calls `ended` after closing it.
     void add(const std::string& key, Socket socket, std::shared_ptr<void> ticket,
              std::function<void()> ended);
 
     /// Sends "changed" to the streams of the key, and returns how many there are. A stream that is still
-    /// sending something sends it afterwards, once.
+    /// sending something sends "changed" afterwards, once.
     std::size_t announce(const std::string& key);
 
     std::size_t count(const std::string& key) const;

@@ -54,8 +54,8 @@ Examples:
 
 Interrupt it (Ctrl-C) to stop.)";
 
-/// Raises the process's limit of open files to what the system allows, and returns it less the files that the
-/// service itself needs.
+/// Raises the process's limit of open files to what the system allows, and returns the limit less the number
+/// of files that the service itself needs.
 std::size_t mostConnections() {
     constexpr std::size_t ownFiles = 64;
     rlimit limit{};

@@ -42,8 +42,8 @@ struct Refusal {
     HttpAnswer answer;
 };
 
-/// Whether the body is said to be JSON. A page of another site in a browser on this machine cannot send this
-/// type: the browser would ask the service first, which allows it to nobody.
+/// Whether the header declares a JSON body. A page of another site cannot make a browser on this machine send
+/// this type, because the browser first asks the service, which never permits it.
 bool isJsonType(std::string_view contentType) {
     std::string type = lowercasedAscii(contentType.substr(0, contentType.find(';')));
     std::erase(type, ' ');
@@ -253,7 +253,7 @@ void Service::configurationFromApi(Target target, HttpCall call, HttpReply reply
     onWorker(
         std::move(call),
         [this, target, reply = std::move(reply)](HttpAnswer answer) {
-            // Looked up only now: the document may have changed while the body was read.
+            // Looks up the document only now, because it may have changed while the body was read.
             reply(answer.status == 200 ? configuration(target.key) : std::move(answer));
         },
         [target](const json::object& properties) {

@@ -28,7 +28,7 @@ public:
         std::string host = "127.0.0.1";             ///< the address that the server listens on
         bool cdnMisses = false;                     ///< the configuration CDN answers every request with 404
         std::chrono::milliseconds keepAlive{15000}; ///< between the comments of a quiet push stream
-        std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< of a gzip body after unpacking
+        std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< limit in bytes of a gzip body after unpacking
     };
 
     Service(boost::asio::io_context& io, PayloadFolder& folder, Records& records, const Journal& journal,
@@ -38,7 +38,7 @@ public:
     /// Takes over the changes: new envelopes are served and announced to the push streams of their keys.
     void apply(const std::vector<PayloadChange>& changes);
 
-    /// Has the worker read the folder; what has changed is then applied.
+    /// Has the worker read the folder, then applies the changes.
     void readFolder();
 
     void answer(HttpCall call, HttpReply reply);
@@ -77,13 +77,13 @@ private:
     HttpAnswer configuration(const std::string& key) const;
     void tell(const PayloadChange& change) const;
 
-    /// `reply`, made to tell the open pages first that what they show may have changed.
+    /// A reply that first tells the open pages that what they show may have changed, then calls `reply`.
     HttpReply toldToPages(HttpReply reply);
 
     /// Runs `work` on the worker, and replies with the answer that it returns. A `Refusal` that it throws is
     /// the answer; another exception gives 500.
     void onWorker(HttpReply reply, std::function<HttpAnswer()> work);
-    /// The same, with the JSON object in the call's body for `work`.
+    /// Like the function above; `work` takes the JSON object in the call's body.
     void onWorker(HttpCall call, HttpReply reply, std::function<HttpAnswer(const json::object&)> work);
 
     boost::asio::io_context& io_;

@@ -24,7 +24,7 @@ void readValue(const json::value& value, KIVDate& result);
 void readValue(const json::value& value, KIVDynamicPropertyContext::Values& result);
 void readValue(const json::value& value, json::object& result);
 
-/// The text that a flag has for a JSON text, number or boolean.
+/// The text that a flag has as its value, read from a JSON text, number or boolean.
 struct FlagText {
     std::string text;
 };
@@ -61,7 +61,7 @@ public:
     /// Borrows the object.
     explicit ShellFields(const json::object& object) : object_(object) {}
 
-    /// The same, after `allowOnly(known, owner)`.
+    /// Borrows the object, and calls `allowOnly(known, owner)`.
     ShellFields(const json::object& object, const std::vector<std::string_view>& known,
                 std::string_view owner)
         : ShellFields(object) {
@@ -82,19 +82,19 @@ public:
         return read<T>(name);
     }
 
-    /// Nothing when the field is missing or null.
+    /// The field; nothing when it is missing or null.
     template <class T>
     std::optional<T> find(std::string_view name) const {
         return has(name) ? read<std::optional<T>>(name) : std::nullopt;
     }
 
-    /// A field that may be missing or null.
+    /// The field; `otherwise` when it is missing or null.
     template <class T>
     T getOr(std::string_view name, T otherwise = {}) const {
         return find<T>(name).value_or(std::move(otherwise));
     }
 
-    /// Leaves `target` as it is when the field is missing or null.
+    /// Reads the field into `target`. Leaves `target` as it is when the field is missing or null.
     template <class T>
     void assign(std::string_view name, T& target) const {
         if (auto value = find<T>(name)) {

@@ -120,7 +120,8 @@ Context contextOf(const ShellFields& fields) {
     return values ? Context(std::move(*values)) : std::nullopt;
 }
 
-/// The overrides of the present client. They end with it, so do not keep them. Throws before setup.
+/// The overrides of the present client. They end with the client, so do not keep the pointer. Throws before
+/// setup.
 std::shared_ptr<KIVFlagsOverrides> overrides() {
     auto present = KIVCore::overrides();
     if (!present) {

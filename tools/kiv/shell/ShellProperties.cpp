@@ -14,8 +14,8 @@ namespace kiv::tool {
 namespace {
 
 /// Sets a property to the field "value", or to a callback that answers that value or throws the text
-/// "throws". `setFixed` and `setComputed` are the facade's operations for the property's type. Where the
-/// callback may give no answer, it does so for a "value" of null.
+/// "throws". `setFixed` and `setComputed` are the facade's operations for the property's type. A "value" of
+/// null makes the callback give no answer, if the property's type allows that.
 template <class Value, class Argument, class Block>
 void set(const ShellFields& fields, void (*setFixed)(Argument value, KIVNonnullString key),
          void (*setComputed)(Block block, KIVNonnullString key)) {

@@ -132,7 +132,7 @@ private:
             return std::ranges::any_of(
                 arguments, [](const Meaning& each) { return std::holds_alternative<Kind>(each); });
         };
-        // The first failure ends an evaluation, wherever it happens.
+        // A failure in any argument ends the whole evaluation.
         if (holds(std::in_place_type<Failure>)) {
             return {{{}, Failure()}};
         }
@@ -148,8 +148,8 @@ private:
         return {{{}, computed(op, arguments, flagName)}};
     }
 
-    /// The result of an operator that is known although an argument contains the id, or of one that evaluates
-    /// another expression; nothing for all other operators.
+    /// The result of an operator that has a known result although an argument contains the id, or that
+    /// evaluates another expression; nothing for all other operators.
     std::optional<Pieces> appliedToIds(const KivxOperatorTable::Operator& op, const Arguments& arguments,
                                        std::string_view flagName) {
         const std::string& name = op.name;

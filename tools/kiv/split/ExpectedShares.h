@@ -27,13 +27,13 @@ struct FlagOutcome {
 /// The share of each outcome of a flag (0 to 1); nothing when the shares cannot be computed.
 struct ExpectedShares {
     std::optional<std::map<FlagOutcome, double>> shares = {};
-    std::string obstacle = {}; ///< the operator because of which there are no shares; may be empty
+    std::string obstacle = {}; ///< the operator that prevents the computation; may be empty
 };
 
-/// Computes the shares from the expression of a flag, and from those of the flags and target groups that it
-/// asks for, without evaluating them for single users. All ids are taken to be different. A seed that
+/// Computes the shares from the expression of a flag, and from the expressions of the flags and target groups
+/// that it asks for, without evaluating them for single users. All ids are taken to be different. A seed that
 /// contains the id then spreads the users evenly over its buckets, and the buckets of different seeds are
-/// independent. What does not depend on the id is evaluated as in `world`.
+/// independent. Evaluates everything that does not depend on the id as `world` does.
 ///
 /// The flag must have an experiment in `world`. `property` is the name of the property that holds the ids.
 /// There are no shares when an operator looks at the ids themselves, or when the expression is too large.

@@ -28,7 +28,7 @@ struct Interval {
     double to = 1;
 };
 
-/// The users whose bucket of each of these seeds lies in the interval of the seed.
+/// The users whose bucket of each seed in the map lies in the interval of that seed.
 using Region = std::map<IdText, Interval>;
 
 /// The users who are in both regions; nothing when there are none.
