@@ -12,6 +12,7 @@
 #include <kiv/KIVFlagsScreen.h>
 #include <kiv/kiv.h>
 
+#include "CorvaneClient/Shop.h"
 #include "Platform/Http/HttpClient.h"
 #include "Platform/System/Files.h"
 #include "Support/CapturedLog.h"
@@ -77,17 +78,14 @@ TEST(FlagsScreenInTheBrowser, IsThereWhileItIsPresented) {
     }
 }
 
-struct ShopFlags : KIVBaseContainer {
-    KIVFlag open{false};
-    KIV_CONTAINER(ShopFlags, open);
-};
-
 TEST(FlagsScreenInTheBrowser, OutlivesACallbackThatEndsItsThread) {
     const CapturedLog log;
     const std::string document = std::getenv("HOME") + std::string("/document.json");
-    kiv::writeFile(document, R"j({"data": "{\"application\": \"5e0bd1f2c3a4b5d6e7f80912\", \"experiments\": [
-        {\"_id\": \"1\", \"featureFlags\": [{\"name\": \"shop.open\"}],
-         \"deploymentConfiguration\": {\"condition\": \"property(\\\"leaves\\\")\"}}]}"})j");
+    const std::string payload =
+        payloadOf({kiv::json::object{{"_id", "1"},
+                                     {"deploymentConfiguration", {{"condition", "property(\"leaves\")"}}},
+                                     {"featureFlags", kiv::json::array{{{"name", "shop.open"}}}}}});
+    kiv::writeFile(document, kiv::compactJson(kiv::json::object{{"data", payload}}));
     std::atomic<int> calls = 0;
     KIVCore::setCustomComputedBooleanProperty(
         [&](auto, const auto&) {
@@ -98,9 +96,9 @@ TEST(FlagsScreenInTheBrowser, OutlivesACallbackThatEndsItsThread) {
         },
         "leaves");
     KIVCore::register_("shop", std::make_shared<ShopFlags>());
-    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", {.disableSignatureVerification = true,
-                                                       .defaultConfigurationPath = document,
-                                                       .networkConfigurations = {{}}});
+    KIVCore::setupWithKey(shopKey, {.disableSignatureVerification = true,
+                                    .defaultConfigurationPath = document,
+                                    .networkConfigurations = KIVNetworkConfigurationsOptions()});
     KIVFlagsScreen screen(KIVCore::flagsViewController());
     const std::string address = screen.present().address.value();
     for (const int status : {0, 0, 200}) {
