@@ -11,7 +11,7 @@ import axe from "axe-core";
 import { chromium } from "playwright-core";
 
 const root = fileURLToPath(new URL("../../", import.meta.url));
-const patience = 20_000; // milliseconds
+const patience = 30_000; // milliseconds that a test waits for what must happen; long, as a busy machine is slow
 
 /** The path of a command of this project, in the folder KIV_BIN or in the release build. */
 export const built = (name) => join(process.env.KIV_BIN ?? join(root, "build/release/bin"), name);
