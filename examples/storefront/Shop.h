@@ -93,8 +93,8 @@ struct LiveRun {
     std::string service; ///< URL of the service
     Paths paths;
     bool expectsStored = false; ///< whether an earlier start stored a document
-    std::string editedFile; ///< the payload that is edited meanwhile; empty: the run ends before any edit
-    bool stays = false; ///< run until Ctrl-C, and present the flags screen
+    std::string editedFile;     ///< the payload that is edited meanwhile; empty: the run ends before any edit
+    bool stays = false;         ///< run until Ctrl-C, and present the flags screen
 };
 
 /// The part with a service: shows which document is in use, and what happens when the payload is edited.
