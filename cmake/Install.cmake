@@ -1,5 +1,5 @@
-# `cmake --install` installs the headers, the library, a CMake package and a pkg-config file. The installed tree can be
-# moved, because neither of the two files holds an absolute path.
+# `cmake --install` installs the headers, the library, a CMake package and a pkg-config file. The CMake
+# package and the pkg-config file work wherever the installed tree is moved to.
 include(CMakePackageConfigHelpers)
 
 set(kiv_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kiv)
