@@ -147,8 +147,8 @@ std::shared_ptr<KIVFeatureFlagsRepository> KIVCoreInstance::takeFlagsRepository(
     return filledFlagsRepository(key);
 }
 
-/// The caller holds `fieldsLock_`. The key's repository takes all shared flags: it lacks those that were
-/// registered while it was not in use, and a shutdown empties it.
+/// The caller holds `fieldsLock_`. Puts all shared flags into the key's repository: a flag that was
+/// registered while the repository was not in use is missing there, and a shutdown empties it.
 const std::shared_ptr<KIVFeatureFlagsRepository>&
 KIVCoreInstance::filledFlagsRepository(const std::string& key) {
     auto& repository = flagsRepositoriesPerSDKKey_[key];

@@ -311,7 +311,7 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 }
 
 void KIVClient::shutdown() {
-    featureFlagSetter_->shutdown(); // from here on no impressions are added to those that `flush` sends
+    featureFlagSetter_->shutdown(); // after this no read makes an impression, so `flush` sends them all
     analytics_->flush();
     analytics_->close(shutdownPatience);
     stop();

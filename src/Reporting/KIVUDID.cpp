@@ -55,6 +55,9 @@ std::optional<std::string> KIVUDID::storedDistinctId(const std::string& key) {
 }
 
 bool KIVUDID::archiveProperties() {
+    if (path_.empty()) {
+        return false; // there is no Library folder
+    }
     if (kiv::createFile(path_, archive()) || takeStoredAt(path_)) {
         return true;
     }

@@ -100,6 +100,16 @@ TEST(UDID, IsTheSameForProcessesThatStartTogether) {
     }
 }
 
+TEST(UDID, TouchesNoFileWithoutALibraryFolder) {
+    KIVHost host = hostOf(vendor);
+    host.libraryDirectory = "";
+    KIVHost::configure(host);
+    ASSERT_EQ(chdir(std::getenv("HOME")), 0);
+    ASSERT_TRUE(kiv::writeFile(std::getenv("HOME") + std::string("/.new"), "the application's"));
+    EXPECT_EQ(KIVUDID("k").distinctId(), vendor);
+    EXPECT_EQ(kiv::readFile(std::getenv("HOME") + std::string("/.new")), "the application's");
+}
+
 TEST(UDID, ServesWithoutAFolderToWriteTo) {
     KIVHost host = hostOf(vendor);
     ASSERT_TRUE(kiv::writeFile(*host.libraryDirectory, "a file where the folder should be"));
