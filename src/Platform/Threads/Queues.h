@@ -4,9 +4,9 @@
 #include <memory>
 
 /// Where the library's own work runs: on one thread for all serial queues and timers, and on the
-/// application's main queue or a thread in its place. A thread starts with its first task. The end of the
-/// process does not wait for tasks: those that have not run by then never run. A child after a fork has none
-/// of these threads.
+/// application's main queue or a thread in its place. A thread starts with its first task. The process ends
+/// without waiting for tasks; a task that has not run by then never runs. A child after a fork has none of
+/// these threads.
 namespace kiv {
 
 /// Runs its tasks one after the other, in the order in which they were posted, on the library's work thread.
