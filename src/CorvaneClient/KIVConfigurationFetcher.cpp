@@ -12,6 +12,7 @@
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -211,7 +212,13 @@ void KIVConfigurationFetcher::getJsonFromURL(std::uint64_t fetch, const KIVHttpR
             if (error != KIVNetworkError::none) {
                 completionHandler(failureResult(error), error);
             } else if (self->fetcherType_ == productionType) {
-                const auto result = self->resultOf(fetch, envelope, url, error);
+                KIVConfigurationDataResult result = failureResult(KIVNetworkError::unknown);
+                const auto misread =
+                    kiv::failureOf([&] { result = self->resultOf(fetch, envelope, url, error); });
+                if (misread) { // no memory
+                    error = KIVNetworkError::unknown;
+                    KIV_DEBUG_LOG("url=%@ could not be read: %@", url, misread->what());
+                }
                 completionHandler(result, error);
             }
         },

@@ -14,7 +14,7 @@
 ///
 /// Certificates are checked against the host's CA file or the system's; the proxy is the host's or the
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
-/// POST into a GET. Compressed bodies are unpacked. A response of more than 64 MiB is a transport error.
+/// POST into a GET. Compressed bodies are unpacked.
 /// Nothing here blocks the caller, raises a signal, or holds up the end of the process. A child after a fork
 /// has no network thread.
 ///
@@ -58,6 +58,8 @@ struct HttpRequest {
     double idleTimeout = defaultIdleTimeout;
     /// Limit in seconds for the whole request. Zero or less: no limit.
     double totalTimeout = 0;
+    /// A response with a longer body, unpacked, is a transport error. Does not hold for streams.
+    std::size_t mostBodyBytes = std::size_t{16} << 20;
     /// Asks caches on the way for a fresh answer.
     bool ignoresCaches = false;
 };

@@ -14,7 +14,6 @@
 namespace kiv {
 namespace {
 
-constexpr std::size_t bodyLimit = 64U << 20;
 constexpr std::size_t headersLimit = 256U << 10;
 
 TransportError error(long code, std::string description) {
@@ -183,7 +182,7 @@ void HttpTransfer::configureConnection() {
     curl_easy_setopt(handle, CURLOPT_TCP_KEEPINTVL, 30L);
     if (!stream()) { // a server that compresses a stream holds events back until a block is full
         curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
-        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit));
+        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(request_.mostBodyBytes));
     }
 }
 
@@ -291,10 +290,15 @@ bool HttpTransfer::readBody(std::string_view bytes) {
         }
         return true;
     }
-    if (bytes.size() > bodyLimit - response_.body.size()) {
+    std::string& body = response_.body;
+    if (bytes.size() > request_.mostBodyBytes - body.size()) {
         return tooLarge();
     }
-    response_.body.append(bytes);
+    constexpr std::size_t small = 1U << 20;
+    if (body.size() > small && body.capacity() < request_.mostBodyBytes) {
+        body.reserve(request_.mostBodyBytes); // memory that is not written to costs nothing; growing copies
+    }
+    body.append(bytes);
     return true;
 }
 
