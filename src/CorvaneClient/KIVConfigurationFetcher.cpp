@@ -11,6 +11,7 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
@@ -85,7 +86,7 @@ void KIVConfigurationFetcher::startAfterOtherPushes(const std::string& fetchSour
     auto begin = [weak = weak_from_this(), fetchSource, completionHandler = std::move(completionHandler)] {
         if (const auto fetcher = weak.lock()) {
             {
-                const std::lock_guard startLock(fetcher->pushLock_);
+                const kiv::Lock startLock(fetcher->pushLock_);
                 fetcher->isPushWaiting_ = false;
             }
             fetcher->start(fetchSource, completionHandler);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Platform/Http/HttpTransfer.h"
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
@@ -19,11 +20,14 @@ using Instant = HttpTransfer::Instant;
 class Network {
 public:
     static Network& shared() {
-        static Network& network = *new Network;
-        return network;
+        static auto& network = *new PerProcess<Network>(std::make_unique<Network>);
+        return network.get();
     }
 
     void start(std::shared_ptr<HttpTransfer> transfer) {
+        if (isSilentFork()) {
+            return;
+        }
         const std::lock_guard lock(lock_);
         waiting_.push_back(std::move(transfer));
         if (!started_) { // when the system has no thread to give, the next request tries again
