@@ -37,13 +37,22 @@ bool isQueue(const kiv::json::value& kept) {
 
 } // namespace
 
-KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, kiv::SerialQueue serialQueue)
-    : storage_(std::move(storage)), serialQueue_(std::move(serialQueue)),
-      creditedAt_(kiv::Clock::current().monotonic()) {}
+KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage)
+    : storage_(std::move(storage)), creditedAt_(kiv::Clock::current().monotonic()) {}
+
+std::shared_ptr<KIVSEGStorage> KIVSEGEventQueue::storage() {
+    const std::lock_guard lock(lock_);
+    return storage_;
+}
+
+void KIVSEGEventQueue::setStorage(std::shared_ptr<KIVSEGStorage> storage) {
+    const std::lock_guard lock(lock_);
+    storage_ = std::move(storage);
+}
 
 array& KIVSEGEventQueue::events() {
     if (!events_) {
-        kiv::json::value kept = storage_->arrayForKey(queueKey);
+        kiv::json::value kept = storage()->arrayForKey(queueKey);
         if (!kept.is_null() && !isQueue(kept)) {
             KIV_SEG_LOG("What is kept under %@ is no queue of events; beginning a new one.", queueKey);
         }
@@ -52,9 +61,15 @@ array& KIVSEGEventQueue::events() {
         for (const auto& event : *events_) {
             bytes_ += sizeOf(event);
         }
+        written_ = events_->size();
         dropOldest(0);
     }
     return *events_;
+}
+
+void KIVSEGEventQueue::removeFirst(std::size_t count) {
+    events_->erase(events_->begin(), events_->begin() + static_cast<std::ptrdiff_t>(count));
+    written_ -= std::min(written_, count);
 }
 
 /// Drops the oldest `count` events, then more until the queue fits its limits.
@@ -65,7 +80,7 @@ void KIVSEGEventQueue::dropOldest(std::size_t count) {
     }
     if (count > 0) {
         KIV_SEG_LOG("Dropping the %@ oldest events: the queue is full.", count);
-        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
+        removeFirst(count);
     }
 }
 
@@ -80,9 +95,24 @@ void KIVSEGEventQueue::append(kiv::json::value event) {
     changed();
 }
 
-array KIVSEGEventQueue::oldest(std::size_t count) {
+array KIVSEGEventQueue::beginUpload(std::size_t count) {
     const array& all = events();
-    return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(std::min(count, all.size())));
+    count = std::min(count, all.size());
+    persist();
+    isUploading_ = true;
+    hasFailed_ = false;
+    return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+void KIVSEGEventQueue::endUpload(const array& batch, bool hasFailed) {
+    isUploading_ = false;
+    hasFailed_ = hasFailed;
+    if (!hasFailed) {
+        remove(batch);
+    }
+    for (const auto& task : std::exchange(atUploadEnd_, {})) {
+        task();
+    }
 }
 
 /// Removes the events of `batch` that are still at the head. Compares by identity, because `dropOldest` may
@@ -92,19 +122,14 @@ void KIVSEGEventQueue::remove(const array& batch) {
     for (const auto& event : batch) {
         sent.insert(*identityOf(event));
     }
-    array& all = events();
-    auto left = all.begin();
-    while (left != all.end() && sent.contains(*identityOf(*left))) {
-        bytes_ -= sizeOf(*left++);
+    const array& all = events();
+    std::size_t count = 0;
+    while (count < all.size() && sent.contains(*identityOf(all[count]))) {
+        bytes_ -= sizeOf(all[count++]);
     }
-    all.erase(all.begin(), left);
+    removeFirst(count);
     isChanged_ = true; // even if nothing was removed: the storage may still have events that were sent
     serialQueue_.postAtRest([queue = shared_from_this()] { queue->persist(); });
-}
-
-void KIVSEGEventQueue::readAgain() {
-    events_.reset();
-    isChanged_ = false;
 }
 
 void KIVSEGEventQueue::changed() {
@@ -138,6 +163,7 @@ void KIVSEGEventQueue::persist() {
     if (isChanged_) {
         credit_ -= static_cast<double>(bytes_);
         changedAt_ = kiv::Clock::current().monotonic();
-        isChanged_ = !storage_->setArray(events(), queueKey);
+        isChanged_ = !storage()->setArray(events(), queueKey);
+        written_ = isChanged_ ? written_ : events().size();
     }
 }

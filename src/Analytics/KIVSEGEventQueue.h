@@ -2,20 +2,26 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Analytics/KIVSEGStorage.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Threads/Queues.h"
 
-/// The events that wait to be sent, in memory and in a storage. Used by the tasks of one serial queue only.
+/// The events that wait to be sent, in memory and in a storage, and what of them is under way. Used by tasks
+/// of serial queues only; the clients of one key share a queue (`KIVSEGEventQueues`).
 ///
 /// The queue holds the newest `maxQueueSize` events, and fewer when these exceed `maxQueueBytes`. It is read
 /// from the storage at its first use. A change is written when no task is waiting any more, after a second at
-/// the latest. A queue that has written `writesAtWill` bytes is slowed down to `writesPerSecond`. A write
-/// that failed is repeated with a later change or by the next call of `persist`.
+/// the latest; new events are written before they are sent. A queue that has written `writesAtWill` bytes is
+/// slowed down to `writesPerSecond`; meanwhile events may be sent that are not on disk. A write that failed
+/// is repeated with a later change or by the next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
     /// The member that holds an event's identity, a text. Every event in the queue has one.
@@ -27,7 +33,10 @@ public:
     static constexpr std::size_t writesAtWill = 16U << 20;    ///< bytes
     static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, once `writesAtWill` are used up
 
-    KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, kiv::SerialQueue serialQueue);
+    explicit KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage);
+
+    /// Replaces the storage: the next write goes there. Callable from any thread.
+    void setStorage(std::shared_ptr<KIVSEGStorage> storage);
 
     /// Adds an event at the end, and drops the oldest events when the queue is full. Throws "InvalidArgument"
     /// for an event of more than `maxQueueBytes`, or one that nests deeper than `deepestEvent`.
@@ -35,29 +44,39 @@ public:
 
     std::size_t size() { return events().size(); }
 
-    /// The oldest `count` events; all of them when there are fewer.
-    kiv::json::array oldest(std::size_t count);
-
-    /// Removes the events of `batch` that are still in the queue.
-    void remove(const kiv::json::array& batch);
+    /// Takes the oldest `count` events for an upload, all of them when there are fewer. They stay in the
+    /// queue until `endUpload`, and are under way until then. Not to be called during an upload.
+    kiv::json::array beginUpload(std::size_t count);
+    /// Ends the upload of `batch`. Removes the events of `batch` that are still in the queue, unless the
+    /// upload has failed.
+    void endUpload(const kiv::json::array& batch, bool hasFailed);
+    bool isUploading() const { return isUploading_; }
+    /// Whether the last upload has failed, and none has begun since.
+    bool hasFailed() const { return hasFailed_; }
+    /// Calls the task once, when the upload under way has ended.
+    void atUploadEnd(std::function<void()> task) { atUploadEnd_.push_back(std::move(task)); }
 
     /// Writes the queue at once, if it has changed since it was written.
     void persist();
 
-    /// Forgets the events in memory; the next use reads them from the storage again. For a client that was
-    /// closed: another client of its key may have written the storage since.
-    void readAgain();
-
 private:
     kiv::json::array& events();
     void dropOldest(std::size_t count);
+    void removeFirst(std::size_t count);
+    void remove(const kiv::json::array& batch);
     void changed();
     void persistIfAllowed();
+    std::shared_ptr<KIVSEGStorage> storage();
 
-    const std::shared_ptr<KIVSEGStorage> storage_;
+    std::mutex lock_;
+    std::shared_ptr<KIVSEGStorage> storage_; ///< guarded by the lock
     kiv::SerialQueue serialQueue_;
-    std::optional<kiv::json::array> events_;          ///< nullopt until they have been read
-    std::size_t bytes_ = 0;                           ///< approximate size of all events
+    std::optional<kiv::json::array> events_; ///< nullopt until they have been read
+    std::size_t bytes_ = 0;                  ///< approximate size of all events
+    std::size_t written_ = 0;                ///< the oldest events, this many, are on disk
+    bool isUploading_ = false;
+    bool hasFailed_ = false;
+    std::vector<std::function<void()>> atUploadEnd_;
     bool isChanged_ = false;                          ///< since the last write
     std::chrono::steady_clock::time_point changedAt_; ///< oldest unwritten change, or last write
     double credit_ = writesAtWill; ///< bytes that may be written; below zero, the next write waits

@@ -29,8 +29,8 @@
 
 namespace {
 
-/// How long, in seconds, `shutdown` waits for impressions to be on disk.
-constexpr double shutdownPatience = 0.05;
+/// How long, in seconds, `shutdown` waits for impressions to be on disk and for the service's answer.
+constexpr double shutdownPatience = 0.1;
 
 std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
     auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(

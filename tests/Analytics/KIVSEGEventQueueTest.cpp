@@ -1,5 +1,6 @@
 #include <fstream>
 #include <future>
+#include <thread>
 
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -252,15 +253,62 @@ TEST_F(Queue, IsTheNextClientsOnceOneIsClosed) {
     EXPECT_EQ(sentNumbers(0), "0-19");
     EXPECT_FALSE(std::filesystem::exists(abandoned));
     EXPECT_TRUE(std::filesystem::exists(young));
-    first->close(10);
+    first->close();
+    const auto second = client();
+    track(*second, 20, 25);
+    second->flush();
+    EXPECT_EQ(keptNumbers(), "0-44");
+    EXPECT_EQ(server.requests().size(), 1U) << "the first client's upload is under way";
+    answers->set_value();
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "20-44");
+    answer(LoopbackServer::answer(200, ""));
+    second->flush();
+    EXPECT_EQ(sentNumbers(1), "20-44");
+}
+
+TEST_F(Queue, IsSentWhileACloseWaitsForAnswers) {
+    const auto answers = std::make_shared<std::promise<void>>();
+    answer([answers](const auto& request, auto& connection) {
+        answers->get_future().wait();
+        LoopbackServer::answer(200, "")(request, connection);
+    });
+    const auto first = client();
+    track(*first, 0, 20);
+    EXPECT_EQ(sentNumbers(0), "0-19");
+    first->close();
     auto patient = configuration();
     patient->flushAt = 10'000;
     const auto second = KIVSEGAnalytics::create(patient);
-    track(*second, 20, 5);
-    EXPECT_EQ(keptNumbers(), "0-24");
+    track(*second, 20, 130);
+    settle();
+    answer(LoopbackServer::answer(200, ""));
+    std::thread closer([&] { second->close(600); });
     answers->set_value();
-    EXPECT_EQ(nextOutcome(), succeeded);
-    EXPECT_EQ(keptNumbers(), "20-24");
+    closer.join();
+    EXPECT_EQ(sentNumbers(1), "20-119");
+    EXPECT_EQ(sentNumbers(2), "120-149");
+    EXPECT_EQ(storage().arrayForKey("kiv.segmentio.queue.plist"), kiv::json::value(kiv::json::array()))
+        << "on disk before the close returns";
+
+    answer(LoopbackServer::answer(503, ""));
+    const auto third = client();
+    track(*third, 0, 120);
+    third->close(600);
+    EXPECT_EQ(server.requests().size(), 4U) << "a service in trouble is not asked again";
+    EXPECT_EQ(keptNumbers(), "0-119");
+    client()->close(600); // nothing is under way: does not wait
+
+    answer(LoopbackServer::stall());
+    const auto fourth = client();
+    fourth->flush();
+    EXPECT_EQ(sentNumbers(4), "0-99");
+    std::promise<void> closed;
+    kiv::SerialQueue().post([&] {
+        fourth->close(600); // would wait for its own thread
+        closed.set_value();
+    });
+    EXPECT_EQ(closed.get_future().wait_for(patience), std::future_status::ready);
 }
 
 } // namespace
