@@ -16,6 +16,7 @@ using kiv::json::array;
 
 constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::chrono::seconds longestUnwritten{1};
+constexpr std::size_t bytesOfEachWrite = 4096; // the block that a small file fills
 
 constexpr std::size_t mostFileBytesOfACharacter = 5; // "&amp;"
 static_assert(KIVSEGEventQueue::maxQueueBytes * mostFileBytesOfACharacter < KIVSEGFileStorage::mostBytes,
@@ -98,7 +99,9 @@ void KIVSEGEventQueue::append(kiv::json::value event) {
 array KIVSEGEventQueue::beginUpload(std::size_t count) {
     const array& all = events();
     count = std::min(count, all.size());
-    persist();
+    if (count > written_) {
+        persistIfAllowed();
+    }
     isUploading_ = true;
     hasFailed_ = false;
     return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
@@ -128,8 +131,7 @@ void KIVSEGEventQueue::remove(const array& batch) {
         bytes_ -= sizeOf(all[count++]);
     }
     removeFirst(count);
-    isChanged_ = true; // even if nothing was removed: the storage may still have events that were sent
-    serialQueue_.postAtRest([queue = shared_from_this()] { queue->persist(); });
+    changed(); // even if nothing was removed: the storage may still have events that were sent
 }
 
 void KIVSEGEventQueue::changed() {
@@ -143,14 +145,22 @@ void KIVSEGEventQueue::changed() {
     }
 }
 
-void KIVSEGEventQueue::persistIfAllowed() {
+bool KIVSEGEventQueue::mayWrite() {
     const auto present = kiv::Clock::current().monotonic();
     const std::chrono::duration<double> passed = present - std::exchange(creditedAt_, present);
     credit_ = std::min<double>(writesAtWill, credit_ + passed.count() * writesPerSecond);
-    if (credit_ >= 0) {
+    return credit_ >= 0;
+}
+
+void KIVSEGEventQueue::persistIfAllowed() {
+    if (isWriteDelayed_) {
+        return;
+    }
+    if (mayWrite()) {
         persist();
         return;
     }
+    isWriteDelayed_ = true;
     lateWrite_ = kiv::Timer(-credit_ / writesPerSecond, false, [weak = weak_from_this()] {
         if (const auto queue = weak.lock()) {
             queue->serialQueue_.post([queue] { queue->persist(); });
@@ -160,8 +170,9 @@ void KIVSEGEventQueue::persistIfAllowed() {
 
 void KIVSEGEventQueue::persist() {
     lateWrite_.cancel();
+    isWriteDelayed_ = false;
     if (isChanged_) {
-        credit_ -= static_cast<double>(bytes_);
+        credit_ -= static_cast<double>(bytes_ + bytesOfEachWrite);
         changedAt_ = kiv::Clock::current().monotonic();
         isChanged_ = !storage()->setArray(events(), queueKey);
         written_ = isChanged_ ? written_ : events().size();

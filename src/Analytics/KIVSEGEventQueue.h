@@ -19,19 +19,20 @@
 ///
 /// The queue holds the newest `maxQueueSize` events, and fewer when these exceed `maxQueueBytes`. It is read
 /// from the storage at its first use. A change is written when no task is waiting any more, after a second at
-/// the latest; new events are written before they are sent. A queue that has written `writesAtWill` bytes is
-/// slowed down to `writesPerSecond`; meanwhile events may be sent that are not on disk. A write that failed
-/// is repeated with a later change or by the next call of `persist`.
+/// the latest, and new events before they are sent. A queue that has written `writesAtWill` bytes is slowed
+/// down to `writesPerSecond`. Meanwhile uploads do not wait for writes: an event that is sent before it is on
+/// disk is safer than one that waits for both. A write that failed is repeated with a later change or by the
+/// next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
     /// The member that holds an event's identity, a text. Every event in the queue has one.
     static constexpr std::string_view identityKey = "messageId";
 
-    static constexpr std::size_t maxQueueSize = 1000;         ///< events
-    static constexpr std::size_t maxQueueBytes = 4U << 20;    ///< as kiv::approximateSize counts
-    static constexpr std::size_t deepestEvent = 400;          ///< levels of nesting
-    static constexpr std::size_t writesAtWill = 16U << 20;    ///< bytes
-    static constexpr std::size_t writesPerSecond = 64U << 10; ///< bytes, once `writesAtWill` are used up
+    static constexpr std::size_t maxQueueSize = 1000;          ///< events
+    static constexpr std::size_t maxQueueBytes = 4U << 20;     ///< as kiv::approximateSize counts
+    static constexpr std::size_t deepestEvent = 400;           ///< levels of nesting
+    static constexpr std::size_t writesAtWill = 8U << 20;      ///< bytes
+    static constexpr std::size_t writesPerSecond = 128U << 10; ///< bytes, once `writesAtWill` are used up
 
     explicit KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage);
 
@@ -56,7 +57,7 @@ public:
     /// Calls the task once, when the upload under way has ended.
     void atUploadEnd(std::function<void()> task) { atUploadEnd_.push_back(std::move(task)); }
 
-    /// Writes the queue at once, if it has changed since it was written.
+    /// Writes the queue at once, however much was written before, if it has changed since it was written.
     void persist();
 
 private:
@@ -65,6 +66,7 @@ private:
     void removeFirst(std::size_t count);
     void remove(const kiv::json::array& batch);
     void changed();
+    bool mayWrite();
     void persistIfAllowed();
     std::shared_ptr<KIVSEGStorage> storage();
 
@@ -81,5 +83,6 @@ private:
     std::chrono::steady_clock::time_point changedAt_; ///< oldest unwritten change, or last write
     double credit_ = writesAtWill; ///< bytes that may be written; below zero, the next write waits
     std::chrono::steady_clock::time_point creditedAt_; ///< when `credit_` was last raised
+    bool isWriteDelayed_ = false;                      ///< `lateWrite_` runs
     kiv::Timer lateWrite_;
 };
