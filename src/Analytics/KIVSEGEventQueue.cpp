@@ -1,6 +1,7 @@
 #include "Analytics/KIVSEGEventQueue.h"
 
 #include <algorithm>
+#include <numeric>
 #include <unordered_set>
 #include <utility>
 
@@ -14,7 +15,6 @@ namespace {
 
 using kiv::json::array;
 
-constexpr std::string_view queueKey = "kiv.segmentio.queue.plist";
 constexpr std::chrono::seconds longestUnwritten{1};
 constexpr std::size_t bytesOfEachWrite = 4096; // the block that a small file fills
 
@@ -32,14 +32,27 @@ std::size_t sizeOf(const kiv::json::value& event) {
         .value_or(KIVSEGEventQueue::maxQueueBytes);
 }
 
+std::size_t sizeOfAll(const array& events) {
+    return std::accumulate(events.begin(), events.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& event) { return sum + sizeOf(event); });
+}
+
+/// When the event was made, as text whose order is that of time; empty when the event does not say.
+std::string_view timeOf(const kiv::json::value& event) {
+    const auto* time = kiv::textMember(event, KIVSEGEventQueue::timeKey);
+    return time ? std::string_view(*time) : std::string_view();
+}
+
 bool isQueue(const kiv::json::value& kept) {
     return kept.is_array() && std::ranges::all_of(kept.get_array(), identityOf);
 }
 
 } // namespace
 
-KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage)
-    : storage_(std::move(storage)), creditedAt_(kiv::Clock::current().monotonic()) {}
+KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage,
+                                   std::shared_ptr<KIVSEGQueueFiles> files)
+    : storage_(std::move(storage)), files_(std::move(files)), creditedAt_(kiv::Clock::current().monotonic()) {
+}
 
 std::shared_ptr<KIVSEGStorage> KIVSEGEventQueue::storage() {
     const std::lock_guard lock(lock_);
@@ -53,19 +66,66 @@ void KIVSEGEventQueue::setStorage(std::shared_ptr<KIVSEGStorage> storage) {
 
 array& KIVSEGEventQueue::events() {
     if (!events_) {
-        kiv::json::value kept = storage()->arrayForKey(queueKey);
+        const std::string& file = files_->own();
+        kiv::json::value kept = storage()->arrayForKey(file);
         if (!kept.is_null() && !isQueue(kept)) {
-            KIV_SEG_LOG("What is kept under %@ is no queue of events; beginning a new one.", queueKey);
+            KIV_SEG_LOG("What is kept under %@ is no queue of events; beginning a new one.", file);
         }
         events_ = isQueue(kept) ? std::move(kept.get_array()) : array();
-        bytes_ = 0;
-        for (const auto& event : *events_) {
-            bytes_ += sizeOf(event);
-        }
+        bytes_ = sizeOfAll(*events_);
         written_ = events_->size();
         dropOldest(0);
+        adopt();
     }
     return *events_;
+}
+
+void KIVSEGEventQueue::adopt() {
+    events();
+    if (!isUploading_) {
+        files_->forEachFree([this](const std::string& file) { adopt(file); });
+    }
+}
+
+/// Moves the events of the file to this queue. Writes them to this queue's file before it removes the other
+/// one, so that a process that is killed meanwhile loses none. The events may then be in both files; they are
+/// known by their identities when they are adopted once more.
+void KIVSEGEventQueue::adopt(const std::string& file) {
+    kiv::json::value left = storage()->arrayForKey(file);
+    if (!isQueue(left)) {
+        return; // it may be encrypted with another process's secrets
+    }
+    std::unordered_set<std::string_view> known;
+    for (const auto& event : *events_) {
+        known.insert(*identityOf(event));
+    }
+    array whole = *events_;
+    for (auto& event : left.get_array()) {
+        if (!known.contains(*identityOf(event))) {
+            whole.push_back(std::move(event));
+        }
+    }
+    const std::size_t bytes = sizeOfAll(whole);
+    const bool hasRoom = events_->empty() || (whole.size() <= maxQueueSize && bytes <= maxQueueBytes);
+    if (!hasRoom) {
+        return;
+    }
+    std::ranges::stable_sort(whole, {}, timeOf);
+    if (whole.size() > events_->size()) {
+        credit_ -= static_cast<double>(bytes + bytesOfEachWrite);
+        if (!storage()->setArray(whole, files_->own())) {
+            return;
+        }
+        KIV_SEG_LOG("Took over %@ events from %@.", whole.size() - events_->size(), file);
+        events_ = std::move(whole);
+        bytes_ = bytes;
+        written_ = events_->size();
+        isChanged_ = false;
+        dropOldest(0);
+    } else if (persist(); isChanged_) {
+        return;
+    }
+    storage()->removeKey(file);
 }
 
 void KIVSEGEventQueue::removeFirst(std::size_t count) {
@@ -174,7 +234,7 @@ void KIVSEGEventQueue::persist() {
     if (isChanged_) {
         credit_ -= static_cast<double>(bytes_ + bytesOfEachWrite);
         changedAt_ = kiv::Clock::current().monotonic();
-        isChanged_ = !storage()->setArray(events(), queueKey);
+        isChanged_ = !storage()->setArray(events(), files_->own());
         written_ = isChanged_ ? written_ : events().size();
     }
 }

@@ -6,10 +6,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Analytics/KIVSEGQueueFiles.h"
 #include "Analytics/KIVSEGStorage.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Threads/Queues.h"
@@ -28,13 +30,17 @@ public:
     /// The member that holds an event's identity, a text. Every event in the queue has one.
     static constexpr std::string_view identityKey = "messageId";
 
+    /// The member that holds the time of an event, a text.
+    static constexpr std::string_view timeKey = "timestamp";
+
     static constexpr std::size_t maxQueueSize = 1000;          ///< events
     static constexpr std::size_t maxQueueBytes = 4U << 20;     ///< as kiv::approximateSize counts
     static constexpr std::size_t deepestEvent = 400;           ///< levels of nesting
     static constexpr std::size_t writesAtWill = 8U << 20;      ///< bytes
     static constexpr std::size_t writesPerSecond = 128U << 10; ///< bytes, once `writesAtWill` are used up
 
-    explicit KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage);
+    /// The queue is kept in the storage under the name of the process's file among `files`.
+    KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, std::shared_ptr<KIVSEGQueueFiles> files);
 
     /// Replaces the storage: the next write goes there. Callable from any thread.
     void setStorage(std::shared_ptr<KIVSEGStorage> storage);
@@ -57,11 +63,16 @@ public:
     /// Calls the task once, when the upload under way has ended.
     void atUploadEnd(std::function<void()> task) { atUploadEnd_.push_back(std::move(task)); }
 
+    /// Takes over the events that processes which have ended left in their files, as far as the queue has
+    /// room for whole files. The first use of the queue does so too. Does nothing during an upload.
+    void adopt();
+
     /// Writes the queue at once, however much was written before, if it has changed since it was written.
     void persist();
 
 private:
     kiv::json::array& events();
+    void adopt(const std::string& file);
     void dropOldest(std::size_t count);
     void removeFirst(std::size_t count);
     void remove(const kiv::json::array& batch);
@@ -72,6 +83,7 @@ private:
 
     std::mutex lock_;
     std::shared_ptr<KIVSEGStorage> storage_; ///< guarded by the lock
+    const std::shared_ptr<KIVSEGQueueFiles> files_;
     kiv::SerialQueue serialQueue_;
     std::optional<kiv::json::array> events_; ///< nullopt until they have been read
     std::size_t bytes_ = 0;                  ///< approximate size of all events

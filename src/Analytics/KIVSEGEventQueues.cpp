@@ -1,23 +1,52 @@
 #include "Analytics/KIVSEGEventQueues.h"
 
+#include <atomic>
+#include <filesystem>
+#include <system_error>
+
+#include <unistd.h>
+
+namespace {
+
+/// The folder by the name that all its names have in common.
+std::string plainPath(const std::string& folder) {
+    std::error_code failure;
+    const auto path = std::filesystem::weakly_canonical(folder, failure);
+    return failure ? folder : path.string();
+}
+
+} // namespace
+
 KIVSEGEventQueues& KIVSEGEventQueues::shared() {
-    static KIVSEGEventQueues& queues = *new KIVSEGEventQueues;
-    return queues;
+    static std::atomic<KIVSEGEventQueues*> queues = nullptr;
+    KIVSEGEventQueues* present = queues;
+    while (!present || present->process_ != getpid()) {
+        auto* const made = new KIVSEGEventQueues(getpid(), present);
+        if (queues.compare_exchange_strong(present, made)) {
+            return *made;
+        }
+        delete made;
+    }
+    return *present;
 }
 
 std::shared_ptr<KIVSEGEventQueue>
 KIVSEGEventQueues::queueIn(const std::shared_ptr<KIVSEGFileStorage>& storage) {
-    if (storage->folderURL().empty()) {
-        return std::make_shared<KIVSEGEventQueue>(storage);
+    const std::string& folder = storage->folderURL();
+    if (folder.empty()) {
+        return std::make_shared<KIVSEGEventQueue>(storage, std::make_shared<KIVSEGQueueFiles>(folder));
     }
     const std::lock_guard lock(lock_);
-    auto& known = queues_[storage->folderURL()];
-    auto queue = known.lock();
+    Entry& entry = entries_[plainPath(folder)];
+    auto queue = entry.queue.lock();
     if (queue) {
         queue->setStorage(storage);
-    } else {
-        queue = std::make_shared<KIVSEGEventQueue>(storage);
-        known = queue;
+        return queue;
     }
+    if (!entry.files) {
+        entry.files = std::make_shared<KIVSEGQueueFiles>(folder);
+    }
+    queue = std::make_shared<KIVSEGEventQueue>(storage, entry.files);
+    entry.queue = queue;
     return queue;
 }

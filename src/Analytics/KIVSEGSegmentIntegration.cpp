@@ -70,7 +70,10 @@ void KIVSEGSegmentIntegration::start() {
     });
     flushTimer_ = kiv::Timer(flushInterval, true, [weak = weak_from_this()] {
         if (const auto integration = weak.lock()) {
-            integration->flush();
+            integration->dispatch([](KIVSEGSegmentIntegration& own) {
+                own.queue_->adopt();
+                own.flush();
+            });
         }
     });
 }
@@ -188,7 +191,7 @@ object KIVSEGSegmentIntegration::integrationsDictionary(object integrations) con
 void KIVSEGSegmentIntegration::enqueueAction(std::string_view action, object dictionary,
                                              const KIVSEGPayload& payload) {
     dictionary["type"] = action;
-    dictionary["timestamp"] = now();
+    dictionary[KIVSEGEventQueue::timeKey] = now();
     dictionary[KIVSEGEventQueue::identityKey] = kiv::newUuid();
     dispatch([event = std::move(dictionary), isAlias = action == "alias", context = payload.context,
               integrations = payload.integrations](KIVSEGSegmentIntegration& own) mutable {
