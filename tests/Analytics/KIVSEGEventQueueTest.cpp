@@ -19,7 +19,7 @@ const std::string failed(KIVSegmentRequestDidFailNotification);
 class Writes {
 public:
     explicit Writes(const std::string& folder) : watch_(inotify_init1(IN_NONBLOCK)) {
-        EXPECT_GE(inotify_add_watch(watch_, folder.c_str(), IN_CREATE), 0); // of a temporary of a new name
+        EXPECT_GE(inotify_add_watch(watch_, folder.c_str(), IN_CREATE), 0);
     }
     ~Writes() { close(watch_); }
     Writes(const Writes&) = delete;
@@ -30,8 +30,10 @@ public:
         alignas(inotify_event) char buffer[64 * 1024];
         const ssize_t size = read(watch_, buffer, sizeof buffer);
         int count = 0;
-        for (ssize_t at = 0; at < size; ++count) {
-            at += ssize_t(sizeof(inotify_event) + reinterpret_cast<const inotify_event*>(buffer + at)->len);
+        for (ssize_t at = 0; at < size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+            count += std::string_view(event->name).starts_with(".kiv-") ? 1 : 0; // a temporary
+            at += ssize_t(sizeof(inotify_event) + event->len);
         }
         return count;
     }

@@ -211,6 +211,7 @@ TEST(HttpClient, FollowsRedirects) {
         EXPECT_EQ(last.method, method) << status;
         EXPECT_EQ(last.body, method == "POST" ? "body" : "") << status;
         EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.method, method);
         EXPECT_EQ(response.body, "end");
         EXPECT_EQ(header(response, "x-first"), "none");
         EXPECT_EQ(header(response, "x-last"), "yes");
@@ -272,9 +273,42 @@ TEST(HttpClient, ReusesConnections) {
         connection.close();
     });
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(fetch({.method = "POST", .url = server.url("/close"), .body = "b"}).body, "bye");
+        EXPECT_EQ(get(server.url("/close")).body, "bye");
     }
     EXPECT_EQ(server.requests().size(), 10U);
+}
+
+TEST(HttpClient, SendsAPostOnce) {
+    const Server::Behaviour ends[] = {Server::reset(),
+                                      [](const Request&, Connection& connection) { connection.close(); }};
+    for (const auto& end : ends) {
+        LoopbackServer server;
+        std::atomic<int> waiting = 3;
+        server.on("/keep", [&](const Request& request, Connection& connection) {
+            for (--waiting; waiting > 0 && connection.wait(1ms);) { // until each GET has its connection
+            }
+            Server::answer(200, "")(request, connection);
+        });
+        const auto keepThreeConnections = [&] {
+            Answer answers[] = {Answer({.url = server.url("/keep")}), Answer({.url = server.url("/keep")}),
+                                Answer({.url = server.url("/keep")})};
+            for (Answer& answer : answers) {
+                EXPECT_FALSE(answer.response().error);
+            }
+        };
+        keepThreeConnections();
+        server.on("/lost", end);
+        const HttpResponse response = fetch({.method = "POST", .url = server.url("/lost"), .body = "b"});
+        EXPECT_EQ(errorOf(response), TransportError::connectionLost);
+        EXPECT_EQ(server.requests().size(), 4U);
+
+        // A GET changes nothing at the server, and may be repeated.
+        server.on("/once", [&, end](const Request& request, Connection& connection) {
+            server.on("/once", Server::answer(200, "twice"));
+            end(request, connection);
+        });
+        EXPECT_EQ(get(server.url("/once")).body, "twice");
+    }
 }
 
 TEST(HttpClient, CancelsFromAnywhere) {
