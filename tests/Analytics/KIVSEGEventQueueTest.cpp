@@ -329,7 +329,10 @@ TEST_F(Queue, IsSentWhileACloseWaitsForAnswers) {
     track(*second, 20, 130);
     settle();
     answer(LoopbackServer::answer(200, ""));
-    std::thread closer([&] { second->close(600); });
+    std::thread closer([&] {
+        second->flush();
+        second->close(600);
+    });
     answers->set_value();
     closer.join();
     EXPECT_EQ(sentNumbers(1), "20-119");

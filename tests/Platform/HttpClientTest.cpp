@@ -278,39 +278,6 @@ TEST(HttpClient, ReusesConnections) {
     EXPECT_EQ(server.requests().size(), 10U);
 }
 
-TEST(HttpClient, SendsAPostOnce) {
-    const Server::Behaviour ends[] = {Server::reset(),
-                                      [](const Request&, Connection& connection) { connection.close(); }};
-    for (const auto& end : ends) {
-        LoopbackServer server;
-        std::atomic<int> waiting = 3;
-        server.on("/keep", [&](const Request& request, Connection& connection) {
-            for (--waiting; waiting > 0 && connection.wait(1ms);) { // until each GET has its connection
-            }
-            Server::answer(200, "")(request, connection);
-        });
-        const auto keepThreeConnections = [&] {
-            Answer answers[] = {Answer({.url = server.url("/keep")}), Answer({.url = server.url("/keep")}),
-                                Answer({.url = server.url("/keep")})};
-            for (Answer& answer : answers) {
-                EXPECT_FALSE(answer.response().error);
-            }
-        };
-        keepThreeConnections();
-        server.on("/lost", end);
-        const HttpResponse response = fetch({.method = "POST", .url = server.url("/lost"), .body = "b"});
-        EXPECT_EQ(errorOf(response), TransportError::connectionLost);
-        EXPECT_EQ(server.requests().size(), 4U);
-
-        // A GET changes nothing at the server, and may be repeated.
-        server.on("/once", [&, end](const Request& request, Connection& connection) {
-            server.on("/once", Server::answer(200, "twice"));
-            end(request, connection);
-        });
-        EXPECT_EQ(get(server.url("/once")).body, "twice");
-    }
-}
-
 TEST(HttpClient, CancelsFromAnywhere) {
     LoopbackServer server;
     server.on("/", Server::answer(200, "text"));
