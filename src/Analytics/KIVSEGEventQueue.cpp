@@ -54,20 +54,10 @@ KIVSEGEventQueue::KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage,
     : storage_(std::move(storage)), files_(std::move(files)), creditedAt_(kiv::Clock::current().monotonic()) {
 }
 
-std::shared_ptr<KIVSEGStorage> KIVSEGEventQueue::storage() {
-    const std::lock_guard lock(lock_);
-    return storage_;
-}
-
-void KIVSEGEventQueue::setStorage(std::shared_ptr<KIVSEGStorage> storage) {
-    const std::lock_guard lock(lock_);
-    storage_ = std::move(storage);
-}
-
 array& KIVSEGEventQueue::events() {
     if (!events_) {
         const std::string& file = files_->own();
-        kiv::json::value kept = storage()->arrayForKey(file);
+        kiv::json::value kept = storage_->arrayForKey(file);
         if (!kept.is_null() && !isQueue(kept)) {
             KIV_SEG_LOG("What is kept under %@ is no queue of events; beginning a new one.", file);
         }
@@ -91,7 +81,7 @@ void KIVSEGEventQueue::adopt() {
 /// one, so that a process that is killed meanwhile loses none. The events may then be in both files; they are
 /// known by their identities when they are adopted once more.
 void KIVSEGEventQueue::adopt(const std::string& file) {
-    kiv::json::value left = storage()->arrayForKey(file);
+    kiv::json::value left = storage_->arrayForKey(file);
     if (!isQueue(left)) {
         return; // it may be encrypted with another process's secrets
     }
@@ -113,7 +103,7 @@ void KIVSEGEventQueue::adopt(const std::string& file) {
     std::ranges::stable_sort(whole, {}, timeOf);
     if (whole.size() > events_->size()) {
         credit_ -= static_cast<double>(bytes + bytesOfEachWrite);
-        if (!storage()->setArray(whole, files_->own())) {
+        if (!storage_->setArray(whole, files_->own())) {
             return;
         }
         KIV_SEG_LOG("Took over %@ events from %@.", whole.size() - events_->size(), file);
@@ -125,7 +115,7 @@ void KIVSEGEventQueue::adopt(const std::string& file) {
     } else if (persist(); isChanged_) {
         return;
     }
-    storage()->removeKey(file);
+    storage_->removeKey(file);
 }
 
 void KIVSEGEventQueue::removeFirst(std::size_t count) {
@@ -234,7 +224,7 @@ void KIVSEGEventQueue::persist() {
     if (isChanged_) {
         credit_ -= static_cast<double>(bytes_ + bytesOfEachWrite);
         changedAt_ = kiv::Clock::current().monotonic();
-        isChanged_ = !storage()->setArray(events(), files_->own());
+        isChanged_ = !storage_->setArray(events(), files_->own());
         written_ = isChanged_ ? written_ : events().size();
     }
 }

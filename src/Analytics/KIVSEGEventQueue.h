@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,8 +41,9 @@ public:
     /// The queue is kept in the storage under the name of the process's file among `files`.
     KIVSEGEventQueue(std::shared_ptr<KIVSEGStorage> storage, std::shared_ptr<KIVSEGQueueFiles> files);
 
-    /// Replaces the storage: the next write goes there. Callable from any thread.
-    void setStorage(std::shared_ptr<KIVSEGStorage> storage);
+    /// Replaces the storage by one of the same folder, which may encrypt otherwise: the next write goes
+    /// there.
+    void setStorage(std::shared_ptr<KIVSEGStorage> storage) { storage_ = std::move(storage); }
 
     /// Adds an event at the end, and drops the oldest events when the queue is full. Throws "InvalidArgument"
     /// for an event of more than `maxQueueBytes`, or one that nests deeper than `deepestEvent`.
@@ -79,10 +79,8 @@ private:
     void changed();
     bool mayWrite();
     void persistIfAllowed();
-    std::shared_ptr<KIVSEGStorage> storage();
 
-    std::mutex lock_;
-    std::shared_ptr<KIVSEGStorage> storage_; ///< guarded by the lock
+    std::shared_ptr<KIVSEGStorage> storage_;
     const std::shared_ptr<KIVSEGQueueFiles> files_;
     kiv::SerialQueue serialQueue_;
     std::optional<kiv::json::array> events_; ///< nullopt until they have been read

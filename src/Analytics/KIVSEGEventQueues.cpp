@@ -1,6 +1,5 @@
 #include "Analytics/KIVSEGEventQueues.h"
 
-#include <atomic>
 #include <filesystem>
 #include <system_error>
 
@@ -18,16 +17,11 @@ std::string plainPath(const std::string& folder) {
 } // namespace
 
 KIVSEGEventQueues& KIVSEGEventQueues::shared() {
-    static std::atomic<KIVSEGEventQueues*> queues = nullptr;
-    KIVSEGEventQueues* present = queues;
-    while (!present || present->process_ != getpid()) {
-        auto* const made = new KIVSEGEventQueues(getpid(), present);
-        if (queues.compare_exchange_strong(present, made)) {
-            return *made;
-        }
-        delete made;
+    static KIVSEGEventQueues* queues = nullptr;
+    if (const pid_t process = getpid(); !queues || queues->process_ != process) {
+        queues = new KIVSEGEventQueues(process, queues);
     }
-    return *present;
+    return *queues;
 }
 
 std::shared_ptr<KIVSEGEventQueue>
@@ -36,7 +30,6 @@ KIVSEGEventQueues::queueIn(const std::shared_ptr<KIVSEGFileStorage>& storage) {
     if (folder.empty()) {
         return std::make_shared<KIVSEGEventQueue>(storage, std::make_shared<KIVSEGQueueFiles>(folder));
     }
-    const std::lock_guard lock(lock_);
     Entry& entry = entries_[plainPath(folder)];
     auto queue = entry.queue.lock();
     if (queue) {

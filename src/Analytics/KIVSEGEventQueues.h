@@ -2,7 +2,6 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include <sys/types.h>
@@ -12,7 +11,8 @@
 #include "Analytics/KIVSEGQueueFiles.h"
 
 /// The queues of events of this process: one for each folder, which all clients with that folder share. So a
-/// client does not send again what an earlier client of its key has under way. Callable from any thread.
+/// client does not send again what an earlier client of its key has under way. Used by tasks of serial queues
+/// only.
 class KIVSEGEventQueues {
 public:
     /// The queues of this process. A child after a fork begins with none, and leaves its parent's queues and
@@ -34,6 +34,5 @@ private:
 
     const pid_t process_;
     const KIVSEGEventQueues* const ofParent_; ///< what a fork left behind; never used
-    std::mutex lock_;
-    std::map<std::string, Entry> entries_; ///< by folder; guarded by the lock
+    std::map<std::string, Entry> entries_;    ///< by folder
 };
