@@ -58,8 +58,13 @@ public:
 
     /// Stops the library in the states 2 and 4; does nothing in other states. No more configurations are
     /// applied, and every flag of the key loses its name, so that it makes no more impressions and has no
-    /// overrides. Properties and namespaces stay. Waits 50 milliseconds at most for impressions to be on
-    /// disk.
+    /// overrides. Properties and namespaces stay. Sends the impressions that wait for the service, and waits
+    /// 100 milliseconds at most until they are on disk and the service has answered; does not wait when there
+    /// are none, or in a callback on the library's work thread.
+    ///
+    /// A process that ends without a shutdown, by `exit` or in a crash, loses the impressions that are not on
+    /// disk yet: those of the last second, or of a longer time while flags are read very often. The next
+    /// start sends again those whose answer this process has not lived to note.
     static void shutdown();
 
     /// Does what `shutdown` does, whatever the state.

@@ -1,7 +1,6 @@
 #include "Analytics/KIVSEGIntegrationsManager.h"
 
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <utility>
 #include <vector>
@@ -9,7 +8,7 @@
 #include <kiv/KIVException.h>
 
 #include "Analytics/KIVSEGAnalytics.h"
-#include "Analytics/KIVSEGFileStorage.h"
+#include "Analytics/KIVSEGEventQueues.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Analytics/KIVSEGSegmentIntegration.h"
 #include "Platform/Crypto/Uuid.h"
@@ -175,7 +174,7 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
     auto factories = configuration_->factories;
     factories.push_back(std::make_shared<KIVSEGSegmentIntegrationFactory>(
         std::make_shared<KIVSEGHTTPClient>(configuration_->requestFactory, configuration_->deviceProperties),
-        storage_));
+        storage_, KIVSEGEventQueues::shared().queueIn(storage_)));
     for (const auto& factory : factories) {
         const std::string key = factory->key();
         const kiv::json::value* own = kiv::member(settings, key);
@@ -315,16 +314,17 @@ bool KIVSEGIntegrationsManager::isTrackEvent(std::string_view event, std::string
 }
 
 void KIVSEGIntegrationsManager::close(double patience) {
-    const auto closed = std::make_shared<std::promise<void>>();
-    serialQueue_.post([self = shared_from_this(), closed] {
+    const bool isAwaited = patience > 0 && !kiv::isOnWorkThread();
+    auto closing = std::make_shared<KIVSEGClosing>(isAwaited ? patience : 0);
+    const std::future<void> done = closing->done();
+    const auto until = closing->until();
+    serialQueue_.post([self = shared_from_this(), closing = std::move(closing)] {
         for (const auto& [key, integration] : self->integrations_) {
-            integration->close();
+            integration->close(closing);
         }
-        // Runs after all tasks that `close` has posted to the integrations' own queues.
-        self->serialQueue_.post([closed] { closed->set_value(); });
     });
-    if (patience > 0 && !kiv::isOnWorkThread()) {
-        closed->get_future().wait_for(std::chrono::duration<double>(patience));
+    if (isAwaited) {
+        done.wait_until(until);
     }
 }
 

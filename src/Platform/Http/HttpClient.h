@@ -14,8 +14,9 @@
 ///
 /// Certificates are checked against the host's CA file or the system's; the proxy is the host's or the
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
-/// POST into a GET. Compressed bodies are unpacked.
-/// Nothing here blocks the caller, raises a signal, or holds up the end of the process. The requests of a
+/// POST into a GET. Compressed bodies are unpacked. A kept connection that breaks before the response begins
+/// is no failure of the request, which is sent again; but a POST is not, because the server may have acted on
+/// it. Nothing here blocks the caller, raises a signal, or holds up the end of the process. The requests of a
 /// process are not its child's after a fork; in a silent child (Threads/Fork.h), new ones are dropped and
 /// their handlers are not called.
 ///
@@ -67,6 +68,9 @@ struct HttpRequest {
 
 struct HttpResponse {
     int status = 0; ///< 0 when there was no response
+    /// The method of the request that was answered, which a redirect may have changed; empty when no request
+    /// was made.
+    std::string method = {};
     /// The headers of the response after the last redirect; their names are in lower case.
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::string body = {}; ///< empty when there is an error

@@ -14,6 +14,10 @@
 namespace kiv {
 namespace {
 
+/// A POST goes over a kept connection only when it has been idle for at most this long, in seconds. Servers
+/// close idle connections, many after five seconds, and a POST that meets the end of its connection fails.
+constexpr long longestIdleBeforePost = 4;
+
 constexpr std::size_t headersLimit = 256U << 10;
 
 TransportError error(long code, std::string description) {
@@ -144,15 +148,17 @@ void HttpTransfer::configureMethod() {
         curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
         return;
     }
-    const bool posts = method == "POST";
-    if (posts || !request_.body.empty()) {
+    if (isPost()) {
+        curl_easy_setopt(handle, CURLOPT_MAXAGE_CONN, longestIdleBeforePost);
+    }
+    if (isPost() || !request_.body.empty()) {
         curl_easy_setopt(handle, CURLOPT_POST, 1L);
         curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
         curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request_.body.data());
     }
     // libcurl keeps a method that is set as a text through redirects. POST is not set as a text, so
     // that redirects turn it into a GET.
-    if (!posts && (method != "GET" || !request_.body.empty())) {
+    if (!isPost() && (method != "GET" || !request_.body.empty())) {
         curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
     }
 }
@@ -204,6 +210,7 @@ void HttpTransfer::configureCallbacks() {
 std::size_t HttpTransfer::onHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
     own.touch();
+    own.isUnanswered_ = false;
     own.headerBytes_ += size;
     if (own.headerBytes_ > headersLimit) {
         own.tooLarge();
@@ -239,6 +246,11 @@ int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_o
 int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
     own.touch();
+    // libcurl repeats a request whose kept connection has broken.
+    if (std::exchange(own.isUnanswered_, true) && own.isPost()) {
+        own.isLost_ = true;
+        return CURL_PREREQFUNC_ABORT;
+    }
     // From an https URL redirects may only lead to https.
     const char* scheme = nullptr;
     if (curl_easy_getinfo(own.handle_.get(), CURLINFO_SCHEME, &scheme) == CURLE_OK && scheme &&
@@ -317,6 +329,9 @@ std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
     if (failure_ || result == CURLE_OK) {
         return failure_;
     }
+    if (isLost_) {
+        return error(TransportError::connectionLost, "The connection was lost before an answer came");
+    }
     return error(codeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
 }
 
@@ -328,6 +343,11 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
         long status = 0;
         curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
         response_.status = static_cast<int>(status);
+    }
+    const char* method = nullptr;
+    if (handle_ && curl_easy_getinfo(handle_.get(), CURLINFO_EFFECTIVE_METHOD, &method) == CURLE_OK &&
+        method) {
+        response_.method = method;
     }
     handle_.reset();
     headers_.reset();

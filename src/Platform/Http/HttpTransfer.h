@@ -69,6 +69,7 @@ private:
     void endHeaders();
     bool readBody(std::string_view bytes);
     bool tooLarge();
+    bool isPost() const { return request_.method == "POST"; }
     void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
 
     const HttpRequest request_;
@@ -82,7 +83,9 @@ private:
     std::optional<TransportError> failure_;
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
-    curl_off_t moved_ = 0; ///< bytes of bodies that were sent and received
+    bool isLost_ = false;       ///< the connection of a POST broke before an answer came
+    bool isUnanswered_ = false; ///< a request is under way, and nothing has come back yet
+    curl_off_t moved_ = 0;      ///< bytes of bodies that were sent and received
     Instant begun_{};
     Instant lastActivity_{};
 };
