@@ -11,6 +11,7 @@
 #include "KIVBuildConfig.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/System/Clock.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/Failure.h"
 
 namespace {
@@ -120,7 +121,7 @@ std::string KIVSEGHTTPClient::authorizationHeader(std::string_view writeKey) {
 }
 
 const KIVSEGHTTPSession& KIVSEGHTTPClient::sessionForWriteKey(const std::string& writeKey) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto [session, isNew] = sessionsByWriteKey_.try_emplace(writeKey);
     if (isNew) {
         session->second.additionalHeaders = {

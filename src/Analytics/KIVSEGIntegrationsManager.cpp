@@ -14,6 +14,7 @@
 #include "Platform/Crypto/Uuid.h"
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -145,7 +146,7 @@ void KIVSEGIntegrationsManager::loadOrGenerateAnonymousID(bool reset) {
         KIV_SEG_LOG("New anonymousId: %@", id);
         storage_->setString(id, anonymousIdKey);
     }
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     anonymousId_ = std::move(id);
 }
 
@@ -190,7 +191,7 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
         }
         if (integration) {
             integrations_[key] = std::move(integration);
-            const std::lock_guard lock(lock_);
+            const kiv::Lock lock(lock_);
             registeredIntegrations_[key] = false;
         }
     }
@@ -222,7 +223,7 @@ void KIVSEGIntegrationsManager::enqueue(Message message) {
     std::vector<Message> dropped; // destroyed without the lock
     bool isFirst = false;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         if (message.size > 0) {
             ++tracksWaiting_;
             bytesWaiting_ += message.size;
@@ -257,7 +258,7 @@ std::size_t KIVSEGIntegrationsManager::sizeOf(const Message& message) {
 void KIVSEGIntegrationsManager::flushMessageQueue() {
     std::deque<Message> messages;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         messages.swap(messageQueue_);
         tracksWaiting_ = 0;
         bytesWaiting_ = 0;
@@ -329,11 +330,11 @@ void KIVSEGIntegrationsManager::close(double patience) {
 }
 
 std::optional<std::string> KIVSEGIntegrationsManager::getAnonymousId() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return anonymousId_;
 }
 
 object KIVSEGIntegrationsManager::registeredIntegrations() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return registeredIntegrations_;
 }
