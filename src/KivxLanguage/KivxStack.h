@@ -17,8 +17,6 @@
 /// byte stands for at most six nanoseconds of work, so that a read takes half a second at most.
 class KivxAccount {
 public:
-    KivxAccount() : number_(++lastNumber_) {}
-
     /// Takes `bytes` off the account: for text that an operator is about to read or make, or for other work.
     /// Throws when less than `bytes` is left; then nothing is left, so that the evaluations outside this one
     /// fail as well when they need more.
@@ -33,7 +31,10 @@ public:
     std::size_t rest() const { return rest_; }
 
     /// Tells this account from all others of its thread; never 0.
-    std::uint64_t number() const { return number_; }
+    std::uint64_t number() {
+        number_ = number_ != 0 ? number_ : ++lastNumber_;
+        return number_;
+    }
 
 private:
     [[noreturn]] void refuse();
@@ -41,7 +42,7 @@ private:
     static inline constinit thread_local std::uint64_t lastNumber_ = 0;
 
     std::size_t rest_ = std::size_t{64} << 20;
-    std::uint64_t number_;
+    std::uint64_t number_ = 0; ///< 0 until somebody asks for it
 };
 
 /// The stack of values of one evaluation.

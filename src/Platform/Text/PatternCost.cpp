@@ -19,13 +19,17 @@ constexpr Work closingLarge = 1'300'000; ///< the other cases of the members of 
 constexpr Work closingHuge = 7'000'000;  ///< the other cases of any character
 constexpr Work savedState = 16;
 constexpr Work start = 8;
+constexpr Work wordEnd = 40;   ///< for \b
+constexpr Work boundary = 200; ///< for \X, and for \b by Unicode's rules
 
 constexpr std::size_t memoryOfByte = 32;
 constexpr std::size_t memoryOfClass = 2'048;
 constexpr std::size_t memoryOfProperty = 16'384;
 
+/// Without a division, because each search multiplies.
 Work product(Work a, Work b) {
-    return a != 0 && b > PatternCost::most / a ? PatternCost::most : std::min(a * b, PatternCost::most);
+    Work result = 0;
+    return __builtin_mul_overflow(a, b, &result) ? PatternCost::most : std::min(result, PatternCost::most);
 }
 
 Work sum(Work a, Work b) { return std::min(a + b, PatternCost::most); }
@@ -125,6 +129,7 @@ private:
             cost_.scans_ += anyCase_ ? 5 : 1;
         } else if (c == 'X' || c == 'b' || c == 'B') {
             ++cost_.wideScans_;
+            add(c == 'X' || options_.unicodeWordBoundaries || multiLine_ ? boundary : wordEnd);
         }
         if (at_ < pattern_.size() && pattern_[at_] == '{' && (c == 'p' || c == 'P' || c == 'N' || c == 'x')) {
             at_ = std::min(pattern_.find('}', at_), pattern_.size() - 1) + 1;
@@ -147,30 +152,19 @@ private:
                categories.find(rest[1]) != categories.npos && rest[2] != '&';
     }
 
-    /// A class, and the classes inside it; the reader stands behind its bracket.
+    /// A class, and the classes inside it; the reader stands behind its bracket. ICU adds the other cases of
+    /// the members of each class before it turns the class around.
     void readClass() {
         add(anyCase_ ? 3 : 2);
-        Work closing = 0;
-        addClass();
-        if (at_ < pattern_.size() && pattern_[at_] == ':') {
-            addProperty('P');
-        }
-        readStartOfClass();
-        for (unsigned depth = 1; at_ < pattern_.size() && depth > 0;) {
+        boost::container::small_vector<Class, 8> open;
+        openClass(open);
+        while (at_ < pattern_.size() && !open.empty()) {
             const char c = pattern_[at_++];
+            Work& closing = open.back().closing;
             if (c == '[') {
-                ++depth;
-                addClass();
-                const bool isNamed = at_ < pattern_.size() && pattern_[at_] == ':';
-                closing = closingHuge;
-                if (isNamed) {
-                    addProperty('P');
-                } else {
-                    cost_.compile += anyCase_ ? closingHuge : 0;
-                    readStartOfClass();
-                }
+                openClass(open);
             } else if (c == ']') {
-                --depth;
+                closeClass(open);
             } else if (c == '\\') {
                 closing = std::max(closing, readEscapeInClass());
             } else if (static_cast<unsigned char>(c) >= 0xE0) {
@@ -178,18 +172,43 @@ private:
                     std::max(closing, static_cast<unsigned char>(c) >= 0xF0 ? closingHuge : closingLarge);
             }
         }
-        cost_.compile += anyCase_ ? closing : 0;
+        while (!open.empty()) {
+            closeClass(open);
+        }
+    }
+
+    struct Class {
+        bool isNegated;
+        Work closing; ///< what it takes to add the other cases of the members
+    };
+    using Classes = boost::container::small_vector_base<Class>;
+
+    void openClass(Classes& open) {
+        cost_.compile += plainClass;
+        cost_.memory += memoryOfClass;
+        const bool isNamed = at_ < pattern_.size() && pattern_[at_] == ':';
+        if (isNamed) {
+            addProperty('P');
+        }
+        const bool isNegated = at_ < pattern_.size() && pattern_[at_] == '^';
+        readStartOfClass();
+        open.push_back({isNegated, isNamed ? closingHuge : 0});
+    }
+
+    void closeClass(Classes& open) {
+        const Class closed = open.back();
+        open.pop_back();
+        cost_.compile += anyCase_ ? closed.closing : 0;
+        if (!open.empty()) {
+            Work& closing = open.back().closing;
+            closing = std::max(closing, closed.isNegated ? closingHuge : closed.closing);
+        }
     }
 
     /// A closing bracket is a member of the class when it is its first character.
     void readStartOfClass() {
         at_ += at_ < pattern_.size() && pattern_[at_] == '^' ? 1 : 0;
         at_ += at_ < pattern_.size() && pattern_[at_] == ']' ? 1 : 0;
-    }
-
-    void addClass() {
-        cost_.compile += plainClass;
-        cost_.memory += memoryOfClass;
     }
 
     /// Returns what the class costs for the other cases of its characters.
@@ -356,15 +375,14 @@ PatternCost::Search PatternCost::ofSearch(std::size_t length, std::size_t longes
     const Work unit = longestWideRun == 0 ? 1 : 6;
     const Work scan = scans_ * unit * length + wideScans_ * 20 * longestWideRun;
     const Work perSave = savedState + path_ + frame_ + scan;
-    Work saves = nestedLoops_ ? savesOfStep : ways_;
-    for (unsigned i = loops_ + (onlyAtOrigin_ ? 0 : 1); i > 0 && saves < savesOfStep; --i) {
+    Work saves = nestedLoops_ ? savesOfStep : loops_ == 0 && ways_ == 1 ? 0 : ways_;
+    for (unsigned i = loops_; i > 0 && saves < savesOfStep; --i) {
         saves = product(saves, length + 1);
     }
-    if (!nestedLoops_ && loops_ == 0 && ways_ == 1) {
-        saves = 0;
-    }
+    const Work deepest = product(saves, 8 * frame_ + 32);
+    saves = onlyAtOrigin_ ? saves : product(saves, length + 1);
     return {sum(start + path_, scan), product(perSave, savesOfStep),
-            product(perSave, std::min(saves, savesOfStep)), onlyAtOrigin_};
+            product(perSave, std::min(saves, savesOfStep)), deepest, onlyAtOrigin_};
 }
 
 } // namespace kiv

@@ -29,6 +29,7 @@ public:
         Work perStart;     ///< of a position where a match may begin, apart from states that are saved there
         Work perStep;      ///< of each step that ICU reports
         Work beforeStep;   ///< of the states that are saved before ICU reports a step
+        Work stack;        ///< the bytes that the saved states may take together
         bool onlyAtOrigin; ///< a match can only begin where the text does
     };
     /// `longestWideRun` is the length of the longest run of units beyond ASCII among the text's `length`

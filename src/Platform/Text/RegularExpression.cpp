@@ -95,6 +95,7 @@ class Regex {
 public:
     Regex(const Utf16& pattern, std::uint32_t flags, UErrorCode& status)
         : matcher_(icu::UnicodeString(false, pattern.data(), pattern.length()), flags, status) {
+        matcher_.setStackLimit(stackLimit, status);
         matcher_.useAnchoringBounds(false);
     }
 
@@ -102,20 +103,26 @@ public:
         const auto starts = meter.cost.onlyAtOrigin ? 1 : static_cast<PatternCost::Work>(text.length()) + 1;
         // Most searches can pay for all their positions and need not count them one by one.
         const bool counts = !meter.hasLeft(starts * meter.cost.perStart);
-        matcher_.setStackLimit(stackLimit, status);
         matcher_.setMatchCallback(Meter::takeStep, &meter, status);
-        matcher_.setFindProgressCallback(counts ? Meter::takeStart : nullptr, &meter, status);
+        if (counts) {
+            matcher_.setFindProgressCallback(Meter::takeStart, &meter, status);
+        }
         // Borrowed: the text does not outlive this call, and the matcher does not read it after the call.
         text_.setTo(false, text.data(), text.length());
         matcher_.reset(text_);
         const bool found = matcher_.find(status);
-        if (!counts) {
+        if (counts) {
+            UErrorCode ignored = U_ZERO_ERROR;
+            matcher_.setFindProgressCallback(nullptr, nullptr, ignored);
+        } else {
             const auto tried = found ? static_cast<PatternCost::Work>(matcher_.start(status)) + 1 : starts;
             meter.take(std::min(tried, starts) * meter.cost.perStart);
         }
-        // Gives back what a deep search took.
-        UErrorCode ignored = U_ZERO_ERROR;
-        matcher_.setStackLimit(keptStack, ignored);
+        if (meter.cost.stack > keptStack) { // gives back what a deep search took
+            UErrorCode ignored = U_ZERO_ERROR;
+            matcher_.setStackLimit(keptStack, ignored);
+            matcher_.setStackLimit(stackLimit, ignored);
+        }
         return found;
     }
 
@@ -170,6 +177,20 @@ struct Pattern {
     PatternCost cost;
     std::unique_ptr<Regex> regex;
     std::uint64_t reader; ///< who paid for it last
+
+    // The cost of the last search, whose text often has the length of the next search's text.
+    std::size_t lastLength = std::string::npos;
+    std::size_t lastWideRun = 0;
+    PatternCost::Search lastCost{};
+
+    const PatternCost::Search& costOfSearch(std::size_t length, std::size_t longestWideRun) {
+        if (lastLength != length || lastWideRun != longestWideRun) {
+            lastCost = cost.ofSearch(length, longestWideRun);
+            lastLength = length;
+            lastWideRun = longestWideRun;
+        }
+        return lastCost;
+    }
 };
 
 /// Whether this thread's cache was destroyed, as the thread is ending. Unlike the cache it has no destructor,
@@ -191,6 +212,9 @@ public:
 
     /// The pattern when it is kept, as the one that was used last; null when it is not.
     Pattern* find(std::string_view text, std::uint32_t flags) {
+        if (!kept_.empty() && kept_.front().flags == flags && kept_.front().text == text) {
+            return &kept_.front();
+        }
         const auto found = index_.find({text, flags});
         if (found == index_.end()) {
             return nullptr;
@@ -247,8 +271,8 @@ std::size_t wideRun(const Utf16& text, bool exact) {
 RegularExpressionOutcome search(Pattern& pattern, std::string_view text, RegularExpressionWork& work,
                                 std::string& error) {
     const Utf16 searched(text);
-    const auto cost = pattern.cost.ofSearch(static_cast<std::size_t>(searched.length()),
-                                            wideRun(searched, pattern.cost.readsWideRuns));
+    const PatternCost::Search& cost = pattern.costOfSearch(static_cast<std::size_t>(searched.length()),
+                                                           wideRun(searched, pattern.cost.readsWideRuns));
     const Meter meter{work, cost};
     if (!meter.hasLeft(cost.beforeStep)) {
         error = "the search may take too long";
