@@ -94,12 +94,17 @@ struct Meter {
 class Regex {
 public:
     Regex(const Utf16& pattern, std::uint32_t flags, UErrorCode& status)
-        : matcher_(icu::UnicodeString(false, pattern.data(), pattern.length()), flags, status) {
+        : findsWords_((flags & UREGEX_UWORD) != 0),
+          matcher_(icu::UnicodeString(false, pattern.data(), pattern.length()), flags, status) {
         matcher_.setStackLimit(stackLimit, status);
         matcher_.useAnchoringBounds(false);
     }
 
     bool find(const Utf16& text, const Meter& meter, UErrorCode& status) {
+        std::optional<ForkShield> shield;
+        if (findsWords_) { // the first such search makes what it needs, under locks of ICU
+            shield.emplace();
+        }
         const auto starts = meter.cost.onlyAtOrigin ? 1 : static_cast<PatternCost::Work>(text.length()) + 1;
         // Most searches can pay for all their positions and need not count them one by one.
         const bool counts = !meter.hasLeft(starts * meter.cost.perStart);
@@ -127,6 +132,7 @@ public:
     }
 
 private:
+    const bool findsWords_;
     icu::UnicodeString text_;
     icu::RegexMatcher matcher_;
 };
@@ -154,6 +160,7 @@ void prepareLibrary() {
 }
 
 std::unique_ptr<Regex> compile(std::string_view pattern, std::uint32_t flags, std::string& error) {
+    const ForkShield shield; // ICU has locks of its own
     prepareLibrary();
     const Utf16 text(pattern);
     UErrorCode status = pattern.empty() ? U_ILLEGAL_ARGUMENT_ERROR : U_ZERO_ERROR;
