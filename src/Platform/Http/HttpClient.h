@@ -15,8 +15,9 @@
 /// Certificates are checked against the host's CA file or the system's; the proxy is the host's or the
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
 /// POST into a GET. Compressed bodies are unpacked. A response of more than 64 MiB is a transport error.
-/// Nothing here blocks the caller, raises a signal, or holds up the end of the process. A child after a fork
-/// has no network thread.
+/// Two host names are looked up at a time; who waits for a look-up of others has its own limits, and a
+/// request that needs none does not wait. Nothing here blocks the caller, raises a signal, or holds up the
+/// end of the process. A child after a fork has no network thread.
 ///
 /// Handlers run on the network thread. They must not throw or wait, or other requests wait with them; so they
 /// run no code of the application, not even its log sink, and post longer work to a queue.

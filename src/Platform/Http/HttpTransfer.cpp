@@ -65,10 +65,10 @@ long codeOf(CURLcode result) {
     }
 }
 
-/// Makes a socket that programs which the application starts do not inherit.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
+/// Limits in seconds for the connection of a request that sets no limit, and for a look-up, which libcurl
+/// must not give up: its thread would go on unseen.
+constexpr long connectLimit = 300;
+constexpr long lookupLimit = 2'000'000;
 
 /// The instant `seconds` after `start`. Nullopt when there is no limit: `seconds` is zero or less, or longer
 /// than a process lives.
@@ -82,8 +82,9 @@ std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double s
 
 } // namespace
 
-HttpTransfer::HttpTransfer(HttpRequest request, HttpSink sink, std::function<void()> wake)
-    : request_(std::move(request)), sink_(std::move(sink)), wake_(std::move(wake)) {}
+HttpTransfer::HttpTransfer(HttpRequest request, HttpSink sink, HostLookups& lookups,
+                           std::function<void()> wake)
+    : request_(std::move(request)), sink_(std::move(sink)), lookups_(lookups), wake_(std::move(wake)) {}
 
 void HttpTransfer::cancel() {
     if (!cancelled_.exchange(true)) {
@@ -166,7 +167,8 @@ void HttpTransfer::configureConnection() {
         curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
     }
     if (host->proxy) {
-        curl_easy_setopt(handle, CURLOPT_PROXY, host->proxy->c_str());
+        proxy_ = *host->proxy;
+        curl_easy_setopt(handle, CURLOPT_PROXY, proxy_.c_str());
         curl_easy_setopt(handle, CURLOPT_NOPROXY, "");
     }
     curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -190,7 +192,10 @@ void HttpTransfer::configureConnection() {
 void HttpTransfer::configureCallbacks() {
     CURL* handle = handle_.get();
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, message_.data());
-    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    curl_easy_setopt(handle, CURLOPT_RESOLVER_START_FUNCTION, onLookup);
+    curl_easy_setopt(handle, CURLOPT_RESOLVER_START_DATA, this);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, onSocket);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, onHeader);
     curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, onBody);
@@ -237,8 +242,35 @@ int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_o
     return 0;
 }
 
+int HttpTransfer::onLookup(void*, void*, void* self) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    try {
+        own.wasRefused_ = !own.mayLookUp();
+        return own.wasRefused_ ? 1 : 0;
+    } catch (...) {
+        return 1;
+    }
+}
+
+curl_socket_t HttpTransfer::onSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    own.lookups_.end(self);
+    if (own.completed_) {
+        return CURL_SOCKET_BAD;
+    }
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - own.begun_;
+    curl_easy_setopt(own.handle_.get(), CURLOPT_CONNECTTIMEOUT,
+                     static_cast<long>(taken.count()) + connectLimit);
+    // Programs that the application starts do not inherit the socket.
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
+    own.lookups_.end(self);
+    if (own.completed_) {
+        return CURL_PREREQFUNC_ABORT;
+    }
     own.touch();
     // From an https URL redirects may only lead to https.
     const char* scheme = nullptr;
@@ -247,6 +279,41 @@ int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
         curl_easy_setopt(own.handle_.get(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
     }
     return CURL_PREREQFUNC_OK;
+}
+
+bool HttpTransfer::mayLookUp() {
+    if (completed_) {
+        return false;
+    }
+    if (std::exchange(lookupFree_, false)) {
+        return true;
+    }
+    if (!lookups_.begin(this, hostOfUrl(currentUrl()))) {
+        return false;
+    }
+    curl_easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT, lookupLimit);
+    return true;
+}
+
+HttpTransfer::Ending HttpTransfer::endingOf(CURLcode result) {
+    lookups_.end(this);
+    if (completed_ || !std::exchange(wasRefused_, false)) {
+        return Ending::final;
+    }
+    // What was to be looked up is known only now: libcurl tells proxies from hosts by its result.
+    const std::string url = currentUrl();
+    const std::string proxy = proxy_.empty() ? proxyOfEnvironment(url) : proxy_;
+    lookupFree_ = needsNoLookup(hostOfUrl(result == CURLE_COULDNT_RESOLVE_PROXY ? proxy : url));
+    message_[0] = '\0';
+    headerBytes_ = 0; // a request that was redirected begins anew
+    return lookupFree_ ? Ending::again : Ending::postponed;
+}
+
+/// The URL of the request, or that of the last redirect.
+std::string HttpTransfer::currentUrl() const {
+    const char* url = nullptr;
+    curl_easy_getinfo(handle_.get(), CURLINFO_EFFECTIVE_URL, &url);
+    return url ? url : request_.url;
 }
 
 void HttpTransfer::readHeader(std::string_view line) {
@@ -325,8 +392,11 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
         curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
         response_.status = static_cast<int>(status);
     }
-    handle_.reset();
-    headers_.reset();
+    completed_ = true;
+    if (!isLookingUp()) {
+        handle_.reset();
+        headers_.reset();
+    }
     if (failure) {
         response_.body = {};
     }
