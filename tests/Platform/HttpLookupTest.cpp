@@ -157,11 +157,41 @@ TEST_F(HttpLookup, KeepsTheLimitsOfARequestThatWaitsAfterARedirect) {
     EXPECT_EQ(next(), TransportError::timedOut);
     send({.method = "POST", .url = server_.url("/away"), .body = "sent", .idleTimeout = 0})->cancel();
     EXPECT_EQ(next(), TransportError::cancelled);
-    send({.method = "POST", .url = server_.url("/away"), .body = "sent", .idleTimeout = 0});
+}
+
+TEST_F(HttpLookup, GoesOnAfterARedirectWithoutSendingTheRequestAgain) {
+    const struct {
+        int status;
+        const char* method;
+        const char* body;
+    } cases[] = {{307, "POST", "sent"}, {303, "GET", ""}};
+    for (const auto& each : cases) {
+        server_.on("/away" + std::to_string(each.status),
+                   LoopbackServer::redirect(each.status, urlOf("third", server_)));
+    }
+    hangLookups();
+    for (const auto& each : cases) {
+        send({.method = "POST",
+              .url = server_.url("/away" + std::to_string(each.status)),
+              .headers = {{"Authorization", "secret"}, {"Field", "value"}},
+              .body = "sent",
+              .idleTimeout = 0});
+    }
+    ASSERT_TRUE(server_.waitForRequests(2));
     NameServer::shared().answerNow();
     EXPECT_EQ(next(), 200);
-    EXPECT_EQ(server_.requests().back().method, "POST");
-    EXPECT_EQ(server_.requests().back().body, "sent");
+    EXPECT_EQ(next(), 200);
+    auto requests = server_.requests();
+    ASSERT_EQ(requests.size(), 4U);
+    if (requests[2].method != cases[0].method) {
+        std::swap(requests[2], requests[3]);
+    }
+    for (std::size_t number = 0; number < 2; ++number) {
+        EXPECT_EQ(requests[number + 2].method, cases[number].method);
+        EXPECT_EQ(requests[number + 2].body, cases[number].body);
+        EXPECT_EQ(requests[number + 2].headers.count("authorization"), 0U);
+        EXPECT_EQ(requests[number + 2].headers["field"], "value");
+    }
 }
 
 TEST_F(HttpLookup, SharesTheLookupOfAHost) {

@@ -5,7 +5,7 @@ import plistlib
 import re
 import zlib
 
-QUEUE = "kiv.segmentio.queue.plist"
+QUEUE = "kiv.segmentio.queue*.plist"  # of a key
 
 
 class Damage(Exception):
@@ -33,7 +33,7 @@ def check(library):
     """Reads every file of the folder. Returns how many there are."""
     count = 0
     for path in sorted(pathlib.Path(library).rglob("*")):
-        if path.is_file() and not re.fullmatch(r"\.kiv-.{6}", path.name):
+        if path.is_file() and not re.fullmatch(r"\.kiv-.{6}|.*\.lock", path.name):
             read(path)
             count += 1
     return count
@@ -61,5 +61,5 @@ def tickets(library):
 
 
 def queued(library, key):
-    path = pathlib.Path(library) / "Application Support" / key / QUEUE
-    return len(read(path)) if path.exists() else 0
+    """How many events of the key wait to be sent."""
+    return sum(len(read(path)) for path in pathlib.Path(library).glob(f"Application Support/{key}/{QUEUE}"))

@@ -24,7 +24,8 @@ def events_of(body):
 
 
 def answer(status, body=b"{}", headers=""):
-    return (f"HTTP/1.1 {status} Soak\r\nContent-Length: {len(body)}\r\nConnection: close\r\n{headers}\r\n").encode() + body
+    head = f"HTTP/1.1 {status} Soak\r\nContent-Length: {len(body)}\r\nConnection: close\r\n{headers}\r\n"
+    return head.encode() + body
 
 
 class Proxy:

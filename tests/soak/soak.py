@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Runs applications with everything on, against a service that is killed, a proxy that misbehaves and a disk that fails,
-kills them too, and then looks whether anything was lost, torn, leaked or hung.
+"""Runs applications with everything on, against a service that is killed, a proxy that misbehaves and a disk that
+fails, kills them too, and then looks whether anything was lost, torn, leaked or hung.
 
 What counts as a failure (docs/impressions.md, storage.md and overrides.md promise the opposite):
 
 lost     an impression was seen in the queue's file, and in the end it is neither with the service nor waiting; nor did
          the proxy answer its upload finally, nor the log tell that a full queue dropped as many
-         while the disk did not fail: an impression is neither on disk nor with the service, although it was made, with a
-         document in use, more than PROMISE seconds before the process was killed
+         while the disk did not fail: an impression is neither on disk nor with the service, although it was made,
+         with a document in use, more than PROMISE seconds before the process was killed
 torn     a file of the Library folder is no property list, or its seal does not fit; the override on disk is none that
          was set since the process began (while the disk does not fail: since the last change that was complete); the
          next process starts with another one
@@ -99,7 +99,8 @@ class Soak:
                        "SOAK_CERTIFICATE": self.service.settings["customSigningCertificate"],
                        "SOAK_SEED": str(self.random.randrange(1 << 30)), "SOAK_KEY_SECONDS": str(key_seconds)}
         if disk_permille:
-            environment |= {"LD_PRELOAD": str(self.programs / "libkiv_faulty_disk.so"), "SOAK_DISK_FOLDER": str(library),
+            environment |= {"LD_PRELOAD": str(self.programs / "libkiv_faulty_disk.so"),
+                            "SOAK_DISK_FOLDER": str(library),
                             "SOAK_DISK_PERMILLE": str(disk_permille),
                             "SOAK_DISK_SEED": str(self.random.randrange(1 << 30))}
         return Workload(self.programs / "kiv_soak", environment, open(self.folder / f"{name}.log", "w"))
@@ -218,7 +219,8 @@ class Soak:
             self.fail("hung", f"the steady application ended of itself with {steady.process.returncode}: "
                               f"{steady.log_path}")
         elif not steady.stop(60):
-            self.fail("hung", f"the steady application did not shut down, {steady.process.returncode}: {steady.log_path}")
+            self.fail("hung", f"the steady application did not shut down, {steady.process.returncode}: "
+                              f"{steady.log_path}")
         self.counts["files read"] += self.guarded(lambda: disk.check(self.steady_library), 0)
         for wrong in steady.wrong:
             self.fail("wrong", f"steady: {wrong}")
@@ -232,8 +234,8 @@ class Soak:
         waiting = disk.tickets(self.counter_library)
         lost = self.on_disk - self.arrived() - self.proxy.answered - waiting
         if len(lost) > self.dropped:
-            self.fail("lost", f"{len(lost)} impressions that were on disk, {self.dropped} were dropped by a full queue: "
-                              f"{sorted(lost)[:5]}")
+            self.fail("lost", f"{len(lost)} impressions that were on disk, {self.dropped} were dropped by a full "
+                              f"queue: {sorted(lost)[:5]}")
         if waiting:
             self.fail("lost", f"{len(waiting)} impressions still wait after the last starts")
         if self.proxy.refused_by_service:

@@ -111,7 +111,7 @@ private:
     void finish(CURL* handle, CURLcode result) {
         curl_multi_remove_handle(multi_, handle);
         if (const auto abandoned = abandoned_.extract(handle)) {
-            lookups_.end(abandoned.mapped().get());
+            abandoned.mapped()->lookupEnded();
             return;
         }
         const auto found = active_.find(handle);

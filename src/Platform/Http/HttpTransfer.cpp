@@ -6,8 +6,7 @@
 
 #include <sys/socket.h>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/Http/HttpHandle.h"
 #include "Platform/Text/Text.h"
 #include "Platform/Threads/LibraryThread.h"
 
@@ -21,48 +20,10 @@ TransportError error(long code, std::string description) {
     return {std::string(urlErrorDomain), code, std::move(description)};
 }
 
-long codeOf(CURLcode result) {
-    switch (result) {
-    case CURLE_URL_MALFORMAT:
-        return TransportError::badURL;
-    case CURLE_UNSUPPORTED_PROTOCOL:
-        return TransportError::unsupportedURL;
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return TransportError::cannotFindHost;
-    case CURLE_COULDNT_CONNECT:
-        return TransportError::cannotConnectToHost;
-    case CURLE_GOT_NOTHING:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_RECV_ERROR:
-    case CURLE_SEND_ERROR:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-        return TransportError::connectionLost;
-    case CURLE_OPERATION_TIMEDOUT:
-        return TransportError::timedOut;
-    case CURLE_TOO_MANY_REDIRECTS:
-        return TransportError::tooManyRedirects;
-    case CURLE_WEIRD_SERVER_REPLY:
-        return TransportError::badServerResponse;
-    case CURLE_BAD_CONTENT_ENCODING:
-        return TransportError::cannotDecode;
-    case CURLE_FILESIZE_EXCEEDED:
-        return TransportError::tooLarge;
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-    case CURLE_SSL_ISSUER_ERROR:
-        return TransportError::certificateUntrusted;
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_ENGINE_INITFAILED:
-    case CURLE_USE_SSL_FAILED:
-        return TransportError::secureConnectionFailed;
-    default:
-        return TransportError::unknown;
-    }
+/// Whether the header is for the host of the request alone, as libcurl says too.
+bool isCredential(std::string_view header) {
+    const std::string name = lowercasedAscii(header);
+    return name == "authorization" || name == "cookie";
 }
 
 /// Limits in seconds for the connection of a request that sets no limit, and for a look-up, which libcurl
@@ -105,7 +66,7 @@ CURL* HttpTransfer::prepare() {
         return nullptr;
     }
     configureMethod();
-    configureConnection();
+    proxy_ = configureConnection(handle_.get(), stream() ? std::nullopt : std::optional(bodyLimit));
     configureCallbacks();
     touch();
     begun_ = lastActivity_;
@@ -126,6 +87,9 @@ bool HttpTransfer::addHeader(const std::string& line) {
 
 bool HttpTransfer::addHeaders() {
     for (const auto& [name, value] : request_.headers) {
+        if (redirects_ > 0 && isCredential(name)) {
+            continue;
+        }
         // With the semicolon libcurl sends the field with an empty value.
         if (!addHeader(value.empty() ? name + ";" : name + ": " + value)) {
             return false;
@@ -156,36 +120,6 @@ void HttpTransfer::configureMethod() {
     // that redirects turn it into a GET.
     if (!posts && (method != "GET" || !request_.body.empty())) {
         curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
-    }
-}
-
-void HttpTransfer::configureConnection() {
-    CURL* handle = handle_.get();
-    const auto host = KIVHost::current();
-    if (host->caFile) {
-        curl_easy_setopt(handle, CURLOPT_CAINFO, host->caFile->c_str());
-        curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
-    }
-    if (host->proxy) {
-        proxy_ = *host->proxy;
-        curl_easy_setopt(handle, CURLOPT_PROXY, proxy_.c_str());
-        curl_easy_setopt(handle, CURLOPT_NOPROXY, "");
-    }
-    curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https"); // see onConnected
-    curl_easy_setopt(handle, CURLOPT_DEFAULT_PROTOCOL, "none");          // refuses a URL without a scheme
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(handle, CURLOPT_MAXREDIRS, 20L);
-    curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L); // does not wait for a slow name server to end a request
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPIDLE, 60L);
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPINTVL, 30L);
-    if (!stream()) { // a server that compresses a stream holds events back until a block is full
-        curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
-        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(bodyLimit));
     }
 }
 
@@ -305,8 +239,32 @@ HttpTransfer::Ending HttpTransfer::endingOf(CURLcode result) {
     const std::string proxy = proxy_.empty() ? proxyOfEnvironment(url) : proxy_;
     lookupFree_ = needsNoLookup(hostOfUrl(result == CURLE_COULDNT_RESOLVE_PROXY ? proxy : url));
     message_[0] = '\0';
-    headerBytes_ = 0; // a request that was redirected begins anew
+    long redirects = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_REDIRECT_COUNT, &redirects);
+    if (redirects > 0 && !continueAt(url, redirects)) {
+        return Ending::final;
+    }
     return lookupFree_ ? Ending::again : Ending::postponed;
+}
+
+/// Has libcurl begin next where the last redirect has led to, because the servers before may have acted on
+/// the request. False when there is no memory.
+bool HttpTransfer::continueAt(const std::string& url, long redirects) {
+    CURL* handle = handle_.get();
+    redirects_ += redirects;
+    const char* method = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_METHOD, &method);
+    if (request_.method == "POST" && method && std::string_view(method) == "GET") {
+        curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
+    }
+    curl_easy_setopt(handle, CURLOPT_MAXREDIRS, mostRedirects - redirects_);
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
+    headers_.reset();
+    if (curl_easy_setopt(handle, CURLOPT_URL, url.c_str()) != CURLE_OK || !addHeaders()) {
+        return false;
+    }
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers_.get());
+    return true;
 }
 
 /// The URL of the request, or that of the last redirect.
@@ -380,7 +338,17 @@ std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
     if (failure_ || result == CURLE_OK) {
         return failure_;
     }
-    return error(codeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
+    return error(transportCodeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
+}
+
+void HttpTransfer::lookupEnded() {
+    lookups_.end(this);
+    freeHandle();
+}
+
+void HttpTransfer::freeHandle() {
+    handle_.reset();
+    headers_.reset();
 }
 
 void HttpTransfer::complete(std::optional<TransportError> failure) {
@@ -394,8 +362,7 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
     }
     completed_ = true;
     if (!isLookingUp()) {
-        handle_.reset();
-        headers_.reset();
+        freeHandle();
     }
     if (failure) {
         response_.body = {};

@@ -60,17 +60,19 @@ public:
     /// The error of a request that libcurl has ended with `result`; nullopt when it has succeeded.
     std::optional<TransportError> errorOf(CURLcode result) const;
 
-    /// Frees the handle, which must have been removed from its multi handle, unless a look-up is under way:
-    /// then libcurl ends the transfer when the look-up has ended. Calls the last handler, and releases all
-    /// handlers.
+    /// Calls the last handler, and releases all handlers. Frees the handle, which must have been removed from
+    /// its multi handle, unless a look-up is under way: then libcurl ends the transfer when the look-up has
+    /// ended.
     void complete(std::optional<TransportError> error);
+
+    /// Frees the handle of a transfer that was completed during its look-up, which has ended.
+    void lookupEnded();
 
 private:
     HttpStreamHandlers* stream() { return std::get_if<HttpStreamHandlers>(&sink_); }
     bool addHeader(const std::string& line);
     bool addHeaders();
     void configureMethod();
-    void configureConnection();
     void configureCallbacks();
 
     /// Callbacks of libcurl, through which no exception may pass.
@@ -86,6 +88,8 @@ private:
     bool readBody(std::string_view bytes);
     bool tooLarge();
     bool mayLookUp();
+    void freeHandle();
+    bool continueAt(const std::string& url, long redirects);
     std::string currentUrl() const;
     void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
 
@@ -105,6 +109,7 @@ private:
     bool lookupFree_ = false; ///< what is looked up next is an address
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
+    long redirects_ = 0;   ///< that were followed before the handle was added again
     curl_off_t moved_ = 0; ///< bytes of bodies that were sent and received
     Instant begun_{};
     Instant lastActivity_{};
