@@ -25,6 +25,14 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
+/// Makes the target keep no files. Returns true.
+inline bool useNoFolder() {
+    KIVHost host;
+    host.libraryDirectory = "/nonexistent";
+    KIVHost::configure(std::move(host));
+    return true;
+}
+
 /// A parser with every operator, a property of each type, and the target groups and experiments of one
 /// document.
 class FuzzWorld {
@@ -32,9 +40,6 @@ public:
     FuzzWorld() : FuzzWorld({}, std::make_shared<const KIVExperiments>()) {}
 
     FuzzWorld(std::vector<KIVTargetGroupModel> groups, std::shared_ptr<const KIVExperiments> experiments) {
-        KIVHost host;
-        host.libraryDirectory = "/nonexistent";
-        KIVHost::configure(std::move(host));
         const auto properties = std::make_shared<KIVCustomPropertiesRepository>();
         properties->addCustomProperty(KIVCustomProperty::withStringValue("country", "FR"));
         properties->addCustomProperty(KIVCustomProperty::withSemverValue("version", "2.10.0"));

@@ -25,6 +25,8 @@ void apply(const KIVConfigurationDataResult::Document& payload) {
 /// Takes the bytes as the text of an envelope, and as the payload inside an envelope, and applies the
 /// document.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const bool isReady = useNoFolder();
+    static_cast<void>(isReady);
     const auto options = std::make_shared<KIVClientOptions>();
     const auto session = std::make_shared<const KIVURLSession>();
     const KIVNetwork strict(options, session);

@@ -6,6 +6,8 @@
 /// boolean or a number may throw, and only `KIVException`.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const FuzzWorld& world = *new FuzzWorld;
+    static const bool isReady = useNoFolder();
+    static_cast<void>(isReady);
     const auto context = EvaluationContext::initDefaultWithContext(KIVDynamicPropertyContext(
         KIVDynamicPropertyContext::Values{{"city", "Lyon"}, {"age", 41}, {"ratio", 0.25}, {"beta", true}}));
     const auto result = world.parser().evaluateExpression(textOf(data, size), "store.flag", context);

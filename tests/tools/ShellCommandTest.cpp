@@ -295,4 +295,16 @@ TEST_F(ShellCommand, AnswersMistakesAndGoesOn) {
     }
 }
 
+TEST_F(ShellCommand, TakesANamespaceAsItIs) {
+    const std::vector<value> written = run(
+        {R"({"do": "register", "namespace": " ", "flags": [{"name": "x", "type": "flag", "default": true}]})",
+         R"({"do": "handleNamespace", "namespace": "  "})", R"({"do": "flags"})",
+         R"({"do": "handleNamespace", "namespace": " "})", R"({"do": "register", "flags": []})"});
+    ASSERT_EQ(written.size(), 5U);
+    EXPECT_TRUE(written[1].at("ok").as_bool());
+    EXPECT_EQ(kiv::compactJson(written[2].at("flags")), R"({" .x":"true"})");
+    EXPECT_CONTAINS(kiv::compactJson(written[3]), "(' ') has already been registered");
+    EXPECT_TRUE(written[4].at("ok").as_bool());
+}
+
 } // namespace

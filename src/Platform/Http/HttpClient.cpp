@@ -24,12 +24,15 @@ public:
         return network.get();
     }
 
-    void start(std::shared_ptr<HttpTransfer> transfer) {
+    std::shared_ptr<HttpTask> start(HttpRequest request, HttpSink sink) {
+        // A child after a fork may cancel a request of its parent, and must not wake the parent's thread.
+        auto transfer = std::make_shared<HttpTransfer>(std::move(request), std::move(sink), lookups_,
+                                                       [] { shared().wake(); });
         if (isSilentFork()) {
-            return;
+            return transfer;
         }
         const std::lock_guard lock(lock_);
-        waiting_.push_back(std::move(transfer));
+        waiting_.push_back(transfer);
         if (!started_) { // when the system has no thread to give, the next request tries again
             started_ = startLibraryThread(
                 "kiv-network", [this] { run(); }, [this] { wake(); },
@@ -37,6 +40,7 @@ public:
                 std::chrono::milliseconds(500));
         }
         wakeLocked();
+        return transfer;
     }
 
     void wake() {
@@ -63,15 +67,23 @@ private:
             multi_ = multi;
         }
         while (!processIsEnding()) {
-            startWaiting();
-            int running = 0;
-            curl_multi_perform(multi, &running);
-            completeFinished();
-            const int patience = endCancelledAndIdle();
+            const int patience = perform();
             if (curl_multi_poll(multi, nullptr, 0, patience, nullptr) != CURLM_OK) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10)); // out of memory: tries again
             }
         }
+    }
+
+    /// Does all that can be done without waiting. Returns the milliseconds until the next request may reach a
+    /// limit.
+    int perform() {
+        const ForkShield shield; // libcurl and OpenSSL have locks of their own
+        startWaiting();
+        int running = 0;
+        curl_multi_perform(multi_, &running);
+        completeFinished();
+        retryPostponed();
+        return endCancelledAndIdle();
     }
 
     void startWaiting() {
@@ -81,12 +93,20 @@ private:
             starting.swap(waiting_);
         }
         for (auto& transfer : starting) {
-            CURL* handle = transfer->isCancelled() ? nullptr : transfer->prepare();
-            if (handle && curl_multi_add_handle(multi_, handle) == CURLM_OK) {
-                active_.emplace(handle, std::move(transfer));
+            if (!transfer->isCancelled() && transfer->prepare()) {
+                add(std::move(transfer));
             } else {
-                transfer->complete(handle ? transfer->errorOf(CURLE_OUT_OF_MEMORY) : transfer->failure());
+                transfer->complete(transfer->failure());
             }
+        }
+    }
+
+    void add(std::shared_ptr<HttpTransfer> transfer) {
+        CURL* handle = transfer->handle();
+        if (curl_multi_add_handle(multi_, handle) == CURLM_OK) {
+            active_.emplace(handle, std::move(transfer));
+        } else {
+            transfer->complete(transfer->errorOf(CURLE_OUT_OF_MEMORY));
         }
     }
 
@@ -94,9 +114,38 @@ private:
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
             if (message->msg == CURLMSG_DONE) {
-                const CURLcode result = message->data.result;
-                end(message->easy_handle,
-                    [&](const HttpTransfer& transfer) { return transfer.errorOf(result); });
+                finish(message->easy_handle, message->data.result);
+            }
+        }
+    }
+
+    /// Takes a request that libcurl has ended with `result`.
+    void finish(CURL* handle, CURLcode result) {
+        curl_multi_remove_handle(multi_, handle);
+        if (const auto abandoned = abandoned_.extract(handle)) {
+            abandoned.mapped()->lookupEnded();
+            return;
+        }
+        const auto found = active_.find(handle);
+        std::shared_ptr<HttpTransfer> transfer = std::move(found->second);
+        active_.erase(found);
+        switch (transfer->endingOf(result)) {
+        case HttpTransfer::Ending::final:
+            transfer->complete(transfer->errorOf(result));
+            break;
+        case HttpTransfer::Ending::again:
+            add(std::move(transfer));
+            break;
+        case HttpTransfer::Ending::postponed:
+            postponed_.push_back(std::move(transfer));
+            break;
+        }
+    }
+
+    void retryPostponed() {
+        if (lookups_.takeEnded()) {
+            for (auto& transfer : std::exchange(postponed_, {})) {
+                add(std::move(transfer));
             }
         }
     }
@@ -107,54 +156,63 @@ private:
         using std::chrono::milliseconds;
         const Instant now = std::chrono::steady_clock::now();
         Instant next = now + std::chrono::hours(1);
-        std::vector<CURL*> ending;
-        for (const auto& [handle, transfer] : active_) {
+        std::vector<std::shared_ptr<HttpTransfer>> ending;
+        const auto endsNow = [&](const std::shared_ptr<HttpTransfer>& transfer) {
             const auto deadline = transfer->deadline();
-            if (transfer->isCancelled() || (deadline && *deadline <= now)) {
-                ending.push_back(handle);
+            const bool ends = transfer->isCancelled() || (deadline && *deadline <= now);
+            if (ends) {
+                ending.push_back(transfer);
             } else if (deadline) {
                 next = std::min(next, *deadline);
             }
+            return ends;
+        };
+        std::erase_if(postponed_, endsNow);
+        for (const auto& [handle, transfer] : active_) {
+            endsNow(transfer);
         }
-        for (CURL* handle : ending) {
-            end(handle,
-                [](const HttpTransfer& transfer) { return transfer.errorOf(CURLE_OPERATION_TIMEDOUT); });
+        for (const auto& transfer : ending) {
+            stop(transfer);
+            transfer->complete(transfer->errorOf(CURLE_OPERATION_TIMEDOUT));
         }
         return static_cast<int>(std::chrono::ceil<milliseconds>(next - now).count());
     }
 
-    template <class ErrorOf>
-    void end(CURL* handle, ErrorOf errorOf) {
-        curl_multi_remove_handle(multi_, handle);
-        const auto found = active_.find(handle);
-        const std::shared_ptr<HttpTransfer> transfer = std::move(found->second);
-        active_.erase(found);
-        transfer->complete(errorOf(*transfer));
+    /// Takes a request from libcurl. A look-up cannot be stopped: libcurl keeps its request until it has
+    /// ended.
+    void stop(const std::shared_ptr<HttpTransfer>& transfer) {
+        CURL* handle = transfer->handle();
+        if (active_.erase(handle) == 0) {
+            return;
+        }
+        if (transfer->isLookingUp()) {
+            abandoned_.emplace(handle, transfer);
+        } else {
+            curl_multi_remove_handle(multi_, handle);
+        }
     }
 
     std::mutex lock_;
     std::vector<std::shared_ptr<HttpTransfer>> waiting_; ///< guarded by the lock
     CURLM* multi_ = nullptr;                             ///< written by the network thread under the lock
     bool started_ = false;                               ///< guarded by the lock
-    std::unordered_map<CURL*, std::shared_ptr<HttpTransfer>> active_; ///< used on the network thread only
-};
 
-std::shared_ptr<HttpTask> start(HttpRequest request, HttpSink sink) {
-    auto transfer =
-        std::make_shared<HttpTransfer>(std::move(request), std::move(sink), [] { Network::shared().wake(); });
-    Network::shared().start(transfer);
-    return transfer;
-}
+    // What follows is used on the network thread only.
+    HostLookups lookups_;
+    std::unordered_map<CURL*, std::shared_ptr<HttpTransfer>> active_;
+    std::vector<std::shared_ptr<HttpTransfer>> postponed_; ///< wait for a look-up of others to end
+    std::unordered_map<CURL*, std::shared_ptr<HttpTransfer>> abandoned_; ///< completed during their look-up
+};
 
 } // namespace
 
 std::shared_ptr<HttpTask> sendHttpRequest(HttpRequest request,
                                           std::function<void(HttpResponse response)> completion) {
-    return start(std::move(request), std::move(completion));
+    return Network::shared().start(std::move(request), std::move(completion));
 }
 
 std::shared_ptr<HttpTask> openHttpStream(HttpRequest request, HttpStreamHandlers handlers) {
-    return start(std::move(request), std::move(handlers));
+    return Network::shared().start(std::move(request), std::move(handlers));
 }
 
 } // namespace kiv

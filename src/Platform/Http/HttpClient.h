@@ -16,9 +16,10 @@
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
 /// POST into a GET. Compressed bodies are unpacked. A kept connection that breaks before the response begins
 /// is no failure of the request, which is sent again; but a POST is not, because the server may have acted on
-/// it. Nothing here blocks the caller, raises a signal, or holds up the end of the process. The requests of a
-/// process are not its child's after a fork; in a silent child (Threads/Fork.h), new ones are dropped and
-/// their handlers are not called.
+/// it. Two host names are looked up at a time; who waits for a look-up of others has its own limits, and a
+/// request that needs none does not wait. Nothing here blocks the caller, raises a signal, or holds up the
+/// end of the process. The requests of a process are not its child's after a fork; in a silent child
+/// (Threads/Fork.h), new ones are dropped and their handlers are not called.
 ///
 /// Handlers run on the network thread. They must not throw or wait, or other requests wait with them; so they
 /// run no code of the application, not even its log sink, and post longer work to a queue.

@@ -6,8 +6,7 @@
 
 #include <sys/socket.h>
 
-#include <kiv/KIVHost.h>
-
+#include "Platform/Http/HttpHandle.h"
 #include "Platform/Text/Text.h"
 #include "Platform/Threads/LibraryThread.h"
 
@@ -24,54 +23,16 @@ TransportError error(long code, std::string description) {
     return {std::string(urlErrorDomain), code, std::move(description)};
 }
 
-long codeOf(CURLcode result) {
-    switch (result) {
-    case CURLE_URL_MALFORMAT:
-        return TransportError::badURL;
-    case CURLE_UNSUPPORTED_PROTOCOL:
-        return TransportError::unsupportedURL;
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return TransportError::cannotFindHost;
-    case CURLE_COULDNT_CONNECT:
-        return TransportError::cannotConnectToHost;
-    case CURLE_GOT_NOTHING:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_RECV_ERROR:
-    case CURLE_SEND_ERROR:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-        return TransportError::connectionLost;
-    case CURLE_OPERATION_TIMEDOUT:
-        return TransportError::timedOut;
-    case CURLE_TOO_MANY_REDIRECTS:
-        return TransportError::tooManyRedirects;
-    case CURLE_WEIRD_SERVER_REPLY:
-        return TransportError::badServerResponse;
-    case CURLE_BAD_CONTENT_ENCODING:
-        return TransportError::cannotDecode;
-    case CURLE_FILESIZE_EXCEEDED:
-        return TransportError::tooLarge;
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-    case CURLE_SSL_ISSUER_ERROR:
-        return TransportError::certificateUntrusted;
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_ENGINE_INITFAILED:
-    case CURLE_USE_SSL_FAILED:
-        return TransportError::secureConnectionFailed;
-    default:
-        return TransportError::unknown;
-    }
+/// Whether the header is for the host of the request alone, as libcurl says too.
+bool isCredential(std::string_view header) {
+    const std::string name = lowercasedAscii(header);
+    return name == "authorization" || name == "cookie";
 }
 
-/// Makes a socket that programs which the application starts do not inherit.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
+/// Limits in seconds for the connection of a request that sets no limit, and for a look-up, which libcurl
+/// must not give up: its thread would go on unseen.
+constexpr long connectLimit = 300;
+constexpr long lookupLimit = 2'000'000;
 
 /// The instant `seconds` after `start`. Nullopt when there is no limit: `seconds` is zero or less, or longer
 /// than a process lives.
@@ -85,8 +46,9 @@ std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double s
 
 } // namespace
 
-HttpTransfer::HttpTransfer(HttpRequest request, HttpSink sink, std::function<void()> wake)
-    : request_(std::move(request)), sink_(std::move(sink)), wake_(std::move(wake)) {}
+HttpTransfer::HttpTransfer(HttpRequest request, HttpSink sink, HostLookups& lookups,
+                           std::function<void()> wake)
+    : request_(std::move(request)), sink_(std::move(sink)), lookups_(lookups), wake_(std::move(wake)) {}
 
 void HttpTransfer::cancel() {
     if (!cancelled_.exchange(true)) {
@@ -107,7 +69,8 @@ CURL* HttpTransfer::prepare() {
         return nullptr;
     }
     configureMethod();
-    configureConnection();
+    proxy_ =
+        configureConnection(handle_.get(), stream() ? std::nullopt : std::optional(request_.mostBodyBytes));
     configureCallbacks();
     touch();
     begun_ = lastActivity_;
@@ -128,6 +91,9 @@ bool HttpTransfer::addHeader(const std::string& line) {
 
 bool HttpTransfer::addHeaders() {
     for (const auto& [name, value] : request_.headers) {
+        if (redirects_ > 0 && isCredential(name)) {
+            continue;
+        }
         // With the semicolon libcurl sends the field with an empty value.
         if (!addHeader(value.empty() ? name + ";" : name + ": " + value)) {
             return false;
@@ -163,39 +129,13 @@ void HttpTransfer::configureMethod() {
     }
 }
 
-void HttpTransfer::configureConnection() {
-    CURL* handle = handle_.get();
-    const auto host = KIVHost::current();
-    if (host->caFile) {
-        curl_easy_setopt(handle, CURLOPT_CAINFO, host->caFile->c_str());
-        curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
-    }
-    if (host->proxy) {
-        curl_easy_setopt(handle, CURLOPT_PROXY, host->proxy->c_str());
-        curl_easy_setopt(handle, CURLOPT_NOPROXY, "");
-    }
-    curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https"); // see onConnected
-    curl_easy_setopt(handle, CURLOPT_DEFAULT_PROTOCOL, "none");          // refuses a URL without a scheme
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(handle, CURLOPT_MAXREDIRS, 20L);
-    curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L); // does not wait for a slow name server to end a request
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPIDLE, 60L);
-    curl_easy_setopt(handle, CURLOPT_TCP_KEEPINTVL, 30L);
-    if (!stream()) { // a server that compresses a stream holds events back until a block is full
-        curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
-        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(request_.mostBodyBytes));
-    }
-}
-
 void HttpTransfer::configureCallbacks() {
     CURL* handle = handle_.get();
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, message_.data());
-    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    curl_easy_setopt(handle, CURLOPT_RESOLVER_START_FUNCTION, onLookup);
+    curl_easy_setopt(handle, CURLOPT_RESOLVER_START_DATA, this);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, onSocket);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, onHeader);
     curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, onBody);
@@ -243,8 +183,35 @@ int HttpTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_o
     return 0;
 }
 
+int HttpTransfer::onLookup(void*, void*, void* self) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    try {
+        own.wasRefused_ = !own.mayLookUp();
+        return own.wasRefused_ ? 1 : 0;
+    } catch (...) {
+        return 1;
+    }
+}
+
+curl_socket_t HttpTransfer::onSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept {
+    auto& own = *static_cast<HttpTransfer*>(self);
+    own.lookups_.end(self);
+    if (own.completed_) {
+        return CURL_SOCKET_BAD;
+    }
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - own.begun_;
+    curl_easy_setopt(own.handle_.get(), CURLOPT_CONNECTTIMEOUT,
+                     static_cast<long>(taken.count()) + connectLimit);
+    // Programs that the application starts do not inherit the socket.
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
+    own.lookups_.end(self);
+    if (own.completed_) {
+        return CURL_PREREQFUNC_ABORT;
+    }
     own.touch();
     // libcurl repeats a request whose kept connection has broken.
     if (std::exchange(own.isUnanswered_, true) && own.isPost()) {
@@ -258,6 +225,65 @@ int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
         curl_easy_setopt(own.handle_.get(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
     }
     return CURL_PREREQFUNC_OK;
+}
+
+bool HttpTransfer::mayLookUp() {
+    if (completed_) {
+        return false;
+    }
+    if (std::exchange(lookupFree_, false)) {
+        return true;
+    }
+    if (!lookups_.begin(this, hostOfUrl(currentUrl()))) {
+        return false;
+    }
+    curl_easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT, lookupLimit);
+    return true;
+}
+
+HttpTransfer::Ending HttpTransfer::endingOf(CURLcode result) {
+    lookups_.end(this);
+    if (completed_ || !std::exchange(wasRefused_, false)) {
+        return Ending::final;
+    }
+    // What was to be looked up is known only now: libcurl tells proxies from hosts by its result.
+    const std::string url = currentUrl();
+    const std::string proxy = proxy_.empty() ? proxyOfEnvironment(url) : proxy_;
+    lookupFree_ = needsNoLookup(hostOfUrl(result == CURLE_COULDNT_RESOLVE_PROXY ? proxy : url));
+    message_[0] = '\0';
+    long redirects = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_REDIRECT_COUNT, &redirects);
+    if (redirects > 0 && !continueAt(url, redirects)) {
+        return Ending::final;
+    }
+    return lookupFree_ ? Ending::again : Ending::postponed;
+}
+
+/// Has libcurl begin next where the last redirect has led to, because the servers before may have acted on
+/// the request. False when there is no memory.
+bool HttpTransfer::continueAt(const std::string& url, long redirects) {
+    CURL* handle = handle_.get();
+    redirects_ += redirects;
+    const char* method = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_METHOD, &method);
+    if (request_.method == "POST" && method && std::string_view(method) == "GET") {
+        curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
+    }
+    curl_easy_setopt(handle, CURLOPT_MAXREDIRS, mostRedirects - redirects_);
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
+    headers_.reset();
+    if (curl_easy_setopt(handle, CURLOPT_URL, url.c_str()) != CURLE_OK || !addHeaders()) {
+        return false;
+    }
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers_.get());
+    return true;
+}
+
+/// The URL of the request, or that of the last redirect.
+std::string HttpTransfer::currentUrl() const {
+    const char* url = nullptr;
+    curl_easy_getinfo(handle_.get(), CURLINFO_EFFECTIVE_URL, &url);
+    return url ? url : request_.url;
 }
 
 void HttpTransfer::readHeader(std::string_view line) {
@@ -332,7 +358,17 @@ std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
     if (isLost_) {
         return error(TransportError::connectionLost, "The connection was lost before an answer came");
     }
-    return error(codeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
+    return error(transportCodeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
+}
+
+void HttpTransfer::lookupEnded() {
+    lookups_.end(this);
+    freeHandle();
+}
+
+void HttpTransfer::freeHandle() {
+    handle_.reset();
+    headers_.reset();
 }
 
 void HttpTransfer::complete(std::optional<TransportError> failure) {
@@ -349,8 +385,10 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
         method) {
         response_.method = method;
     }
-    handle_.reset();
-    headers_.reset();
+    completed_ = true;
+    if (!isLookingUp()) {
+        freeHandle();
+    }
     if (failure) {
         response_.body = {};
     }
