@@ -140,9 +140,9 @@ void KIVSEGAnalytics::run(KIVSEGEventType eventType, std::shared_ptr<const KIVSE
                 nullptr);
 }
 
-void KIVSEGAnalytics::close(double patience) {
+void KIVSEGAnalytics::close(double patience, bool sends) {
     if (!isClosed_.exchange(true)) {
-        manager_->close(configuration_->url ? patience : 0);
+        manager_->close(configuration_->url ? patience : 0, sends);
     }
 }
 

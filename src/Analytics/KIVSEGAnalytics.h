@@ -69,7 +69,10 @@ public:
     /// seconds at most until the queue of events is on disk and the upload under way, if there is one, has
     /// been answered; then the next batch follows, while this waits and the service accepts events. Does not
     /// wait when it is called on the library's work thread, or when the client has no `url`.
-    void close(double patience = 0);
+    void close(double patience = 0) { close(patience, false); }
+    /// Does what `close` does and, unless the client is disabled, sends the events that wait. They are
+    /// written meanwhile, not before, so that more of the `patience` is left for the answer.
+    void flushAndClose(double patience) { close(patience, enabled()); }
 
     /// nullopt until the client has read the identifier from disk, shortly after it was made.
     std::optional<std::string> getAnonymousId() const;
@@ -84,6 +87,7 @@ public:
 
 private:
     explicit KIVSEGAnalytics(std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration);
+    void close(double patience, bool sends);
     void run(KIVSEGEventType eventType, std::shared_ptr<const KIVSEGPayload> payload);
 
     const std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration_;

@@ -146,12 +146,15 @@ void KIVSEGEventQueue::append(kiv::json::value event) {
     changed();
 }
 
+void KIVSEGEventQueue::writeOldest(std::size_t count) {
+    if (std::min(count, size()) > written_) {
+        persistIfAllowed();
+    }
+}
+
 array KIVSEGEventQueue::beginUpload(std::size_t count) {
     const array& all = events();
     count = std::min(count, all.size());
-    if (count > written_) {
-        persistIfAllowed();
-    }
     isUploading_ = true;
     hasFailed_ = false;
     return array(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));

@@ -19,11 +19,10 @@
 /// of serial queues only; the clients of one key share a queue (`KIVSEGEventQueues`).
 ///
 /// The queue holds the newest `maxQueueSize` events, and fewer when these exceed `maxQueueBytes`. It is read
-/// from the storage at its first use. A change is written when no task is waiting any more, after a second at
-/// the latest, and new events before they are sent. A queue that has written `writesAtWill` bytes is slowed
-/// down to `writesPerSecond`. Meanwhile uploads do not wait for writes: an event that is sent before it is on
-/// disk is safer than one that waits for both. A write that failed is repeated with a later change or by the
-/// next call of `persist`.
+/// from the storage at its first use. A change is written when no task is waiting any more, and after a
+/// second at the latest. A queue that has written `writesAtWill` bytes is slowed down to `writesPerSecond`.
+/// Meanwhile uploads do not wait for writes: an event that is sent before it is on disk is safer than one
+/// that waits for both. A write that failed is repeated with a later change or by the next call of `persist`.
 class KIVSEGEventQueue : public std::enable_shared_from_this<KIVSEGEventQueue> {
 public:
     /// The member that holds an event's identity, a text. Every event in the queue has one.
@@ -50,6 +49,9 @@ public:
     void append(kiv::json::value event);
 
     std::size_t size() { return events().size(); }
+
+    /// Writes the queue, as far as its budget allows, when one of the oldest `count` events is not on disk.
+    void writeOldest(std::size_t count);
 
     /// Takes the oldest `count` events for an upload, all of them when there are fewer. They stay in the
     /// queue until `endUpload`, and are under way until then. Not to be called during an upload.

@@ -13,15 +13,17 @@ class KIVSEGAnalytics;
 /// Callable from any thread.
 class KIVSEGClosing {
 public:
-    /// `patience` is the time, in seconds, after which nobody waits any more.
-    explicit KIVSEGClosing(double patience)
-        : until_(std::chrono::steady_clock::now() +
-                 std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                     std::chrono::duration<double>(patience))) {}
+    /// `patience` is the time, in seconds, after which nobody waits any more. `sends` asks to send, before
+    /// the end, the events that wait.
+    KIVSEGClosing(double patience, bool sends)
+        : sends_(sends), until_(std::chrono::steady_clock::now() +
+                                std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                    std::chrono::duration<double>(patience))) {}
     ~KIVSEGClosing() { done_.set_value(); }
     KIVSEGClosing(const KIVSEGClosing&) = delete;
     KIVSEGClosing& operator=(const KIVSEGClosing&) = delete;
 
+    bool sends() const { return sends_; }
     bool isAwaited() const { return std::chrono::steady_clock::now() < until_; }
     std::chrono::steady_clock::time_point until() const { return until_; }
 
@@ -29,6 +31,7 @@ public:
     std::future<void> done() { return done_.get_future(); }
 
 private:
+    const bool sends_;
     const std::chrono::steady_clock::time_point until_;
     std::promise<void> done_;
 };

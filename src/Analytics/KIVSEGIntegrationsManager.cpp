@@ -314,9 +314,9 @@ bool KIVSEGIntegrationsManager::isTrackEvent(std::string_view event, std::string
     return enabled && isTrue(*enabled) && isIntegration(key, dictionary(*entry, "integrations"));
 }
 
-void KIVSEGIntegrationsManager::close(double patience) {
+void KIVSEGIntegrationsManager::close(double patience, bool sends) {
     const bool isAwaited = patience > 0 && !kiv::isOnWorkThread();
-    auto closing = std::make_shared<KIVSEGClosing>(isAwaited ? patience : 0);
+    auto closing = std::make_shared<KIVSEGClosing>(isAwaited ? patience : 0, sends);
     const std::future<void> done = closing->done();
     const auto until = closing->until();
     serialQueue_.post([self = shared_from_this(), closing = std::move(closing)] {

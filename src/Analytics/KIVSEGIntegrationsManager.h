@@ -45,8 +45,8 @@ public:
 
     /// Closes the integrations, after all earlier calls have been carried out. Waits `patience` seconds at
     /// most until they have done what `KIVSEGIntegration::close` asks of them; does not wait when it is
-    /// called on the library's work thread.
-    void close(double patience);
+    /// called on the library's work thread. With `sends` they first send the events that wait.
+    void close(double patience, bool sends);
 
     /// nullopt until `start` has read or made the identifier.
     std::optional<std::string> getAnonymousId() const;

@@ -242,6 +242,9 @@ void KIVSEGSegmentIntegration::flushNow(std::size_t maxSize) {
         return;
     }
     if (configuration_->url) {
+        if (!isClosed_) { // else the queue is written while the events are under way
+            queue_->writeOldest(maxSize);
+        }
         sendData(queue_->beginUpload(maxSize));
     }
 }
@@ -283,6 +286,9 @@ void KIVSEGSegmentIntegration::close(std::shared_ptr<KIVSEGClosing> closing) {
     flushTimer_.cancel();
     dispatch([closing = std::move(closing)](KIVSEGSegmentIntegration& own) {
         own.isClosed_ = true;
+        if (closing->sends()) {
+            own.flushNow(maxBatchSize);
+        }
         own.queue_->persist();
         own.awaitUpload(closing);
     });

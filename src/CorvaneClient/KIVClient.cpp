@@ -29,9 +29,9 @@
 
 namespace {
 
-/// How long, in seconds, `shutdown` waits for impressions to be on disk and for the service's answer. With the
-/// rest of its work, a shutdown takes 100 milliseconds at most.
-constexpr double shutdownPatience = 0.09;
+/// How long, in seconds, `shutdown` waits for impressions to be on disk and for the service's answer. With
+/// the rest of its work, a shutdown takes 100 milliseconds at most.
+constexpr double shutdownPatience = 0.095;
 
 std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
     auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(
@@ -312,9 +312,8 @@ void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext contex
 }
 
 void KIVClient::shutdown() {
-    featureFlagSetter_->shutdown(); // after this no read makes an impression, so `flush` sends them all
-    analytics_->flush();
-    analytics_->close(shutdownPatience);
+    featureFlagSetter_->shutdown(); // after this no read makes an impression, so all are sent
+    analytics_->flushAndClose(shutdownPatience);
     stop();
     parts_.flagsRepository->clear();
 }
