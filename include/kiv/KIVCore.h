@@ -58,12 +58,32 @@ public:
 
     /// Stops the library in the states 2 and 4; does nothing in other states. No more configurations are
     /// applied, and every flag of the key loses its name, so that it makes no more impressions and has no
-    /// overrides. Properties and namespaces stay. Waits 50 milliseconds at most for impressions to be on
-    /// disk.
+    /// overrides. Properties and namespaces stay. Sends the impressions that wait for the service, and waits
+    /// 100 milliseconds at most until they are on disk and the service has answered; does not wait when there
+    /// are none, or in a callback on the library's work thread.
+    ///
+    /// A process that ends without a shutdown, by `exit` or in a crash, loses the impressions that are not on
+    /// disk yet: those of the last second, or of a longer time while flags are read very often. The next
+    /// start sends again those whose answer this process has not lived to note.
     static void shutdown();
 
     /// Does what `shutdown` does, whatever the state.
     static void reset();
+
+    /// Makes the library whole in a child after a `fork`.
+    ///
+    /// Until then a child goes on with what its parent had in memory: reads, properties, contexts and
+    /// overrides work at once. Nothing is sent, fetched or written, setup included: callbacks for fetches are
+    /// not called, overrides are kept in memory, and reads make no impressions for the service;
+    /// `impressionHandler` is called. What waited in the parent, impressions and fetches, is the parent's.
+    ///
+    /// This starts the library's threads and, when the parent was set up, a client for the same key with the
+    /// same options: it applies the stored document, thaws flags as setup does, and fetches. Pages of the
+    /// flags screen that the parent presented stay the parent's. Does nothing in a process that is no child
+    /// or has called this already. A fork waits, for two seconds at most, for other threads that are in the
+    /// midst of changing what the library holds. A fork inside a callback of the library is allowed when the
+    /// child ends that callback or the process.
+    static void resumeAfterFork();
 
     /// Registers the flags of a container, under a namespace or under the empty one. Each namespace can be
     /// used once per process. Throws "InvalidNamespace" when the namespace is nil or in use. The library

@@ -118,6 +118,7 @@ private:
     std::string evaluateValue(const State& state, const EvaluationContext& context,
                               std::string_view defaultValue, Normalizer normalize) const;
     void keepValue(const State& state, const std::string& value) const;
+    void thawAfterFork() const;
     void clearName();
     void renewFreezeLevel(unsigned level);
     void setNameIfNone(const std::string& name);

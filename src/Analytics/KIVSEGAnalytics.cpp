@@ -142,7 +142,7 @@ void KIVSEGAnalytics::run(KIVSEGEventType eventType, std::shared_ptr<const KIVSE
 
 void KIVSEGAnalytics::close(double patience) {
     if (!isClosed_.exchange(true)) {
-        manager_->close(patience);
+        manager_->close(configuration_->url ? patience : 0);
     }
 }
 

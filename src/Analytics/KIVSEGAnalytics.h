@@ -66,8 +66,9 @@ public:
     bool enabled() const { return enabled_ && !isClosed_; }
 
     /// Disables the client for good and ends its timer; earlier calls are still carried out. Waits `patience`
-    /// seconds at most until their events are on disk; does not wait when it is called on the library's work
-    /// thread.
+    /// seconds at most until the queue of events is on disk and the upload under way, if there is one, has
+    /// been answered; then the next batch follows, while this waits and the service accepts events. Does not
+    /// wait when it is called on the library's work thread, or when the client has no `url`.
     void close(double patience = 0);
 
     /// nullopt until the client has read the identifier from disk, shortly after it was made.

@@ -11,6 +11,7 @@
 #include "KIVBuildConfig.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/System/Clock.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/Failure.h"
 
 namespace {
@@ -39,6 +40,8 @@ void addHeaders(Headers& headers, const Headers& additional) {
         }
     }
 }
+
+constexpr const char* uploadMethod = "POST";
 
 double millisecondsSince1970() {
     using Milliseconds = std::chrono::duration<double, std::milli>;
@@ -76,6 +79,11 @@ bool isToBeRetried(const kiv::HttpResponse& response) {
         return true;
     }
     const int status = response.status;
+    if (response.method != uploadMethod) {
+        KIV_SEG_LOG("A redirect turned the upload into a %@ without the events, answered with HTTP code %d.",
+                    response.method, status);
+        return true;
+    }
     if (status < 300) {
         return false;
     }
@@ -113,7 +121,7 @@ std::string KIVSEGHTTPClient::authorizationHeader(std::string_view writeKey) {
 }
 
 const KIVSEGHTTPSession& KIVSEGHTTPClient::sessionForWriteKey(const std::string& writeKey) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto [session, isNew] = sessionsByWriteKey_.try_emplace(writeKey);
     if (isNew) {
         session->second.additionalHeaders = {
@@ -140,18 +148,20 @@ std::shared_ptr<kiv::HttpTask> KIVSEGHTTPClient::upload(const kiv::json::object&
         completionHandler(false);
         return nullptr;
     }
-    request.method = "POST";
+    request.method = uploadMethod;
     request.body = std::move(*body);
     request.totalTimeout = longestUpload;
     setHeader(request.headers, "Content-Type", "application/json");
     addHeaders(request.headers, sessionForWriteKey(writeKey).additionalHeaders);
     // The outcome is logged, and the application's log sink must not hold up the network thread.
-    return kiv::sendHttpRequest(
-        std::move(request), [queue = completionQueue_, completionHandler = std::move(completionHandler)](
-                                const kiv::HttpResponse& response) mutable {
-            queue.post([outcome = kiv::HttpResponse{.status = response.status, .error = response.error},
-                        completionHandler = std::move(completionHandler)] {
-                completionHandler(isToBeRetried(outcome));
-            });
-        });
+    return kiv::sendHttpRequest(std::move(request),
+                                [queue = completionQueue_, completionHandler = std::move(completionHandler)](
+                                    const kiv::HttpResponse& response) mutable {
+                                    queue.post([outcome = kiv::HttpResponse{.status = response.status,
+                                                                            .method = response.method,
+                                                                            .error = response.error},
+                                                completionHandler = std::move(completionHandler)] {
+                                        completionHandler(isToBeRetried(outcome));
+                                    });
+                                });
 }

@@ -1,7 +1,6 @@
 #include "Analytics/KIVSEGIntegrationsManager.h"
 
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <utility>
 #include <vector>
@@ -9,12 +8,13 @@
 #include <kiv/KIVException.h>
 
 #include "Analytics/KIVSEGAnalytics.h"
-#include "Analytics/KIVSEGFileStorage.h"
+#include "Analytics/KIVSEGEventQueues.h"
 #include "Analytics/KIVSEGLog.h"
 #include "Analytics/KIVSEGSegmentIntegration.h"
 #include "Platform/Crypto/Uuid.h"
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -146,7 +146,7 @@ void KIVSEGIntegrationsManager::loadOrGenerateAnonymousID(bool reset) {
         KIV_SEG_LOG("New anonymousId: %@", id);
         storage_->setString(id, anonymousIdKey);
     }
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     anonymousId_ = std::move(id);
 }
 
@@ -175,7 +175,7 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
     auto factories = configuration_->factories;
     factories.push_back(std::make_shared<KIVSEGSegmentIntegrationFactory>(
         std::make_shared<KIVSEGHTTPClient>(configuration_->requestFactory, configuration_->deviceProperties),
-        storage_));
+        storage_, KIVSEGEventQueues::shared().queueIn(storage_)));
     for (const auto& factory : factories) {
         const std::string key = factory->key();
         const kiv::json::value* own = kiv::member(settings, key);
@@ -191,7 +191,7 @@ void KIVSEGIntegrationsManager::updateIntegrationsWithSettings(
         }
         if (integration) {
             integrations_[key] = std::move(integration);
-            const std::lock_guard lock(lock_);
+            const kiv::Lock lock(lock_);
             registeredIntegrations_[key] = false;
         }
     }
@@ -223,7 +223,7 @@ void KIVSEGIntegrationsManager::enqueue(Message message) {
     std::vector<Message> dropped; // destroyed without the lock
     bool isFirst = false;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         if (message.size > 0) {
             ++tracksWaiting_;
             bytesWaiting_ += message.size;
@@ -258,7 +258,7 @@ std::size_t KIVSEGIntegrationsManager::sizeOf(const Message& message) {
 void KIVSEGIntegrationsManager::flushMessageQueue() {
     std::deque<Message> messages;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         messages.swap(messageQueue_);
         tracksWaiting_ = 0;
         bytesWaiting_ = 0;
@@ -315,25 +315,26 @@ bool KIVSEGIntegrationsManager::isTrackEvent(std::string_view event, std::string
 }
 
 void KIVSEGIntegrationsManager::close(double patience) {
-    const auto closed = std::make_shared<std::promise<void>>();
-    serialQueue_.post([self = shared_from_this(), closed] {
+    const bool isAwaited = patience > 0 && !kiv::isOnWorkThread();
+    auto closing = std::make_shared<KIVSEGClosing>(isAwaited ? patience : 0);
+    const std::future<void> done = closing->done();
+    const auto until = closing->until();
+    serialQueue_.post([self = shared_from_this(), closing = std::move(closing)] {
         for (const auto& [key, integration] : self->integrations_) {
-            integration->close();
+            integration->close(closing);
         }
-        // Runs after all tasks that `close` has posted to the integrations' own queues.
-        self->serialQueue_.post([closed] { closed->set_value(); });
     });
-    if (patience > 0 && !kiv::isOnWorkThread()) {
-        closed->get_future().wait_for(std::chrono::duration<double>(patience));
+    if (isAwaited) {
+        done.wait_until(until);
     }
 }
 
 std::optional<std::string> KIVSEGIntegrationsManager::getAnonymousId() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return anonymousId_;
 }
 
 object KIVSEGIntegrationsManager::registeredIntegrations() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return registeredIntegrations_;
 }

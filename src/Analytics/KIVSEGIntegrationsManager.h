@@ -11,9 +11,9 @@
 
 #include "Analytics/KIVSEGAnalyticsConfiguration.h"
 #include "Analytics/KIVSEGEventQueue.h"
+#include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGMiddleware.h"
-#include "Analytics/KIVSEGStorage.h"
 #include "Platform/Threads/Queues.h"
 
 class KIVSEGAnalytics;
@@ -43,8 +43,9 @@ public:
     /// to another type.
     void context(Context context, const Next& next) override;
 
-    /// Closes the integrations, after all earlier calls have been carried out. Waits for that `patience`
-    /// seconds at most; does not wait when it is called on the library's work thread.
+    /// Closes the integrations, after all earlier calls have been carried out. Waits `patience` seconds at
+    /// most until they have done what `KIVSEGIntegration::close` asks of them; does not wait when it is
+    /// called on the library's work thread.
     void close(double patience);
 
     /// nullopt until `start` has read or made the identifier.
@@ -90,7 +91,7 @@ private:
     std::atomic<bool> initialized_{false};
 
     // Used on the queue alone.
-    std::shared_ptr<KIVSEGStorage> storage_;
+    std::shared_ptr<KIVSEGFileStorage> storage_;
     std::map<std::string, std::shared_ptr<KIVSEGIntegration>> integrations_;
     kiv::json::object plan_;
 

@@ -42,21 +42,21 @@ object trackDictionary(const KIVSEGTrackPayload& payload) {
 
 } // namespace
 
-std::shared_ptr<KIVSEGSegmentIntegration>
-KIVSEGSegmentIntegration::create(const std::shared_ptr<KIVSEGAnalytics>& analytics,
-                                 std::shared_ptr<KIVSEGHTTPClient> httpClient,
-                                 std::shared_ptr<KIVSEGStorage> storage) {
+std::shared_ptr<KIVSEGSegmentIntegration> KIVSEGSegmentIntegration::create(
+    const std::shared_ptr<KIVSEGAnalytics>& analytics, std::shared_ptr<KIVSEGHTTPClient> httpClient,
+    std::shared_ptr<KIVSEGStorage> storage, std::shared_ptr<KIVSEGEventQueue> queue) {
     std::shared_ptr<KIVSEGSegmentIntegration> integration(
-        new KIVSEGSegmentIntegration(analytics, std::move(httpClient), std::move(storage)));
+        new KIVSEGSegmentIntegration(analytics, std::move(httpClient), std::move(storage), std::move(queue)));
     integration->start();
     return integration;
 }
 
 KIVSEGSegmentIntegration::KIVSEGSegmentIntegration(const std::shared_ptr<KIVSEGAnalytics>& analytics,
                                                    std::shared_ptr<KIVSEGHTTPClient> httpClient,
-                                                   std::shared_ptr<KIVSEGStorage> storage)
+                                                   std::shared_ptr<KIVSEGStorage> storage,
+                                                   std::shared_ptr<KIVSEGEventQueue> queue)
     : analytics_(analytics), configuration_(analytics->configuration()), httpClient_(std::move(httpClient)),
-      storage_(std::move(storage)), queue_(std::make_shared<KIVSEGEventQueue>(storage_, serialQueue_)) {}
+      storage_(std::move(storage)), queue_(std::move(queue)) {}
 
 void KIVSEGSegmentIntegration::start() {
     serialQueue_.post([integration = shared_from_this()] {
@@ -70,7 +70,10 @@ void KIVSEGSegmentIntegration::start() {
     });
     flushTimer_ = kiv::Timer(flushInterval, true, [weak = weak_from_this()] {
         if (const auto integration = weak.lock()) {
-            integration->flush();
+            integration->dispatch([](KIVSEGSegmentIntegration& own) {
+                own.queue_->adopt();
+                own.flush();
+            });
         }
     });
 }
@@ -188,7 +191,7 @@ object KIVSEGSegmentIntegration::integrationsDictionary(object integrations) con
 void KIVSEGSegmentIntegration::enqueueAction(std::string_view action, object dictionary,
                                              const KIVSEGPayload& payload) {
     dictionary["type"] = action;
-    dictionary["timestamp"] = now();
+    dictionary[KIVSEGEventQueue::timeKey] = now();
     dictionary[KIVSEGEventQueue::identityKey] = kiv::newUuid();
     dispatch([event = std::move(dictionary), isAlias = action == "alias", context = payload.context,
               integrations = payload.integrations](KIVSEGSegmentIntegration& own) mutable {
@@ -220,7 +223,7 @@ void KIVSEGSegmentIntegration::queuePayload(object event) {
 
 void KIVSEGSegmentIntegration::flushQueueByLength() {
     KIV_SEG_LOG("%@ Length is %lu.", self, queue_->size());
-    if (!isUploading_ && !hasFailed_ && queue_->size() >= configuration_->flushAt) {
+    if (!queue_->isUploading() && !queue_->hasFailed() && queue_->size() >= configuration_->flushAt) {
         flush();
     }
 }
@@ -234,18 +237,16 @@ void KIVSEGSegmentIntegration::flushNow(std::size_t maxSize) {
         KIV_SEG_LOG("%@ No queued API calls to flush.", self);
         return;
     }
-    if (isUploading_) {
+    if (queue_->isUploading()) {
         KIV_SEG_LOG("%@ API request already in progress, not flushing again.", self);
         return;
     }
     if (configuration_->url) {
-        sendData(queue_->oldest(maxSize));
+        sendData(queue_->beginUpload(maxSize));
     }
 }
 
 void KIVSEGSegmentIntegration::sendData(array batch) {
-    queue_->persist();
-    hasFailed_ = false;
     const object document{{"sentAt", now()}, {"batch", batch}};
     const auto sent = std::make_shared<const array>(std::move(batch));
     KIV_SEG_LOG("%@ Flushing %lu of %lu queued API calls.", self, sent->size(), queue_->size());
@@ -256,24 +257,16 @@ void KIVSEGSegmentIntegration::sendData(array batch) {
                                                 integration->uploadCompleted(sent, retry);
                                             });
                                         });
-    isUploading_ = true; // until `uploadCompleted`, a later task of this queue
     if (batchRequest_) {
         notify(KIVSegmentDidSendRequestNotification, sent);
     }
 }
 
 void KIVSEGSegmentIntegration::uploadCompleted(const std::shared_ptr<const array>& batch, bool retry) {
-    hasFailed_ = retry;
-    isUploading_ = false;
     batchRequest_.reset();
+    queue_->endUpload(*batch, retry);
     if (isClosed_) {
-        queue_->readAgain(); // the next client of the key may have written
-    }
-    if (!retry) {
-        queue_->remove(*batch);
-    }
-    if (isClosed_) {
-        queue_->persist(); // before the next client writes again
+        queue_->persist(); // nobody may be left to write the queue later
     }
     notify(retry ? KIVSegmentRequestDidFailNotification : KIVSegmentRequestDidSucceedNotification, batch);
 }
@@ -286,11 +279,29 @@ void KIVSEGSegmentIntegration::notify(std::string_view name, std::shared_ptr<con
     });
 }
 
-void KIVSEGSegmentIntegration::close() {
+void KIVSEGSegmentIntegration::close(std::shared_ptr<KIVSEGClosing> closing) {
     flushTimer_.cancel();
-    dispatch([](KIVSEGSegmentIntegration& own) {
+    dispatch([closing = std::move(closing)](KIVSEGSegmentIntegration& own) {
         own.isClosed_ = true;
         own.queue_->persist();
+        own.awaitUpload(closing);
+    });
+}
+
+/// Keeps `closing` while an upload is under way, this client's or an earlier client's. Then sends the next
+/// batch, as long as somebody waits and the service accepts events.
+void KIVSEGSegmentIntegration::awaitUpload(const std::shared_ptr<KIVSEGClosing>& closing) {
+    if (!queue_->isUploading() || !closing->isAwaited()) {
+        return;
+    }
+    queue_->atUploadEnd([self = shared_from_this(), closing] {
+        self->serialQueue_.post([self, closing] {
+            self->queue_->persist();
+            if (!self->queue_->hasFailed() && closing->isAwaited()) {
+                self->flushNow(maxBatchSize);
+            }
+            self->awaitUpload(closing);
+        });
     });
 }
 
@@ -299,5 +310,5 @@ std::string KIVSEGSegmentIntegrationFactory::key() const { return std::string(KI
 std::shared_ptr<KIVSEGIntegration>
 KIVSEGSegmentIntegrationFactory::createWithSettings(const object&,
                                                     const std::shared_ptr<KIVSEGAnalytics>& analytics) const {
-    return KIVSEGSegmentIntegration::create(analytics, httpClient_, storage_);
+    return KIVSEGSegmentIntegration::create(analytics, httpClient_, storage_, queue_);
 }

@@ -16,9 +16,8 @@
 /// Keeps events in a queue on disk and uploads them in batches: when the queue holds as many events as
 /// `flushAt` of the configuration, every `flushInterval`, and at each `flush`.
 ///
-/// The queue is written to disk before each upload. Events leave it when the service has accepted them or has
-/// refused them for good. After any other failure, the next upload waits for the timer or a `flush`, however
-/// many events come meanwhile.
+/// Events leave the queue when the service has accepted them or has refused them for good. After any other
+/// failure, the next upload waits for the timer or a `flush`, however many events come meanwhile.
 class KIVSEGSegmentIntegration : public KIVSEGIntegration,
                                  public std::enable_shared_from_this<KIVSEGSegmentIntegration> {
 public:
@@ -27,10 +26,12 @@ public:
     static constexpr std::size_t maxBatchSize = 100; ///< events
     static constexpr double flushInterval = 30;      ///< seconds
 
-    /// Reads who the user is, and starts the timer. The integration does not keep `analytics` alive.
+    /// Reads who the user is, and starts the timer. The integration does not keep `analytics` alive. Other
+    /// clients may use `queue` too.
     static std::shared_ptr<KIVSEGSegmentIntegration> create(const std::shared_ptr<KIVSEGAnalytics>& analytics,
                                                             std::shared_ptr<KIVSEGHTTPClient> httpClient,
-                                                            std::shared_ptr<KIVSEGStorage> storage);
+                                                            std::shared_ptr<KIVSEGStorage> storage,
+                                                            std::shared_ptr<KIVSEGEventQueue> queue);
 
     void identify(const KIVSEGIdentifyPayload& payload) override;
     void track(const KIVSEGTrackPayload& payload) override;
@@ -43,7 +44,7 @@ public:
     void registeredForRemoteNotificationsWithDeviceToken(const std::string& deviceToken) override;
     void continueUserActivity(const KIVSEGUserActivity& activity) override;
     void openURL(const std::string& url, const Object& options) override;
-    void close() override;
+    void close(std::shared_ptr<KIVSEGClosing> closing) override;
 
     /// The address of a service that imports whole events. The integration sends nothing there.
     static std::string apiURL();
@@ -51,7 +52,7 @@ public:
 private:
     KIVSEGSegmentIntegration(const std::shared_ptr<KIVSEGAnalytics>& analytics,
                              std::shared_ptr<KIVSEGHTTPClient> httpClient,
-                             std::shared_ptr<KIVSEGStorage> storage);
+                             std::shared_ptr<KIVSEGStorage> storage, std::shared_ptr<KIVSEGEventQueue> queue);
     void start();
 
     /// Runs the task on the queue; at once when the caller is a task of it.
@@ -72,6 +73,7 @@ private:
     void sendData(kiv::json::array batch);
     void uploadCompleted(const std::shared_ptr<const kiv::json::array>& batch, bool retry);
     void notify(std::string_view name, std::shared_ptr<const kiv::json::array> batch) const;
+    void awaitUpload(const std::shared_ptr<KIVSEGClosing>& closing);
 
     const std::weak_ptr<KIVSEGAnalytics> analytics_;
     const std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration_;
@@ -85,10 +87,8 @@ private:
     std::optional<Object> traits_; ///< nullopt until they have been read
     std::optional<std::string> userId_;
     Object cachedStaticContext_;
-    Object referrer_; ///< the address that opened the application last
-    bool isUploading_ = false;
+    Object referrer_;                             ///< the address that opened the application last
     std::shared_ptr<kiv::HttpTask> batchRequest_; ///< the upload under way
-    bool hasFailed_ = false;                      ///< the last upload failed, and none has started since
     bool isClosed_ = false;
 };
 
@@ -96,8 +96,9 @@ private:
 class KIVSEGSegmentIntegrationFactory : public KIVSEGIntegrationFactory {
 public:
     KIVSEGSegmentIntegrationFactory(std::shared_ptr<KIVSEGHTTPClient> httpClient,
-                                    std::shared_ptr<KIVSEGStorage> storage)
-        : httpClient_(std::move(httpClient)), storage_(std::move(storage)) {}
+                                    std::shared_ptr<KIVSEGStorage> storage,
+                                    std::shared_ptr<KIVSEGEventQueue> queue)
+        : httpClient_(std::move(httpClient)), storage_(std::move(storage)), queue_(std::move(queue)) {}
 
     std::string key() const override;
     std::shared_ptr<KIVSEGIntegration>
@@ -107,4 +108,5 @@ public:
 private:
     const std::shared_ptr<KIVSEGHTTPClient> httpClient_;
     const std::shared_ptr<KIVSEGStorage> storage_;
+    const std::shared_ptr<KIVSEGEventQueue> queue_;
 };

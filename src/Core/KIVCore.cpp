@@ -98,6 +98,8 @@ void KIVCore::shutdown() {
     reset();
 }
 
+void KIVCore::resumeAfterFork() { KIVCoreInstance::getInstance().resumeAfterFork(); }
+
 void KIVCore::reset() { instance().reset(); }
 
 void KIVCore::register_(std::shared_ptr<KIVBaseContainer> container) { register_("", std::move(container)); }

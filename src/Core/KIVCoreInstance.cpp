@@ -13,6 +13,7 @@
 #include "Network/KIVEnvironment.h"
 #include "Network/KIVNetwork.h"
 #include "Platform/Host/UserDefaults.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVAppVersionMonitor.h"
 #include "Runtime/KIVDataPersistency.h"
 #include "Runtime/KIVDebugger.h"
@@ -47,6 +48,7 @@ KIVCoreInstance::KIVCoreInstance()
           [this](std::string_view name) { return findFlag(name); },
           [this](auto flag, const std::string& name) { addFlagIfNone(std::move(flag), name); })) {
     created = true;
+    kiv::inEachForkedChild([this] { afterFork(); });
 }
 
 bool KIVCoreInstance::exists() { return created; }
@@ -57,7 +59,7 @@ bool KIVCoreInstance::isVersionSwitchedOff() {
 
 void KIVCoreInstance::setup(std::string_view key, KIVOptions options) {
     const std::string keyText(key);
-    const std::lock_guard setupLock(setupLock_);
+    const std::lock_guard setupLock(setupLocks_.front());
     if (devicePropertiesForSDKKey(keyText)) {
         KIV_DEBUG_LOG("KIV SDK key %@ was already initialized, skipping Setup", keyText);
         return;
@@ -123,16 +125,59 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
         present->stop();
         endFlagsScreens();
     }
-    auto client = createClient(served, stored, options);
+    startClient({.deviceProperties = served, .storedKey = stored, .options = options});
+}
+
+void KIVCoreInstance::startClient(ClientParameters parameters) {
+    const auto client = createClient(parameters);
     std::shared_ptr<KIVClient> replaced = client;
+    std::optional<ClientParameters> former(std::move(parameters));
     {
         const kiv::WriterLock lock(fieldsLock_);
         client_.swap(replaced);
+        clientParameters_.swap(former);
         hasClientEnded_ = false;
     }
     replaced.reset();
     if (client) {
         client->setup();
+    }
+}
+
+/// In a child, before its fork returns.
+void KIVCoreInstance::afterFork() {
+    if (setupLocks_.front().try_lock()) {
+        setupLocks_.front().unlock();
+        return;
+    }
+    // Another thread of the parent was setting up or shutting down, and did not get to its end here.
+    setupLocks_.emplace_front();
+    state_ = client_ ? setUp : idle;
+    if (!client_) {
+        devicePropertiesPerSDKKey_.clear(); // its key may be set up
+    }
+}
+
+void KIVCoreInstance::resumeAfterFork() {
+    const std::lock_guard setupLock(setupLocks_.front());
+    if (!kiv::isSilentFork()) {
+        return;
+    }
+    // While the child is silent, the parent's client stops without touching what is the parent's: its
+    // requests, its queue of impressions, its files.
+    const auto parents = client();
+    if (parents) {
+        parents->stop();
+        endFlagsScreens();
+    }
+    kiv::endForkSilence();
+    std::optional<ClientParameters> parameters;
+    {
+        const kiv::WriterLock lock(fieldsLock_);
+        parameters = clientParameters_;
+    }
+    if (parents && parameters && state() == setUp) {
+        startClient(std::move(*parameters));
     }
 }
 
@@ -187,9 +232,8 @@ std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(
     return found == devicePropertiesPerSDKKey_.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<KIVClient>
-KIVCoreInstance::createClient(const std::shared_ptr<KIVDeviceProperties>& deviceProperties,
-                              const std::optional<std::string>& storedKey, const KIVOptions& options) {
+std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const ClientParameters& parameters) {
+    const auto& [deviceProperties, storedKey, options] = parameters;
     if (isVersionSwitchedOff()) {
         return nullptr;
     }
@@ -229,13 +273,18 @@ KIVCoreInstance::createClient(const std::shared_ptr<KIVDeviceProperties>& device
 }
 
 void KIVCoreInstance::reset() {
-    const std::lock_guard setupLock(setupLock_);
+    const std::lock_guard setupLock(setupLocks_.front());
     ++resets_;
     state_ = shuttingDown;
     if (const auto present = client()) {
         present->shutdown();
     }
     endFlagsScreens();
+    std::optional<ClientParameters> released;
+    {
+        const kiv::WriterLock lock(fieldsLock_);
+        released.swap(clientParameters_);
+    }
     state_ = idle;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <forward_list>
 #include <functional>
 #include <map>
 #include <memory>
@@ -36,6 +37,7 @@ public:
 
     void setup(std::string_view key, KIVOptions options);
     void reset();
+    void resumeAfterFork();
     void switchToSDKKey(const std::string& key);
 
     unsigned state() const { return state_.load(std::memory_order_seq_cst); }
@@ -80,6 +82,14 @@ public:
 private:
     KIVCoreInstance();
 
+    /// What a client is made from.
+    struct ClientParameters {
+        /// Of the key that the client works for: the stored key, or else the key of the setup.
+        std::shared_ptr<KIVDeviceProperties> deviceProperties;
+        std::optional<std::string> storedKey;
+        KIVOptions options;
+    };
+
     void setupInternal(const std::string& key, const KIVOptions& options);
     void setupInstance(const std::string& key, const KIVOptions& options);
     /// Makes the key current, with a repository that holds all shared flags.
@@ -95,18 +105,18 @@ private:
     std::shared_ptr<KIVDeviceProperties> devicePropertiesToServe(const std::string& storedKey,
                                                                  const KIVOptions& options);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
-    /// `deviceProperties` belong to the key that the client works for: the stored key, or else the key of the
-    /// setup.
-    std::shared_ptr<KIVClient> createClient(const std::shared_ptr<KIVDeviceProperties>& deviceProperties,
-                                            const std::optional<std::string>& storedKey,
-                                            const KIVOptions& options);
+    /// Puts a new client in place of the present one, which has been stopped, and starts it.
+    void startClient(ClientParameters parameters);
+    std::shared_ptr<KIVClient> createClient(const ClientParameters& parameters);
+    void afterFork();
     void takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name);
     /// Ends the flags screens of the present client. A screen made later for that client starts out ended.
     void endFlagsScreens();
 
-    /// Held for the whole of a setup. It is recursive because a callback that runs during setup may set up
-    /// too.
-    std::recursive_mutex setupLock_;
+    /// The last one is held for the whole of a setup. It is recursive because a callback that runs during
+    /// setup may set up too. A fork does not wait for a setup; a child that finds the lock held by another
+    /// thread of its parent goes on with a new one.
+    std::forward_list<std::recursive_mutex> setupLocks_{1};
     unsigned resets_ = 0; ///< under the setup lock: how often the library was shut down or reset
     std::atomic<unsigned> state_{0};
 
@@ -120,6 +130,7 @@ private:
     mutable std::mutex fieldsLock_; ///< for the fields below; never held while a callback runs
     std::shared_ptr<KIVDeviceProperties> deviceProperties_;
     std::shared_ptr<KIVClient> client_;
+    std::optional<ClientParameters> clientParameters_; ///< those of `client_`
     std::vector<std::weak_ptr<KIVFlagsViewController>> flagsScreens_;
     bool hasClientEnded_ = false;
     std::map<std::string, std::shared_ptr<KIVDeviceProperties>, std::less<>> devicePropertiesPerSDKKey_;

@@ -29,8 +29,9 @@
 
 namespace {
 
-/// How long, in seconds, `shutdown` waits for impressions to be on disk.
-constexpr double shutdownPatience = 0.05;
+/// How long, in seconds, `shutdown` waits for impressions to be on disk and for the service's answer. With the
+/// rest of its work, a shutdown takes 100 milliseconds at most.
+constexpr double shutdownPatience = 0.09;
 
 std::shared_ptr<KIVSEGAnalytics> analyticsFor(const KIVClient::Parts& parts) {
     auto configuration = KIVSEGAnalyticsConfiguration::configurationWithWriteKey(

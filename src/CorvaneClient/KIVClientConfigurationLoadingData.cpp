@@ -34,15 +34,16 @@ KIVClientConfigurationLoadingDataFactory::createDefaultDataPersistencyObject() c
 }
 
 std::unique_ptr<KIVPersistedObject>
-KIVClientConfigurationLoadingDataFactory::decode(const kiv::json::object& archive) const {
+KIVClientConfigurationLoadingDataFactory::decode(kiv::json::object archive) const {
     const auto version = decodeFormatVersion(archive);
     if (!version) {
         return nullptr;
     }
-    const auto* configuration = kiv::member(archive, productionConfigurationKey);
+    auto* configuration = archive.if_contains(productionConfigurationKey);
     return std::make_unique<KIVClientConfigurationLoadingData>(
         decodeInteger32(archive, nextStartLoadingTypeKey).value_or(0),
-        configuration && configuration->is_object() ? std::make_shared<const kiv::json::value>(*configuration)
-                                                    : nullptr,
+        configuration && configuration->is_object()
+            ? std::make_shared<const kiv::json::value>(std::move(*configuration))
+            : nullptr,
         *version);
 }

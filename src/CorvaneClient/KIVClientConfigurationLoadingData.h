@@ -43,5 +43,5 @@ public:
         return KIVClientConfigurationLoadingData_currentFormatVersion;
     }
     std::unique_ptr<KIVPersistedObject> createDefaultDataPersistencyObject() const override;
-    std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const override;
+    std::unique_ptr<KIVPersistedObject> decode(kiv::json::object archive) const override;
 };

@@ -9,6 +9,7 @@
 
 #include "Platform/System/Files.h"
 #include "Platform/Text/Json.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -81,39 +82,44 @@ KIVClientConfigurationLoadingDataManager::KIVClientConfigurationLoadingDataManag
 }
 
 std::int32_t KIVClientConfigurationLoadingDataManager::nextStartLoadingType() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return nextStartLoadingType_;
 }
 
 void KIVClientConfigurationLoadingDataManager::setNextStartLoadingType(std::int32_t type) {
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         nextStartLoadingType_ = type;
     }
     save();
 }
 
 Document KIVClientConfigurationLoadingDataManager::productionConfiguration() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return productionConfiguration_;
 }
 
 void KIVClientConfigurationLoadingDataManager::setProductionConfiguration(Document configuration) {
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         productionConfiguration_ = std::move(configuration);
     }
     save();
 }
 
 Document KIVClientConfigurationLoadingDataManager::defaultConfiguration() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return defaultConfiguration_;
 }
 
 void KIVClientConfigurationLoadingDataManager::setDefaultConfiguration(Document configuration) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     defaultConfiguration_ = std::move(configuration);
+}
+
+KIVClientConfigurationLoadingData KIVClientConfigurationLoadingDataManager::record() const {
+    const kiv::Lock lock(lock_);
+    return KIVClientConfigurationLoadingData(nextStartLoadingType_, productionConfiguration_);
 }
 
 void KIVClientConfigurationLoadingDataManager::save() {
@@ -121,10 +127,7 @@ void KIVClientConfigurationLoadingDataManager::save() {
     {
         // A thread that has waited for this lock writes the newest values, not those of its own call.
         const std::lock_guard writing(writingLock_);
-        std::unique_lock lock(lock_);
-        const KIVClientConfigurationLoadingData record(nextStartLoadingType_, productionConfiguration_);
-        lock.unlock();
-        written = dataPersistency_.writeObject(record, fileName());
+        written = dataPersistency_.writeObject(record(), fileName());
     }
     if (!written) {
         dataPersistency_.logFailure(fileName());

@@ -47,10 +47,14 @@ public:
     void save();
 
 private:
+    KIVClientConfigurationLoadingData record() const;
+
     const KIVDataPersistency dataPersistency_;
     const std::shared_ptr<const KIVAppVersionMonitor> appVersionMonitor_;
     const std::string appKey_;
-    std::mutex writingLock_;  ///< held while the file is written, and never while a callback runs
+    /// Held while the file is written, and never while a callback runs. A fork does not wait for the disk: a
+    /// child makes a manager of its own.
+    std::mutex writingLock_;
     mutable std::mutex lock_; ///< for the fields below; not held while a file is written
     std::int32_t nextStartLoadingType_ = 0;
     Document productionConfiguration_;

@@ -11,7 +11,9 @@
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -84,7 +86,7 @@ void KIVConfigurationFetcher::startAfterOtherPushes(const std::string& fetchSour
     auto begin = [weak = weak_from_this(), fetchSource, completionHandler = std::move(completionHandler)] {
         if (const auto fetcher = weak.lock()) {
             {
-                const std::lock_guard startLock(fetcher->pushLock_);
+                const kiv::Lock startLock(fetcher->pushLock_);
                 fetcher->isPushWaiting_ = false;
             }
             fetcher->start(fetchSource, completionHandler);
@@ -211,7 +213,13 @@ void KIVConfigurationFetcher::getJsonFromURL(std::uint64_t fetch, const KIVHttpR
             if (error != KIVNetworkError::none) {
                 completionHandler(failureResult(error), error);
             } else if (self->fetcherType_ == productionType) {
-                const auto result = self->resultOf(fetch, envelope, url, error);
+                KIVConfigurationDataResult result = failureResult(KIVNetworkError::unknown);
+                const auto misread =
+                    kiv::failureOf([&] { result = self->resultOf(fetch, envelope, url, error); });
+                if (misread) { // no memory
+                    error = KIVNetworkError::unknown;
+                    KIV_DEBUG_LOG("url=%@ could not be read: %@", url, misread->what());
+                }
                 completionHandler(result, error);
             }
         },

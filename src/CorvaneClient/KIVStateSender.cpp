@@ -7,6 +7,7 @@
 
 #include "Model/StoredKey.h"
 #include "Platform/System/Clock.h"
+#include "Platform/Threads/Fork.h"
 #include "Reporting/KIVDeviceProperties.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -148,7 +149,7 @@ void KIVStateSender::sendStateToApi(double timeout, kiv::json::object props, Fli
 
 void KIVStateSender::sendStateSoon() {
     {
-        const std::lock_guard lock(sendLock_);
+        const kiv::Lock lock(sendLock_);
         if (isSending_) {
             isSendWaiting_ = true;
             return;
@@ -172,7 +173,7 @@ void KIVStateSender::postSend() {
 
 void KIVStateSender::sendEnded() {
     {
-        const std::lock_guard lock(sendLock_);
+        const kiv::Lock lock(sendLock_);
         isSending_ = std::exchange(isSendWaiting_, false);
         if (!isSending_) {
             return;
@@ -193,7 +194,7 @@ bool KIVStateSender::debounceSendState(std::function<void()> send) {
     debounceTimer_ = kiv::Timer(std::chrono::duration<double>(wait).count(), false,
                                 [weak = weak_from_this(), send = std::move(send)] {
                                     if (const auto sender = weak.lock()) {
-                                        const std::lock_guard timerLock(sender->debounceLock_);
+                                        const kiv::Lock timerLock(sender->debounceLock_);
                                         sender->isDebouncing_ = false;
                                     }
                                     kiv::postToMainQueue(send);

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <boost/asio/post.hpp>
 
@@ -17,6 +18,7 @@
 #include "Platform/System/Files.h"
 #include "Platform/System/SystemOpener.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/LibraryThread.h"
 #include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/Failure.h"
@@ -146,13 +148,26 @@ private:
 
 struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_shared_from_this<State> {
     std::shared_ptr<KIVFlagsViewController> controller;
-    mutable std::mutex lock; ///< for `server`
+    mutable std::mutex lock; ///< for the two fields below
     std::shared_ptr<Server> server;
+    unsigned forks = 0; ///< `kiv::forkCount` when the server was started
+
+    /// Leaves a server of the parent process as it is: its destructor would take the parent's sockets out of
+    /// the epoll that both processes share. The caller holds the lock.
+    void leaveToParent() {
+        if (server && forks != kiv::forkCount()) {
+            static auto& leftLock = *new std::mutex;
+            static auto& left = *new std::vector<std::shared_ptr<Server>>;
+            const kiv::Lock guard(leftLock);
+            left.push_back(std::move(server));
+        }
+    }
 
     void dismiss() override {
         std::shared_ptr<Server> ended;
         {
-            const std::lock_guard guard(lock);
+            const kiv::Lock guard(lock);
+            leaveToParent();
             ended = std::move(server);
         }
         if (ended) {
@@ -163,7 +178,8 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_sh
     /// Becomes a presenter before it starts the server: a `done` of the model meanwhile waits for the lock
     /// and then ends that server.
     Presentation present() {
-        const std::lock_guard guard(lock);
+        const kiv::Lock guard(lock);
+        leaveToParent();
         if (server) {
             return {server->address(), ""};
         }
@@ -182,14 +198,16 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_sh
                 return {std::nullopt, "no thread can be started"};
             }
             server = std::move(made);
+            forks = kiv::forkCount();
             return {server->address(), ""};
         } catch (const std::exception& problem) {
             return {std::nullopt, problem.what()};
         }
     }
 
-    std::shared_ptr<Server> presented() const {
-        const std::lock_guard guard(lock);
+    std::shared_ptr<Server> presented() {
+        const kiv::Lock guard(lock);
+        leaveToParent();
         return server;
     }
 };
@@ -209,7 +227,8 @@ KIVFlagsScreen::Presentation KIVFlagsScreen::present() {
 }
 
 bool KIVFlagsScreen::openInBrowser() {
-    const std::lock_guard guard(state_->lock);
+    const kiv::Lock guard(state_->lock);
+    state_->leaveToParent();
     return state_->server && state_->server->open();
 }
 

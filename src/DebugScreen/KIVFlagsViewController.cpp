@@ -14,6 +14,7 @@
 #include "Model/KIVConfiguration.h"
 #include "Platform/Text/Collation.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 
 namespace {
 
@@ -58,12 +59,12 @@ KIVFlagsViewController::~KIVFlagsViewController() = default;
 
 void KIVFlagsViewController::setView(View view) {
     auto replaced = std::make_shared<const View>(std::move(view));
-    const std::lock_guard lock(viewLock_);
+    const kiv::Lock lock(viewLock_);
     view_.swap(replaced);
 }
 
 std::shared_ptr<const KIVFlagsViewController::View> KIVFlagsViewController::view() const {
-    const std::lock_guard lock(viewLock_);
+    const kiv::Lock lock(viewLock_);
     return view_;
 }
 
@@ -98,7 +99,7 @@ void KIVFlagsViewController::done() {
     }
     std::vector<std::weak_ptr<Presenter>> presenters;
     {
-        const std::lock_guard lock(viewLock_);
+        const kiv::Lock lock(viewLock_);
         presenters = presenters_;
     }
     for (const auto& each : presenters) {
@@ -114,7 +115,7 @@ void KIVFlagsViewController::end() {
 }
 
 void KIVFlagsViewController::addPresenter(std::weak_ptr<Presenter> presenter) {
-    const std::lock_guard lock(viewLock_);
+    const kiv::Lock lock(viewLock_);
     std::erase_if(presenters_, [&](const auto& each) {
         return each.expired() || !(each.owner_before(presenter) || presenter.owner_before(each));
     });

@@ -2,6 +2,7 @@
 
 #include <kiv/KIVException.h>
 
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -19,7 +20,7 @@ void KIVClassRegister::handleNamespace(KIVNullableString nameSpace) {
     if (nameSpace.isNil()) {
         throw KIVException(invalidNamespace, "Parameter 'namespace' cannot be nil.");
     }
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     if (!namespaceStore_.insert(nameSpace.string()).second) {
         throw KIVException(
             invalidNamespace,

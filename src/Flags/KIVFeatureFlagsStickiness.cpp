@@ -4,6 +4,7 @@
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/PropertyLists/PropertyList.h"
 #include "Platform/System/Files.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(
@@ -24,7 +25,7 @@ KIVFeatureFlagsStickiness::KIVFeatureFlagsStickiness(
 void KIVFeatureFlagsStickiness::addStickyFlagWithName(const std::string& name, const std::string& value) {
     bool written = false;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         stickyFlags_[name] = value;
         kiv::json::object archive;
         for (const auto& [flag, kept] : stickyFlags_) {
@@ -39,13 +40,13 @@ void KIVFeatureFlagsStickiness::addStickyFlagWithName(const std::string& name, c
 
 std::optional<std::string>
 KIVFeatureFlagsStickiness::stickyValueForFlagWithName(const std::string& name) const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto found = stickyFlags_.find(name);
     return found == stickyFlags_.end() ? std::nullopt : std::optional<std::string>(found->second);
 }
 
 void KIVFeatureFlagsStickiness::clearStickiness() {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     kiv::removeFile(path_);
     stickyFlags_.clear();
 }

@@ -3,12 +3,13 @@
 #include <utility>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
+#include "Platform/Threads/Fork.h"
 
 KIVFlagValueSource::KIVFlagValueSource(std::weak_ptr<const KIVFeatureFlagsRepository> flagsRepository)
     : flagsRepository_(std::move(flagsRepository)) {}
 
 void KIVFlagValueSource::setFeatureFlagsSetter(std::weak_ptr<const KIVFeatureFlagsSetter> setter) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     setter_ = std::move(setter);
 }
 
@@ -20,7 +21,7 @@ std::optional<std::string> KIVFlagValueSource::valueOfFlag(std::string_view name
     }
     std::shared_ptr<const KIVFeatureFlagsSetter> setter;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         setter = setter_.lock();
     }
     return setter ? setter->experimentValueWithFlagName(name) : std::nullopt;

@@ -11,6 +11,7 @@
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVExperimentModel.h"
 #include "Platform/Snapshots/Epoch.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -48,6 +49,7 @@ struct KIVString::State {
     bool isUsingDefaultFreezeLevel = false;
     bool isFreezed = false;
     std::thread::id freezer; ///< the thread that evaluates the value to freeze with, while it does
+    unsigned forks = 0;      ///< `kiv::forkCount` when it began to
     std::string value;       ///< the last value, kept only for flags that can freeze
     std::optional<std::string> forcedValue;
     std::shared_ptr<KIVFlagsOverrides> overrides;
@@ -173,6 +175,10 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             return std::move(*override);
         }
     }
+    if (state.freezer != std::thread::id() && state.forks != kiv::forkCount()) {
+        thawAfterFork();
+        return internalValue(given, defaultValue, normalize);
+    }
     // While one thread evaluates the value to freeze with, there is no frozen value yet. Nested reads of that
     // thread get the flag's former value; other threads evaluate for themselves.
     const bool freezesElsewhere =
@@ -186,6 +192,7 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             if (!next.isFreezed) {
                 next.isFreezed = true;
                 next.freezer = std::this_thread::get_id();
+                next.forks = kiv::forkCount();
             }
         });
     }
@@ -212,6 +219,17 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
         flagImpressedWithValue(result, context);
     }
     return result;
+}
+
+/// In a child after a fork, the thread that was freezing the flag in the parent is gone.
+void KIVString::thawAfterFork() const {
+    change([](State& next) {
+        if (next.forks != kiv::forkCount()) {
+            next.freezer = std::thread::id();
+            next.isFreezed = false;
+            next.forks = kiv::forkCount();
+        }
+    });
 }
 
 std::string KIVString::evaluateValue(const State& state, const EvaluationContext& context,

@@ -11,6 +11,7 @@
 
 #include "KivxLanguage/KivxParser.h"
 #include "KivxLanguage/KivxStack.h"
+#include "KivxLanguage/Values/KivxDescription.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/Crypto/Digest.h"
@@ -18,6 +19,20 @@
 #include "Platform/Text/Text.h"
 
 namespace {
+
+/// The next argument as a boolean.
+bool popBoolean(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    stack.chargeReading(value);
+    return value.boolValue();
+}
+
+/// The next argument as a boolean; false when it is `undefined`.
+bool popBooleanOrFalse(KivxStack& stack) {
+    const KivxValue value = stack.pop();
+    stack.chargeReading(value);
+    return !value.isUndefined() && value.boolValue();
+}
 
 /// The next argument; false when it is `undefined`.
 KivxValue popOrFalse(KivxStack& stack) {
@@ -45,25 +60,24 @@ void tsToNum(KivxStack& stack) {
 }
 
 void logicalAnd(KivxStack& stack) {
-    const KivxValue first = stack.pop();
-    const KivxValue second = stack.pop();
-    const bool left = first.boolValue();
-    stack.push(second.boolValue() && left);
+    const bool first = popBoolean(stack);
+    const bool second = popBoolean(stack);
+    stack.push(first && second);
 }
 
 void logicalOr(KivxStack& stack) {
-    const KivxValue first = stack.pop();
-    const KivxValue second = stack.pop();
-    const bool left = first.boolValue();
-    stack.push(second.boolValue() || left);
+    const bool first = popBoolean(stack);
+    const bool second = popBoolean(stack);
+    stack.push(first || second);
 }
 
-void logicalNot(KivxStack& stack) { stack.push(!popOrFalse(stack).boolValue()); }
+void logicalNot(KivxStack& stack) { stack.push(!popBooleanOrFalse(stack)); }
 
 template <bool wanted>
 void equals(KivxStack& stack) {
     const KivxValue first = popOrFalse(stack);
     const KivxValue second = popOrFalse(stack);
+    stack.chargeComparing(first, second);
     stack.push((first == second) == wanted);
 }
 
@@ -72,6 +86,8 @@ template <bool wanted>
 void equalsAsNumber(KivxStack& stack) {
     const KivxValue first = stack.pop();
     const KivxValue second = stack.pop();
+    stack.chargeReading(first);
+    stack.chargeReading(second);
     kiv::Number left;
     kiv::Number right;
     const bool numbers =
@@ -80,7 +96,7 @@ void equalsAsNumber(KivxStack& stack) {
 }
 
 void ifThen(KivxStack& stack) {
-    const bool condition = popOrFalse(stack).boolValue();
+    const bool condition = popBooleanOrFalse(stack);
     KivxValue chosen = stack.pop();
     KivxValue other = stack.pop();
     stack.push(std::move(condition ? chosen : other));
@@ -90,7 +106,8 @@ void inArray(KivxStack& stack) {
     const KivxValue value = stack.pop();
     const KivxValue elements = stack.pop();
     if (!elements.array() && !elements.isNone()) {
-        throw KIVException::unrecognizedOperation("A value '" + elements.description() + "' has no elements");
+        throw KIVException::unrecognizedOperation("A value '" + kiv::shortDescription(elements) +
+                                                  "' has no elements");
     }
     stack.push(elements.array() && std::ranges::find(*elements.array(), value) != elements.array()->end());
 }
@@ -129,7 +146,7 @@ void b64d(KivxStack& stack) {
         return;
     }
     if (!value.text()) {
-        throw KIVException::unrecognizedOperation("A value '" + value.description() +
+        throw KIVException::unrecognizedOperation("A value '" + kiv::shortDescription(value) +
                                                   "' is no text to decode");
     }
     stack.charge(value.text()->size());

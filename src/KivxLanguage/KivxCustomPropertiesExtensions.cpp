@@ -91,6 +91,7 @@ void property(KivxStack& stack, const KIVCustomPropertiesRepository& repository,
         stack.push(KivxValue::undefined());
         return;
     }
+    stack.chargeReading(argument);
     const KIVCustomProperty* registered = repository.find(*name);
     if (registered && registered->fixedText()) {
         // Borrowed: the evaluation's guard keeps the property alive.

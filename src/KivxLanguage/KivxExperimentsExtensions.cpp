@@ -51,6 +51,7 @@ double popBucket(KivxStack& stack) {
 
 void isInPercentage(KivxStack& stack) {
     const KivxValue fraction = stack.pop();
+    stack.chargeReading(fraction);
     const double bucket = popBucket(stack);
     stack.push(fraction.doubleValue() >= bucket);
 }
@@ -58,6 +59,8 @@ void isInPercentage(KivxStack& stack) {
 void isInPercentageRange(KivxStack& stack) {
     const KivxValue low = stack.pop();
     const KivxValue high = stack.pop();
+    stack.chargeReading(low);
+    stack.chargeReading(high);
     const double bucket = popBucket(stack);
     const double end = high.doubleValue();
     stack.push(bucket >= low.doubleValue() && end > bucket);
@@ -67,6 +70,7 @@ void isInPercentageRange(KivxStack& stack) {
 
 void flagValue(KivxStack& stack, const KivxFlagValueSource& flags, const EvaluationContext& context) {
     const KivxValue name = stack.pop();
+    stack.chargeReading(name);
     note("flag", name);
     std::optional<std::string> value = name.text() ? flags.valueOfFlag(*name.text(), context) : std::nullopt;
     stack.charge(value ? value->size() : 0);
@@ -76,12 +80,14 @@ void flagValue(KivxStack& stack, const KivxFlagValueSource& flags, const Evaluat
 void isInTargetGroup(KivxStack& stack, const KivxTargetGroupSource& groups, const KivxParser& parser,
                      std::string_view flagName) {
     const KivxValue identifier = stack.pop();
+    stack.chargeReading(identifier);
     note("targetGroup", identifier);
     stack.push(identifier.text() && groups.isInTargetGroup(*identifier.text(), parser, flagName));
 }
 
 void isTargetGroupPaired(KivxStack& stack, const KivxTargetGroupSource& groups) {
     const KivxValue identifier = stack.pop();
+    stack.chargeReading(identifier);
     stack.push(identifier.text() && groups.isTargetGroupPaired(*identifier.text()));
 }
 

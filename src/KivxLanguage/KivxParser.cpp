@@ -208,6 +208,7 @@ KivxValue KivxParser::evaluate(Evaluation& running, const EvaluationContext& con
     }
     KivxValue value = stack.pop();
     if (value.isString()) {
+        stack.chargeReading(value);
         value = std::move(value).owned();
     }
     return value;

@@ -1,7 +1,5 @@
 #include "KivxLanguage/KivxRegularExpressionExtensions.h"
 
-#include <algorithm>
-
 #include <kiv/KIVException.h>
 
 #include "KivxLanguage/KivxParser.h"
@@ -10,10 +8,11 @@
 
 namespace {
 
-// The bytes that are charged for a search in addition to its texts, and for each step of the search: even a
-// short pattern can take long.
+/// The bytes that are charged for a search in addition to its texts and its work.
 constexpr std::size_t chargeOfSearch = std::size_t{1} << 10;
-constexpr std::size_t chargeOfStep = std::size_t{32} << 10;
+
+/// The units of work of a search that are charged as one byte.
+constexpr std::size_t workOfByte = 6;
 
 kiv::RegularExpressionOptions optionsOf(std::string_view flags) {
     const auto has = [flags](char flag) { return flags.find(flag) != flags.npos; };
@@ -38,11 +37,13 @@ void match(KivxStack& stack) {
         throw KIVException::unrecognizedOperation("A match is expected to be of texts");
     }
     stack.charge(chargeOfSearch + text.text()->size() + pattern.text()->size());
+    stack.chargeReading(flags);
     std::string error;
-    kiv::RegularExpressionSteps steps{stack.account().rest() / chargeOfStep};
+    kiv::RegularExpressionWork work{.limit = workOfByte * stack.account().rest(),
+                                    .reader = stack.account().number()};
     const auto outcome = kiv::searchRegularExpression(*text.text(), *pattern.text(),
-                                                      optionsOf(flags.text().value_or("")), steps, error);
-    stack.charge(std::min(steps.taken * chargeOfStep, stack.account().rest()));
+                                                      optionsOf(flags.text().value_or("")), work, error);
+    stack.charge(work.taken / workOfByte);
     switch (outcome) {
     case kiv::RegularExpressionOutcome::match:
         stack.push(1);
@@ -53,7 +54,7 @@ void match(KivxStack& stack) {
     case kiv::RegularExpressionOutcome::badPattern:
         throw KIVException::invalidArgument("Expected a regular expression, but failed with error: " + error);
     case kiv::RegularExpressionOutcome::exhausted:
-        throw KIVException::internalInconsistency("The search for a pattern takes too long");
+        throw KIVException::internalInconsistency("The search for a pattern takes too long: " + error);
     }
 }
 

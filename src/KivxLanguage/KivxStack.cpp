@@ -4,11 +4,9 @@
 
 #include <kiv/KIVException.h>
 
-void KivxAccount::charge(std::size_t bytes) {
-    if (bytes > rest_) {
-        throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
-    }
-    rest_ -= bytes;
+void KivxAccount::refuse() {
+    rest_ = 0;
+    throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
 }
 
 KivxValue KivxStack::popRecorded() {

@@ -78,6 +78,8 @@ void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<con
         stack.push(false);
         return;
     }
+    stack.chargeReading(first);
+    stack.chargeReading(second);
     const std::optional<int> outcome = asSemVer   ? compareVersions(second, first)
                                        : asNumber ? compareNumbers(second, first)
                                                   : compareValues(second, first);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Model/KIVFeatureFlagId.h"
+#include "Platform/Threads/Fork.h"
 
 inline constexpr const char* KIVC_tweak_configurationLanguage_classicalJson = "json";
 inline constexpr const char* KIVC_tweak_configurationLanguage_javascript = "javascript";
@@ -17,13 +18,13 @@ public:
 
     /// Null until a configuration has been applied.
     std::shared_ptr<const KIVExperiments> conf() const {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         return conf_;
     }
 
     void setConf(std::shared_ptr<const KIVExperiments> conf) {
         // The parameter destroys the former experiments after the lock is released, because they are large.
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         conf_.swap(conf);
     }
 

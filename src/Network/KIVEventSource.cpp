@@ -5,6 +5,7 @@
 
 #include "Network/KIVEventStreamBuffer.h"
 #include "Platform/Crypto/Uuid.h"
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/ThreadEnd.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -55,24 +56,24 @@ KIVEventSource::~KIVEventSource() {
 }
 
 std::shared_ptr<KIVEventSourceDelegate> KIVEventSource::delegate() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return delegate_.lock();
 }
 
 void KIVEventSource::setDelegate(std::weak_ptr<KIVEventSourceDelegate> delegate) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     delegate_.swap(delegate);
 }
 
 KIVEventSource::State KIVEventSource::state() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return state_;
 }
 
 void KIVEventSource::open() {
     const auto stream = std::make_shared<Stream>(weak_from_this(), queue_);
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         const bool wasOpened = stream_ || state_ != State::connecting;
         if (wasOpened && state_ != State::failed) {
             return;
@@ -209,7 +210,7 @@ void KIVEventSource::announce(const SharedStream& stream, const KIVServerSentEve
 std::shared_ptr<KIVEventSource> KIVEventSource::openSource(const SharedStream& stream) {
     auto source = stream->source.lock();
     if (source) {
-        const std::lock_guard lock(source->lock_);
+        const kiv::Lock lock(source->lock_);
         if (source->stream_ == stream && source->state_ == State::open) {
             return source;
         }
@@ -218,12 +219,12 @@ std::shared_ptr<KIVEventSource> KIVEventSource::openSource(const SharedStream& s
 }
 
 KIVEventSource::SharedStream KIVEventSource::presentStream() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return stream_;
 }
 
 bool KIVEventSource::transition(std::initializer_list<State> from, State to) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     if (std::find(from.begin(), from.end(), state_) == from.end()) {
         return false;
     }
@@ -241,14 +242,14 @@ KIVEventSource::Identifier KIVEventSource::addListenerForEvent(std::string event
                                                                EventHandler usingEventHandler) {
     const Identifier identifier = std::hash<std::string>()(kiv::newUuid());
     const std::shared_ptr<Listener> listener(new Listener{identifier, std::move(usingEventHandler)});
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     listenersKeyedByEvent_[std::move(event)].push_back(listener);
     return identifier;
 }
 
 void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
     std::shared_ptr<Listener> removed; // destroyed after the unlock: that may run the application's code
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     for (auto& [event, listeners] : listenersKeyedByEvent_) {
         const auto found = std::find_if(listeners.begin(), listeners.end(), [&](const auto& listener) {
             return listener->identifier == identifier;
@@ -264,7 +265,7 @@ void KIVEventSource::removeEventListenerWithIdentifier(Identifier identifier) {
 
 void KIVEventSource::removeAllListenersForEvent(std::string_view event) {
     Listeners removed; // destroyed after the unlock, too
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto found = listenersKeyedByEvent_.find(std::string(event));
     if (found != listenersKeyedByEvent_.end()) {
         removed = std::move(found->second);
@@ -276,7 +277,7 @@ void KIVEventSource::removeAllListenersForEvent(std::string_view event) {
 }
 
 KIVEventSource::Listeners KIVEventSource::listenersForEvent(const KIVServerSentEvent& event) const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto found =
         event.event() ? listenersKeyedByEvent_.find(*event.event()) : listenersKeyedByEvent_.end();
     return found == listenersKeyedByEvent_.end() ? Listeners() : found->second;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "Model/KIVDocumentLimits.h"
 #include "Platform/Text/Json.h"
 
 /// A request to a service. A GET carries its parameters, whose values must be texts, in the query of its URL,
@@ -16,4 +18,6 @@ struct KIVHttpRequestData {
     std::string url;
     std::string method; ///< "GET" or "POST"
     std::optional<kiv::json::object> parameters;
+    /// A longer answer, unpacked, is a transport error.
+    std::size_t mostAnswerBytes = kiv::mostEnvelopeBytes;
 };

@@ -26,8 +26,8 @@ struct Payload {
 /// Null when the text is no JSON object; `details` then says why.
 KIVConfigurationDataResult::Document parsePayload(std::string_view text, std::string& details) {
     auto payload = std::make_shared<Payload>(text.size());
-    payload->document = KIVVendorJSONSerializationNullRemover::JSONObjectWithData(text, &details, true, false,
-                                                                                  &payload->memory);
+    payload->document = KIVVendorJSONSerializationNullRemover::JSONObjectWithData(
+        text, &details, true, false, &payload->memory, kiv::mostPayloadValues);
     if (!payload->document) {
         return nullptr;
     }
@@ -54,6 +54,7 @@ std::optional<kiv::HttpRequest> requestOf(const KIVHttpRequestData& data, double
         .method = data.method,
         .url = data.url,
         .idleTimeout = timeout == 0 ? KIVNetworkUtils_defaultRequestTimeout : timeout,
+        .mostBodyBytes = data.mostAnswerBytes,
         .ignoresCaches = !useDefaultCachePolicy,
     };
     if (!data.parameters) {
@@ -101,15 +102,16 @@ bool saysNotFound(const kiv::json::value& json) {
 
 /// The answer's body. Null when it is empty, is no JSON object or says "not found"; `error` and `details`
 /// then say why.
-KIVConfigurationDataResult::Document parseAnswer(const kiv::HttpResponse& response, KIVNetworkError& error,
+KIVConfigurationDataResult::Document parseAnswer(kiv::HttpResponse response, KIVNetworkError& error,
                                                  std::string& details) {
     if (response.body.empty()) {
         error = KIVNetworkError::emptyResult;
         details = kiv::format("httpResponse.statusCode: %ld", response.status);
         return nullptr;
     }
-    auto json =
-        KIVVendorJSONSerializationNullRemover::JSONObjectWithData(response.body, &details, true, false);
+    auto json = KIVVendorJSONSerializationNullRemover::JSONObjectWithData(response.body, &details, true,
+                                                                          false, {}, kiv::mostEnvelopeValues);
+    response.body = {}; // releases the text before the payload is parsed
     if (json && !json->is_object()) {
         details = "the answer is no object";
         json.reset();
@@ -146,16 +148,20 @@ void KIVNetwork::getJsonFromURL(const KIVHttpRequestData& requestData, double ti
         std::move(*request), [self = shared_from_this(), url = requestData.url, doNotReport404,
                               completionHandler = std::move(completionHandler)](kiv::HttpResponse response) {
             KIVNetworkError error = KIVNetworkError::none;
-            const auto json = self->answerOf(url, response, doNotReport404, error);
-            response = {}; // releases the body before the completion runs
+            KIVConfigurationDataResult::Document json;
+            const auto misread = kiv::failureOf(
+                [&] { json = self->answerOf(url, std::move(response), doNotReport404, error); });
+            if (misread) { // no memory
+                error = KIVNetworkError::unknown;
+                KIV_DEBUG_LOG("url=%@ could not be read: %@", url, misread->what());
+            }
             if (const auto failure = kiv::failureOf([&] { completionHandler(json, error); })) {
                 KIV_DEBUG_LOG("Error: urlConnectionCompetionHandler threw an exception: %@", failure->what());
             }
         });
 }
 
-KIVConfigurationDataResult::Document KIVNetwork::answerOf(std::string_view url,
-                                                          const kiv::HttpResponse& response,
+KIVConfigurationDataResult::Document KIVNetwork::answerOf(std::string_view url, kiv::HttpResponse response,
                                                           bool doNotReport404, KIVNetworkError& error) const {
     KIV_DEBUG_LOG("response=%@,  data=%@, error=%@", response.status,
                   kiv::format("%@ bytes", response.body.size()),
@@ -164,7 +170,7 @@ KIVConfigurationDataResult::Document KIVNetwork::answerOf(std::string_view url,
     error = errorOf(response, details);
     KIVConfigurationDataResult::Document json;
     if (error == KIVNetworkError::none) {
-        json = parseAnswer(response, error, details);
+        json = parseAnswer(std::move(response), error, details);
     }
     if (!json) {
         if (error != KIVNetworkError::notFound || !doNotReport404) {

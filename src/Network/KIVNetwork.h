@@ -82,7 +82,7 @@ public:
     const KIVURLSession& urlSession() const { return *urlSession_; }
 
 private:
-    KIVConfigurationDataResult::Document answerOf(std::string_view url, const kiv::HttpResponse& response,
+    KIVConfigurationDataResult::Document answerOf(std::string_view url, kiv::HttpResponse response,
                                                   bool doNotReport404, KIVNetworkError& error) const;
 
     const KIVSignatureChecker signatureChecker_;

@@ -30,6 +30,12 @@ std::string stateUrl(const std::optional<std::string>& endpoint, const Propertie
                              textOf(properties, KIVC_DEVICE_PROPERTIES_STATE_MD5)});
 }
 
+KIVHttpRequestData requestOfState(std::string url, std::string method, std::optional<Properties> parameters) {
+    KIVHttpRequestData request(std::move(url), std::move(method), std::move(parameters));
+    request.mostAnswerBytes = kiv::mostStateAnswerBytes;
+    return request;
+}
+
 } // namespace
 
 KIVURLBuilder::KIVURLBuilder(std::shared_ptr<const KIVEnvironment> environment)
@@ -73,7 +79,7 @@ KIVURLBuilder::createNetworkStateCacheURL(const Properties& properties) const {
     if (!environment_->sendStateCdnUrl()) {
         return std::nullopt;
     }
-    return KIVHttpRequestData(getNetworkStateCacheURL(properties), "GET", std::nullopt);
+    return requestOfState(getNetworkStateCacheURL(properties), "GET", std::nullopt);
 }
 
 std::string KIVURLBuilder::getNetworkStateCacheURL(const Properties& properties) const {
@@ -95,6 +101,6 @@ KIVURLBuilder::createNetworkStateApiURL(const Properties& properties) const {
         }
         parameters[key] = *value;
     }
-    return KIVHttpRequestData(stateUrl(environment_->sendStateApiUrl(), properties), "POST",
-                              std::move(parameters));
+    return requestOfState(stateUrl(environment_->sendStateApiUrl(), properties), "POST",
+                          std::move(parameters));
 }

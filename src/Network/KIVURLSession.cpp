@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "Platform/Threads/Fork.h"
+
 void KIVURLSession::sendRequestWrapper(kiv::HttpRequest request, Completion completionHandler) const {
-    const std::lock_guard lock(state_->lock);
+    const kiv::Lock lock(state_->lock);
     if (state_->isInvalid) {
         return;
     }
@@ -24,7 +26,7 @@ void KIVURLSession::sendRequestWrapper(kiv::HttpRequest request, Completion comp
 void KIVURLSession::invalidateAndCancel() const {
     std::vector<std::weak_ptr<kiv::HttpTask>> tasks;
     {
-        const std::lock_guard lock(state_->lock);
+        const kiv::Lock lock(state_->lock);
         state_->isInvalid = true;
         tasks.swap(state_->tasks);
     }

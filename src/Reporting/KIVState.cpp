@@ -7,6 +7,7 @@
 #include "Model/KeyForm.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 
 namespace {
@@ -51,7 +52,7 @@ std::shared_ptr<const Object> KIVState::document() const {
     // version only grows, so the sum of the two tells a newer state from an older one.
     const std::uint64_t version = propertiesRepository_->version() + flagsRepository_->version();
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         if (document_ && document_->version >= version) {
             return dictionary(document_);
         }
@@ -67,7 +68,7 @@ std::shared_ptr<const Object> KIVState::document() const {
     all[KIVC_DEVICE_PROPERTIES_STATE_MD5] = createHashWithGeneratorsList(stateGenerators, all);
 
     std::shared_ptr<const Document> result = std::move(next);
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     if (!document_ || document_->version <= version) {
         document_ = result;
     }

@@ -9,6 +9,7 @@
 #include "Platform/PropertyLists/PropertyList.h"
 #include "Platform/System/Files.h"
 #include "Platform/Text/Text.h"
+#include "Platform/Threads/Fork.h"
 #include "Reporting/KIVDevicePropertyKeys.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -31,7 +32,7 @@ KIVUDID::KIVUDID(const std::string& key) : path_(pathFor(key)) {
     static std::mutex& lock = *new std::mutex;
     bool kept = true;
     {
-        const std::lock_guard guard(lock);
+        const kiv::Lock guard(lock);
         if (auto stored = storedAt(path_)) {
             distinctId_ = std::move(*stored);
         } else {

@@ -14,7 +14,7 @@ public:
         return std::make_unique<KIVAppVersionMonitorData>();
     }
 
-    std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const override {
+    std::unique_ptr<KIVPersistedObject> decode(kiv::json::object archive) const override {
         const auto version = decodeFormatVersion(archive);
         if (!version) {
             return nullptr;

@@ -1,9 +1,11 @@
 #include "Runtime/KIVDataPersistency.h"
 
 #include <limits>
+#include <utility>
 
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -44,8 +46,8 @@ std::string KIVDataPersistency::filePathFromFileName(const std::string& fileName
 std::unique_ptr<KIVPersistedObject>
 KIVDataPersistency::loadObjectFromFileWithName(const std::string& name,
                                                const KIVPersistedObjectFactory& defaultObjectsFactory) const {
-    const auto archive = kiv::readPropertyList(filePathFromFileName(name));
-    auto stored = archive ? defaultObjectsFactory.decode(*archive) : nullptr;
+    auto archive = kiv::readPropertyList(filePathFromFileName(name));
+    auto stored = archive ? defaultObjectsFactory.decode(std::move(*archive)) : nullptr;
     if (!stored) {
         return defaultObjectsFactory.createDefaultDataPersistencyObject();
     }
@@ -69,7 +71,11 @@ bool KIVDataPersistency::saveObject(const KIVPersistedObject& object, const std:
 }
 
 bool KIVDataPersistency::writeObject(const KIVPersistedObject& object, const std::string& fileName) const {
-    return kiv::writePropertyList(filePathFromFileName(fileName), object.encode());
+    bool isWritten = false;
+    // Without memory the object is not written either; whoever saves it goes on.
+    kiv::failureOf(
+        [&] { isWritten = kiv::writePropertyList(filePathFromFileName(fileName), object.encode()); });
+    return isWritten;
 }
 
 void KIVDataPersistency::logFailure(const std::string& fileName) const {

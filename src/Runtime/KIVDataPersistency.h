@@ -36,7 +36,7 @@ public:
     virtual std::unique_ptr<KIVPersistedObject> createDefaultDataPersistencyObject() const = 0;
 
     /// The record of an archive; null when the archive does not hold a record of this class.
-    virtual std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const = 0;
+    virtual std::unique_ptr<KIVPersistedObject> decode(kiv::json::object archive) const = 0;
 };
 
 /// Puts the version into a record's archive under the two keys that all records share, and reads it from

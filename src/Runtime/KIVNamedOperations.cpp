@@ -1,5 +1,7 @@
 #include <kiv/KIVNamedOperations.h>
 
+#include "Platform/Threads/Fork.h"
+
 KIVNamedOperations& KIVNamedOperations::shared() {
     static KIVNamedOperations& registry = *new KIVNamedOperations;
     return registry;
@@ -9,20 +11,20 @@ void KIVNamedOperations::addClassOperation(const std::string& className, const s
                                            ClassOperation body) {
     // A replaced operation may own objects of the application. The parameter destroys it after the lock is
     // released.
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     classOperations_[{className, operation}].swap(body);
 }
 
 void KIVNamedOperations::addInstanceOperation(const std::type_info& type, const std::string& operation,
                                               InstanceOperation body) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     instanceOperations_[{std::type_index(type), operation}].swap(body);
 }
 
 template <class Operations, class Key>
 typename Operations::mapped_type KIVNamedOperations::find(const Operations& operations,
                                                           const Key& key) const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     const auto found = operations.find(key);
     return found == operations.end() ? nullptr : found->second;
 }

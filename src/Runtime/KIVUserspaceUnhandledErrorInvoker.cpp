@@ -1,16 +1,17 @@
 #include "Runtime/KIVUserspaceUnhandledErrorInvoker.h"
 
+#include "Platform/Threads/Fork.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
 
 void KIVUserspaceUnhandledErrorInvoker::setHandler(Handler handler) {
     auto next = handler ? std::make_shared<const Handler>(std::move(handler)) : nullptr;
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     handler_.swap(next);
 }
 
 KIVUserspaceUnhandledErrorInvoker::Handler KIVUserspaceUnhandledErrorInvoker::handler() const {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     return handler_ ? *handler_ : Handler();
 }
 
@@ -18,7 +19,7 @@ void KIVUserspaceUnhandledErrorInvoker::trigger(KIVUserspaceSource source,
                                                 const KIVException& exception) const {
     std::shared_ptr<const Handler> handler;
     {
-        const std::lock_guard lock(lock_);
+        const kiv::Lock lock(lock_);
         handler = handler_;
     }
     if (!handler) {

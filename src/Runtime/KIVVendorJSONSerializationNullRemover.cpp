@@ -44,11 +44,10 @@ void removeNulls(value& node, bool ignoreArrays) {
 
 } // namespace
 
-std::optional<value>
-KIVVendorJSONSerializationNullRemover::JSONObjectWithData(std::string_view data, std::string* error,
-                                                          bool removingNulls, bool ignoreArrays,
-                                                          kiv::json::storage_ptr storage) {
-    auto document = kiv::parseJson(data, error, std::move(storage));
+std::optional<value> KIVVendorJSONSerializationNullRemover::JSONObjectWithData(
+    std::string_view data, std::string* error, bool removingNulls, bool ignoreArrays,
+    kiv::json::storage_ptr storage, std::size_t mostValues) {
+    auto document = kiv::parseJson(data, error, std::move(storage), mostValues);
     if (document && removingNulls) {
         removeNulls(*document, ignoreArrays);
     }

@@ -1,5 +1,6 @@
 #include <fstream>
 #include <future>
+#include <thread>
 
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -13,6 +14,33 @@ using Queue = AnalyticsFixture;
 
 const std::string succeeded(KIVSegmentRequestDidSucceedNotification);
 const std::string failed(KIVSegmentRequestDidFailNotification);
+
+/// Counts how often a file in the folder is written.
+class Writes {
+public:
+    explicit Writes(const std::string& folder) : watch_(inotify_init1(IN_NONBLOCK)) {
+        EXPECT_GE(inotify_add_watch(watch_, folder.c_str(), IN_CREATE), 0);
+    }
+    ~Writes() { close(watch_); }
+    Writes(const Writes&) = delete;
+    Writes& operator=(const Writes&) = delete;
+
+    /// Writes since the last call.
+    int count() const {
+        alignas(inotify_event) char buffer[64 * 1024];
+        const ssize_t size = read(watch_, buffer, sizeof buffer);
+        int count = 0;
+        for (ssize_t at = 0; at < size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+            count += std::string_view(event->name).starts_with(".kiv-") ? 1 : 0; // a temporary
+            at += ssize_t(sizeof(inotify_event) + event->len);
+        }
+        return count;
+    }
+
+private:
+    const int watch_;
+};
 
 std::string range(int first, int last) { return std::to_string(first) + "-" + std::to_string(last); }
 
@@ -78,8 +106,8 @@ TEST_F(Queue, HoldsTheNewestThousandAndSendsTheOldestHundred) {
     ManualClock& clock = ManualClock::install();
     answer(LoopbackServer::answer(503, ""));
     const auto analytics = client();
-    for (int i = 0; i < 1200; i += 50) { // no faster than the queue takes them
-        track(*analytics, i, 50);
+    for (int i = 0; i < 1200; i += 100) { // no faster than the queue takes them
+        track(*analytics, i, 100);
         settle();
     }
     EXPECT_EQ(nextOutcome(), failed);
@@ -146,29 +174,19 @@ TEST_F(Queue, IsWrittenOnceForAllThatCameWhileTheWorkWentOn) {
     patient->flushAt = 10'000;
     const auto analytics = KIVSEGAnalytics::create(patient);
     settle();
-    const int watch = inotify_init1(IN_NONBLOCK);
-    ASSERT_GE(inotify_add_watch(watch, storage().folderURL().c_str(), IN_CREATE), 0);
-    const auto writes = [&] { // each of which makes a temporary of a new name
-        settle();
-        alignas(inotify_event) char buffer[64 * 1024];
-        const ssize_t size = read(watch, buffer, sizeof buffer);
-        int count = 0;
-        for (ssize_t at = 0; at < size; ++count) {
-            at += ssize_t(sizeof(inotify_event) + reinterpret_cast<const inotify_event*>(buffer + at)->len);
-        }
-        return count;
-    };
+    const Writes writes(storage().folderURL());
     std::promise<void> goesOn;
     kiv::SerialQueue().post([&] { goesOn.get_future().wait(); });
     track(*analytics, 0, 400);
     goesOn.set_value();
-    EXPECT_EQ(writes(), 1);
+    settle();
+    EXPECT_EQ(writes.count(), 1);
     EXPECT_EQ(keptNumbers(), "0-399");
 
     analytics->close(10);
     track(*analytics, 400, 1);
-    EXPECT_EQ(writes(), 0) << "a closed client takes nothing";
-    close(watch);
+    settle();
+    EXPECT_EQ(writes.count(), 0) << "a closed client takes nothing";
 }
 
 TEST_F(Queue, IsWrittenLaterWhenItCannotBe) {
@@ -207,15 +225,15 @@ TEST_F(Queue, OfLargeEventsIsShortAndSparesTheDisk) {
             settle();
         }
     };
-    trackLarge(0, 18);
-    EXPECT_EQ(keptNumbers(), "0-17") << "16 MiB are written at will";
-    trackLarge(18, 52);
-    EXPECT_EQ(keptNumbers(), "0-17");
+    trackLarge(0, 13);
+    EXPECT_EQ(keptNumbers(), "0-12") << "8 MiB are written at will";
+    trackLarge(13, 57);
+    EXPECT_EQ(keptNumbers(), "0-12");
     clock.advance(20);
     EXPECT_EQ(keptNumbers(), "29-69") << "4 MiB of events";
     trackLarge(70, 1);
     EXPECT_EQ(keptNumbers(), "29-69");
-    analytics->flush(); // writes before it sends
+    analytics->flush(); // does not wait for a write
     EXPECT_EQ(sentNumbers(0), "30-70");
 
     log.clear();
@@ -227,11 +245,40 @@ TEST_F(Queue, OfLargeEventsIsShortAndSparesTheDisk) {
     analytics->track("impression", {{"value", std::move(deep)}});
     EXPECT_EQ(nextOutcome(), succeeded);
     EXPECT_TRUE(log.has({"Error writing payload", "too large, or nests too deep"}));
+    clock.advance(40);
     EXPECT_EQ(keptNumbers(), "none");
 
     trackLarge(71, 50, '&'); // five times as large in the file
     analytics->close(10);
     EXPECT_EQ(keptNumbers(), "80-120");
+}
+
+TEST_F(Queue, SparesTheDiskWhileTheServiceAnswers) {
+    ManualClock& clock = ManualClock::install();
+    const auto analytics = client();
+    settle();
+    const Writes writes(storage().folderURL());
+    const std::string large(100'000, 'x');
+    const auto upload = [&](int number) {
+        std::promise<void> goesOn; // the queue is written for the batch, not for each event
+        kiv::SerialQueue().post([&] { goesOn.get_future().wait(); });
+        for (int i = 0; i < 20; ++i) {
+            analytics->track("impression", {{"number", 20 * number + i}, {"value", large}});
+        }
+        goesOn.set_value();
+        EXPECT_EQ(nextOutcome(), succeeded);
+    };
+    upload(0);
+    EXPECT_EQ(writes.count(), 2) << "before the batch is sent, and when it has left the queue";
+    for (int number = 1; number < 40; ++number) {
+        upload(number);
+    }
+    EXPECT_LE(writes.count(), 10) << "2 MB each time";
+    EXPECT_EQ(sentNumbers(39), "780-799");
+    clock.advance(60);
+    EXPECT_EQ(keptNumbers(), "none");
+    upload(40);
+    EXPECT_EQ(writes.count(), 3);
 }
 
 TEST_F(Queue, IsTheNextClientsOnceOneIsClosed) {
@@ -252,15 +299,65 @@ TEST_F(Queue, IsTheNextClientsOnceOneIsClosed) {
     EXPECT_EQ(sentNumbers(0), "0-19");
     EXPECT_FALSE(std::filesystem::exists(abandoned));
     EXPECT_TRUE(std::filesystem::exists(young));
-    first->close(10);
+    first->close();
+    const auto second = client();
+    track(*second, 20, 25);
+    second->flush();
+    EXPECT_EQ(keptNumbers(), "0-44");
+    EXPECT_EQ(server.requests().size(), 1U) << "the first client's upload is under way";
+    answers->set_value();
+    EXPECT_EQ(nextOutcome(), succeeded);
+    EXPECT_EQ(keptNumbers(), "20-44");
+    answer(LoopbackServer::answer(200, ""));
+    second->flush();
+    EXPECT_EQ(sentNumbers(1), "20-44");
+}
+
+TEST_F(Queue, IsSentWhileACloseWaitsForAnswers) {
+    const auto answers = std::make_shared<std::promise<void>>();
+    answer([answers](const auto& request, auto& connection) {
+        answers->get_future().wait();
+        LoopbackServer::answer(200, "")(request, connection);
+    });
+    const auto first = client();
+    track(*first, 0, 20);
+    EXPECT_EQ(sentNumbers(0), "0-19");
+    first->close();
     auto patient = configuration();
     patient->flushAt = 10'000;
     const auto second = KIVSEGAnalytics::create(patient);
-    track(*second, 20, 5);
-    EXPECT_EQ(keptNumbers(), "0-24");
+    track(*second, 20, 130);
+    settle();
+    answer(LoopbackServer::answer(200, ""));
+    std::thread closer([&] {
+        second->flush();
+        second->close(600);
+    });
     answers->set_value();
-    EXPECT_EQ(nextOutcome(), succeeded);
-    EXPECT_EQ(keptNumbers(), "20-24");
+    closer.join();
+    EXPECT_EQ(sentNumbers(1), "20-119");
+    EXPECT_EQ(sentNumbers(2), "120-149");
+    EXPECT_EQ(storage().arrayForKey("kiv.segmentio.queue.plist"), kiv::json::value(kiv::json::array()))
+        << "on disk before the close returns";
+
+    answer(LoopbackServer::answer(503, ""));
+    const auto third = client();
+    track(*third, 0, 120);
+    third->close(600);
+    EXPECT_EQ(server.requests().size(), 4U) << "a service in trouble is not asked again";
+    EXPECT_EQ(keptNumbers(), "0-119");
+    client()->close(600); // nothing is under way: does not wait
+
+    answer(LoopbackServer::stall());
+    const auto fourth = client();
+    fourth->flush();
+    EXPECT_EQ(sentNumbers(4), "0-99");
+    std::promise<void> closed;
+    kiv::SerialQueue().post([&] {
+        fourth->close(600); // would wait for its own thread
+        closed.set_value();
+    });
+    EXPECT_EQ(closed.get_future().wait_for(patience), std::future_status::ready);
 }
 
 } // namespace

@@ -109,6 +109,23 @@ TEST_F(Upload, TellsWhichOutcomesAreToBeRetried) {
     EXPECT_EQ(retry(client(), "no url", batchOf({})), true);
 }
 
+TEST_F(Upload, ThatARedirectTurnsIntoAGetIsToBeRetried) {
+    server.on("/moved", LoopbackServer::answer(200, ""));
+    server.on("/gone", LoopbackServer::answer(404, ""));
+    const struct {
+        int status;
+        std::string location;
+        bool retry;
+    } rows[] = {{301, "/moved", true}, {302, "/moved", true},  {303, "/moved", true},
+                {302, "/gone", true},  {307, "/moved", false}, {308, "/gone", false}};
+    for (const auto& row : rows) {
+        log.clear();
+        server.on(path, LoopbackServer::redirect(row.status, row.location));
+        EXPECT_EQ(retry(client(), server.url("/events"), batchOf({})), row.retry) << row.status;
+        EXPECT_EQ(log.has({"turned the upload into a GET"}), row.retry) << row.status;
+    }
+}
+
 TEST_F(Upload, LeavesTheNetworkThreadBeforeItLogs) {
     server.on(path, LoopbackServer::answer(500, ""));
     const auto threads =

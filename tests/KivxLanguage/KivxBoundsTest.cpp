@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include "KivxLanguage/KivxCustomPropertiesExtensions.h"
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "Properties/KIVCustomPropertiesRepository.h"
 #include "Support/CapturedLog.h"
 #include "Support/Outcome.h"
+#include "Support/ProcessorTime.h"
 
 namespace {
 
@@ -56,6 +59,51 @@ TEST(Bounds, HugeExpressionsEnd) {
             << name << ": " << actual.substr(0, 80);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)) << name;
     }
+}
+
+/// One megabyte of repetitions of an expression that reads the properties "a" and "b", of a megabyte each.
+struct BusyCase {
+    std::string_view expression;
+    std::string_view a;
+    std::string_view b = "";
+};
+
+TEST(Bounds, OperatorsOnHugePropertiesEnd) {
+    const BusyCase cases[] = {
+        {R"(and(property("a"), property("a")) )", "0"},
+        {R"(not(property("a")) )", "\u3000"},
+        {R"(ifThen(property("a"), 1, 2) )", "0"},
+        {R"(eq(property("a"), property("b")) )", "a", "a"},
+        {R"(numeq(property("a"), 1) )", "9"},
+        {R"(lt(property("a"), 1) )", "0"},
+        {R"(semverEq(property("a"), property("b")) )", "a", "a"},
+        {R"(isInPercentageRange(property("a"), 1, "") )", "0"},
+        {R"(property(property("a")) )", "a"},
+        {R"(match("zq", "q", property("a")) )", "a"},
+        {R"(match("b", property("a"), "i") )", R"([\p{L}&&[^a]])"},
+        {R"(match(property("a"), "z", "") )", "a"},
+    };
+    for (const auto& [expression, a, b] : cases) {
+        const auto properties = std::make_shared<KIVCustomPropertiesRepository>();
+        properties->addCustomProperty(
+            KIVCustomProperty::withStringValue("a", times(1'000'000 / a.size(), a)));
+        properties->addCustomProperty(KIVCustomProperty::withStringValue("b", times(1'000'000, b)));
+        KivxParser parser;
+        KivxCustomPropertiesExtensions(parser, properties).extend();
+        const std::string repeated = times(1'000'000 / expression.size(), expression);
+        EXPECT_LT(processorTime([&] { EXPECT_EQ(outcome(parser, repeated), "empty") << expression; }),
+                  plentyOfTime)
+            << expression;
+    }
+}
+
+TEST(Bounds, FailuresDescribeLittleOfAHugeValue) {
+    CapturedLog log;
+    const KivxParser parser;
+    EXPECT_LT(processorTime([&] { outcome(parser, "not([" + times(150'000, "1e308 ") + "])"); }),
+              plentyOfTime);
+    EXPECT_EQ(outcome(parser, "inArray(1, \"" + times(100'000, "\u00e9") + "\")"), "empty");
+    EXPECT_TRUE(log.has({"Kivx exception A value '" + times(500, "\u00e9") + "\u2026' has no elements"}));
 }
 
 TEST(Bounds, LogOfAHugeExpressionEnds) {
@@ -120,6 +168,13 @@ TEST_F(Nested, DepthAndNumberAreBounded) {
     EXPECT_TRUE(outcome(parser, expressions[0]).starts_with("string xxx"));
     expressions[0] = times(12, "ask(1) ");
     EXPECT_EQ(outcome(parser, expressions[0]), "string failed");
+}
+
+TEST_F(Nested, WhatIsUsedUpStaysUsedUp) {
+    const std::string text = '"' + times(1'000'000, "x") + '"';
+    expressions = {R"(concat(ask(1), "x"))", times(80, "concat(") + text + times(80, ", 1)")};
+    EXPECT_EQ(outcome(parser, expressions[0]), "empty");
+    EXPECT_EQ(outcome(parser, R"(concat("a", "x"))"), "string ax");
 }
 
 /// Writes a line for each call of a trace.

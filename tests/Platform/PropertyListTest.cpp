@@ -210,7 +210,8 @@ TEST(PropertyLists, TakeTheLargestTextOfADocument) {
 }
 
 TEST(PropertyLists, NestToTheirLimit) {
-    const json::object deep = objectOf(nested(R"({"a":)", "1", "}", 500));
+    const json::object document = objectOf(nested(R"({"a":)", "1", "}", 1000));
+    const json::object deep{{"record", document}};
     EXPECT_EQ(decodePropertyList(encodePropertyList(deep)), deep);
     EXPECT_EQ(decodePropertyList(kiv::encodeXmlPropertyList(deep)), deep);
     EXPECT_EQ(encodePropertyList({{"a", deep}}), "");
@@ -219,8 +220,8 @@ TEST(PropertyLists, NestToTheirLimit) {
         return "<plist><dict><key>a</key>" + nested("<array>", "<true/>", "</array>", depth) +
                "</dict></plist>";
     };
-    EXPECT_TRUE(decodePropertyList(xml(499)));
-    EXPECT_FALSE(decodePropertyList(xml(500)));
+    EXPECT_TRUE(decodePropertyList(xml(1000)));
+    EXPECT_FALSE(decodePropertyList(xml(1001)));
     EXPECT_FALSE(decodePropertyList(xml(100'000)));
 }
 

@@ -54,7 +54,7 @@ struct Factory : KIVPersistedObjectFactory {
     std::unique_ptr<KIVPersistedObject> createDefaultDataPersistencyObject() const override {
         return std::make_unique<Record>("default");
     }
-    std::unique_ptr<KIVPersistedObject> decode(const kiv::json::object& archive) const override {
+    std::unique_ptr<KIVPersistedObject> decode(kiv::json::object archive) const override {
         const auto version = decodeFormatVersion(archive);
         return version ? std::make_unique<Record>("stored", *version) : nullptr;
     }

@@ -63,6 +63,5 @@ private:
     std::unique_ptr<KIVFlagsScreen> screen_;
     std::atomic<std::uint64_t> reads_{0};
     std::atomic<std::uint64_t> children_{0};
-    std::atomic<std::uint64_t> hungChildren_{0};
     std::atomic<std::uint64_t> pages_{0};
 };

@@ -136,6 +136,10 @@ TEST_F(ConfigLint, ReadsAMegabyteOfAnything) {
 }
 
 TEST_F(ConfigLint, FindsMistakesInDocuments) {
+    std::string zeros;
+    for (int i = 0; i < 1'000'000; ++i) {
+        zeros += "0,";
+    }
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {R"({"aplication": "k"})", {"there is no \"application\"", "Did you mean \"application\"?"}},
         {R"({"application": "k", "experiments": {}, "targetGroups": 5})",
@@ -152,6 +156,7 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
              {"condition": null}]})",
          {"target group 1 \"a\", column 1: error: unknown word \"fo\"", "\"_id\" of an earlier target group",
           "target group 3: error: has no \"_id\"", "target group 3: error: has no \"condition\""}},
+        {R"({"application": "k", "x": [)" + zeros + "0]}", {"there are 1000006 values and keys"}},
         {R"({"signature_v0": "x"})", {"the envelope has no \"data\""}},
         {R"({"data": "{\"application\" 1}"})", {"column 16: error: \"data\": no JSON"}},
     };

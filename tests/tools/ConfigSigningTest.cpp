@@ -79,11 +79,15 @@ TEST_F(ConfigSigning, RefusesWhatCannotBeSigned) {
     signPayload();
     write("bad.json", "{\n \"a\": [1,}\n}");
     write("array.json", "[1]");
+    write("large.json", R"({"x":")" + std::string(17U << 20, 'a') + "\"}");
     const Call calls[] = {
         {{"bad.json", "--signing-key", "s.key.pem"},
          1,
          "bad.json: no JSON: syntax error — line 2, column 10\n   \"a\": [1,}\n           ^\n"},
         {{"array.json", "--signing-key", "s.key.pem"}, 1, "no JSON object"},
+        {{"large.json", "--signing-key", "s.key.pem"},
+         1,
+         "applications refuse an answer of more than 16777216"},
         {{"signed.json", "--signing-key", "s.key.pem"}, 1, "is an envelope already"},
         {{"payload.json", "--signing-key", "s.certificate.pem"}, 1, "holds no private key"},
         {{"payload.json", "--signing-key", "missing.pem"}, 1, "missing.pem: cannot be read"},

@@ -5,14 +5,14 @@
 
 #include <kiv/KIVException.h>
 
+#include "KivxLanguage/Values/KivxDescription.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
-#include "Platform/Text/Dates.h"
 #include "Platform/Text/Text.h"
 
 namespace {
 
 [[noreturn]] void refuse(const KivxValue& value, std::string_view wanted) {
-    throw KIVException::unrecognizedOperation("A value '" + value.description() + "' has no " +
+    throw KIVException::unrecognizedOperation("A value '" + kiv::shortDescription(value) + "' has no " +
                                               std::string(wanted));
 }
 
@@ -144,50 +144,7 @@ std::optional<std::string> KivxValue::stringValue() && {
     return static_cast<const KivxValue&>(*this).stringValue();
 }
 
-void KivxValue::describeTo(std::string& out) const {
-    switch (kind()) {
-    case Kind::none:
-        out += "(null)";
-        return;
-    case Kind::undefined:
-        out += "<null>";
-        return;
-    case Kind::boolean:
-        out += boolValue() ? '1' : '0';
-        return;
-    case Kind::integer:
-        out += kiv::integerText(*integer());
-        return;
-    case Kind::real:
-        out += kiv::doubleText(*real());
-        return;
-    case Kind::string:
-        out += *text();
-        return;
-    case Kind::date:
-        out += kiv::dateText(*date());
-        return;
-    case Kind::array:
-    case Kind::dictionary:
-        break;
-    }
-    const char* separator = "";
-    out += array() ? '[' : '{';
-    if (array()) {
-        for (const KivxValue& element : *array()) {
-            out += std::exchange(separator, ", ");
-            element.describeTo(out);
-        }
-    } else {
-        for (const auto& [key, value] : *dictionary()) {
-            out += std::exchange(separator, ", ");
-            key.describeTo(out);
-            out += ": ";
-            value.describeTo(out);
-        }
-    }
-    out += array() ? ']' : '}';
-}
+void KivxValue::describeTo(std::string& out) const { kiv::describe(*this, out, out.max_size()); }
 
 std::string KivxValue::description() const {
     std::string out;

@@ -8,6 +8,7 @@
 
 #include "Platform/Crypto/OpenSsl.h"
 #include "Platform/System/Freer.h"
+#include "Platform/Threads/Fork.h"
 
 namespace kiv {
 namespace {
@@ -89,6 +90,7 @@ std::optional<std::string> deriveKey(std::string_view password, std::string_view
 }
 
 std::optional<std::string> randomBytes(std::size_t size, int* status) {
+    const ForkShield shield; // OpenSSL has locks of its own
     return made(size, status,
                 [&](unsigned char* bytes) { return RAND_bytes(bytes, static_cast<int>(size)); });
 }

@@ -9,6 +9,7 @@
 
 #include "Platform/Crypto/OpenSsl.h"
 #include "Platform/System/Freer.h"
+#include "Platform/Threads/Fork.h"
 
 namespace kiv {
 
@@ -18,6 +19,7 @@ std::optional<PublicKey> PublicKey::fromCertificate(std::string_view der) {
     if (der.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         return std::nullopt;
     }
+    const ForkShield shield; // OpenSSL has locks of its own
     const ErrorQueueGuard guard;
     const auto* const begin = reinterpret_cast<const unsigned char*>(der.data());
     const unsigned char* at = begin;
@@ -39,6 +41,7 @@ bool PublicKey::verify(const std::array<std::uint8_t, 32>& sha256Digest, std::st
     if (signature.size() != blockSize()) {
         return false;
     }
+    const ForkShield shield;
     const ErrorQueueGuard guard;
     const std::unique_ptr<EVP_PKEY_CTX, Freer<EVP_PKEY_CTX_free>> context(
         EVP_PKEY_CTX_new(key_.get(), nullptr));

@@ -8,6 +8,8 @@
 
 #include "Platform/Host/LinuxHost.h"
 
+#include "Platform/Threads/Fork.h"
+
 namespace {
 
 struct Hosts {
@@ -30,12 +32,12 @@ void KIVHost::configure(KIVHost host) {
     }
     auto next = std::make_shared<const KIVHost>(kiv::completeHost(std::move(host)));
     // The host that was configured before is destroyed after the lock is released.
-    const std::lock_guard lock(hosts().lock);
+    const kiv::Lock lock(hosts().lock);
     hosts().current.swap(next);
 }
 
 std::shared_ptr<const KIVHost> KIVHost::current() {
-    const std::lock_guard lock(hosts().lock);
+    const kiv::Lock lock(hosts().lock);
     if (!hosts().current) {
         hosts().current = std::make_shared<const KIVHost>(kiv::completeHost(KIVHost()));
     }

@@ -8,6 +8,7 @@
 
 #include "Platform/Host/LibraryPath.h"
 #include "Platform/PropertyLists/PropertyList.h"
+#include "Platform/Threads/Fork.h"
 
 namespace kiv {
 namespace {
@@ -31,7 +32,7 @@ UserDefaults& UserDefaults::standard() {
     static auto& all = *new std::map<std::string, std::unique_ptr<UserDefaults>>;
     const std::string path =
         libraryPath("/Preferences/" + KIVHost::current()->bundleIdentifier.value_or("kiv") + ".plist");
-    const std::lock_guard guard(lock);
+    const kiv::Lock guard(lock);
     auto& defaults = all[path];
     if (!defaults) {
         defaults = std::make_unique<UserDefaults>(path);
@@ -45,28 +46,28 @@ std::optional<std::string> UserDefaults::string(std::string_view key) {
 }
 
 json::value UserDefaults::object(std::string_view key) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     refresh();
     const json::value* value = values_.if_contains(key);
     return value ? *value : json::value();
 }
 
 bool UserDefaults::set(std::string_view key, json::value value) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     refresh();
     values_[key] = std::move(value);
     return save();
 }
 
 bool UserDefaults::remove(std::string_view key) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     refresh();
     values_.erase(key);
     return save();
 }
 
 bool UserDefaults::removeAll(std::string_view prefix) {
-    const std::lock_guard lock(lock_);
+    const kiv::Lock lock(lock_);
     refresh();
     json::object kept;
     for (json::key_value_pair& pair : values_) {

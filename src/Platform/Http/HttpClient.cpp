@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Platform/Http/HttpTransfer.h"
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/LibraryThread.h"
 
 namespace kiv {
@@ -19,13 +20,16 @@ using Instant = HttpTransfer::Instant;
 class Network {
 public:
     static Network& shared() {
-        static Network& network = *new Network;
-        return network;
+        static auto& network = *new PerProcess<Network>(std::make_unique<Network>);
+        return network.get();
     }
 
     std::shared_ptr<HttpTask> start(HttpRequest request, HttpSink sink) {
-        auto transfer =
-            std::make_shared<HttpTransfer>(std::move(request), std::move(sink), lookups_, [this] { wake(); });
+        auto transfer = std::make_shared<HttpTransfer>(std::move(request), std::move(sink), lookups_,
+                                                       [] { shared().wake(); });
+        if (isSilentFork()) {
+            return transfer;
+        }
         const std::lock_guard lock(lock_);
         waiting_.push_back(transfer);
         if (!started_) { // when the system has no thread to give, the next request tries again

@@ -14,10 +14,12 @@
 ///
 /// Certificates are checked against the host's CA file or the system's; the proxy is the host's or the
 /// environment's; at most 20 redirects are followed, never from https to http, and 301, 302 and 303 turn a
-/// POST into a GET. Compressed bodies are unpacked. A response of more than 64 MiB is a transport error.
-/// Two host names are looked up at a time; who waits for a look-up of others has its own limits, and a
+/// POST into a GET. Compressed bodies are unpacked. A kept connection that breaks before the response begins
+/// is no failure of the request, which is sent again; but a POST is not, because the server may have acted on
+/// it. Two host names are looked up at a time; who waits for a look-up of others has its own limits, and a
 /// request that needs none does not wait. Nothing here blocks the caller, raises a signal, or holds up the
-/// end of the process. A child after a fork has no network thread.
+/// end of the process. The requests of a process are not its child's after a fork; in a silent child
+/// (Threads/Fork.h), new ones are dropped and their handlers are not called.
 ///
 /// Handlers run on the network thread. They must not throw or wait, or other requests wait with them; so they
 /// run no code of the application, not even its log sink, and post longer work to a queue.
@@ -59,12 +61,17 @@ struct HttpRequest {
     double idleTimeout = defaultIdleTimeout;
     /// Limit in seconds for the whole request. Zero or less: no limit.
     double totalTimeout = 0;
+    /// A response with a longer body, unpacked, is a transport error. Does not hold for streams.
+    std::size_t mostBodyBytes = std::size_t{16} << 20;
     /// Asks caches on the way for a fresh answer.
     bool ignoresCaches = false;
 };
 
 struct HttpResponse {
     int status = 0; ///< 0 when there was no response
+    /// The method of the request that was answered, which a redirect may have changed; empty when no request
+    /// was made.
+    std::string method = {};
     /// The headers of the response after the last redirect; their names are in lower case.
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::string body = {}; ///< empty when there is an error

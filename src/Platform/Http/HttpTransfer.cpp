@@ -13,23 +13,15 @@
 namespace kiv {
 namespace {
 
-constexpr std::size_t bodyLimit = 64U << 20;
+/// A POST goes over a kept connection only when it has been idle for at most this long, in seconds. Servers
+/// close idle connections, many after five seconds, and a POST that meets the end of its connection fails.
+constexpr long longestIdleBeforePost = 4;
+
 constexpr std::size_t headersLimit = 256U << 10;
 
 TransportError error(long code, std::string description) {
     return {std::string(urlErrorDomain), code, std::move(description)};
 }
-
-/// Whether the header is for the host of the request alone, as libcurl says too.
-bool isCredential(std::string_view header) {
-    const std::string name = lowercasedAscii(header);
-    return name == "authorization" || name == "cookie";
-}
-
-/// Limits in seconds for the connection of a request that sets no limit, and for a look-up, which libcurl
-/// must not give up: its thread would go on unseen.
-constexpr long connectLimit = 300;
-constexpr long lookupLimit = 2'000'000;
 
 /// The instant `seconds` after `start`. Nullopt when there is no limit: `seconds` is zero or less, or longer
 /// than a process lives.
@@ -66,7 +58,8 @@ CURL* HttpTransfer::prepare() {
         return nullptr;
     }
     configureMethod();
-    proxy_ = configureConnection(handle_.get(), stream() ? std::nullopt : std::optional(bodyLimit));
+    proxy_ =
+        configureConnection(handle_.get(), stream() ? std::nullopt : std::optional(request_.mostBodyBytes));
     configureCallbacks();
     touch();
     begun_ = lastActivity_;
@@ -110,15 +103,17 @@ void HttpTransfer::configureMethod() {
         curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
         return;
     }
-    const bool posts = method == "POST";
-    if (posts || !request_.body.empty()) {
+    if (isPost()) {
+        curl_easy_setopt(handle, CURLOPT_MAXAGE_CONN, longestIdleBeforePost);
+    }
+    if (isPost() || !request_.body.empty()) {
         curl_easy_setopt(handle, CURLOPT_POST, 1L);
         curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
         curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request_.body.data());
     }
     // libcurl keeps a method that is set as a text through redirects. POST is not set as a text, so
     // that redirects turn it into a GET.
-    if (!posts && (method != "GET" || !request_.body.empty())) {
+    if (!isPost() && (method != "GET" || !request_.body.empty())) {
         curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
     }
 }
@@ -144,6 +139,7 @@ void HttpTransfer::configureCallbacks() {
 std::size_t HttpTransfer::onHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
     auto& own = *static_cast<HttpTransfer*>(self);
     own.touch();
+    own.isUnanswered_ = false;
     own.headerBytes_ += size;
     if (own.headerBytes_ > headersLimit) {
         own.tooLarge();
@@ -206,6 +202,11 @@ int HttpTransfer::onConnected(void* self, char*, char*, int, int) noexcept {
         return CURL_PREREQFUNC_ABORT;
     }
     own.touch();
+    // libcurl repeats a request whose kept connection has broken.
+    if (std::exchange(own.isUnanswered_, true) && own.isPost()) {
+        own.isLost_ = true;
+        return CURL_PREREQFUNC_ABORT;
+    }
     // From an https URL redirects may only lead to https.
     const char* scheme = nullptr;
     if (curl_easy_getinfo(own.handle_.get(), CURLINFO_SCHEME, &scheme) == CURLE_OK && scheme &&
@@ -316,10 +317,15 @@ bool HttpTransfer::readBody(std::string_view bytes) {
         }
         return true;
     }
-    if (bytes.size() > bodyLimit - response_.body.size()) {
+    std::string& body = response_.body;
+    if (bytes.size() > request_.mostBodyBytes - body.size()) {
         return tooLarge();
     }
-    response_.body.append(bytes);
+    constexpr std::size_t small = 1U << 20;
+    if (body.size() > small && body.capacity() < request_.mostBodyBytes) {
+        body.reserve(request_.mostBodyBytes); // memory that is not written to costs nothing; growing copies
+    }
+    body.append(bytes);
     return true;
 }
 
@@ -337,6 +343,9 @@ std::optional<HttpTransfer::Instant> HttpTransfer::deadline() const {
 std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
     if (failure_ || result == CURLE_OK) {
         return failure_;
+    }
+    if (isLost_) {
+        return error(TransportError::connectionLost, "The connection was lost before an answer came");
     }
     return error(transportCodeOf(result), message_[0] != '\0' ? message_.data() : curl_easy_strerror(result));
 }
@@ -359,6 +368,11 @@ void HttpTransfer::complete(std::optional<TransportError> failure) {
         long status = 0;
         curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
         response_.status = static_cast<int>(status);
+    }
+    const char* method = nullptr;
+    if (handle_ && curl_easy_getinfo(handle_.get(), CURLINFO_EFFECTIVE_METHOD, &method) == CURLE_OK &&
+        method) {
+        response_.method = method;
     }
     completed_ = true;
     if (!isLookingUp()) {

@@ -87,6 +87,7 @@ private:
     void endHeaders();
     bool readBody(std::string_view bytes);
     bool tooLarge();
+    bool isPost() const { return request_.method == "POST"; }
     bool mayLookUp();
     void freeHandle();
     bool continueAt(const std::string& url, long redirects);
@@ -109,8 +110,10 @@ private:
     bool lookupFree_ = false; ///< what is looked up next is an address
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
-    long redirects_ = 0;   ///< that were followed before the handle was added again
-    curl_off_t moved_ = 0; ///< bytes of bodies that were sent and received
+    bool isLost_ = false;       ///< the connection of a POST broke before an answer came
+    bool isUnanswered_ = false; ///< a request is under way, and nothing has come back yet
+    long redirects_ = 0;        ///< that were followed before the handle was added again
+    curl_off_t moved_ = 0;      ///< bytes of bodies that were sent and received
     Instant begun_{};
     Instant lastActivity_{};
 };

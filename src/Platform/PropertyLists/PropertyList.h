@@ -28,7 +28,7 @@ bool hasPropertyListForm(std::string_view text);
 /// The value at the top of a binary or XML list. Values of kinds that JSON lacks (dates, data) are dropped.
 /// Nullopt when the value at the top is of a dropped kind, and when the bytes
 /// - are no list, or a damaged one,
-/// - nest arrays and dictionaries deeper than 500,
+/// - nest arrays and dictionaries deeper than 1001,
 /// - hold values that would take more than 256 MiB in memory,
 /// - or hold 100,000 more values than bytes, by repeated references to the same arrays or dictionaries.
 std::optional<json::value> decodeAnyPropertyList(std::string_view bytes);

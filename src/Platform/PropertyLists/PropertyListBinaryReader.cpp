@@ -1,12 +1,14 @@
 #include "Platform/PropertyLists/PropertyListBinaryReader.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <unicode/unistr.h>
+#include <unicode/ustring.h>
 
 #include "Platform/PropertyLists/PropertyListBinary.h"
 #include "Platform/PropertyLists/PropertyListLimits.h"
@@ -45,16 +47,29 @@ std::optional<json::value> integerOf(std::string_view bytes) {
                                         : json::value(static_cast<std::int64_t>(number));
 }
 
-/// Converts to UTF-8. A half of a surrogate pair without its other half becomes U+FFFD.
+/// Converts to UTF-8, block by block. A half of a surrogate pair without its other half becomes U+FFFD.
 std::string utf8Of(std::string_view utf16) {
-    std::u16string units;
-    units.reserve(utf16.size() / 2);
-    for (std::size_t at = 0; at < utf16.size(); at += 2) {
-        units += static_cast<char16_t>(numberOf(utf16.substr(at, 2)));
-    }
+    constexpr std::size_t block = 4096; // units
+    std::array<char16_t, block> units;
+    std::array<char, 3 * block> converted; // a unit takes three bytes at most
     std::string text;
-    return icu::UnicodeString(false, units.data(), static_cast<std::int32_t>(units.size()))
-        .toUTF8String(text);
+    text.reserve(utf16.size() / 2);
+    while (!utf16.empty()) {
+        std::size_t count = std::min(block, utf16.size() / 2);
+        for (std::size_t at = 0; at < count; ++at) {
+            units[at] = static_cast<char16_t>(numberOf(utf16.substr(2 * at, 2)));
+        }
+        if (count == block && U16_IS_LEAD(units[count - 1])) {
+            --count; // its other half begins the next block
+        }
+        std::int32_t size = 0;
+        UErrorCode error = U_ZERO_ERROR;
+        u_strToUTF8WithSub(converted.data(), converted.size(), &size, units.data(),
+                           static_cast<std::int32_t>(count), 0xFFFD, nullptr, &error);
+        text.append(converted.data(), static_cast<std::size_t>(size));
+        utf16.remove_prefix(2 * count);
+    }
+    return text;
 }
 
 /// Builds the values from the top of the list down, without recursion. Allocates memory for the members of an

@@ -189,7 +189,9 @@ private:
         }
         const auto units =
             icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
-        writeCount(BinaryKind::utf16, static_cast<std::size_t>(units.length()));
+        const auto count = static_cast<std::size_t>(units.length());
+        writeCount(BinaryKind::utf16, count);
+        bytes_.reserve(bytes_.size() + 2 * count + smallRest);
         for (std::int32_t at = 0; at < units.length(); ++at) {
             writeNumber(units.charAt(at), 2);
         }
@@ -220,6 +222,8 @@ private:
             bytes_ += static_cast<char>(number >> shift);
         }
     }
+
+    static constexpr std::size_t smallRest = 1024; ///< bytes that follow the last text of a small list
 
     std::string bytes_{binaryListHeader};
     std::vector<std::size_t> offsets_;

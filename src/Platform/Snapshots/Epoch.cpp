@@ -6,6 +6,8 @@
 #include <mutex>
 #include <vector>
 
+#include "Platform/Threads/Fork.h"
+
 namespace kiv {
 
 /// What one thread announces: the epoch in which its outermost guard opened, 0 while none is open.
@@ -30,9 +32,14 @@ struct Registry {
     std::deque<Retired> retired; ///< in the order of their epochs
 };
 
+void closeGuardsOfOtherThreads();
+
 // Never destroyed: guards open and close until the process is gone.
 Registry& registry() {
-    static Registry& instance = *new Registry;
+    static Registry& instance = []() -> Registry& {
+        inEachForkedChild(closeGuardsOfOtherThreads);
+        return *new Registry;
+    }();
     return instance;
 }
 
@@ -76,6 +83,17 @@ Slot* slotOfThread() {
         }
     }
     return threadSlot;
+}
+
+/// In a child after a fork the other threads are gone. Their guards would keep everything that is retired.
+void closeGuardsOfOtherThreads() {
+    for (Slot* slot = registry().slots.load(std::memory_order_acquire); slot; slot = slot->next) {
+        if (slot != threadSlot) {
+            slot->epoch = 0;
+            slot->depth = 0;
+            slot->taken = false;
+        }
+    }
 }
 
 std::uint64_t oldestOpenEpoch(const Registry& all) {
@@ -126,7 +144,7 @@ ReadGuard::~ReadGuard() {
 void retire(std::function<void()> destroy) {
     Registry& all = registry();
     {
-        const std::lock_guard lock(all.lock);
+        const kiv::Lock lock(all.lock);
         all.retired.push_back({all.epoch.fetch_add(1, std::memory_order_seq_cst), std::move(destroy)});
     }
     if (heldWriterLocks == 0) {
@@ -134,13 +152,13 @@ void retire(std::function<void()> destroy) {
     }
 }
 
-WriterLock::WriterLock(std::mutex& mutex) : mutex_(mutex) {
-    mutex_.lock();
+WriterLock::WriterLock(std::mutex& mutex) {
+    lock_.emplace(mutex);
     ++heldWriterLocks;
 }
 
 WriterLock::~WriterLock() {
-    mutex_.unlock();
+    lock_.reset();
     if (--heldWriterLocks == 0) {
         collectRetired();
     }
@@ -150,7 +168,7 @@ void collectRetired() {
     Registry& all = registry();
     std::vector<Retired> unseen;
     {
-        const std::lock_guard lock(all.lock);
+        const kiv::Lock lock(all.lock);
         unseen = takeUnseen(all);
     }
     destroyAll(unseen);

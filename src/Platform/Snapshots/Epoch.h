@@ -5,6 +5,9 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+
+#include "Platform/Threads/Fork.h"
 
 /// Snapshots that many threads read without a lock and without writing to shared memory.
 ///
@@ -61,7 +64,7 @@ public:
     WriterLock& operator=(const WriterLock&) = delete;
 
 private:
-    std::mutex& mutex_;
+    std::optional<Lock> lock_;
 };
 
 /// A pointer to an immutable object that one writer at a time replaces and any number of threads read.

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <vector>
 
+#include "Platform/Threads/Fork.h"
+
 namespace kiv {
 namespace {
 
@@ -31,7 +33,7 @@ void Clock::install(std::unique_ptr<Clock> clock) {
     // Keeps every clock that was ever installed, because a thread may still be using it.
     static std::mutex& lock = *new std::mutex;
     static auto& kept = *new std::vector<std::unique_ptr<Clock>>;
-    const std::lock_guard guard(lock);
+    const kiv::Lock guard(lock);
     kept.push_back(std::move(clock));
     installed().store(kept.back().get(), std::memory_order_release);
 }

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "Platform/System/Descriptor.h"
+#include "Platform/Threads/Fork.h"
 
 namespace kiv {
 namespace {
@@ -80,7 +81,7 @@ constexpr std::string_view temporaryPrefix = ".kiv-";
 /// Writes the bytes to a temporary file in the same folder; `putInPlace` then gives it the file's name.
 template <class PutInPlace>
 bool writeThrough(const std::string& path, std::string_view bytes, PutInPlace&& putInPlace) {
-    if (path.empty()) {
+    if (path.empty() || isSilentFork()) {
         return false;
     }
     const std::string folder = folderOf(path);
@@ -155,8 +156,8 @@ bool createFile(const std::string& path, std::string_view bytes) {
 }
 
 bool makeDirectories(const std::string& path) {
-    if (isFolder(path)) {
-        return true;
+    if (isFolder(path) || isSilentFork()) {
+        return isFolder(path);
     }
     // Makes the folders from the top down. A folder that exists, or that another process makes first, is no
     // failure.
@@ -168,10 +169,16 @@ bool makeDirectories(const std::string& path) {
 }
 
 bool removeFile(const std::string& path) {
+    if (isSilentFork()) {
+        return !fileExists(path);
+    }
     return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
 }
 
 bool removeDirectory(const std::string& path) {
+    if (isSilentFork()) {
+        return !isFolder(path);
+    }
     std::error_code failure;
     std::filesystem::remove_all(path, failure);
     return !failure;
@@ -186,6 +193,9 @@ std::error_code excludeFromBackup(const std::string& path) {
 }
 
 void removeAbandonedTemporaries(const std::string& folder) {
+    if (isSilentFork()) {
+        return;
+    }
     constexpr std::chrono::minutes longestWrite{1};
     removeOlder(longestWrite, folder, temporaryPrefix);
 }

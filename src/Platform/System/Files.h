@@ -7,7 +7,8 @@
 #include <system_error>
 
 /// Small files, read and written whole. Nothing here throws; a failure gives an empty result or false. An
-/// empty path names no file: reading it and writing to it fail.
+/// empty path names no file: reading it and writing to it fail. In a silent child after a fork
+/// (Threads/Fork.h) nothing is written or removed, and everything that would do so fails.
 namespace kiv {
 
 /// The content of a regular file of at most `maxBytes`; nullopt when there is no such file, when it is

@@ -9,6 +9,8 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include "Platform/Threads/Fork.h"
+
 namespace kiv {
 namespace {
 
@@ -29,6 +31,7 @@ std::string sortKey(const icu::Collator& collator, const std::string& text) {
 } // namespace
 
 void sortIgnoringCase(std::vector<std::string>& texts, const std::string& locale) {
+    const ForkShield shield; // ICU has locks of its own
     UErrorCode status = U_ZERO_ERROR;
     // The empty name selects the root locale; null would select the locale of the process.
     const std::unique_ptr<icu::Collator> collator(

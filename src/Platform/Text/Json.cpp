@@ -23,7 +23,8 @@ public:
     static constexpr std::size_t max_key_size = json::string::max_size();
     static constexpr std::size_t max_string_size = json::string::max_size();
 
-    explicit DocumentBuilder(json::storage_ptr storage) : stack_({}, buffer_.data(), buffer_.size()) {
+    DocumentBuilder(json::storage_ptr storage, std::size_t mostValues)
+        : left_(mostValues), stack_({}, buffer_.data(), buffer_.size()) {
         stack_.reset(std::move(storage));
     }
 
@@ -31,8 +32,8 @@ public:
 
     bool on_document_begin(json::error_code&) { return true; }
     bool on_document_end(json::error_code&) { return true; }
-    bool on_object_begin(json::error_code&) { return true; }
-    bool on_array_begin(json::error_code&) { return true; }
+    bool on_object_begin(json::error_code& error) { return count(error); }
+    bool on_array_begin(json::error_code& error) { return count(error); }
     bool on_number_part(json::string_view, json::error_code&) { return true; }
     bool on_comment_part(json::string_view, json::error_code&) { return true; }
     bool on_comment(json::string_view, json::error_code&) { return true; }
@@ -42,28 +43,42 @@ public:
     bool on_key_part(json::string_view part, std::size_t, json::error_code&) {
         return stack_.push_chars(part), true;
     }
-    bool on_key(json::string_view last, std::size_t, json::error_code&) {
-        return stack_.push_key(last), true;
+    bool on_key(json::string_view last, std::size_t, json::error_code& error) {
+        return stack_.push_key(last), count(error);
     }
     bool on_string_part(json::string_view part, std::size_t, json::error_code&) {
         return stack_.push_chars(part), true;
     }
-    bool on_string(json::string_view last, std::size_t, json::error_code&) {
-        return stack_.push_string(last), true;
+    bool on_string(json::string_view last, std::size_t, json::error_code& error) {
+        return stack_.push_string(last), count(error);
     }
-    bool on_int64(std::int64_t value, json::string_view, json::error_code&) {
-        return stack_.push_int64(value), true;
+    bool on_int64(std::int64_t value, json::string_view, json::error_code& error) {
+        return stack_.push_int64(value), count(error);
     }
-    bool on_uint64(std::uint64_t value, json::string_view, json::error_code&) {
-        return stack_.push_uint64(value), true;
+    bool on_uint64(std::uint64_t value, json::string_view, json::error_code& error) {
+        return stack_.push_uint64(value), count(error);
     }
-    bool on_double(double, json::string_view text, json::error_code&) {
-        return stack_.push_double(readDouble(text)), true;
+    bool on_double(double, json::string_view text, json::error_code& error) {
+        return stack_.push_double(readDouble(text)), count(error);
     }
-    bool on_bool(bool value, json::error_code&) { return stack_.push_bool(value), true; }
-    bool on_null(json::error_code&) { return stack_.push_null(), true; }
+    bool on_bool(bool value, json::error_code& error) { return stack_.push_bool(value), count(error); }
+    bool on_null(json::error_code& error) { return stack_.push_null(), count(error); }
+
+    bool hasTooManyValues() const { return hasTooMany_; }
 
 private:
+    bool count(json::error_code& error) {
+        if (left_ > 0) {
+            --left_;
+            return true;
+        }
+        hasTooMany_ = true;
+        error = json::error::exception;
+        return false;
+    }
+
+    std::size_t left_; ///< how many more values the document may have
+    bool hasTooMany_ = false;
     std::array<unsigned char, 2048>
         buffer_; ///< enough for small documents, so that the stack allocates nothing
     json::value_stack stack_;
@@ -251,7 +266,8 @@ std::optional<json::value> failure(std::string* error, const std::string& what, 
 
 } // namespace
 
-std::optional<json::value> parseJson(std::string_view text, std::string* error, json::storage_ptr storage) {
+std::optional<json::value> parseJson(std::string_view text, std::string* error, json::storage_ptr storage,
+                                     std::size_t mostValues) {
     if (text.size() > maxJsonBytes) {
         return failure(error, "document too large", maxJsonBytes);
     }
@@ -259,12 +275,15 @@ std::optional<json::value> parseJson(std::string_view text, std::string* error, 
         text.remove_prefix(byteOrderMark.size());
     }
     json::parse_options options;
-    options.max_depth = 1000;
-    json::basic_parser<DocumentBuilder> parser(options, std::move(storage));
+    options.max_depth = maxJsonDepth;
+    json::basic_parser<DocumentBuilder> parser(options, std::move(storage), mostValues);
     json::error_code code;
     const std::size_t parsed = parser.write_some(false, text.data(), text.size(), code);
     if (code) {
-        return failure(error, code.message(), parsed);
+        const bool hasTooMany = parser.handler().hasTooManyValues();
+        return failure(error,
+                       hasTooMany ? "more than " + std::to_string(mostValues) + " values" : code.message(),
+                       parsed);
     }
     if (parsed < text.size()) {
         return failure(error, "text after the document", parsed);

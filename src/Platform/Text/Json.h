@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,12 +19,19 @@ namespace json = boost::json;
 /// The largest document that `parseJson` takes, in bytes.
 inline constexpr std::size_t maxJsonBytes = std::size_t{64} << 20;
 
+/// The deepest nesting of arrays and objects that `parseJson` takes.
+inline constexpr std::size_t maxJsonDepth = 1000;
+
+inline constexpr std::size_t anyNumberOfValues = std::numeric_limits<std::size_t>::max();
+
 /// Parses a whole document, on the given storage. The top level must be an object or an array; trailing text,
-/// "01", "5.", raw control characters, lone surrogates, malformed UTF-8, more than `maxJsonBytes` bytes and
-/// more than 1000 levels are errors. On an error the result is empty and `error`, when given, says what is
-/// wrong and at which byte.
+/// "01", "5.", raw control characters, lone surrogates, malformed UTF-8, more than `maxJsonBytes` bytes, more
+/// than `maxJsonDepth` levels, and more than `mostValues` values are errors; a key counts as a value. On an
+/// error the result is empty and `error`, when given, says what is wrong and at which byte. What lies behind
+/// that byte has taken no memory.
 std::optional<json::value> parseJson(std::string_view text, std::string* error = nullptr,
-                                     json::storage_ptr storage = {});
+                                     json::storage_ptr storage = {},
+                                     std::size_t mostValues = anyNumberOfValues);
 
 /// The document as text, indented by two spaces for each level, `"key" : value`, members in the document's
 /// own order, without a line break at the end.

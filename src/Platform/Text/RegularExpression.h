@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,18 +18,27 @@ struct RegularExpressionOptions {
 
 enum class RegularExpressionOutcome { match, noMatch, badPattern, exhausted };
 
-/// How long a search may take, in steps. A step is the same amount of work on every machine, 10,000 saved
-/// states of the engine, and takes about 0.2 ms.
-struct RegularExpressionSteps {
-    std::size_t limit;
-    std::size_t taken = 0;
+/// How much work searches may do. A unit is the same amount of work on every machine, and takes about a
+/// nanosecond at most: what cannot be counted is charged at the highest cost that it may have.
+struct RegularExpressionWork {
+    std::uint64_t limit;
+    std::uint64_t taken = 0; ///< by all searches with this object
+    /// Searches of one thread that name the same reader, other than 0, in turn pay once for compiling a
+    /// pattern that they share. What they pay does not depend on what the thread has searched for before.
+    std::uint64_t reader = 0;
 };
 
+/// A pattern may have this many bytes.
+inline constexpr std::size_t longestPattern = std::size_t{16} << 10;
+
 /// Searches the whole text for the pattern, in ICU's syntax; both are UTF-8. The outcome is `badPattern` when
-/// the pattern does not compile, and `exhausted` when the search reaches its limit of steps or 8 MB of stack;
-/// `error` then names the cause. Each thread keeps the last few compiled patterns. Does not throw.
+/// the pattern does not compile, and `exhausted` when the pattern is too long, or compiling it and the search
+/// would take more than is left of the work or 8 MB of stack; `error` then names the cause. Does not throw.
+///
+/// Each thread keeps the compiled patterns that it used last: at most 512, and as many as take 4 MiB of
+/// memory by a rough estimate, with 64 KiB of stack for each.
 RegularExpressionOutcome searchRegularExpression(std::string_view text, std::string_view pattern,
                                                  const RegularExpressionOptions& options,
-                                                 RegularExpressionSteps& steps, std::string& error);
+                                                 RegularExpressionWork& work, std::string& error);
 
 } // namespace kiv

@@ -16,6 +16,8 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include "Platform/Threads/Fork.h"
+
 namespace kiv {
 namespace {
 
@@ -326,6 +328,7 @@ std::string withCases(std::string_view text, Map map) {
 // The empty name selects the root locale; null would select the locale of the process.
 
 std::string capitalized(std::string_view text) {
+    const ForkShield shield; // ICU has locks of its own
     return withCases(text, [](icu::StringPiece input, icu::ByteSink& sink, UErrorCode& status) {
         icu::CaseMap::utf8ToTitle("", 0, nullptr, input, sink, nullptr, status);
     });

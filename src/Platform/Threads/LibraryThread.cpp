@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
@@ -36,7 +37,6 @@ struct Threads {
     std::condition_variable someHalted;
     std::vector<std::shared_ptr<LibraryThread>> all;
     std::atomic<bool> ending{false};
-    const pid_t process = getpid();
 };
 
 thread_local LibraryThread* ownThread = nullptr;
@@ -53,21 +53,18 @@ void join(const LibraryThread& thread, std::chrono::milliseconds patience) {
 }
 
 Threads& threads() {
-    static Threads& all = []() -> Threads& {
+    static const PerProcess<Threads>& all = []() -> const PerProcess<Threads>& {
         // Exit handlers run in the reverse order of their registration. Ours runs before OpenSSL's, which
         // this initialisation registers.
         OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
         std::atexit(haltAll);
-        return *new Threads;
+        return *new PerProcess<Threads>(std::make_unique<Threads>);
     }();
-    return all;
+    return all.get();
 }
 
 void haltAll() {
     Threads& own = threads();
-    if (own.process != getpid()) {
-        return; // a child after a fork
-    }
     const auto start = std::chrono::steady_clock::now();
     own.ending = true;
     std::unique_lock lock(own.lock);
@@ -159,7 +156,7 @@ bool startLibraryThread(const char* name, std::function<void()> run, std::functi
     auto thread =
         std::make_shared<LibraryThread>(LibraryThread{name, std::move(run), std::move(interrupt), patience});
     const std::lock_guard lock(own.lock);
-    if (own.ending) {
+    if (own.ending || isSilentFork()) {
         return false;
     }
     forgetEnded(own);

@@ -1,6 +1,7 @@
 #include "Platform/Threads/Queues.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -14,6 +15,7 @@
 
 #include "Platform/Host/HostLog.h"
 #include "Platform/System/Clock.h"
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/LibraryThread.h"
 #include "Platform/Threads/ThreadEnd.h"
 
@@ -34,6 +36,9 @@ struct Timer::State {
 
 namespace {
 
+/// Of all timers, also of a parent process.
+std::atomic<std::uint64_t> lastNumber{0};
+
 class TaskThread;
 thread_local const TaskThread* runningThread = nullptr;
 
@@ -44,20 +49,29 @@ public:
     explicit TaskThread(const char* name) : name_(name) {}
 
     void post(Task task) {
+        if (isSilentFork()) {
+            return;
+        }
         const std::lock_guard lock(lock_);
         tasks_.push_back(std::move(task));
         wake();
     }
 
     void postAtRest(Task task) {
+        if (isSilentFork()) {
+            return;
+        }
         const std::lock_guard lock(lock_);
         tasksAtRest_.push_back(std::move(task));
         wake();
     }
 
     void add(const std::shared_ptr<Timer::State>& timer) {
+        if (isSilentFork()) {
+            return;
+        }
         const std::lock_guard lock(lock_);
-        timer->number = ++lastNumber_;
+        timer->number = ++lastNumber;
         insert(timer);
         wake();
     }
@@ -67,7 +81,7 @@ public:
         // destroyed.
         std::shared_ptr<const Task> released;
         const std::lock_guard lock(lock_);
-        timers_.erase({timer.due, timer.number});
+        timers_.erase({timer.due, timer.number}); // a timer of the parent process is not among them
         released.swap(timer.task);
     }
 
@@ -193,7 +207,6 @@ private:
     std::deque<Task> tasks_;
     std::deque<Task> tasksAtRest_;
     std::map<std::pair<Instant, std::uint64_t>, std::shared_ptr<Timer::State>> timers_;
-    std::uint64_t lastNumber_ = 0;
     std::uint64_t idleAsked_ = 0;
     std::uint64_t idleAnswered_ = 0;
     bool started_ = false;
@@ -201,13 +214,15 @@ private:
 };
 
 TaskThread& workThread() {
-    static TaskThread& thread = *new TaskThread("kiv-work");
-    return thread;
+    static auto& thread =
+        *new PerProcess<TaskThread>([] { return std::make_unique<TaskThread>("kiv-work"); });
+    return thread.get();
 }
 
 TaskThread& mainThread() {
-    static TaskThread& thread = *new TaskThread("kiv-main");
-    return thread;
+    static auto& thread =
+        *new PerProcess<TaskThread>([] { return std::make_unique<TaskThread>("kiv-main"); });
+    return thread.get();
 }
 
 /// The duration, held between zero and a century so that the present time can be added without overflow.

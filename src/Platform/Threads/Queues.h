@@ -5,8 +5,8 @@
 
 /// Where the library's own work runs: on one thread for all serial queues and timers, and on the
 /// application's main queue or a thread in its place. A thread starts with its first task. The process ends
-/// without waiting for tasks; a task that has not run by then never runs. A child after a fork has none of
-/// these threads.
+/// without waiting for tasks; a task that has not run by then never runs. The tasks and timers of a process
+/// are not its child's after a fork; in a silent child (Fork.h), new ones are dropped.
 namespace kiv {
 
 /// Runs its tasks one after the other, in the order in which they were posted, on the library's work thread.

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "Model/KIVDocumentLimits.h"
 #include "Model/KIVJSONKeys.h"
 #include "Terminal.h"
 #include "expression/ExpressionReader.h"
@@ -29,6 +30,21 @@ constexpr std::string_view deploymentMembers[] = {KIVC_JSON_data_experimentsCond
 constexpr std::string_view flagMembers[] = {KIVC_featureFlag_name};
 constexpr std::string_view targetGroupMembers[] = {KIVC_JSON_data_targetGroupsGroupId,
                                                    KIVC_JSON_data_targetGroupsGroupCondition};
+
+/// How many values and keys the value consists of.
+std::size_t valuesOf(const json::value& value) {
+    std::size_t count = 1;
+    if (const json::object* object = value.if_object()) {
+        for (const auto& member : *object) {
+            count += 1 + valuesOf(member.value());
+        }
+    } else if (const json::array* array = value.if_array()) {
+        for (const json::value& element : *array) {
+            count += valuesOf(element);
+        }
+    }
+    return count;
+}
 
 } // namespace
 
@@ -78,6 +94,11 @@ void DocumentLint::checkElements(std::string_view name, Place (*placeOf)(std::si
 }
 
 void DocumentLint::checkDocument() {
+    if (const std::size_t values = valuesOf(payload_); values > mostPayloadValues) {
+        error("there are " + std::to_string(values) + " values and keys",
+              "Every application refuses the document: it takes " + std::to_string(mostPayloadValues) +
+                  " at most.");
+    }
     const json::value* application = checked(payload_, KIVC_JSON_appKey, Type::text, true);
     if (!application || (application->is_string() && application->get_string().empty())) {
         error("there is no \"application\"",

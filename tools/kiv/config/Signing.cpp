@@ -12,6 +12,7 @@
 
 #include "Command.h"
 #include "Files.h"
+#include "Model/KIVDocumentLimits.h"
 #include "Model/KIVJSONKeys.h"
 #include "Platform/Crypto/Base64.h"
 #include "Platform/System/Freer.h"
@@ -154,7 +155,13 @@ std::string signedEnvelope(const PrivateKey& key, std::string_view payload, cons
     const json::object envelope{{KIVC_JSON_data, payload},
                                 {KIVC_JSON_signature, encodeBase64(sign(key, payload))},
                                 {KIVC_JSON_data_signedDate, date}};
-    return prettyJson(envelope) + "\n";
+    std::string text = prettyJson(envelope) + "\n";
+    if (text.size() > mostEnvelopeBytes) {
+        throw BadInput("the signed document has " + std::to_string(text.size()) +
+                       " bytes; applications refuse an answer of more than " +
+                       std::to_string(mostEnvelopeBytes));
+    }
+    return text;
 }
 
 } // namespace kiv::tool

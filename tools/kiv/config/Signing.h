@@ -34,7 +34,8 @@ std::string certificateDer(std::string_view text, const std::string& name);
 /// The RSA signature of the bytes, PKCS#1 v1.5 with SHA-256.
 std::string sign(const PrivateKey& key, std::string_view bytes);
 
-/// The text of an envelope around a payload, whose text is signed as it is.
+/// The text of an envelope around a payload, whose text is signed as it is. Throws `BadInput` when it is
+/// larger than `mostEnvelopeBytes`.
 std::string signedEnvelope(const PrivateKey& key, std::string_view payload, const std::string& date);
 
 } // namespace kiv::tool

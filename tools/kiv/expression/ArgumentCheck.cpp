@@ -48,8 +48,8 @@ std::string readable(std::string_view error) {
 
 Problem checkPattern(const OperatorSignature& op, const Token& token) {
     std::string error;
-    RegularExpressionSteps steps{1};
-    if (searchRegularExpression("", token.text, {}, steps, error) != RegularExpressionOutcome::badPattern) {
+    RegularExpressionWork work{.limit = std::uint64_t{1} << 32};
+    if (searchRegularExpression("", token.text, {}, work, error) != RegularExpressionOutcome::badPattern) {
         return {};
     }
     return failure(op, "a regular expression", token,

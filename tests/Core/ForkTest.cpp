@@ -1,0 +1,232 @@
+#include <atomic>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "CorvaneClient/Shop.h"
+#include "Platform/System/Files.h"
+#include "Reporting/KIVDeviceProperties.h"
+#include "Support/CapturedLog.h"
+#include "Support/Inbox.h"
+#include "Support/LoopbackServer.h"
+#include "Support/Signing.h"
+#include "Support/Threads.h"
+
+namespace {
+
+using Server = LoopbackServer;
+using Context = KIVDynamicPropertyContext;
+
+struct ForkFlags : KIVBaseContainer {
+    KIVString color{"blue"};
+    KIVString seen{"none"};
+    KIVString given{"none"};
+    KIVString frozen{"none", {}, KIVFreezeForever};
+    KIV_CONTAINER(ForkFlags, color, seen, given, frozen);
+};
+
+/// The exit status of a child that does `work`, 0 when `work` returns true. A child that hangs is ended by a
+/// signal, which gives -1.
+int inChild(const std::function<bool()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        _exit(work() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class Fork : public ::testing::Test {
+protected:
+    Fork() {
+        KIVCore::register_("shop", flags);
+        serve("red");
+    }
+    ~Fork() override { KIVCore::shutdown(); }
+
+    void setUp() {
+        KIVCore::setupWithKey(
+            shopKey, {.onConfigurationFetched = [heard = heard](const auto& result) { heard->put(result); },
+                      .verbose = 1,
+                      .customSigningCertificate = signer.certificateBase64,
+                      .networkConfigurations = {{.getConfigCloudEndpoint = server.url("/cdn"),
+                                                 .pushNotificationEndpoint = server.url("/sse")}}});
+        ASSERT_TRUE(heard->next());
+    }
+
+    void serve(const std::string& color) {
+        server.on(
+            "/cdn/" + shopKey + "/" + KIVDeviceProperties::buidFor(shopKey, signer.certificateBase64),
+            Server::answer(200, signer.sign(payloadOf({experiment("shop.color", color),
+                                                       makeExperiment("shop.seen", R"(property("seen"))"),
+                                                       makeExperiment("shop.given", R"(property("given"))"),
+                                                       makeExperiment("shop.frozen", R"(property("slow"))"),
+                                                       experiment("kiv.internal.pushUpdates", "true")}))));
+    }
+
+    bool canRead() const { return flags->color.value() == "red"; }
+    bool canSetProperties() const {
+        KIVCore::setCustomStringProperty("child", "seen");
+        return flags->seen.value() == "child";
+    }
+    bool canGiveContexts() const {
+        KIVCore::setGlobalDynamicPropertyContext(Context({{"given", std::string("global")}}));
+        return flags->given.value() == "global" &&
+               flags->given.value(Context({{"given", std::string("own")}})) == "global";
+    }
+    bool canOverride() const {
+        KIVCore::overrides()->setOverride("green", "shop.color");
+        const bool isOverridden = flags->color.value() == "green";
+        KIVCore::overrides()->clearOverrideForName("shop.color");
+        return isOverridden && canRead();
+    }
+
+    CapturedLog log;
+    const Signer signer = makeSigner();
+    LoopbackServer server;
+    std::shared_ptr<ForkFlags> flags = std::make_shared<ForkFlags>();
+    std::shared_ptr<Inbox<KIVFetcherResult>> heard = std::make_shared<Inbox<KIVFetcherResult>>();
+};
+
+// The other threads are in the midst of everything that takes a lock.
+TEST_F(Fork, LeavesAChildThatGoesOn) {
+    setUp();
+    std::atomic<int> round = 0;
+    std::atomic<unsigned> failures = 0;
+    const auto disturb = [&] {
+        const std::string name = "other" + std::to_string(++round % 50);
+        KIVCore::setCustomStringProperty(name, name);
+        KIVCore::setGlobalDynamicPropertyContext(Context({{name, name}}));
+        KIVCore::overrides()->setOverride(name, "shop." + name);
+        KIVCore::dynamicAPI()->isEnabled("shop.made" + std::to_string(round), false);
+        flags->given.value(Context({{"given", name}}));
+        KIVCore::flagsViewController();
+    };
+    besideThreads(4, disturb, [&] {
+        for (int i = 0; i < 100; ++i) {
+            const int status = inChild([&] {
+                EXPECT_TRUE(canRead());
+                EXPECT_TRUE(canSetProperties());
+                EXPECT_TRUE(canGiveContexts());
+                EXPECT_TRUE(canOverride());
+                return !HasFailure();
+            });
+            failures += status == 0 ? 0 : 1;
+        }
+    });
+    EXPECT_EQ(failures, 0U);
+}
+
+TEST_F(Fork, IsSilentUntilItIsToldToResume) {
+    setUp();
+    ASSERT_TRUE(server.waitForRequests(2)) << "the document, and the stream";
+    const std::string library = *KIVHost::current()->libraryDirectory;
+    const std::string overrides = library + "/Application Support/io.corvane/flags/overrides";
+    EXPECT_EQ(inChild([&] {
+                  KIVCore::fetch();
+                  KIVCore::register_("late", std::make_shared<ShopFlags>());
+                  KIVCore::switchToSDKKey("5e0bd1f2c3a4b5d6e7f80999");
+                  KIVCore::overrides()->setOverride("green", "shop.color");
+                  const bool isSilent = !kiv::fileExists(overrides) && flags->color.value() == "green";
+                  KIVCore::shutdown();
+                  return isSilent;
+              }),
+              0);
+    EXPECT_EQ(server.requests().size(), 2U);
+    EXPECT_EQ(KIVCore::currentSDKKey(), shopKey);
+    EXPECT_TRUE(canRead());
+}
+
+TEST_F(Fork, ResumesWithThreadsConnectionsAndAFetchOfItsOwn) {
+    const auto word = std::make_shared<std::promise<std::string>>();
+    const auto streams = std::make_shared<std::atomic<int>>(0);
+    server.on("/sse/" + shopKey, [word, streams](const auto&, Server::Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n:\n\n");
+        if ((*streams)++ == 0) {
+            connection.send(word->get_future().get());
+        }
+        connection.stall();
+    });
+    setUp();
+    ASSERT_TRUE(eventually([&] { return *streams == 1; }));
+    serve("green");
+    EXPECT_EQ(inChild([&] {
+                  const bool goesOn = canRead() && canSetProperties();
+                  KIVCore::resumeAfterFork();
+                  // The stored document first, then that of the service.
+                  const auto stored = heard->next();
+                  const auto fetched = heard->next();
+                  KIVCore::resumeAfterFork(); // does nothing
+                  return goesOn && stored && fetched && stored->fetcherStatus == 2 &&
+                         fetched->fetcherStatus == 3 && flags->color.value() == "green" &&
+                         KIVCore::state() == 2;
+              }),
+              0);
+    // The child has opened a stream of its own, and the parent's is as it was.
+    ASSERT_TRUE(eventually([&] { return *streams == 2; }));
+    EXPECT_TRUE(canRead());
+    word->set_value("event: changed\ndata: x\n\n");
+    EXPECT_TRUE(eventually([&] { return flags->color.value() == "green"; }));
+}
+
+TEST_F(Fork, FreezesAFlagThatAThreadOfTheParentWasFreezing) {
+    std::promise<void> begun;
+    std::promise<void> go;
+    std::atomic<bool> waits = true;
+    KIVCore::setCustomComputedStringProperty(
+        [&](std::string_view, const Context&) {
+            if (waits.exchange(false)) {
+                begun.set_value();
+                go.get_future().wait();
+            }
+            return std::string("value");
+        },
+        "slow");
+    setUp();
+    std::thread freezing([&] { EXPECT_EQ(flags->frozen.value(), "value"); });
+    begun.get_future().wait();
+    EXPECT_EQ(inChild([&] {
+                  const bool isRead = flags->frozen.value() == "value";
+                  KIVCore::setCustomStringProperty("other", "slow");
+                  return isRead && flags->frozen.isFreezed() && flags->frozen.value() == "value";
+              }),
+              0);
+    go.set_value();
+    freezing.join();
+}
+
+// A setup in another thread holds its lock while it calls the application.
+TEST_F(Fork, GoesOnAfterASetupThatWasCutShort) {
+    setUp();
+    std::promise<void> begun;
+    std::promise<void> go;
+    std::thread settingUp([&] {
+        KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80913",
+                              {.onConfigurationFetched =
+                                   [&](const auto& result) {
+                                       if (result.fetcherStatus != 3) {
+                                           begun.set_value();
+                                           go.get_future().wait();
+                                       }
+                                   },
+                               .customSigningCertificate = signer.certificateBase64});
+    });
+    begun.get_future().wait();
+    EXPECT_EQ(inChild([&] {
+                  KIVCore::resumeAfterFork();
+                  KIVCore::shutdown();
+                  KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80914", {.networkConfigurations = {{}}});
+                  return KIVCore::state() == 2U;
+              }),
+              0);
+    go.set_value();
+    settingUp.join();
+}
+
+} // namespace
