@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t chargeOfSearch = std::size_t{1} << 10;
 
 /// The units of work of a search that are charged as one byte.
-constexpr std::size_t workOfByte = 6;
+constexpr std::uint64_t workOfByte = 6;
 
 kiv::RegularExpressionOptions optionsOf(std::string_view flags) {
     const auto has = [flags](char flag) { return flags.find(flag) != flags.npos; };

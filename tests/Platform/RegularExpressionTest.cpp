@@ -15,7 +15,7 @@ using Outcome = kiv::RegularExpressionOutcome;
 Outcome search(std::string_view text, std::string_view pattern,
                const RegularExpressionOptions& options = {}) {
     std::string error;
-    kiv::RegularExpressionWork work{400'000'000};
+    kiv::RegularExpressionWork work{kiv::workOfARead};
     const Outcome outcome = kiv::searchRegularExpression(text, pattern, options, work, error);
     EXPECT_LE(work.taken, work.limit);
     EXPECT_EQ(error.empty(), outcome == Outcome::match || outcome == Outcome::noMatch)
@@ -83,7 +83,7 @@ Outcome searchWithinARead(std::string_view text, std::string_view pattern,
                           const RegularExpressionOptions& options, std::uint64_t reader,
                           std::uint64_t& taken) {
     std::string error;
-    kiv::RegularExpressionWork work{.limit = 400'000'000, .reader = reader};
+    kiv::RegularExpressionWork work{.limit = kiv::workOfARead, .reader = reader};
     const Outcome outcome = kiv::searchRegularExpression(text, pattern, options, work, error);
     taken = work.taken;
     return outcome;

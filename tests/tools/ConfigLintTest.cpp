@@ -94,6 +94,8 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(isInPercentageRange(0.5, 0.5, "s"))", {"warning 26: the range of shares is empty"}},
         {R"(match("a", "[", "g"))",
          {"error 12: match takes a regular expression", "warning 17: the flags \"g\""}},
+        {R"(match("a", ")" + std::string(20'000, 'x') + R"(", ""))",
+         {"error 12: match takes a regular expression"}},
         {R"(isInTargetGroup("VIP"))", {"error 17: there is no target group \"VIP\""}},
     };
     std::vector<std::string> conditions;

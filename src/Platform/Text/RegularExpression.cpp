@@ -15,6 +15,7 @@
 #include <unicode/ustring.h>
 
 #include "Platform/Text/PatternCost.h"
+#include "Platform/Threads/Fork.h"
 
 namespace kiv {
 namespace {

@@ -28,6 +28,9 @@ struct RegularExpressionWork {
     std::uint64_t reader = 0;
 };
 
+/// The work that all searches of one read may do together, rounded down.
+inline constexpr std::uint64_t workOfARead = 400'000'000;
+
 /// A pattern may have this many bytes.
 inline constexpr std::size_t longestPattern = std::size_t{16} << 10;
 

@@ -48,8 +48,12 @@ std::string readable(std::string_view error) {
 
 Problem checkPattern(const OperatorSignature& op, const Token& token) {
     std::string error;
-    RegularExpressionWork work{.limit = std::uint64_t{1} << 32};
-    if (searchRegularExpression("", token.text, {}, work, error) != RegularExpressionOutcome::badPattern) {
+    RegularExpressionWork work{.limit = workOfARead};
+    const RegularExpressionOutcome outcome = searchRegularExpression("", token.text, {}, work, error);
+    if (outcome == RegularExpressionOutcome::exhausted) {
+        return failure(op, "a regular expression", token, "It cannot be used: " + error + ".");
+    }
+    if (outcome != RegularExpressionOutcome::badPattern) {
         return {};
     }
     return failure(op, "a regular expression", token,
