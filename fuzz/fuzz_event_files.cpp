@@ -8,6 +8,7 @@
 #include "Analytics/KIVSEGAES256Crypto.h"
 #include "Analytics/KIVSEGEventQueue.h"
 #include "Analytics/KIVSEGFileStorage.h"
+#include "Analytics/KIVSEGQueueFiles.h"
 #include "FuzzFolder.h"
 #include "Platform/System/Files.h"
 
@@ -25,22 +26,23 @@ std::shared_ptr<KIVSEGFileStorage> storageOf(bool isEncrypted) {
                                                isEncrypted ? crypto : nullptr);
 }
 
-/// Reads the queue, changes it and reads it again from its file. To be called by a task of `tasks`.
-void use(const std::shared_ptr<KIVSEGFileStorage>& storage, const kiv::SerialQueue& tasks) {
-    const auto queue = std::make_shared<KIVSEGEventQueue>(storage, tasks);
+/// Reads the queue, changes it and reads it again from its file. To be called by a task of a queue.
+void use(const std::shared_ptr<KIVSEGFileStorage>& storage) {
+    // One object for all inputs: it keeps its lock file open.
+    static const auto& files = *new auto(std::make_shared<KIVSEGQueueFiles>(storage->folderURL()));
+    const auto queue = std::make_shared<KIVSEGEventQueue>(storage, files);
     const std::size_t size = queue->size();
-    const kiv::json::array batch = queue->oldest(20);
+    const kiv::json::array batch = queue->beginUpload(20);
     for (const auto& event : batch) {
         if (!kiv::textMember(event, KIVSEGEventQueue::identityKey)) {
             std::abort();
         }
     }
-    queue->remove(batch);
+    queue->endUpload(batch, false);
     queue->append(kiv::json::object{{KIVSEGEventQueue::identityKey, "own"}, {"event", "impression"}});
     queue->persist();
     const std::size_t left = queue->size();
-    queue->readAgain();
-    if (queue->size() != left || left == 0 || left > size + 1) {
+    if (std::make_shared<KIVSEGEventQueue>(storage, files)->size() != left || left == 0 || left > size + 1) {
         std::abort();
     }
 }
@@ -66,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::promise<void> done;
     kiv::SerialQueue tasks;
     tasks.post([&] {
-        use(storage, tasks);
+        use(storage);
         tasks.postAtRest([&] { done.set_value(); }); // after the tasks that the queue posted
     });
     done.get_future().wait();

@@ -266,6 +266,7 @@ void Workload::fork(Random& random) {
         if (resumes) {
             KIVCore::resumeAfterFork();
             KIVCore::fetch();
+            std::this_thread::sleep_for(std::chrono::milliseconds(upTo(random, 500)));
         }
         for (int round = 0; round < 20; ++round) {
             const std::string pair = flags_->pair.peek();

@@ -3,8 +3,14 @@
 #include <kiv/KIVHost.h>
 
 #include "Platform/Http/HttpClient.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
+
+bool isCredential(std::string_view header) {
+    const std::string name = lowercasedAscii(header);
+    return name == "authorization" || name == "cookie";
+}
 
 std::string configureConnection(CURL* handle, std::optional<std::size_t> bodyLimit) {
     const auto host = KIVHost::current();

@@ -23,17 +23,6 @@ TransportError error(long code, std::string description) {
     return {std::string(urlErrorDomain), code, std::move(description)};
 }
 
-/// Whether the header is for the host of the request alone, as libcurl says too.
-bool isCredential(std::string_view header) {
-    const std::string name = lowercasedAscii(header);
-    return name == "authorization" || name == "cookie";
-}
-
-/// Limits in seconds for the connection of a request that sets no limit, and for a look-up, which libcurl
-/// must not give up: its thread would go on unseen.
-constexpr long connectLimit = 300;
-constexpr long lookupLimit = 2'000'000;
-
 /// The instant `seconds` after `start`. Nullopt when there is no limit: `seconds` is zero or less, or longer
 /// than a process lives.
 std::optional<HttpTransfer::Instant> after(HttpTransfer::Instant start, double seconds) {
