@@ -127,8 +127,8 @@ TEST(HttpClient, TellsWhatTheServerDid) {
             EXPECT_FALSE(response.error->description.empty()) << each.path;
         }
     }
-    server.on("/limit", Server::answer(200, std::string(64U << 20, 'x')));
-    EXPECT_EQ(get(server.url("/limit")).body.size(), 64U << 20);
+    server.on("/limit", Server::answer(200, std::string(16U << 20, 'x')));
+    EXPECT_EQ(get(server.url("/limit")).body.size(), 16U << 20);
 }
 
 TEST(HttpClient, TellsWhyThereIsNoServer) {
