@@ -254,6 +254,9 @@ class Soak:
             self.growth[what] = (before, after)
             if after > before + bound:
                 self.fail("leaked", f"{what} grew from {before} to {after}")
+        tenths = [[size["memory"] for moment, size in self.sizes if int(10 * moment / self.seconds) == tenth]
+                  for tenth in range(10)]
+        self.course = [sorted(tenth)[len(tenth) // 2] >> 10 for tenth in tenths if tenth]
         most = max(size["library"] for _, size in self.sizes)
         if most > THREADS_OF_A_NAME:
             self.fail("leaked", f"{most} threads of the library have one name")
@@ -270,6 +273,7 @@ class Soak:
         print("  steady         " + ", ".join(f"{name} {value}" for name, value in self.steady.stats.items()))
         for what, (before, after) in getattr(self, "growth", {}).items():
             print(f"  {what:<14} {before} early, {after} late" + (" KiB" if what == "memory" else ""))
+        print("  memory, MiB    " + " ".join(map(str, getattr(self, "course", []))) + ", tenth by tenth of the run")
         kinds = {kind: sum(1 for each, _ in self.failures if each == kind) for kind, _ in self.failures}
         print("  result         " + (", ".join(f"{count} {kind}" for kind, count in kinds.items()) or
                                      "nothing lost, torn, wrong, hung or leaked"))

@@ -278,6 +278,7 @@ std::string HttpTransfer::currentUrl() const {
 void HttpTransfer::readHeader(std::string_view line) {
     if (line.starts_with("HTTP/")) { // another response begins, after a redirect or an interim response
         response_.headers.clear();
+        isHeadWhole_ = false;
         return;
     }
     line = trimmed(line);
@@ -292,6 +293,7 @@ void HttpTransfer::readHeader(std::string_view line) {
 }
 
 void HttpTransfer::endHeaders() {
+    isHeadWhole_ = true;
     long status = 0;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     const bool follows = status >= 300 && status < 400 &&
@@ -341,6 +343,9 @@ std::optional<HttpTransfer::Instant> HttpTransfer::deadline() const {
 }
 
 std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
+    if (!failure_ && result == CURLE_OK && !isHeadWhole_) { // no error for libcurl
+        return error(TransportError::connectionLost, "The response ended within its head");
+    }
     if (failure_ || result == CURLE_OK) {
         return failure_;
     }
@@ -353,11 +358,6 @@ std::optional<TransportError> HttpTransfer::errorOf(CURLcode result) const {
 void HttpTransfer::lookupEnded() {
     lookups_.end(this);
     freeHandle();
-}
-
-void HttpTransfer::freeHandle() {
-    handle_.reset();
-    headers_.reset();
 }
 
 void HttpTransfer::complete(std::optional<TransportError> failure) {

@@ -89,7 +89,10 @@ private:
     bool tooLarge();
     bool isPost() const { return request_.method == "POST"; }
     bool mayLookUp();
-    void freeHandle();
+    void freeHandle() {
+        handle_.reset();
+        headers_.reset();
+    }
     bool continueAt(const std::string& url, long redirects);
     std::string currentUrl() const;
     void touch() { lastActivity_ = std::chrono::steady_clock::now(); }
@@ -110,6 +113,7 @@ private:
     bool lookupFree_ = false; ///< what is looked up next is an address
     HttpResponse response_;
     std::size_t headerBytes_ = 0;
+    bool isHeadWhole_ = false;  ///< the headers of the present response have ended
     bool isLost_ = false;       ///< the connection of a POST broke before an answer came
     bool isUnanswered_ = false; ///< a request is under way, and nothing has come back yet
     long redirects_ = 0;        ///< that were followed before the handle was added again
