@@ -1,6 +1,9 @@
 #include <filesystem>
+#include <set>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Analytics/KIVSEGAES256Crypto.h"
 #include "Analytics/KIVSEGFileStorage.h"
@@ -69,6 +72,39 @@ TEST_F(Impressions, ArriveWhenTheDocumentAsksForThem) {
             {"distinctId", "loyal"}, {"flag", "shop.color"}, {"type", "IMPRESSION"}, {"value", "red"}}));
     EXPECT_EQ(events[1].at("flag"), "shop.open");
     EXPECT_EQ(events[1].as_object().size(), 4U);
+}
+
+TEST_F(Impressions, OfAParentAndOfAChildThatResumesAreSentOnce) {
+    setUp("true");
+    const auto readAs = [&](const std::string& customer) {
+        KIVCore::setCustomStringProperty(customer, "customer");
+        EXPECT_EQ(flags->color.getStringValue(), "red");
+    };
+    readAs("parent");
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        readAs("silent");
+        KIVCore::resumeAfterFork();
+        readAs("child");
+        readAs("child again");
+        KIVCore::shutdown();
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    readAs("parent again");
+    KIVCore::shutdown();
+    std::multiset<std::string> customers;
+    EXPECT_TRUE(server.waitForRequests(2));
+    for (const auto& request : server.requests()) {
+        const auto body = kiv::parseJson(request.body);
+        for (const auto& event : body->at("events").as_array()) {
+            customers.emplace(event.at("distinctId").as_string());
+        }
+    }
+    EXPECT_EQ(customers, (std::multiset<std::string>{"child", "child again", "parent", "parent again"}));
 }
 
 TEST_F(Impressions, StayAtHomeOtherwise) {
