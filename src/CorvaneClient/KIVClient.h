@@ -73,8 +73,8 @@ public:
     void setup();
 
     /// Stops the client, starts the upload of the waiting impressions, and empties the flags repository.
-    /// Waits 100 milliseconds at most for the impressions to be on disk and for the service's answer; does not
-    /// wait when no impression waits, or on the library's work thread.
+    /// Waits 100 milliseconds at most for the impressions to be on disk and for the service's answer; does
+    /// not wait when no impression waits, or on the library's work thread.
     void shutdown();
 
     /// From now on the client observes nothing, gives flags no experiments and starts no request; the answer

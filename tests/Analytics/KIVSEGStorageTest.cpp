@@ -113,7 +113,7 @@ TEST_F(Storage, HoldsOnWithoutAFolder) {
     }
     EXPECT_TRUE(log.has({"error: "}));
     json::value deep = 1;
-    for (int i = 0; i < 501; ++i) {
+    for (int i = 0; i < 1002; ++i) {
         deep = Array{std::move(deep)};
     }
     KIVSEGFileStorage().setArray(deep.as_array(), "deep");
