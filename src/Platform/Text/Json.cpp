@@ -79,8 +79,8 @@ private:
 
     std::size_t left_; ///< how many more values the document may have
     bool hasTooMany_ = false;
-    std::array<unsigned char, 2048>
-        buffer_; ///< enough for small documents, so that the stack allocates nothing
+    /// Enough for small documents, so that the stack allocates nothing. The stack makes values in it.
+    alignas(json::value) std::array<unsigned char, 2048> buffer_;
     json::value_stack stack_;
 };
 
