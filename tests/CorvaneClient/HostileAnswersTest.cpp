@@ -182,7 +182,7 @@ TEST_F(HostileAnswers, AreErrorsWhereMemoryIsShort) {
     ASSERT_EQ(fetched(), "3 ");
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_AS, &limit), 0);
-    for (const std::size_t room : {5, 20, 28, 40, 50, 60}) {
+    for (const std::size_t room : {5U, 20U, 28U, 40U, 50U, 60U}) {
         const rlimit tight{.rlim_cur = statusBytes("VmSize") + room * MiB, .rlim_max = limit.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
         const std::string result = fetched();
