@@ -114,14 +114,15 @@ TEST(RegularExpression, EndsWhatTheEngineDoesNotCount) {
         {"a reference to a long group", letters, "^(.*)\\1x", {}},
         {"large states", std::string(5'000, 'a'), "(?:a|aa)*?!" + times(4'000, "()"), {}},
     };
-    for (const auto& [name, text, pattern, options] : cases) {
+    for (const auto& each : cases) {
         std::uint64_t taken = 0;
         EXPECT_LT(processorTime([&] {
-                      EXPECT_EQ(searchWithinARead(text, pattern, options, 0, taken), Outcome::exhausted)
-                          << name;
+                      EXPECT_EQ(searchWithinARead(each.text, each.pattern, each.options, 0, taken),
+                                Outcome::exhausted)
+                          << each.name;
                   }),
                   plentyOfTime)
-            << name;
+            << each.name;
     }
     // Fewer saved states than the engine reports.
     std::uint64_t taken = 0;
