@@ -5,17 +5,11 @@
 #include <kiv/NotificationCenter.h>
 
 #include "CorvaneClient/KIVClient.h"
-#include "CorvaneClient/KIVClientDataParser.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
-#include "Model/KIVConfiguration.h"
 #include "Model/KeyForm.h"
 #include "Model/StoredKey.h"
-#include "Network/KIVEnvironment.h"
-#include "Network/KIVNetwork.h"
 #include "Platform/Host/UserDefaults.h"
 #include "Platform/Threads/Fork.h"
-#include "Runtime/KIVAppVersionMonitor.h"
-#include "Runtime/KIVDataPersistency.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
@@ -129,7 +123,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
 }
 
 void KIVCoreInstance::startClient(ClientParameters parameters) {
-    const auto client = createClient(parameters);
+    const auto client = isVersionSwitchedOff() ? nullptr : makeClient(parameters, *this);
     std::shared_ptr<KIVClient> replaced = client;
     std::optional<ClientParameters> former(std::move(parameters));
     {
@@ -230,46 +224,6 @@ std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::devicePropertiesForSDKKey(
     const kiv::WriterLock lock(fieldsLock_);
     const auto found = devicePropertiesPerSDKKey_.find(key);
     return found == devicePropertiesPerSDKKey_.end() ? nullptr : found->second;
-}
-
-std::shared_ptr<KIVClient> KIVCoreInstance::createClient(const ClientParameters& parameters) {
-    const auto& [deviceProperties, storedKey, options] = parameters;
-    if (isVersionSwitchedOff()) {
-        return nullptr;
-    }
-    KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
-    // The key that the client works for decides which built-in endpoints it uses and whether it checks
-    // signatures.
-    const std::string& key = deviceProperties->appKey();
-    const bool isUuidKey = kiv::isUuidForm(key);
-    auto clientOptions = std::make_shared<KIVClientOptions>();
-    clientOptions->defaultConfigurationPath = options.defaultConfigurationPath;
-    clientOptions->disableSignatureVerification = options.disableSignatureVerification || isUuidKey;
-    clientOptions->customSigningCertificate = options.customSigningCertificate;
-    const auto flags = flagsRepositoryForSDKKey(key);
-    flags->renewFreezeLevel(options.defaultFreezeLevel);
-    const auto dataPersistency = std::make_shared<const KIVDataPersistency>();
-    return KIVClient::create({
-        .storedKey = storedKey,
-        .clientOptions = clientOptions,
-        .configuration = std::make_shared<KIVConfiguration>(),
-        .network = std::make_shared<KIVNetwork>(clientOptions, std::make_shared<const KIVURLSession>()),
-        .deviceProperties = deviceProperties,
-        .dataPersistency = dataPersistency,
-        .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),
-                                                                          deviceProperties->allProperties()),
-        .appVersionMonitor = std::make_shared<const KIVAppVersionMonitor>(*dataPersistency),
-        .configurationFetchedHandler = options.onConfigurationFetched,
-        .impressionHandler = options.impressionHandler,
-        .dynamicPropertiesRule = options.dynamicPropertiesRule,
-        .propertiesRepository = propertiesRepository_,
-        .flagsRepository = flags,
-        .targetGroupRepository = targetGroupRepository_,
-        .errorInvoker = errorInvoker_,
-        .environment = std::make_shared<const KIVEnvironment>(
-            options.networkConfigurations || !isUuidKey ? options.networkConfigurations
-                                                        : KIVEnvironment::platformNetworkConfigurations()),
-    });
 }
 
 void KIVCoreInstance::reset() {

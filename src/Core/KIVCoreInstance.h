@@ -13,6 +13,7 @@
 #include <kiv/KIVDynamicAPI.h>
 #include <kiv/KIVOptions.h>
 
+#include "Core/ClientParameters.h"
 #include "Flags/KIVClassRegister.h"
 #include "Flags/KIVFeatureFlagsRepository.h"
 #include "Model/KIVTargetGroupRepository.h"
@@ -82,14 +83,6 @@ public:
 private:
     KIVCoreInstance();
 
-    /// What a client is made from.
-    struct ClientParameters {
-        /// Of the key that the client works for: the stored key, or else the key of the setup.
-        std::shared_ptr<KIVDeviceProperties> deviceProperties;
-        std::optional<std::string> storedKey;
-        KIVOptions options;
-    };
-
     void setupInternal(const std::string& key, const KIVOptions& options);
     void setupInstance(const std::string& key, const KIVOptions& options);
     /// Makes the key current, with a repository that holds all shared flags.
@@ -107,7 +100,6 @@ private:
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     /// Puts a new client in place of the present one, which has been stopped, and starts it.
     void startClient(ClientParameters parameters);
-    std::shared_ptr<KIVClient> createClient(const ClientParameters& parameters);
     void afterFork();
     void takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name);
     /// Ends the flags screens of the present client. A screen made later for that client starts out ended.
