@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "Platform/Threads/Fork.h"
+#include "Platform/Threads/ThreadSlot.h"
 
 /// Snapshots that many threads read without a lock and without writing to shared memory.
 ///
@@ -17,18 +18,30 @@
 /// open. They only delay the release of memory.
 namespace kiv {
 
-struct Slot;
+/// Counts the objects that were retired, from 1.
+inline constinit std::atomic<std::uint64_t> presentEpoch{1};
 
 /// Open from its making to its destruction. A thread may open several, one inside the other.
 class ReadGuard {
 public:
-    ReadGuard() noexcept;
-    ~ReadGuard();
+    // The announcement must be visible before anything is loaded under the guard, and a publisher scans the
+    // announcements after it has replaced the object: with both sides sequentially consistent, a guard that
+    // the scan misses loads the new object.
+    ReadGuard() noexcept : slot_(threadSlot()) {
+        if (slot_.guards++ == 0) {
+            slot_.epoch.store(presentEpoch.load(std::memory_order_seq_cst), std::memory_order_seq_cst);
+        }
+    }
+    ~ReadGuard() {
+        if (--slot_.guards == 0) {
+            slot_.epoch.store(0, std::memory_order_release);
+        }
+    }
     ReadGuard(const ReadGuard&) = delete;
     ReadGuard& operator=(const ReadGuard&) = delete;
 
 private:
-    Slot* slot_;
+    ThreadSlot& slot_;
 };
 
 /// Runs `destroy`, which must not throw, once every guard that is open now has closed. When none is open, it

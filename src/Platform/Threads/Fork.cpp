@@ -13,11 +13,8 @@ namespace {
 
 constexpr std::chrono::seconds longestWait{2};
 
-std::atomic<int> threadsInside{0};
-std::atomic<int> threadsForking{0};
 std::atomic<bool> isSilent{false};
 std::atomic<unsigned> forks{0};
-thread_local unsigned shields = 0; ///< open on this thread
 
 struct Tasks {
     std::mutex lock;
@@ -37,23 +34,30 @@ Tasks& tasks() {
     return instance;
 }
 
-int ownShare() { return shields > 0 ? 1 : 0; }
-
 void pauseBriefly() { std::this_thread::sleep_for(std::chrono::microseconds(50)); }
 
+bool isAnotherThreadShielded() {
+    for (const ThreadSlot* slot = firstThreadSlot(); slot; slot = slot->next) {
+        if (slot != presentThreadSlot && slot->isShielded.load(std::memory_order_seq_cst)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void prepare() {
-    ++threadsForking;
+    forksUnderWay.fetch_add(1, std::memory_order_seq_cst);
     const auto until = std::chrono::steady_clock::now() + longestWait;
-    while (threadsInside > ownShare() && std::chrono::steady_clock::now() < until) {
+    while (isAnotherThreadShielded() && std::chrono::steady_clock::now() < until) {
         pauseBriefly();
     }
 }
 
-void inParent() { --threadsForking; }
+void inParent() { --forksUnderWay; }
 
 void inChild() {
-    threadsForking = 0;
-    threadsInside = ownShare();
+    forksUnderWay = 0;
+    clearOtherThreadSlots();
     ++forks;
     isSilent = true;
     for (const auto& task : tasks().all) {
@@ -63,25 +67,15 @@ void inChild() {
 
 } // namespace
 
-// A thread announces itself before it looks for forks, and a fork announces itself before it looks for
-// threads. So at least one of them sees the other.
-ForkShield::ForkShield() noexcept {
-    if (shields++ > 0) {
-        return;
-    }
-    ++threadsInside;
-    while (threadsForking > 0) {
-        --threadsInside;
-        while (threadsForking > 0) {
+// A thread announces its shield before it looks for forks, and a fork announces itself before it looks for
+// shields. So at least one of them sees the other.
+void ForkShield::waitForForks() const noexcept {
+    while (forksUnderWay.load(std::memory_order_seq_cst) > 0) {
+        slot_.isShielded.store(false, std::memory_order_seq_cst);
+        while (forksUnderWay.load(std::memory_order_seq_cst) > 0) {
             pauseBriefly();
         }
-        ++threadsInside;
-    }
-}
-
-ForkShield::~ForkShield() {
-    if (--shields == 0) {
-        --threadsInside;
+        slot_.isShielded.store(true, std::memory_order_seq_cst);
     }
 }
 

@@ -6,6 +6,8 @@
 #include <memory>
 #include <mutex>
 
+#include "Platform/Threads/ThreadSlot.h"
+
 /// What a fork means for the library.
 ///
 /// A child has the memory of its parent, and only the thread that forked. A mutex that another thread held
@@ -14,14 +16,33 @@
 /// silent: no thread starts, tasks and requests are dropped and no file is written, until `endForkSilence`.
 namespace kiv {
 
+/// How many threads are in the midst of a fork.
+inline constinit std::atomic<int> forksUnderWay{0};
+
 /// While one is open on a thread, a fork by another thread waits. For short work: inside, nothing waits for
 /// another thread and no callback runs. A thread may open several, one inside the other.
 class ForkShield {
 public:
-    ForkShield() noexcept;
-    ~ForkShield();
+    ForkShield() : slot_(threadSlot()) {
+        if (slot_.shields++ == 0) {
+            slot_.isShielded.store(true, std::memory_order_seq_cst);
+            if (forksUnderWay.load(std::memory_order_seq_cst) > 0) {
+                waitForForks();
+            }
+        }
+    }
+    ~ForkShield() {
+        if (--slot_.shields == 0) {
+            slot_.isShielded.store(false, std::memory_order_release);
+        }
+    }
     ForkShield(const ForkShield&) = delete;
     ForkShield& operator=(const ForkShield&) = delete;
+
+private:
+    void waitForForks() const noexcept;
+
+    ThreadSlot& slot_;
 };
 
 /// Holds a mutex inside a `ForkShield`. What a child uses is guarded by this or by a `WriterLock`.
