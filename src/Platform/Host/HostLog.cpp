@@ -4,6 +4,7 @@
 
 #include <kiv/KIVHost.h>
 
+#include "Platform/Threads/Fork.h"
 #include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
@@ -18,6 +19,8 @@ void writeHostLog(const std::string& line) {
         std::fprintf(stderr, "%s\n", line.c_str());
         return;
     }
+    // A sink that locks must not be left locked to a child.
+    const ForkShield shield;
     writing = true;
     try {
         host->logSink(line);

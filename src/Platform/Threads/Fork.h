@@ -20,7 +20,8 @@ namespace kiv {
 inline constinit std::atomic<int> forksUnderWay{0};
 
 /// While one is open on a thread, a fork by another thread waits. For short work: inside, nothing waits for
-/// another thread and no callback runs. A thread may open several, one inside the other.
+/// another thread, and no callback of the application runs but the log sink. A thread may open several, one
+/// inside the other.
 class ForkShield {
 public:
     ForkShield() : slot_(threadSlot()) {
