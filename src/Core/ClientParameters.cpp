@@ -9,11 +9,9 @@
 #include "Network/KIVNetwork.h"
 #include "Runtime/KIVAppVersionMonitor.h"
 #include "Runtime/KIVDataPersistency.h"
-#include "Runtime/KIVDebugger.h"
 
 std::shared_ptr<KIVClient> makeClient(const ClientParameters& parameters, const KIVCoreInstance& core) {
     const auto& [deviceProperties, storedKey, options] = parameters;
-    KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
     // The key that the client works for decides which built-in endpoints it uses and whether it checks
     // signatures.
     const std::string& key = deviceProperties->appKey();

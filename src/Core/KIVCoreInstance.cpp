@@ -123,6 +123,7 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
 }
 
 void KIVCoreInstance::startClient(ClientParameters parameters) {
+    KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
     const auto client = isVersionSwitchedOff() ? nullptr : makeClient(parameters, *this);
     std::shared_ptr<KIVClient> replaced = client;
     std::optional<ClientParameters> former(std::move(parameters));

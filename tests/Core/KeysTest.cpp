@@ -113,6 +113,19 @@ TEST_F(Keys, AnotherKeyThawsWhatTheFirstFroze) {
     EXPECT_EQ(flags->kept.value(), "yellow");
 }
 
+TEST_F(Keys, TheForegroundThawsItsOwnLevelAlone) {
+    const auto shown =
+        std::make_shared<KIVString>("blue", std::vector<KIVNullableString>(), KIVFreezeUntilForeground);
+    KIVCore::setVariant(shown, "store.shown");
+    KIVCore::setupWithKey(first, options(first, "red"));
+    EXPECT_EQ(flags->kept.value(), "red");
+    EXPECT_EQ(shown->value(), "blue");
+    EXPECT_TRUE(shown->isFreezed());
+    KIVHost::applicationWillEnterForeground();
+    EXPECT_TRUE(flags->kept.isFreezed());
+    EXPECT_FALSE(shown->isFreezed());
+}
+
 TEST_F(Keys, AShutdownDuringSetupIsTheState) {
     KIVOptions all = options(first, "red");
     all.onConfigurationFetched = [](const KIVFetcherResult&) { KIVCore::shutdown(); };

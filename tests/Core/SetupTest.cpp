@@ -157,6 +157,17 @@ TEST_F(Setup, RefusesAMalformedKeyAndRecovers) {
     KIVCore::setupWithKey(key, options(signer.sign(payload(key))));
     EXPECT_EQ(KIVCore::state(), 2U);
     EXPECT_TRUE(flags->open.isEnabled());
+
+    // A failed setup leaves the client that was there, until it is shut down or another key is set up.
+    EXPECT_EQ(nameOfFailure("5e0bd1f2"), refusal);
+    EXPECT_TRUE(flags->open.isEnabled());
+    KIVCore::setupWithKey(otherKey, options(signer.sign(payload(otherKey, "red"))));
+    EXPECT_EQ(KIVCore::state(), 2U);
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_EQ(nameOfFailure("5e0bd1f2"), refusal);
+    KIVCore::shutdown();
+    EXPECT_EQ(KIVCore::state(), 0U);
+    EXPECT_EQ(flags->color.name(), std::nullopt);
 }
 
 TEST_F(Setup, GoesThroughItsStates) {
@@ -197,6 +208,19 @@ TEST_F(Setup, OfASecondKeyReplacesTheClient) {
     KIVCore::switchToSDKKey(key);
     EXPECT_EQ(KIVCore::currentSDKKey(), key);
     EXPECT_EQ(kiv::UserDefaults::standard().string("KIV_CURRENT_SDK_KEY"), key);
+}
+
+TEST_F(Setup, OfASecondKeyEndsTheImpressionsOfTheFirst) {
+    int impressions = 0;
+    KIVOptions all = options(signer.sign(payload(key)));
+    all.impressionHandler = [&](const auto&...) { ++impressions; };
+    KIVCore::setupWithKey(key, all);
+    const auto model = KIVCore::flagsViewController(); // holds what belongs to the first key
+    kiv::writeFile(path, signer.sign(payload(otherKey, "red")));
+    KIVCore::setupWithKey(otherKey, all);
+    EXPECT_EQ(flags->color.value(), "red");
+    EXPECT_EQ(impressions, 1);
+    KIVCore::shutdown(); // before what the handler counts goes
 }
 
 TEST_F(Setup, WithAUuidKeyChecksNoSignature) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <future>
@@ -117,6 +118,12 @@ TEST_F(Fetch, ServesStoresAndTellsWhatTheServiceSays) {
                         signer.sign(payloadOf({experiment("shop.color", "red")}, {{"dummy", true}}), early)),
          "3", "green", "red"},
         {"a document for another application", Server::answer(200, foreign), "3", "another", "green"},
+        {"a document for nobody",
+         Server::answer(200, signer.sign(R"({"application":"","experiments":[]})", early)), "3", "another",
+         "green"},
+        {"a document for the beginning of the key",
+         Server::answer(200, signer.sign(R"({"application":"5e0bd1f2","experiments":[]})", early)), "3",
+         "another", "green"},
         {"a wrong signature", Server::answer(200, unverifiable), "5 KIVNetwork_signatureWasNotVerified",
          "red", "green"},
         {"data that is no JSON", Server::answer(200, signer.sign("{red", early)), "5 KIVNetwork_jsonParsing",
@@ -202,8 +209,11 @@ TEST_F(Fetch, IsThrottledAsTheConfigurationSays) {
     clock.advance(2);
     KIVCore::fetch();
     EXPECT_EQ(nextResult(), "3");
+    clock.advance(-1000); // the device's clock is set back: the time since the last fetch is unknown
+    KIVCore::fetch();
+    EXPECT_EQ(nextResult(), "3");
     EXPECT_TRUE(heard->isEmpty());
-    EXPECT_EQ(server.requests().size(), 4U);
+    EXPECT_EQ(server.requests().size(), 5U);
 }
 
 TEST_F(Fetch, OutlivesAHandlerThatEndsItsThread) {
@@ -258,6 +268,42 @@ TEST_F(Fetch, ListensToThePushStreamWhileTheConfigurationSaysSo) {
     EXPECT_EQ(nextResult(), "3");
     EXPECT_TRUE(log.has({"Push Updates are off"}));
     words->at(1).set_value("");
+}
+
+// Otherwise the two would ask each other for ever.
+TEST_F(Fetch, ForAStreamThatEndsAfterAChangeOpensNoOther) {
+    const auto opened = std::make_shared<std::atomic<int>>(0);
+    server.on("/sse/" + shopKey, [opened](const auto&, Server::Connection& connection) {
+        ++*opened;
+        connection.send("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nConnection: close\r\n\r\n"
+                        "event: changed\ndata: y\n\n");
+        connection.close();
+    });
+    serve(payload("red", "pushUpdates", "true"));
+    setUp({.getConfigCloudEndpoint = server.url("/cdn"), .pushNotificationEndpoint = server.url("/sse")});
+    EXPECT_EQ(nextResult(), "3");
+    EXPECT_EQ(nextResult(), "3") << "for the change";
+    EXPECT_EQ(*opened, 1);
+    EXPECT_TRUE(eventually([&] {
+        KIVCore::fetch();
+        EXPECT_EQ(nextResult(), "3");
+        return *opened >= 2;
+    })) << "an ordinary fetch opens the stream anew";
+}
+
+TEST_F(Fetch, ListensToThePushStreamForAStoredDocumentToo) {
+    serve(payload("red", "pushUpdates", "true"));
+    KIVClientConfigurationLoadingDataManager(KIVDataPersistency(), nullptr, std::nullopt, shopKey)
+        .setProductionConfiguration(std::make_shared<const kiv::json::value>(
+            *kiv::parseJson(signer.sign(payload("green", "pushUpdates", "true"), early))));
+    answerCdn(Server::reset());
+    setUp({.getConfigCloudEndpoint = server.url("/cdn"), .pushNotificationEndpoint = server.url("/sse")});
+    EXPECT_EQ(nextResult(), "2");
+    EXPECT_TRUE(eventually([&] {
+        const auto requests = server.requests();
+        return std::ranges::any_of(requests,
+                                   [](const auto& each) { return each.target.starts_with("/sse/"); });
+    }));
 }
 
 TEST_F(Fetch, OfABurstOfChangesIsOneOfAFew) {

@@ -95,6 +95,7 @@ TEST_F(Variants, PreferForcedThenOverriddenThenFrozenValues) {
     EXPECT_EQ(impressions, 2);
 
     setter->overrides()->setOverride("mine", *flag);
+    EXPECT_FALSE(flag->isFreezed());
     EXPECT_EQ(flag->value(), "mine");
     EXPECT_EQ(flag->peek(), "mine");
     EXPECT_EQ(flag->originalValue(), "two");
@@ -102,6 +103,9 @@ TEST_F(Variants, PreferForcedThenOverriddenThenFrozenValues) {
     apply({{"color", R"("three")"}});
     setter->overrides()->clearOverrideForName("color");
     EXPECT_EQ(flag->value(), "three") << "an override thaws its flag";
+    EXPECT_TRUE(flag->isFreezed());
+    setter->overrides()->clearOverrideForName("color");
+    EXPECT_FALSE(flag->isFreezed()) << "also without an override";
 
     // Nothing unfreezes a flag of level 0.
     const auto constant = add<KIVString>("constant", "default", std::vector<KIVNullableString>(), 0U);
