@@ -78,11 +78,12 @@ public:
     /// `impressionHandler` is called. What waited in the parent, impressions and fetches, is the parent's.
     ///
     /// This starts the library's threads and, when the parent was set up, a client for the same key with the
-    /// same options: it applies the stored document, thaws flags as setup does, and fetches. Pages of the
-    /// flags screen that the parent presented stay the parent's. Does nothing in a process that is no child
-    /// or has called this already. A fork waits, for two seconds at most, for other threads that are in the
-    /// midst of changing what the library holds. A fork inside a callback of the library is allowed when the
-    /// child ends that callback or the process.
+    /// same options: it applies the stored document, thaws flags as setup does, and fetches. The global
+    /// context and the overrides of the silent time stay, and the overrides are written. Pages of the flags
+    /// screen that the parent presented stay the parent's. Does nothing in a process that is no child or has
+    /// called this already. A fork waits, for two seconds at most, for other threads that are in the midst of
+    /// changing what the library holds. A fork inside a callback of the library is allowed when the child
+    /// ends that callback or the process.
     static void resumeAfterFork();
 
     /// Registers the flags of a container, under a namespace or under the empty one. Each namespace can be

@@ -51,6 +51,10 @@ public:
     /// only.
     bool cacheOverrides() const;
 
+    /// For the library, in a child after a fork: takes the overrides of its parent's object and writes them,
+    /// when they have changed since the fork.
+    void takeOverFrom(const KIVFlagsOverrides& parents);
+
     /// The folder of the file; empty when the host has no Library folder, and overrides hold in memory only.
     std::string overridesFilesPath() const;
     /// The path of a file of that name in the folder; empty when there is no folder.
@@ -60,8 +64,11 @@ private:
     struct Store;
 
     void thaw(KIVNonnullString name) const;
+    bool isOfParent() const;
 
     std::weak_ptr<KIVFeatureFlagsSetter> setter_;
-    mutable std::mutex lock_; ///< held while the file is written too, so that the last write has every change
+    /// Held while the file is written, so that the last write has every change. A fork does not wait for it:
+    /// a child has no use for this object's file.
+    mutable std::mutex writingLock_;
     std::unique_ptr<Store> store_;
 };

@@ -122,9 +122,12 @@ void KIVCoreInstance::setupInstance(const std::string& key, const KIVOptions& op
     startClient({.deviceProperties = served, .storedKey = stored, .options = options});
 }
 
-void KIVCoreInstance::startClient(ClientParameters parameters) {
+void KIVCoreInstance::startClient(ClientParameters parameters, const KIVClient* ofParent) {
     KIV_DEBUG_LOG("options=%@, configurationOrNil=%@", "<KIVOptions>", "(null)");
     const auto client = isVersionSwitchedOff() ? nullptr : makeClient(parameters, *this);
+    if (client && ofParent) {
+        client->takeOverFrom(*ofParent);
+    }
     std::shared_ptr<KIVClient> replaced = client;
     std::optional<ClientParameters> former(std::move(parameters));
     {
@@ -172,7 +175,7 @@ void KIVCoreInstance::resumeAfterFork() {
         parameters = clientParameters_;
     }
     if (parents && parameters && state() == setUp) {
-        startClient(std::move(*parameters));
+        startClient(std::move(*parameters), parents.get());
     }
 }
 

@@ -99,7 +99,7 @@ private:
                                                                  const KIVOptions& options);
     std::shared_ptr<KIVDeviceProperties> devicePropertiesForSDKKey(std::string_view key) const;
     /// Puts a new client in place of the present one, which has been stopped, and starts it.
-    void startClient(ClientParameters parameters);
+    void startClient(ClientParameters parameters, const KIVClient* ofParent = nullptr);
     void afterFork();
     void takeFlag(const std::shared_ptr<KIVString>& flag, const std::string& name);
     /// Ends the flags screens of the present client. A screen made later for that client starts out ended.

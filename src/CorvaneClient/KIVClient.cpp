@@ -1,5 +1,6 @@
 #include "CorvaneClient/KIVClient.h"
 
+#include <kiv/KIVFlagsOverrides.h>
 #include <kiv/KIVHost.h>
 
 #include "Analytics/KIVSEGAES256Crypto.h"
@@ -309,6 +310,11 @@ void KIVClient::unfreezeNamespace(const std::string& nameSpace) {
 
 void KIVClient::setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context) {
     parser_->setGlobalDynamicPropertyContext(std::move(context));
+}
+
+void KIVClient::takeOverFrom(const KIVClient& parents) {
+    parser_->setGlobalDynamicPropertyContext(parents.parser_->globalDynamicPropertyContext());
+    featureFlagSetter_->overrides()->takeOverFrom(*parents.featureFlagSetter_->overrides());
 }
 
 void KIVClient::shutdown() {

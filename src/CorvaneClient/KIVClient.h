@@ -97,6 +97,10 @@ public:
     void unfreezeNamespace(const std::string& nameSpace);
     void setGlobalDynamicPropertyContext(KIVDynamicPropertyContext context);
 
+    /// In a child after a fork, before `setup`: takes the global context of its parent's client, and the
+    /// overrides that have changed since the fork.
+    void takeOverFrom(const KIVClient& parents);
+
     /// Thaws the flags of `KIVFreezeUntilForeground` and above, and fetches.
     void applicationWillEnterForeground();
 

@@ -1,5 +1,8 @@
 #include <kiv/KIVFlagsOverrides.h>
 
+#include <atomic>
+#include <mutex>
+
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsSetter.h"
@@ -7,11 +10,14 @@
 #include "Platform/PropertyLists/PropertyList.h"
 #include "Platform/Snapshots/ConcurrentMap.h"
 #include "Platform/System/Files.h"
+#include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 struct KIVFlagsOverrides::Store {
     std::string directory;
     kiv::ConcurrentMap<const std::string> values;
+    const unsigned forks = kiv::forkCount();
+    std::atomic<bool> hasChangedInChild{false};
 };
 
 KIVFlagsOverrides::KIVFlagsOverrides(std::weak_ptr<KIVFeatureFlagsSetter> setter)
@@ -62,9 +68,18 @@ void KIVFlagsOverrides::clearOverrideForName(KIVNonnullString name) {
 }
 
 void KIVFlagsOverrides::clearOverrides() {
-    const kiv::WriterLock lock(lock_);
     store_->values.clear();
-    kiv::removeFile(pathForOverridesFile());
+    if (isOfParent()) {
+        return;
+    }
+    {
+        const std::lock_guard writing(writingLock_);
+        if (overrides().empty()) {
+            kiv::removeFile(pathForOverridesFile());
+            return;
+        }
+    }
+    cacheOverrides(); // another thread has set an override meanwhile
 }
 
 std::string KIVFlagsOverrides::originalValueForFeature(const KIVString& flag) const {
@@ -80,10 +95,13 @@ std::map<std::string, std::string> KIVFlagsOverrides::overrides() const {
 }
 
 bool KIVFlagsOverrides::cacheOverrides() const {
+    if (isOfParent()) {
+        return false;
+    }
     bool written = false;
     std::size_t leftOut = 0;
     {
-        const kiv::WriterLock lock(lock_);
+        const std::lock_guard writing(writingLock_);
         kiv::json::object archive;
         for (const auto& [name, value] : overrides()) {
             if (kiv::hasPropertyListForm(name) && kiv::hasPropertyListForm(value)) {
@@ -102,6 +120,26 @@ bool KIVFlagsOverrides::cacheOverrides() const {
                       leftOut);
     }
     return written && leftOut == 0;
+}
+
+/// Whether the object was made in a parent process. Notes that it has changed in this one.
+bool KIVFlagsOverrides::isOfParent() const {
+    const bool isParents = store_->forks != kiv::forkCount();
+    if (isParents) {
+        store_->hasChangedInChild = true;
+    }
+    return isParents;
+}
+
+void KIVFlagsOverrides::takeOverFrom(const KIVFlagsOverrides& parents) {
+    if (!parents.store_->hasChangedInChild) {
+        return;
+    }
+    store_->values.clear();
+    for (const auto& [name, value] : parents.overrides()) {
+        store_->values.set(name, std::make_shared<const std::string>(value));
+    }
+    cacheOverrides();
 }
 
 std::string KIVFlagsOverrides::overridesFilesPath() const { return store_->directory; }

@@ -238,14 +238,17 @@ TEST_F(Fork, ResumesWithThreadsConnectionsAndAFetchOfItsOwn) {
     ASSERT_TRUE(eventually([&] { return *streams == 1; }));
     serve("green");
     EXPECT_EQ(inChild([&] {
-                  const bool goesOn = canRead() && canSetProperties();
+                  const bool goesOn = canRead() && canSetProperties() && canGiveContexts();
+                  KIVCore::overrides()->setOverride("mine", "shop.frozen");
                   KIVCore::resumeAfterFork();
+                  EXPECT_EQ(flags->given.value(), "global");
+                  EXPECT_EQ(flags->frozen.value(), "mine");
                   // The stored document first, then that of the service.
                   const auto stored = heard->next();
                   const auto fetched = heard->next();
                   KIVCore::resumeAfterFork(); // does nothing
                   return goesOn && stored && fetched && stored->fetcherStatus == 2 &&
-                         fetched->fetcherStatus == 3 && flags->color.value() == "green" &&
+                         fetched->fetcherStatus == 3 && flags->color.value() == "green" && !HasFailure() &&
                          KIVCore::state() == 2;
               }),
               0);
