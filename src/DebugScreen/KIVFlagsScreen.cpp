@@ -34,6 +34,15 @@ std::string newSecret() {
     return kiv::hexText(kiv::randomBytes(size).value_or(""));
 }
 
+/// In a child after a fork, the destructor of its parent's server would take the parent's sockets out of the
+/// epoll that both processes share.
+void keepForEver(std::shared_ptr<void> server) {
+    static auto& lock = *new std::mutex;
+    static auto& kept = *new std::vector<std::shared_ptr<void>>;
+    const kiv::Lock guard(lock);
+    kept.push_back(std::move(server));
+}
+
 } // namespace
 
 /// Serves the page, from `start` to `end`. The thread that serves keeps this object alive.
@@ -152,14 +161,10 @@ struct KIVFlagsScreen::State : KIVFlagsViewController::Presenter, std::enable_sh
     std::shared_ptr<Server> server;
     unsigned forks = 0; ///< `kiv::forkCount` when the server was started
 
-    /// Leaves a server of the parent process as it is: its destructor would take the parent's sockets out of
-    /// the epoll that both processes share. The caller holds the lock.
+    /// Leaves a server of the parent process as it is. The caller holds the lock.
     void leaveToParent() {
         if (server && forks != kiv::forkCount()) {
-            static auto& leftLock = *new std::mutex;
-            static auto& left = *new std::vector<std::shared_ptr<Server>>;
-            const kiv::Lock guard(leftLock);
-            left.push_back(std::move(server));
+            keepForEver(std::move(server));
         }
     }
 
