@@ -37,8 +37,9 @@ struct ForkFlags : KIVBaseContainer {
     KIV_CONTAINER(ForkFlags, color, seen, given, frozen);
 };
 
-/// The address sanitizer's allocator leaves its own locks to the child as another thread held them. Under
-/// that sanitizer, the threads of these tests pause for a fork.
+/// The address sanitizer's allocator leaves its own locks to the child as another thread held them, and a
+/// child under the thread sanitizer was once seen to hang beside a busy disk. Under the sanitizers, the
+/// threads of these tests pause for a fork.
 class Pause {
 public:
     std::shared_lock<std::shared_mutex> forOthers() {
@@ -59,10 +60,10 @@ public:
     }
 
 private:
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     static constexpr bool isNeeded = true;
 #elif defined(__has_feature)
-    static constexpr bool isNeeded = __has_feature(address_sanitizer);
+    static constexpr bool isNeeded = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
     static constexpr bool isNeeded = false;
 #endif
