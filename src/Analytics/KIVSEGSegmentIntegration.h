@@ -16,10 +16,10 @@
 /// Keeps events in a queue on disk and uploads them in batches: when the queue holds as many events as
 /// `flushAt` of the configuration, every `flushInterval`, and at each `flush`.
 ///
-/// New events are written to disk before they are sent, if the queue's budget allows; those that a closing
-/// client sends, meanwhile. Events leave the queue when the service has accepted them or has refused them for
-/// good. After any other failure, the next upload waits for the timer or a `flush`, however many events come
-/// meanwhile.
+/// New events are written to disk before they are sent, if the queue's budget allows. A closing client writes
+/// its events while it sends them. Events leave the queue when the service has accepted them or has refused
+/// them for good. After any other failure, the next upload waits for the timer or a `flush`, however many
+/// events come meanwhile.
 class KIVSEGSegmentIntegration : public KIVSEGIntegration,
                                  public std::enable_shared_from_this<KIVSEGSegmentIntegration> {
 public:

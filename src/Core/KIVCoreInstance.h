@@ -122,7 +122,7 @@ private:
     mutable std::mutex fieldsLock_; ///< for the fields below; never held while a callback runs
     std::shared_ptr<KIVDeviceProperties> deviceProperties_;
     std::shared_ptr<KIVClient> client_;
-    std::optional<ClientParameters> clientParameters_; ///< those of `client_`
+    std::optional<ClientParameters> clientParameters_; ///< what `client_` was made from
     std::vector<std::weak_ptr<KIVFlagsViewController>> flagsScreens_;
     bool hasClientEnded_ = false;
     std::map<std::string, std::shared_ptr<KIVDeviceProperties>, std::less<>> devicePropertiesPerSDKKey_;

@@ -103,7 +103,7 @@ public:
 
     bool find(const Utf16& text, const Meter& meter, UErrorCode& status) {
         std::optional<ForkShield> shield;
-        if (findsWords_) { // the first such search makes what it needs, under locks of ICU
+        if (findsWords_) { // the first search for words makes ICU's data of words, under locks of ICU
             shield.emplace();
         }
         const auto starts = meter.cost.onlyAtOrigin ? 1 : static_cast<PatternCost::Work>(text.length()) + 1;
@@ -231,7 +231,8 @@ public:
         return &kept_.front();
     }
 
-    /// Keeps the pattern, at the expense of those that were not used for longest. Valid until the next call.
+    /// Keeps the pattern, and drops the least recently used patterns when there are too many. The reference
+    /// is valid until the next call.
     Pattern& keep(Pattern&& pattern) {
         memory_ += pattern.cost.memory;
         kept_.push_front(std::move(pattern));

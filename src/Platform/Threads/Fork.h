@@ -80,7 +80,7 @@ private:
     }
 
     const std::function<std::unique_ptr<T>()> make_;
-    std::forward_list<std::unique_ptr<T>> all_; ///< of this process and of those before it
+    std::forward_list<std::unique_ptr<T>> all_; ///< the objects of this process and of its parents
     std::atomic<T*> current_{nullptr};
 };
 
