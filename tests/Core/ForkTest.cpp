@@ -37,9 +37,8 @@ struct ForkFlags : KIVBaseContainer {
     KIV_CONTAINER(ForkFlags, color, seen, given, frozen);
 };
 
-/// The address sanitizer's allocator leaves its own locks to the child as another thread held them, and a
-/// child under the thread sanitizer was once seen to hang beside a busy disk. Under the sanitizers, the
-/// threads of these tests pause for a fork.
+/// The allocators of the address and the thread sanitizer leave their own locks to the child as another thread
+/// held them. Under the sanitizers, the threads of these tests pause for a fork.
 class Pause {
 public:
     std::shared_lock<std::shared_mutex> forOthers() {
