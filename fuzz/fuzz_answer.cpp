@@ -8,7 +8,7 @@
 #include "CorvaneClient/KIVConfigurationFetcher.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "FuzzFolder.h"
-#include "FuzzWorld.h"
+#include "Support/FuzzWorld.h"
 #include "Reporting/KIVDeviceProperties.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "FuzzWorld.h"
+#include "Support/FuzzWorld.h"
 
 #include "CorvaneClient/KIVClientDataParser.h"
 #include "Network/KIVNetwork.h"

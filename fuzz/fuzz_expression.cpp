@@ -1,6 +1,6 @@
 #include <kiv/KIVException.h>
 
-#include "FuzzWorld.h"
+#include "Support/FuzzWorld.h"
 
 /// Evaluates the bytes as an expression, and converts the result to every type. Only the conversions to a
 /// boolean or a number may throw, and only `KIVException`.
