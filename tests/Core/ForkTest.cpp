@@ -37,8 +37,8 @@ struct ForkFlags : KIVBaseContainer {
     KIV_CONTAINER(ForkFlags, color, seen, given, frozen);
 };
 
-/// The allocators of the address and the thread sanitizer leave their own locks to the child as another thread
-/// held them. Under the sanitizers, the threads of these tests pause for a fork.
+/// The allocators of the address and the thread sanitizer leave their own locks to the child as another
+/// thread held them. Under the sanitizers, the threads of these tests pause for a fork.
 class Pause {
 public:
     std::shared_lock<std::shared_mutex> forOthers() {
