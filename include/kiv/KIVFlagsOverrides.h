@@ -61,8 +61,11 @@ public:
     std::string pathForOverridesFile(KIVNonnullString fileName = "overrides") const;
 
 private:
+    friend class KIVString;
     struct Store;
 
+    /// Valid until the caller's `kiv::ReadGuard` closes; null when there is no override of that name.
+    const std::string* find(std::string_view name) const;
     void thaw(KIVNonnullString name) const;
     bool isOfParent() const;
 

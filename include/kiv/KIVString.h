@@ -16,6 +16,7 @@
 #include <kiv/KIVNullableString.h>
 
 class KIVExperimentModel;
+struct KIVFlagImpression;
 class KIVFlagsOverrides;
 class KivxParser;
 
@@ -110,20 +111,29 @@ private:
     struct State;
     class FreezeGuard;
 
-    /// Converts an evaluated text to the form of the flag's type. A null pointer leaves the text unchanged.
-    using Normalizer = std::string (*)(std::string_view value, std::string_view defaultValue);
+    /// Converts an evaluated text to the form of the flag's type; may use `own` for it. A null pointer leaves
+    /// the text unchanged.
+    using Normalizer = std::string_view (*)(std::string_view value, std::string_view defaultValue,
+                                            std::string& own);
 
-    std::string internalValue(const EvaluationContext* context, std::string_view defaultValue,
-                              Normalizer normalize) const;
-    std::string evaluateValue(const State& state, const EvaluationContext& context,
-                              std::string_view defaultValue, Normalizer normalize) const;
-    void keepValue(const State& state, const std::string& value) const;
+    std::string_view internalValue(const EvaluationContext* context, std::string_view defaultValue,
+                                   Normalizer normalize, std::string& own) const;
+    std::string_view valueInContext(const State& state, const EvaluationContext& context,
+                                    std::string_view defaultValue, Normalizer normalize,
+                                    std::string& own) const;
+    std::string_view evaluateValue(const State& state, const EvaluationContext& context,
+                                   std::string_view defaultValue, Normalizer normalize,
+                                   std::string& own) const;
+    void keepValue(const State& state, std::string_view value) const;
+    static void announceImpression(const KIVFlagImpression& impression);
     void thawAfterFork() const;
     void clearName();
     void renewFreezeLevel(unsigned level);
     void setNameIfNone(const std::string& name);
     template <class Change>
     void change(Change&& change) const;
+    template <class Needed, class Change>
+    void changeIf(Needed&& isNeeded, Change&& change) const;
 
     const std::string defaultValue_;
     std::vector<std::string> variations_;

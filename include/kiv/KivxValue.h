@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -27,6 +28,25 @@ public:
         bool operator()(const KivxValue& a, const KivxValue& b) const;
     };
     using Array = std::vector<KivxValue>;
+    /// The elements of an array, which somebody else keeps.
+    class Elements {
+    public:
+        Elements() = default;
+        Elements(const KivxValue* first, std::size_t count) noexcept : first_(first), count_(count) {}
+
+        const KivxValue* begin() const noexcept { return first_; }
+        const KivxValue* end() const noexcept { return first_ + count_; }
+        std::size_t size() const noexcept { return count_; }
+        const KivxValue& operator[](std::size_t index) const noexcept { return first_[index]; }
+
+    private:
+        const KivxValue* first_;
+        std::size_t count_;
+    };
+    /// A text that somebody else keeps.
+    struct BorrowedText {
+        std::string_view text;
+    };
     using Dictionary = std::map<KivxValue, KivxValue, Less>;
 
     KivxValue() noexcept {}
@@ -59,6 +79,11 @@ public:
         : form_(Form::owned), owned_(std::make_shared<const Array>(std::move(elements))) {}
     KivxValue(Dictionary members);
 
+    /// A text or an array that is not copied: the caller keeps it alive as long as the value and its copies
+    /// are used.
+    explicit KivxValue(BorrowedText text) noexcept : form_(Form::borrowed), plain_{.text = text.text} {}
+    explicit KivxValue(Elements elements) noexcept : form_(Form::elements), plain_{.elements = elements} {}
+
     KivxValue(const KivxValue& other) : form_(other.form_) {
         if (isPlain()) {
             plain_ = other.plain_;
@@ -89,10 +114,7 @@ public:
 
     static KivxValue undefined() noexcept { return KivxValue(Form::undefined, {}); }
 
-    /// A text that is not copied: the caller keeps it alive as long as the value and its copies are used.
-    static KivxValue borrowed(std::string_view text) noexcept {
-        return KivxValue(Form::borrowed, {.text = text});
-    }
+    static KivxValue borrowed(std::string_view text) noexcept { return KivxValue(BorrowedText{text}); }
 
     Kind kind() const noexcept;
     bool isNone() const noexcept { return form_ == Form::none; }
@@ -135,9 +157,12 @@ public:
         return own ? std::optional<std::string_view>(*own) : std::nullopt;
     }
     const KIVDate* date() const noexcept { return form_ == Form::date ? &plain_.date : nullptr; }
-    const Array* array() const noexcept {
-        const auto* elements = ownedAs<std::shared_ptr<const Array>>();
-        return elements ? elements->get() : nullptr;
+    std::optional<Elements> elements() const noexcept {
+        if (form_ == Form::elements) {
+            return plain_.elements;
+        }
+        const auto* own = ownedAs<std::shared_ptr<const Array>>();
+        return own ? std::optional(Elements((*own)->data(), (*own)->size())) : std::nullopt;
     }
     const Dictionary* dictionary() const noexcept {
         const auto* members = ownedAs<std::shared_ptr<const Dictionary>>();
@@ -148,7 +173,7 @@ public:
     }
     const double* real() const noexcept { return form_ == Form::real ? &plain_.real : nullptr; }
 
-    /// The same value, with a copy of its text when that was borrowed.
+    /// The same value, with a copy of its text or its elements when those were borrowed.
     KivxValue owned() &&;
 
     /// Numbers are equal by value whatever their kind (true, 1 and 1.0 are), texts by content. `undefined`
@@ -156,7 +181,17 @@ public:
     friend KIV_API bool operator==(const KivxValue& a, const KivxValue& b);
 
 private:
-    enum class Form : std::uint8_t { none, undefined, boolean, integer, real, borrowed, date, owned };
+    enum class Form : std::uint8_t {
+        none,
+        undefined,
+        boolean,
+        integer,
+        real,
+        borrowed,
+        date,
+        elements,
+        owned
+    };
 
     /// The forms that are copied bit by bit. An evaluation moves values many times, and nearly all are of
     /// these forms.
@@ -166,6 +201,7 @@ private:
         double real;
         std::string_view text;
         KIVDate date;
+        Elements elements;
     };
     using Owned = std::variant<std::string, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>>;
 

@@ -30,8 +30,9 @@ std::shared_ptr<KIVClient> makeClient(const ClientParameters& parameters, const 
         .network = std::make_shared<KIVNetwork>(clientOptions, std::make_shared<const KIVURLSession>()),
         .deviceProperties = deviceProperties,
         .dataPersistency = dataPersistency,
-        .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(deviceProperties->distinctId(),
-                                                                          deviceProperties->allProperties()),
+        .dataParserFactory = std::make_shared<KIVClientDataParserFactory>(
+            deviceProperties->distinctId(),
+            [properties = deviceProperties] { return properties->allProperties(); }),
         .appVersionMonitor = std::make_shared<const KIVAppVersionMonitor>(*dataPersistency),
         .configurationFetchedHandler = options.onConfigurationFetched,
         .impressionHandler = options.impressionHandler,

@@ -12,8 +12,7 @@ std::string description(const kiv::json::value* node) { return node ? kiv::compa
 
 } // namespace
 
-KIVClientDataParser::KIVClientDataParser(std::string distinctId,
-                                         std::shared_ptr<const kiv::json::object> properties, Document data)
+KIVClientDataParser::KIVClientDataParser(std::string distinctId, Properties properties, Document data)
     : distinctId_(std::move(distinctId)), properties_(std::move(properties)), data_(std::move(data)) {}
 
 const kiv::json::value* KIVClientDataParser::member(const char* name) const {
@@ -66,8 +65,12 @@ bool KIVClientDataParser::isMatching(const kiv::json::value& bundle) const {
         return true;
     }
     const auto& wanted = matcher->get_object();
-    return std::all_of(wanted.begin(), wanted.end(), [this](const auto& pair) {
-        const auto* own = kiv::member(*properties_, pair.key());
+    if (wanted.empty()) {
+        return true;
+    }
+    const auto properties = properties_ ? properties_() : std::make_shared<const kiv::json::object>();
+    return std::all_of(wanted.begin(), wanted.end(), [&](const auto& pair) {
+        const auto* own = kiv::member(*properties, pair.key());
         return own && kiv::equalJson(*own, pair.value());
     });
 }

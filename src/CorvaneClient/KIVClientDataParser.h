@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,9 +28,12 @@ class KIVClientDataParser : public KIVClientDataParserInterface {
 public:
     using Document = KIVConfigurationDataResult::Document;
 
-    /// `properties` are the device's properties; `data` is the payload, or null for an empty payload.
-    KIVClientDataParser(std::string distinctId, std::shared_ptr<const kiv::json::object> properties,
-                        Document data);
+    /// Gives the device's properties. Is asked when a bundle has a matcher, because collecting the properties
+    /// of an application with many flags takes long. May be empty: then there are none.
+    using Properties = std::function<std::shared_ptr<const kiv::json::object>()>;
+
+    /// `data` is the payload, or null for an empty payload.
+    KIVClientDataParser(std::string distinctId, Properties properties, Document data);
 
     const std::string& distinctId() const { return distinctId_; }
 
@@ -51,7 +55,7 @@ private:
     const kiv::json::value* member(const char* name) const;
 
     std::string distinctId_;
-    std::shared_ptr<const kiv::json::object> properties_;
+    Properties properties_;
     Document data_;
     KIVExperimentDataParser experimentDataParser_;
 };
@@ -69,7 +73,7 @@ public:
 /// Makes parsers for one device. Immutable.
 class KIVClientDataParserFactory : public KIVClientDataParserFactoryInterface {
 public:
-    KIVClientDataParserFactory(std::string distinctId, std::shared_ptr<const kiv::json::object> properties)
+    KIVClientDataParserFactory(std::string distinctId, KIVClientDataParser::Properties properties)
         : distinctId_(std::move(distinctId)), properties_(std::move(properties)) {}
 
     std::unique_ptr<KIVClientDataParser>
@@ -82,6 +86,6 @@ public:
 
 private:
     std::string distinctId_;
-    std::shared_ptr<const kiv::json::object> properties_;
+    KIVClientDataParser::Properties properties_;
     std::vector<std::string> errors_;
 };

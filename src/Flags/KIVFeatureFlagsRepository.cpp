@@ -5,13 +5,11 @@
 #include "Runtime/KIVDebugger.h"
 
 void KIVFeatureFlagsRepository::takeAll(const KIVFeatureFlagsRepository& other) {
-    for (const auto& [name, flag] : features_.entries()) {
+    forEach([](const std::string& name, const auto& flag) { flag->setNameIfNone(name); });
+    other.forEach([this](const std::string& name, const auto& flag) {
         flag->setNameIfNone(name);
-    }
-    for (auto& [name, flag] : other.features_.entries()) {
-        flag->setNameIfNone(name);
-        features_.setIfAbsent(name, std::move(flag));
-    }
+        features_.setIfAbsent(name, flag);
+    });
 }
 
 void KIVFeatureFlagsRepository::takeFeature(std::shared_ptr<KIVString> flag, const std::string& name) {
@@ -29,43 +27,35 @@ void KIVFeatureFlagsRepository::addFeature(std::shared_ptr<KIVString> flag, cons
 
 KIVFeatureFlagsRepository::Features KIVFeatureFlagsRepository::features() const {
     Features all;
-    for (auto& [name, flag] : features_.entries()) {
-        all.emplace(name, std::move(flag));
-    }
+    forEach([&](const std::string& name, const auto& flag) { all.emplace(name, flag); });
     return all;
 }
 
 KIVFeatureFlagsRepository::Features
 KIVFeatureFlagsRepository::featuresWithNamespace(std::string_view nameSpace) const {
     Features selected;
-    for (auto& [name, flag] : features_.entries()) {
+    forEach([&](const std::string& name, const auto& flag) {
         const std::size_t point = name.rfind('.');
         if (std::string_view(name).substr(0, point == std::string::npos ? 0 : point) == nameSpace &&
             (point != std::string::npos || nameSpace.empty())) {
-            selected.emplace(name, std::move(flag));
+            selected.emplace(name, flag);
         }
-    }
+    });
     return selected;
 }
 
 void KIVFeatureFlagsRepository::setFreezeLevel(unsigned level) {
     freezeLevel_.store(level, std::memory_order_relaxed);
-    for (const auto& [name, flag] : features_.entries()) {
-        flag->setFreezeLevel(level);
-    }
+    forEach([=](const std::string&, const auto& flag) { flag->setFreezeLevel(level); });
 }
 
 void KIVFeatureFlagsRepository::renewFreezeLevel(unsigned level) {
     freezeLevel_.store(level, std::memory_order_relaxed);
-    for (const auto& [name, flag] : features_.entries()) {
-        flag->renewFreezeLevel(level);
-    }
+    forEach([=](const std::string&, const auto& flag) { flag->renewFreezeLevel(level); });
 }
 
 void KIVFeatureFlagsRepository::clear() {
-    for (const auto& [name, flag] : features_.entries()) {
-        flag->clearName();
-    }
+    forEach([](const std::string&, const auto& flag) { flag->clearName(); });
     features_.clear();
 }
 

@@ -33,6 +33,13 @@ public:
     /// The flag of that full name, or null.
     std::shared_ptr<KIVString> featureWithName(std::string_view name) const { return features_.get(name); }
 
+    /// Calls `visit` with the full name and the `std::shared_ptr` of each flag, in no particular order.
+    /// Copies nothing, so it is the way to go through many flags.
+    template <class Visit>
+    void forEach(Visit&& visit) const {
+        features_.forEach(visit);
+    }
+
     /// All flags as they are now.
     Features features() const;
 

@@ -84,7 +84,7 @@ void KIVFeatureFlagsSetter::setForExperiments(std::shared_ptr<const KIVExperimen
         const auto analytics = experiments->find(analyticsFlag);
         applied_.publish(std::make_unique<const Applied>(
             Applied{experiments, analytics == experiments->end() ? nullptr : analytics->second.get()}));
-        for (const auto& [name, flag] : parts_.flagsRepository->features()) {
+        parts_.flagsRepository->forEach([&](const std::string& name, const auto& flag) {
             std::string ownName = flag->name().value_or(name);
             const auto found = experiments->find(ownName);
             flag->setOverrides(overrides_, parts_.parser,
@@ -92,7 +92,7 @@ void KIVFeatureFlagsSetter::setForExperiments(std::shared_ptr<const KIVExperimen
             if (ownName != name && experiments->contains(name)) {
                 passedOver.emplace_back(name, std::move(ownName));
             }
-        }
+        });
     }
     for (const auto& [name, ownName] : passedOver) {
         KIV_DEBUG_LOG("The experiment of %@ is passed over: that flag was registered first as %@", name,
@@ -108,11 +108,11 @@ void KIVFeatureFlagsSetter::prepare(KIVString& flag, std::string_view name) {
 }
 
 void KIVFeatureFlagsSetter::resetUninitializedFlags(const std::unordered_set<std::string_view>& names) {
-    for (const auto& [name, flag] : parts_.flagsRepository->features()) {
-        if (!names.contains(flag->name().value_or(name))) {
+    parts_.flagsRepository->forEach([&](const std::string& name, const auto& flag) {
+        if (names.empty() || !names.contains(flag->name().value_or(name))) {
             flag->setOverrides(overrides_, parts_.parser, nullptr);
         }
-    }
+    });
 }
 
 void KIVFeatureFlagsSetter::resetForExperiments() {
@@ -121,9 +121,8 @@ void KIVFeatureFlagsSetter::resetForExperiments() {
 }
 
 void KIVFeatureFlagsSetter::unfreezeFlagsWithLevel(unsigned level) {
-    for (const auto& [name, flag] : parts_.flagsRepository->features()) {
-        flag->unfreezeWithLevel(level);
-    }
+    parts_.flagsRepository->forEach(
+        [=](const std::string&, const auto& flag) { flag->unfreezeWithLevel(level); });
 }
 
 void KIVFeatureFlagsSetter::unfreezeFlagsWithLevel(unsigned level, std::string_view nameSpace) {

@@ -45,8 +45,13 @@ bool KIVFlagsOverrides::hasOverride(KIVNonnullString name) const {
 
 std::optional<std::string> KIVFlagsOverrides::overrideForName(KIVNonnullString name) const {
     const kiv::ReadGuard guard;
-    const auto* found = store_->values.find(name.view());
-    return found ? std::optional<std::string>(**found) : std::nullopt;
+    const std::string* found = find(name.view());
+    return found ? std::optional<std::string>(*found) : std::nullopt;
+}
+
+const std::string* KIVFlagsOverrides::find(std::string_view name) const {
+    const auto* found = store_->values.find(name);
+    return found ? found->get() : nullptr;
 }
 
 void KIVFlagsOverrides::setOverride(KIVNonnullString value, const KIVString& flag) {

@@ -11,21 +11,22 @@
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVExperimentModel.h"
 #include "Platform/Snapshots/Epoch.h"
+#include "Platform/Text/ShortText.h"
 #include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
 namespace {
 
-std::string normalizedBoolean(std::string_view value, std::string_view) {
-    return value == "true" ? "true" : "false";
+std::string_view normalizedBoolean(std::string_view value, std::string_view, std::string&) {
+    return kiv::sameText(value, "true") ? "true" : "false";
 }
 
-std::string normalizedInteger(std::string_view value, std::string_view defaultValue) {
-    return kiv::integerText(kiv::parseInt(value, defaultValue));
+std::string_view normalizedInteger(std::string_view value, std::string_view defaultValue, std::string& own) {
+    return own = kiv::integerText(kiv::parseInt(value, defaultValue));
 }
 
-std::string normalizedDouble(std::string_view value, std::string_view defaultValue) {
-    return kiv::doubleText(kiv::parseDouble(value, defaultValue));
+std::string_view normalizedDouble(std::string_view value, std::string_view defaultValue, std::string& own) {
+    return own = kiv::doubleText(kiv::parseDouble(value, defaultValue));
 }
 
 std::vector<std::string> checkedTexts(const std::vector<KIVNullableString>& variations) {
@@ -90,6 +91,18 @@ void KIVString::change(Change&& change) const {
     kiv::retire(std::unique_ptr<const State>(state_.exchange(next.release(), std::memory_order_seq_cst)));
 }
 
+/// Copying the state costs much more than the question whether the change is needed.
+template <class Needed, class Change>
+void KIVString::changeIf(Needed&& isNeeded, Change&& change) const {
+    {
+        const kiv::ReadGuard guard;
+        if (!isNeeded(*state_.load(std::memory_order_seq_cst))) {
+            return;
+        }
+    }
+    this->change(change);
+}
+
 std::string KIVString::value(const KIVDynamicPropertyContext& context) const {
     const auto evaluation = EvaluationContext::initDefaultWithContext(context);
     return getStringValue(&evaluation);
@@ -100,7 +113,10 @@ std::string KIVString::getStringValue(const EvaluationContext* context) const {
 }
 
 std::string KIVString::getStringValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return internalValue(context, defaultValue, nullptr);
+    const kiv::ReadGuard guard;
+    std::string own;
+    const std::string_view value = internalValue(context, defaultValue, nullptr, own);
+    return value.data() == own.data() ? std::move(own) : std::string(value);
 }
 
 bool KIVString::getBoolValue(const EvaluationContext* context) const {
@@ -108,7 +124,9 @@ bool KIVString::getBoolValue(const EvaluationContext* context) const {
 }
 
 bool KIVString::getBoolValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return internalValue(context, defaultValue, normalizedBoolean) == "true";
+    const kiv::ReadGuard guard;
+    std::string own;
+    return kiv::sameText(internalValue(context, defaultValue, normalizedBoolean, own), "true");
 }
 
 std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
@@ -116,7 +134,9 @@ std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
 }
 
 std::int64_t KIVString::getIntValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return kiv::parseInt(internalValue(context, defaultValue, normalizedInteger), "0");
+    const kiv::ReadGuard guard;
+    std::string own;
+    return kiv::parseInt(internalValue(context, defaultValue, normalizedInteger, own), "0");
 }
 
 double KIVString::getDoubleValue(const EvaluationContext* context) const {
@@ -124,7 +144,9 @@ double KIVString::getDoubleValue(const EvaluationContext* context) const {
 }
 
 double KIVString::getDoubleValue(const EvaluationContext* context, std::string_view defaultValue) const {
-    return kiv::parseDouble(internalValue(context, defaultValue, normalizedDouble), "0");
+    const kiv::ReadGuard guard;
+    std::string own;
+    return kiv::parseDouble(internalValue(context, defaultValue, normalizedDouble, own), "0");
 }
 
 std::string KIVString::peek() const {
@@ -161,23 +183,33 @@ private:
     const KIVString* flag_;
 };
 
-std::string KIVString::internalValue(const EvaluationContext* given, std::string_view defaultValue,
-                                     Normalizer normalize) const {
-    const kiv::ReadGuard guard;
+/// The flag's value. It lasts as long as the caller's `ReadGuard`, `defaultValue` and `own`.
+std::string_view KIVString::internalValue(const EvaluationContext* given, std::string_view defaultValue,
+                                          Normalizer normalize, std::string& own) const {
+    static const EvaluationContext withoutValues;
     const State& state = *state_.load(std::memory_order_seq_cst);
     if (state.forcedValue) {
         return *state.forcedValue;
     }
-    const EvaluationContext context = EvaluationContext::initMerged(state.parser.get(), given);
+    if (state.parser && state.parser->hasGlobalDynamicPropertyContext()) {
+        return valueInContext(state, EvaluationContext::initMerged(state.parser.get(), given), defaultValue,
+                              normalize, own);
+    }
+    return valueInContext(state, given ? *given : withoutValues, defaultValue, normalize, own);
+}
+
+std::string_view KIVString::valueInContext(const State& state, const EvaluationContext& context,
+                                           std::string_view defaultValue, Normalizer normalize,
+                                           std::string& own) const {
     if (state.overrides && state.name && context.shouldUseOverride) {
-        if (auto override = state.overrides->overrideForName(*state.name)) {
+        if (const std::string* override = state.overrides->find(*state.name)) {
             keepValue(state, *override);
-            return std::move(*override);
+            return *override;
         }
     }
     if (state.freezer != std::thread::id() && state.forks != kiv::forkCount()) {
         thawAfterFork();
-        return internalValue(given, defaultValue, normalize);
+        return valueInContext(*state_.load(std::memory_order_seq_cst), context, defaultValue, normalize, own);
     }
     // While one thread evaluates the value to freeze with, there is no frozen value yet. Nested reads of that
     // thread get the flag's former value; other threads evaluate for themselves.
@@ -196,11 +228,11 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
             }
         });
     }
-    std::string result;
+    std::string_view result;
     {
         // A callback may end this thread, which unwinds the stack from inside the evaluation.
         FreezeGuard abandoned(*this, freezes);
-        result = evaluateValue(state, context, defaultValue, normalize);
+        result = evaluateValue(state, context, defaultValue, normalize, own);
         abandoned.dismiss();
     }
     if (freezes) {
@@ -215,8 +247,8 @@ std::string KIVString::internalValue(const EvaluationContext* given, std::string
     } else if (!freezesElsewhere) {
         keepValue(state, result);
     }
-    if (context.shouldRaiseImpression) {
-        flagImpressedWithValue(result, context);
+    if (context.shouldRaiseImpression && state.name) {
+        announceImpression({*this, *state.name, result, context});
     }
     return result;
 }
@@ -232,19 +264,21 @@ void KIVString::thawAfterFork() const {
     });
 }
 
-std::string KIVString::evaluateValue(const State& state, const EvaluationContext& context,
-                                     std::string_view defaultValue, Normalizer normalize) const {
+std::string_view KIVString::evaluateValue(const State& state, const EvaluationContext& context,
+                                          std::string_view defaultValue, Normalizer normalize,
+                                          std::string& own) const {
     if (state.parser && state.experiment) {
         const std::string_view flagName = state.name ? std::string_view(*state.name) : std::string_view();
-        if (auto value = state.experiment->valueWithParser(*state.parser, flagName, context)) {
-            return normalize ? normalize(*value, defaultValue) : std::move(*value);
+        const std::string& condition = state.experiment->deploymentConfiguration().condition();
+        if (const auto value = state.parser->evaluateText(condition, flagName, context, own)) {
+            return normalize ? normalize(*value, defaultValue, own) : *value;
         }
     }
-    return std::string(defaultValue);
+    return defaultValue;
 }
 
 /// Remembers the last value of a flag that can freeze; a frozen flag keeps the value that it froze with.
-void KIVString::keepValue(const State& state, const std::string& value) const {
+void KIVString::keepValue(const State& state, std::string_view value) const {
     if (state.freezeLevel != KIVFreezeNever && !state.isFreezed && state.value != value) {
         change([&](State& next) {
             if (!next.isFreezed) {
@@ -279,61 +313,61 @@ void KIVString::forceValue(std::string_view value) {
 }
 
 void KIVString::setFreezeLevel(unsigned level) {
-    if (!isUsingDefaultFreezeLevel() || freezeLevel() == level) {
-        return; // spares copying the state
-    }
-    change([&](State& next) {
-        if (next.isUsingDefaultFreezeLevel) {
-            next.freezeLevel = level;
-        }
-    });
+    changeIf(
+        [=](const State& state) { return state.isUsingDefaultFreezeLevel && state.freezeLevel != level; },
+        [=](State& next) {
+            if (next.isUsingDefaultFreezeLevel) {
+                next.freezeLevel = level;
+            }
+        });
 }
 
 /// Thaws the flag and sets the level in one change of the state, so that no read freezes the flag in between.
 void KIVString::renewFreezeLevel(unsigned level) {
-    change([&](State& next) {
-        if (next.freezeLevel != KIVFreezeForever) {
-            next.isFreezed = false;
-        }
-        if (next.isUsingDefaultFreezeLevel) {
-            next.freezeLevel = level;
-        }
-    });
+    changeIf(
+        [=](const State& state) {
+            return state.isFreezed || (state.isUsingDefaultFreezeLevel && state.freezeLevel != level);
+        },
+        [=](State& next) {
+            if (next.freezeLevel != KIVFreezeForever) {
+                next.isFreezed = false;
+            }
+            if (next.isUsingDefaultFreezeLevel) {
+                next.freezeLevel = level;
+            }
+        });
 }
 
 void KIVString::unfreezeWithLevel(unsigned level) {
-    if (!isFreezed()) {
-        return;
-    }
-    change([&](State& next) {
-        if (level <= next.freezeLevel) {
-            next.isFreezed = false;
-        }
-    });
+    changeIf([](const State& state) { return state.isFreezed; },
+             [=](State& next) {
+                 if (level <= next.freezeLevel) {
+                     next.isFreezed = false;
+                 }
+             });
 }
 
 void KIVString::setOverrides(std::shared_ptr<KIVFlagsOverrides> overrides,
                              std::shared_ptr<const KivxParser> parser,
                              std::shared_ptr<const KIVExperimentModel> experiment) {
-    change([&](State& next) {
-        next.overrides = std::move(overrides);
-        next.parser = std::move(parser);
-        next.experiment = std::move(experiment);
-    });
+    changeIf(
+        [&](const State& state) {
+            return state.overrides != overrides || state.parser != parser || state.experiment != experiment;
+        },
+        [&](State& next) {
+            next.overrides = std::move(overrides);
+            next.parser = std::move(parser);
+            next.experiment = std::move(experiment);
+        });
 }
 
 void KIVString::setNameIfNone(const std::string& name) {
-    {
-        const kiv::ReadGuard guard;
-        if (state_.load(std::memory_order_seq_cst)->name) {
-            return; // spares copying the state
-        }
-    }
-    change([&](State& next) {
-        if (!next.name) {
-            next.name = name;
-        }
-    });
+    changeIf([](const State& state) { return !state.name; },
+             [&](State& next) {
+                 if (!next.name) {
+                     next.name = name;
+                 }
+             });
 }
 
 void KIVString::clearName() {
@@ -344,9 +378,12 @@ void KIVString::flagImpressedWithValue(std::string_view value, const EvaluationC
     const kiv::ReadGuard guard;
     const State& state = *state_.load(std::memory_order_seq_cst);
     if (state.name) {
-        const KIVFlagImpression impression{*this, *state.name, value, context};
-        kiv::NotificationCenter::defaultCenter().post(KIVFlagImpressionNotification, impression);
+        announceImpression({*this, *state.name, value, context});
     }
+}
+
+void KIVString::announceImpression(const KIVFlagImpression& impression) {
+    kiv::NotificationCenter::defaultCenter().post(KIVFlagImpressionNotification, impression);
 }
 
 std::string KIVString::description() const {

@@ -20,27 +20,14 @@
 
 namespace {
 
-/// The next argument as a boolean.
-bool popBoolean(KivxStack& stack) {
-    const KivxValue value = stack.pop();
+bool booleanOf(KivxStack& stack, const KivxValue& value) {
     stack.chargeReading(value);
     return value.boolValue();
 }
 
-/// The next argument as a boolean; false when it is `undefined`.
-bool popBooleanOrFalse(KivxStack& stack) {
-    const KivxValue value = stack.pop();
-    stack.chargeReading(value);
-    return !value.isUndefined() && value.boolValue();
-}
-
-/// The next argument; false when it is `undefined`.
-KivxValue popOrFalse(KivxStack& stack) {
-    KivxValue value = stack.pop();
-    if (value.isUndefined()) {
-        value = false;
-    }
-    return value;
+/// False for `undefined`.
+bool booleanOrFalse(KivxStack& stack, const KivxValue& value) {
+    return !value.isUndefined() && booleanOf(stack, value);
 }
 
 void isUndefined(KivxStack& stack) { stack.push(stack.pop().isUndefined()); }
@@ -60,56 +47,58 @@ void tsToNum(KivxStack& stack) {
 }
 
 void logicalAnd(KivxStack& stack) {
-    const bool first = popBoolean(stack);
-    const bool second = popBoolean(stack);
-    stack.push(first && second);
+    const bool first = booleanOf(stack, stack.first());
+    const bool second = booleanOf(stack, stack.second());
+    stack.answer(2, first && second);
 }
 
 void logicalOr(KivxStack& stack) {
-    const bool first = popBoolean(stack);
-    const bool second = popBoolean(stack);
-    stack.push(first || second);
+    const bool first = booleanOf(stack, stack.first());
+    const bool second = booleanOf(stack, stack.second());
+    stack.answer(2, first || second);
 }
 
-void logicalNot(KivxStack& stack) { stack.push(!popBooleanOrFalse(stack)); }
+void logicalNot(KivxStack& stack) { stack.answer(1, !booleanOrFalse(stack, stack.first())); }
 
 template <bool wanted>
 void equals(KivxStack& stack) {
-    const KivxValue first = popOrFalse(stack);
-    const KivxValue second = popOrFalse(stack);
+    static const KivxValue no = false; // what an `undefined` argument counts as
+    const KivxValue& first = stack.first().isUndefined() ? no : stack.first();
+    const KivxValue& second = stack.second().isUndefined() ? no : stack.second();
     stack.chargeComparing(first, second);
-    stack.push((first == second) == wanted);
+    stack.answer(2, (first == second) == wanted);
 }
 
 /// False when an argument is not a number, for "numeq" and "numne" alike.
 template <bool wanted>
 void equalsAsNumber(KivxStack& stack) {
-    const KivxValue first = stack.pop();
-    const KivxValue second = stack.pop();
+    const KivxValue& first = stack.first();
+    const KivxValue& second = stack.second();
     stack.chargeReading(first);
     stack.chargeReading(second);
     kiv::Number left;
     kiv::Number right;
     const bool numbers =
         KivxParser::isNumberOperand(first, left) && KivxParser::isNumberOperand(second, right);
-    stack.push(numbers && (kiv::compareNumbers(left, right) == 0) == wanted);
+    stack.answer(2, numbers && (kiv::compareNumbers(left, right) == 0) == wanted);
 }
 
 void ifThen(KivxStack& stack) {
-    const bool condition = popBooleanOrFalse(stack);
+    const bool condition = booleanOrFalse(stack, stack.first());
+    stack.pop();
     KivxValue chosen = stack.pop();
     KivxValue other = stack.pop();
     stack.push(std::move(condition ? chosen : other));
 }
 
 void inArray(KivxStack& stack) {
-    const KivxValue value = stack.pop();
-    const KivxValue elements = stack.pop();
-    if (!elements.array() && !elements.isNone()) {
-        throw KIVException::unrecognizedOperation("A value '" + kiv::shortDescription(elements) +
+    const KivxValue& value = stack.first();
+    const auto elements = stack.second().elements();
+    if (!elements && !stack.second().isNone()) {
+        throw KIVException::unrecognizedOperation("A value '" + kiv::shortDescription(stack.second()) +
                                                   "' has no elements");
     }
-    stack.push(elements.array() && std::ranges::find(*elements.array(), value) != elements.array()->end());
+    stack.answer(2, elements && std::ranges::find(*elements, value) != elements->end());
 }
 
 void md5(KivxStack& stack) {

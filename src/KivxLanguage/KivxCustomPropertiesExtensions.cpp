@@ -75,33 +75,35 @@ KivxValue unregisteredValue(std::string_view name, const KIVDynamicPropertiesRul
     return value.isString() || value.isNumber() ? std::move(value) : KivxValue::undefined();
 }
 
-void push(KivxStack& stack, const char* source, KivxValue&& value) {
+/// Answers with the value, or with a text that is borrowed.
+template <class Value>
+void answer(KivxStack& stack, const char* source, Value value) {
     if (KivxTrace* trace = KivxTrace::current()) {
+        const KivxValue noted(value);
         trace->noted("source", source);
-        trace->noted("property", value.isNone() ? KivxValue::undefined() : value);
+        trace->noted("property", noted.isNone() ? KivxValue::undefined() : noted);
     }
-    stack.push(std::move(value));
+    stack.answer(1, std::move(value));
 }
 
 void property(KivxStack& stack, const KIVCustomPropertiesRepository& repository,
               const KIVDynamicPropertiesRule& rule, std::string_view flagName, const Context& context) {
-    const KivxValue argument = stack.pop();
-    const auto name = argument.text();
+    const auto name = stack.first().text();
     if (!name) {
-        stack.push(KivxValue::undefined());
+        stack.answer(1, KivxValue::undefined());
         return;
     }
-    stack.chargeReading(argument);
+    stack.chargeReading(stack.first());
     const KIVCustomProperty* registered = repository.find(*name);
     if (registered && registered->fixedText()) {
         // Borrowed: the evaluation's guard keeps the property alive.
-        push(stack, "registered", KivxValue::borrowed(*registered->fixedText()));
+        answer(stack, "registered", KivxValue::BorrowedText{*registered->fixedText()});
         return;
     }
     KivxValue value =
         registered ? valueOf(*registered, flagName, context) : unregisteredValue(*name, rule, context);
     stack.charge(value.text().value_or("").size());
-    push(stack, registered ? "registered" : rule ? "rule" : "context", std::move(value));
+    answer(stack, registered ? "registered" : rule ? "rule" : "context", std::move(value));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -19,25 +20,37 @@ void note(std::string_view what, const KivxValue& value) {
     }
 }
 
-void mergeSeed(KivxStack& stack) {
-    const KivxValue first = stack.pop();
-    const KivxValue second = stack.pop();
-    std::string seed;
-    if (const auto a = first.text(), b = second.text(); a && b) {
-        seed.reserve(a->size() + 1 + b->size());
-        seed.append(*a).append(1, '.').append(*b);
-    } else {
-        first.describeTo(seed);
-        seed += '.';
-        second.describeTo(seed);
+/// Joins two texts where the account has room for them; nothing when they are no texts, or too long for it.
+std::optional<KivxValue::BorrowedText> joinedInRoom(KivxAccount& account, const KivxValue& first,
+                                                    const KivxValue& second) {
+    const auto a = first.text();
+    const auto b = second.text();
+    char* const room = a && b ? account.room(a->size() + 1 + b->size()) : nullptr;
+    if (!room) {
+        return std::nullopt;
     }
-    stack.charge(seed.size());
-    stack.push(std::move(seed));
+    char* end = std::ranges::copy(*a, room).out;
+    *end++ = '.';
+    end = std::ranges::copy(*b, end).out;
+    return KivxValue::BorrowedText{{room, end}};
 }
 
-/// Pops a seed and returns its bucket.
-double popBucket(KivxStack& stack) {
-    const KivxValue seed = stack.pop();
+void mergeSeed(KivxStack& stack) {
+    if (const auto seed = joinedInRoom(stack.account(), stack.first(), stack.second())) {
+        stack.charge(seed->text.size());
+        stack.answer(2, *seed);
+        return;
+    }
+    std::string seed;
+    stack.first().describeTo(seed);
+    seed += '.';
+    stack.second().describeTo(seed);
+    stack.charge(seed.size());
+    stack.answer(2, KivxValue(std::move(seed)));
+}
+
+/// The bucket of a seed.
+double bucketOf(KivxStack& stack, const KivxValue& seed) {
     const auto text = seed.text();
     if (!text) {
         throw KIVException::unrecognizedOperation("A seed is expected to be a text");
@@ -50,10 +63,9 @@ double popBucket(KivxStack& stack) {
 }
 
 void isInPercentage(KivxStack& stack) {
-    const KivxValue fraction = stack.pop();
-    stack.chargeReading(fraction);
-    const double bucket = popBucket(stack);
-    stack.push(fraction.doubleValue() >= bucket);
+    stack.chargeReading(stack.first());
+    const double bucket = bucketOf(stack, stack.second());
+    stack.answer(2, stack.first().doubleValue() >= bucket);
 }
 
 void isInPercentageRange(KivxStack& stack) {
@@ -61,9 +73,9 @@ void isInPercentageRange(KivxStack& stack) {
     const KivxValue high = stack.pop();
     stack.chargeReading(low);
     stack.chargeReading(high);
-    const double bucket = popBucket(stack);
+    const double bucket = bucketOf(stack, stack.first());
     const double end = high.doubleValue();
-    stack.push(bucket >= low.doubleValue() && end > bucket);
+    stack.answer(1, bucket >= low.doubleValue() && end > bucket);
 }
 
 // A value that is not a text names no flag and no target group.
@@ -116,9 +128,7 @@ void KivxExperimentsExtensions::extend() {
 }
 
 double KivxExperimentsExtensions::bucketFrom(std::string_view seed) {
-    const auto digest = kiv::md5(seed.substr(0, seed.find('\0')));
-    const std::uint32_t number = digest[0] | std::uint32_t{digest[1]} << 8U |
-                                 std::uint32_t{digest[2]} << 16U | std::uint32_t{digest[3]} << 24U;
+    const std::uint32_t number = kiv::md5Start(seed.substr(0, seed.find('\0')));
     const double bucket = number / static_cast<double>(maxUIntegerValue());
     return bucket == 1.0 ? 0.0 : bucket;
 }

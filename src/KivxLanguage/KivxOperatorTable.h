@@ -26,20 +26,23 @@ public:
     struct Operator {
         std::string name;
         KivxOperatorHandler handler;
+        /// The same handler when it needs the stack alone; else null. It is called without any detour.
+        void (*plain)(KivxStack& stack) = nullptr;
     };
 
-    KivxOperatorTable() : slots_(64) {}
+    KivxOperatorTable() : slots_(128) {}
 
     /// Adds an operator; a present operator of that name gets the handler.
-    void set(std::string_view name, KivxOperatorHandler handler) {
+    void set(std::string_view name, KivxOperatorHandler handler, void (*plain)(KivxStack& stack) = nullptr) {
         const Slot& present = slots_[slotOf(name)];
         if (present.index != freeSlot) {
             operators_[present.index].handler = std::move(handler);
+            operators_[present.index].plain = plain;
             return;
         }
-        operators_.push_back({std::string(name), std::move(handler)});
-        // At least half of the slots stay free.
-        slots_.assign(operators_.size() * 2 > slots_.size() ? slots_.size() * 2 : slots_.size(), Slot());
+        operators_.push_back({std::string(name), std::move(handler), plain});
+        // Most slots stay free, so that the first one that is looked at is nearly always the last one.
+        slots_.assign(operators_.size() * 4 > slots_.size() ? slots_.size() * 2 : slots_.size(), Slot());
         for (std::size_t i = 0; i < operators_.size(); ++i) {
             const kiv::TextEnds ends(operators_[i].name);
             slots_[slotOf(operators_[i].name)] = {ends.head, ends.tail, ends.size, i};

@@ -25,11 +25,11 @@ kiv::RegularExpressionOptions optionsOf(std::string_view flags) {
 
 /// Pushes 1 or 0, or false when an argument is `undefined`.
 void match(KivxStack& stack) {
-    const KivxValue text = stack.pop();
-    const KivxValue pattern = stack.pop();
-    const KivxValue flags = stack.pop();
+    const KivxValue& text = stack.first();
+    const KivxValue& pattern = stack.second();
+    const KivxValue& flags = stack.third();
     if (text.isUndefined() || pattern.isUndefined() || flags.isUndefined()) {
-        stack.push(false);
+        stack.answer(3, false);
         return;
     }
     // A missing third argument means no flags.
@@ -46,10 +46,10 @@ void match(KivxStack& stack) {
     stack.charge(work.taken / workOfByte);
     switch (outcome) {
     case kiv::RegularExpressionOutcome::match:
-        stack.push(1);
+        stack.answer(3, 1);
         return;
     case kiv::RegularExpressionOutcome::noMatch:
-        stack.push(0);
+        stack.answer(3, 0);
         return;
     case kiv::RegularExpressionOutcome::badPattern:
         throw KIVException::invalidArgument("Expected a regular expression, but failed with error: " + error);

@@ -9,9 +9,11 @@ void KivxAccount::refuse() {
     throw KIVException::internalInconsistency("The expression handles more than 64 MiB of text");
 }
 
+const KivxValue KivxStack::none_;
+
 KivxValue KivxStack::popRecorded() {
     KivxValue value = take();
-    recorded_->push_back(value);
+    recorded_->push_back(KivxValue(value).owned());
     return value;
 }
 

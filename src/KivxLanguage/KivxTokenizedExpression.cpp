@@ -6,9 +6,8 @@
 #include <kiv/KIVException.h>
 
 #include "KivxLanguage/KIVStringTokenizer.h"
+#include "KivxLanguage/KivxConstants.h"
 #include "KivxLanguage/KivxTokens.h"
-#include "Platform/Text/ShortText.h"
-#include "Platform/Text/Text.h"
 
 namespace {
 
@@ -33,8 +32,8 @@ KivxTokenizedExpression::KivxTokenizedExpression(std::string_view expression,
     tokenize(textWithoutEscapedQuotes());
 }
 
-std::string_view KivxTokenizedExpression::wordAt(std::size_t position) const {
-    return KIVStringTokenizer(expression_.substr(position), &outsideString, true).nextToken().value_or("");
+std::string_view KivxTokenizedExpression::wordIn(std::string_view expression, std::size_t position) {
+    return KIVStringTokenizer(expression.substr(position), &outsideString, true).nextToken().value_or("");
 }
 
 std::string_view KivxTokenizedExpression::textWithoutEscapedQuotes() {
@@ -121,13 +120,7 @@ void KivxTokenizedExpression::pushWord(std::string_view token, std::size_t posit
         } else {
             nodes_.emplace_back(*op, position);
         }
-    } else if (kiv::sameText(token, KivxTrue) || kiv::sameText(token, KivxFalse)) {
-        pushNode(token.front() == KivxTrue.front(), position);
-    } else if (kiv::sameText(token, KivxUndefined)) {
-        pushNode(KivxValue::undefined(), position);
-    } else if (const std::optional<kiv::Number> number = kiv::parseNumber(token)) {
-        pushNode(std::visit([](auto value) { return KivxValue(value); }, *number), position);
-    } else {
+    } else if (!takeConstant(token, [&](auto value) { pushNode(KivxValue(value), position); })) {
         nodes_.emplace_back(position);
     }
 }

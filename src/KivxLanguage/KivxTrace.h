@@ -18,7 +18,7 @@ public:
     /// An evaluation begins.
     virtual void entered(std::string_view expression, std::string_view flagName) = 0;
 
-    /// An operator has run. `position` is its byte offset in the expression.
+    /// An operator has run. `position` is its byte offset in the expression. The values own what they have.
     virtual void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
                          const KivxValue& result) = 0;
 

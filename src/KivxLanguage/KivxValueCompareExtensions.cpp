@@ -48,34 +48,38 @@ int compareValues(const KivxValue& a, const KivxValue& b) {
     return less(a, b) ? -1 : less(b, a) ? 1 : 0;
 }
 
+template <const auto& trueResultFor>
+void compareAsNumbers(KivxStack& stack) {
+    KivxValueCompareExtensions::compareStackTop(stack, trueResultFor, false, true);
+}
+
+template <const auto& trueResultFor>
+void compareAsVersions(KivxStack& stack) {
+    KivxValueCompareExtensions::compareStackTop(stack, trueResultFor, true, false);
+}
+
 } // namespace
 
 void KivxValueCompareExtensions::extend() {
-    const auto numbers = [](std::span<const int> trueResultFor) {
-        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, false, true); };
-    };
-    const auto versions = [](std::span<const int> trueResultFor) {
-        return [=](KivxStack& stack) { compareStackTop(stack, trueResultFor, true, false); };
-    };
-    parser_.setOperator("lt", numbers(firstIsLess));
-    parser_.setOperator("lte", numbers(firstIsLessOrEqual));
-    parser_.setOperator("gt", numbers(firstIsGreater));
-    parser_.setOperator("gte", numbers(firstIsGreaterOrEqual));
-    parser_.setOperator("semverEq", versions(equal));
-    parser_.setOperator("semverNe", versions(different));
-    parser_.setOperator("semverLt", versions(firstIsLess));
-    parser_.setOperator("semverLte", versions(firstIsLessOrEqual));
-    parser_.setOperator("semverGt", versions(firstIsGreater));
-    parser_.setOperator("semverGte", versions(firstIsGreaterOrEqual));
+    parser_.setOperator("lt", compareAsNumbers<firstIsLess>);
+    parser_.setOperator("lte", compareAsNumbers<firstIsLessOrEqual>);
+    parser_.setOperator("gt", compareAsNumbers<firstIsGreater>);
+    parser_.setOperator("gte", compareAsNumbers<firstIsGreaterOrEqual>);
+    parser_.setOperator("semverEq", compareAsVersions<equal>);
+    parser_.setOperator("semverNe", compareAsVersions<different>);
+    parser_.setOperator("semverLt", compareAsVersions<firstIsLess>);
+    parser_.setOperator("semverLte", compareAsVersions<firstIsLessOrEqual>);
+    parser_.setOperator("semverGt", compareAsVersions<firstIsGreater>);
+    parser_.setOperator("semverGte", compareAsVersions<firstIsGreaterOrEqual>);
 }
 
 void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<const int> trueResultFor,
                                                  bool asSemVer, bool asNumber) {
-    const KivxValue first = stack.pop();
-    const KivxValue second = stack.pop();
+    const KivxValue& first = stack.first();
+    const KivxValue& second = stack.second();
     const bool missing = first.isNone() || second.isNone();
     if (first.isUndefined() || second.isUndefined() || (missing && !asSemVer)) {
-        stack.push(false);
+        stack.answer(2, false);
         return;
     }
     stack.chargeReading(first);
@@ -83,5 +87,5 @@ void KivxValueCompareExtensions::compareStackTop(KivxStack& stack, std::span<con
     const std::optional<int> outcome = asSemVer   ? compareVersions(second, first)
                                        : asNumber ? compareNumbers(second, first)
                                                   : compareValues(second, first);
-    stack.push(outcome && std::ranges::find(trueResultFor, *outcome) != trueResultFor.end());
+    stack.answer(2, outcome && std::ranges::find(trueResultFor, *outcome) != trueResultFor.end());
 }

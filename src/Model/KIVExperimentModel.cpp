@@ -7,8 +7,9 @@
 std::optional<std::string>
 KIVDeploymentConfiguration::valueWithParser(const KivxParser& parser, std::string_view flagName,
                                             const EvaluationContext& context) const {
-    auto result = parser.evaluateExpression(condition_, flagName, context);
-    return result ? std::move(*result).stringValue() : std::nullopt;
+    std::string own;
+    const auto text = parser.evaluateText(condition_, flagName, context, own);
+    return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
 KIVExperimentModel::KIVExperimentModel(std::optional<std::string> identifier, std::optional<std::string> name,

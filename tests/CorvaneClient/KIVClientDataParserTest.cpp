@@ -6,9 +6,10 @@
 namespace {
 
 std::unique_ptr<KIVClientDataParser> parserOf(const std::string& payload) {
-    const KIVClientDataParserFactory factory(
-        "id", std::make_shared<const kiv::json::object>(
-                  kiv::json::object{{"platform", "Linux"}, {"memory", 8}, {"languages", {"C", 1}}}));
+    const KIVClientDataParserFactory factory("id", [] {
+        return std::make_shared<const kiv::json::object>(
+            kiv::json::object{{"platform", "Linux"}, {"memory", 8}, {"languages", {"C", 1}}});
+    });
     return factory.dataParserWithData(std::make_shared<const kiv::json::value>(*kiv::parseJson(payload)));
 }
 

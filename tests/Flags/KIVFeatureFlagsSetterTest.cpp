@@ -90,10 +90,7 @@ TEST_F(Setter, LetsHandlersReadFlagsWithoutEnd) {
 
 TEST_F(Setter, SendsEventsOnlyWhileTheInternalFlagSaysSo) {
     struct Recorder : KIVImpressionEvents {
-        void track(std::string_view event, kiv::json::object body) override {
-            EXPECT_EQ(event, "impression");
-            bodies.push_back(body);
-        }
+        void track(KIVImpressionEvent impression) override { bodies.push_back(impression.properties()); }
         std::vector<kiv::json::object> bodies;
     };
     const auto recorder = std::make_shared<Recorder>();

@@ -1,5 +1,6 @@
 #include "KivxLanguage/KivxExperimentsExtensions.h"
 
+#include "Platform/Crypto/Digest.h"
 #include "Support/ExperimentFixture.h"
 #include "Support/Outcome.h"
 
@@ -16,6 +17,14 @@ TEST_F(ExperimentOperators, PlaceSeedsInBuckets) {
     EXPECT_EQ(bucket("a"), 0xb975c10c / 4294967295.0);
     EXPECT_EQ(bucket(std::string_view("a\0b", 3)), bucket("a"));
     EXPECT_EQ(bucket(topSeed), 0.0);
+    std::string seed;
+    for (std::size_t size = 0; size <= 200; ++size) {
+        const auto digest = kiv::md5(seed);
+        const std::uint32_t start = digest[0] | std::uint32_t{digest[1]} << 8U |
+                                    std::uint32_t{digest[2]} << 16U | std::uint32_t{digest[3]} << 24U;
+        EXPECT_EQ(bucket(seed), start / 4294967295.0) << size;
+        seed += static_cast<char>('!' + size * 7 % 90);
+    }
 }
 
 TEST_F(ExperimentOperators, SplitBySeed) {

@@ -47,9 +47,10 @@ void describe(const KivxValue& value, std::string& out, std::size_t most) {
         break;
     }
     const char* separator = "";
-    out += value.array() ? '[' : '{';
-    if (value.array()) {
-        for (const KivxValue& element : *value.array()) {
+    const auto elements = value.elements();
+    out += elements ? '[' : '{';
+    if (elements) {
+        for (const KivxValue& element : *elements) {
             if (out.size() > most) {
                 return;
             }
@@ -67,7 +68,7 @@ void describe(const KivxValue& value, std::string& out, std::size_t most) {
             describe(member, out, most);
         }
     }
-    out += value.array() ? ']' : '}';
+    out += elements ? ']' : '}';
 }
 
 std::string shortDescription(const KivxValue& value) {

@@ -7,6 +7,7 @@
 
 #include "KivxLanguage/Values/KivxDescription.h"
 #include "KivxLanguage/Values/KivxNumbers.h"
+#include "Platform/Text/ShortText.h"
 #include "Platform/Text/Text.h"
 
 namespace {
@@ -33,13 +34,14 @@ int order(const KivxValue& a, const KivxValue& b) {
     if (a.date()) {
         return *a.date() < *b.date() ? -1 : *b.date() < *a.date() ? 1 : 0;
     }
-    if (a.array()) {
-        for (std::size_t i = 0; i < std::min(a.array()->size(), b.array()->size()); ++i) {
-            if (const int result = order((*a.array())[i], (*b.array())[i]); result != 0) {
+    if (const auto mine = a.elements()) {
+        const auto theirs = *b.elements();
+        for (std::size_t i = 0; i < std::min(mine->size(), theirs.size()); ++i) {
+            if (const int result = order((*mine)[i], theirs[i]); result != 0) {
                 return result;
             }
         }
-        return a.array()->size() < b.array()->size() ? -1 : a.array()->size() > b.array()->size() ? 1 : 0;
+        return mine->size() < theirs.size() ? -1 : mine->size() > theirs.size() ? 1 : 0;
     }
     if (a.dictionary()) {
         auto theirs = b.dictionary()->begin();
@@ -66,7 +68,7 @@ KivxValue::KivxValue(Dictionary members)
 
 KivxValue::Kind KivxValue::kind() const noexcept {
     constexpr Kind plain[] = {Kind::none, Kind::undefined, Kind::boolean, Kind::integer,
-                              Kind::real, Kind::string,    Kind::date};
+                              Kind::real, Kind::string,    Kind::date,    Kind::array};
     constexpr Kind owned[] = {Kind::string, Kind::array, Kind::dictionary};
     return isPlain() ? plain[static_cast<std::size_t>(form_)] : owned[owned_.index()];
 }
@@ -153,12 +155,27 @@ std::string KivxValue::description() const {
 }
 
 KivxValue KivxValue::owned() && {
-    return form_ == Form::borrowed ? KivxValue(plain_.text) : std::move(*this);
+    if (form_ == Form::borrowed) {
+        return KivxValue(plain_.text);
+    }
+    if (form_ != Form::elements) {
+        return std::move(*this);
+    }
+    Array own;
+    own.reserve(plain_.elements.size());
+    for (const KivxValue& element : plain_.elements) {
+        own.push_back(KivxValue(element).owned());
+    }
+    return own;
 }
 
 bool KivxValue::Less::operator()(const KivxValue& a, const KivxValue& b) const { return order(a, b) < 0; }
 
 bool operator==(const KivxValue& a, const KivxValue& b) {
+    if (const auto mine = a.text()) {
+        const auto theirs = b.text();
+        return theirs && kiv::sameText(*mine, *theirs);
+    }
     if (a.isNone() || b.isNone()) {
         return false;
     }

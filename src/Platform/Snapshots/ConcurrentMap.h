@@ -81,17 +81,25 @@ public:
 
     std::size_t size() const { return size_.load(std::memory_order_seq_cst); }
 
-    /// A copy of all entries, in no particular order.
-    std::vector<std::pair<std::string, std::shared_ptr<V>>> entries() const {
+    /// Calls `visit` with the key and the value of each entry, in no particular order. Entries that are added
+    /// meanwhile may be left out. `visit` may change the map.
+    template <class Visit>
+    void forEach(Visit&& visit) const {
         const ReadGuard guard;
-        std::vector<std::pair<std::string, std::shared_ptr<V>>> all;
         const Table* table = table_.load();
         for (std::size_t i = 0; i <= table->mask; ++i) {
             const Entry* entry = table->slots[i].load(std::memory_order_seq_cst);
             if (entry && entry->value) {
-                all.emplace_back(entry->key, entry->value);
+                visit(entry->key, entry->value);
             }
         }
+    }
+
+    /// A copy of all entries, in no particular order.
+    std::vector<std::pair<std::string, std::shared_ptr<V>>> entries() const {
+        std::vector<std::pair<std::string, std::shared_ptr<V>>> all;
+        forEach(
+            [&](const std::string& key, const std::shared_ptr<V>& value) { all.emplace_back(key, value); });
         return all;
     }
 

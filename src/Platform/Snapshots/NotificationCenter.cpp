@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Platform/Snapshots/Epoch.h"
+#include "Platform/Text/ShortText.h"
 #include "Platform/Threads/ThreadEnd.h"
 
 namespace kiv {
@@ -19,7 +20,15 @@ struct Entry {
     std::atomic<bool> active{true};
 };
 
-using Entries = std::vector<std::shared_ptr<Entry>>;
+/// An entry with what tells most names apart, so that a notification touches the entries of its name alone.
+struct Listed {
+    explicit Listed(std::shared_ptr<Entry> ownEntry) : ends(ownEntry->name), entry(std::move(ownEntry)) {}
+
+    TextEnds ends;
+    std::shared_ptr<Entry> entry;
+};
+
+using Entries = std::vector<Listed>;
 
 } // namespace
 
@@ -45,7 +54,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, Obse
     entry->name = std::move(name);
     entry->observer = std::move(observer);
     auto next = std::make_unique<Entries>(*own.entries.load());
-    next->push_back(entry);
+    next->emplace_back(entry);
     own.entries.publish(std::move(next));
     return entry->token;
 }
@@ -54,20 +63,22 @@ void NotificationCenter::removeObserver(Token token) {
     Implementation& own = *implementation_;
     const WriterLock lock(own.lock);
     auto next = std::make_unique<Entries>(*own.entries.load());
-    const auto found =
-        std::find_if(next->begin(), next->end(), [&](const auto& e) { return e->token == token; });
+    const auto found = std::find_if(next->begin(), next->end(),
+                                    [&](const Listed& each) { return each.entry->token == token; });
     if (found == next->end()) {
         return;
     }
-    (*found)->active.store(false, std::memory_order_release);
+    found->entry->active.store(false, std::memory_order_release);
     next->erase(found);
     own.entries.publish(std::move(next));
 }
 
 void NotificationCenter::post(const Notification& notification) const {
     const ReadGuard guard;
-    for (const auto& entry : *implementation_->entries.load()) {
-        if (entry->name != notification.name() || !entry->active.load(std::memory_order_acquire)) {
+    const TextEnds ends(notification.name());
+    for (const auto& [entryEnds, entry] : *implementation_->entries.load()) {
+        if (entryEnds != ends || !sameText(entry->name, notification.name()) ||
+            !entry->active.load(std::memory_order_acquire)) {
             continue;
         }
         try {

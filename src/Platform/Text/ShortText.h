@@ -28,6 +28,18 @@ struct TextEnds {
 
     bool areAll() const noexcept { return size <= 16; }
 
+    /// The first and the last eight of sixteen bytes: those of a text of up to 15 bytes with zeros behind it.
+    std::uint64_t first() const noexcept {
+        if (size >= 8) {
+            return head;
+        }
+        if (size >= 4) {
+            return head | tail << (8 * (size - 4));
+        }
+        return size == 0 ? 0 : head | (tail & 0xFFU) << (8 * (size / 2)) | tail >> 8U << (8 * (size - 1));
+    }
+    std::uint64_t last() const noexcept { return size > 8 ? tail >> (8 * (16 - size)) : 0; }
+
     friend bool operator==(const TextEnds&, const TextEnds&) = default;
 
     std::uint64_t head = 0;
@@ -43,10 +55,11 @@ private:
     }
 };
 
+/// The lowest bits differ most: they are the highest of a product, which depend on all bits of the factors.
 inline std::size_t hashOfEnds(const TextEnds& ends) noexcept {
-    std::uint64_t hash = ends.head * 0x9E3779B97F4A7C15U + ends.tail * 0xC2B2AE3D27D4EB4FU + ends.size;
-    hash = (hash ^ hash >> 32U) * 0x9E3779B97F4A7C15U;
-    return static_cast<std::size_t>(hash ^ hash >> 32U);
+    const std::uint64_t hash =
+        ends.head * 0x9E3779B97F4A7C15U + ends.tail * 0xC2B2AE3D27D4EB4FU + ends.size * 0xD6E8FEB86659FD93U;
+    return static_cast<std::size_t>(__builtin_bswap64(hash));
 }
 
 /// Long texts may have the same ends, so their hash is made from all bytes.
@@ -59,7 +72,15 @@ inline bool sameText(std::string_view a, std::string_view b) noexcept {
     if (a.size() != b.size()) {
         return false;
     }
-    return a.size() <= 16 ? TextEnds(a) == TextEnds(b) : a == b;
+    if (a.size() <= 16) {
+        return TextEnds(a) == TextEnds(b);
+    }
+    if (a.size() > 32) {
+        return a == b;
+    }
+    const std::size_t rest = a.size() - 16;
+    return TextEnds({a.data(), 16}) == TextEnds({b.data(), 16}) &&
+           TextEnds({a.data() + rest, 16}) == TextEnds({b.data() + rest, 16});
 }
 
 } // namespace kiv

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t mostElements = 8;
 constexpr unsigned deepestSource = 6;
 
-std::string elementsText(const KivxValue::Array& elements) {
+std::string elementsText(const KivxValue::Elements& elements) {
     std::string text;
     for (std::size_t index = 0; index < elements.size(); ++index) {
         if (index == mostElements) {
@@ -154,7 +154,7 @@ std::string literalText(const KivxValue& value) {
     if (const auto text = value.text()) {
         return inQuotes(*text);
     }
-    if (const auto* elements = value.array()) {
+    if (const auto elements = value.elements()) {
         return "[" + elementsText(*elements) + "]";
     }
     if (const auto* members = value.dictionary()) {

@@ -7,7 +7,7 @@
 namespace kiv::tool {
 namespace {
 
-json::value arrayToJson(const KivxValue::Array& elements) {
+json::value arrayToJson(const KivxValue::Elements& elements) {
     json::array array;
     for (const KivxValue& element : elements) {
         array.push_back(toJson(element));
@@ -61,7 +61,7 @@ json::value toJson(const KivxValue& value) {
     case KivxValue::Kind::date:
         return json::string(dateText(*value.date()));
     case KivxValue::Kind::array:
-        return arrayToJson(*value.array());
+        return arrayToJson(*value.elements());
     case KivxValue::Kind::dictionary:
         return dictionaryToJson(*value.dictionary());
     case KivxValue::Kind::none:

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxTrace.h"
+#include "KivxLanguage/KivxWords.h"
+#include "Support/Outcome.h"
+
+/// Writes down all that a trace is told of one evaluation and the evaluations inside it.
+class WrittenTrace : public KivxTrace {
+public:
+    void entered(std::string_view, std::string_view flagName) override { add("entered", flagName); }
+    void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
+                 const KivxValue& result) override {
+        add(name, std::to_string(position));
+        for (const KivxValue& argument : arguments) {
+            add(" argument", kindAndText(argument));
+        }
+        add(" result", kindAndText(result));
+    }
+    void failed(std::string_view name, std::size_t position, std::string_view reason) override {
+        add("failed", name);
+        add(std::to_string(position), reason);
+    }
+    void noted(std::string_view what, const KivxValue& value) override { add(what, kindAndText(value)); }
+    void left(const KivxValue& result) override { add("left", kindAndText(result)); }
+
+    std::string text;
+
+private:
+    void add(std::string_view what, std::string_view more) {
+        text.append(what).append(" ").append(more).append("\n");
+    }
+};
+
+/// Value, kind, flag text, failure and trace of an expression, to compare two ways of evaluating it.
+inline std::string allOf(const KivxParser& parser, const std::string& expression) {
+    std::string own;
+    const auto text = parser.evaluateText(expression, "store.flag", {}, own);
+    WrittenTrace trace;
+    std::string all =
+        outcome(parser, expression, "store.flag") + "\n" + std::string(text.value_or("no text")) + "\n";
+    const KivxTrace::Scope scope(trace);
+    outcome(parser, expression, "store.flag");
+    return all + trace.text;
+}
+
+/// Whether the expression is evaluated the fast way.
+inline bool isCutFast(const std::string& expression) { return KivxWords().cut(expression); }
+
+/// The expression with so many spaces behind it that it is evaluated the general way. An expression that
+/// `isCutFast` means the same with them.
+inline std::string forTheGeneralWay(const std::string& expression) {
+    return expression + std::string(KivxWords::longest + 1, ' ');
+}
