@@ -39,7 +39,7 @@ struct ApplyWorld {
         if (!document) {
             return false;
         }
-        const auto parser = KIVClientDataParserFactory("", std::make_shared<const kiv::json::object>())
+        const auto parser = KIVClientDataParserFactory("", {})
                                 .dataParserWithData(document);
         groups.setTargetGroups(parser->targetGroups());
         setter->setForExperiments(parser->experiments());

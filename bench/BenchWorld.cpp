@@ -20,21 +20,14 @@ std::string writeDocument(const std::string& key, const kiv::json::array& experi
     return path;
 }
 
-/// Sets up with the key and a document that has an experiment for each flag but `plain`.
-void setUp(const std::string& key, std::function<void(const KIVReportingValue&)> handler) {
-    const std::string half = R"(isInPercentage(0.5, mergeSeed("seed", property("userId"))))";
-    const std::string country = R"(eq(property("country"), "FR"))";
-    const std::string recent = R"(semverGte(property("version"), "2.3.1"))";
-    const std::string document = writeDocument(
-        key, {makeExperiment("bench.rule", country), makeExperiment("bench.rollout", half),
-              makeExperiment("bench.compound", "and(" + country + ", and(" + recent + ", " + half + "))"),
-              makeExperiment("bench.regex", R"(match(property("tag"), "^blue-[0-9]+", ""))"),
-              makeExperiment("bench.frozen", country), makeExperiment("bench.overridden", "false")});
-    KIVCore::setupWithKey(key, {.impressionHandler = std::move(handler),
-                                .customSigningCertificate = benchSigner().certificateBase64,
-                                .defaultConfigurationPath = document,
-                                .networkConfigurations = KIVNetworkConfigurationsOptions()});
-    KIVCore::overrides()->setOverride("true", "bench.overridden");
+/// A condition of that many operators, which holds: comparisons of properties, each with an `and`.
+std::string conjunctionOf(std::size_t operators) {
+    std::string condition = "true";
+    for (std::size_t i = 0; i < operators; i += 6) {
+        condition = R"(and(eq(property("country"), "FR"), and(semverGte(property("version"), "2.3.1"), )" +
+                    condition + "))";
+    }
+    return condition;
 }
 
 } // namespace
@@ -54,6 +47,31 @@ std::string payloadOf(std::size_t experiments, const std::string& key) {
     return makePayload(key, all);
 }
 
+std::string unusedKey() {
+    static unsigned last = 100'000;
+    return "5e0bd1f2c3a4b5d6e7" + std::to_string(++last);
+}
+
+KIVOptions optionsFor(const std::string& key) {
+    const std::string half = R"(isInPercentage(0.5, mergeSeed("seed", property("userId"))))";
+    const std::string country = R"(eq(property("country"), "FR"))";
+    const std::string inList = R"(inArray(property("country"), ["DE", "IT", "FR"]))";
+    const std::string recent = R"(semverGte(property("version"), "2.3.1"))";
+    const std::string document = writeDocument(
+        key,
+        {makeExperiment("bench.constant", "true"), makeExperiment("bench.rule", country),
+         makeExperiment("bench.rollout", half),
+         makeExperiment("bench.compound", "and(" + country + ", and(" + recent + ", " + half + "))"),
+         makeExperiment("bench.list", "and(" + inList + ", and(" + recent + ", " + half + "))"),
+         makeExperiment("bench.twenty", conjunctionOf(20)), makeExperiment("bench.forty", conjunctionOf(40)),
+         makeExperiment("bench.context", R"(eq(property("plan"), "pro"))"),
+         makeExperiment("bench.regex", R"(match(property("tag"), "^blue-[0-9]+", ""))"),
+         makeExperiment("bench.frozen", country), makeExperiment("bench.overridden", "false")});
+    return {.customSigningCertificate = benchSigner().certificateBase64,
+            .defaultConfigurationPath = document,
+            .networkConfigurations = KIVNetworkConfigurationsOptions()};
+}
+
 BenchFlags& benchFlags() {
     static BenchFlags& flags = []() -> BenchFlags& {
         configureHost([](KIVHost& host) { host.libraryDirectory = folder().path(); });
@@ -63,7 +81,8 @@ BenchFlags& benchFlags() {
         KIVCore::setCustomStringProperty("user-1", "userId");
         KIVCore::setCustomSemverProperty("2.4.0", "version");
         KIVCore::setCustomStringProperty("blue-42-xy", "tag");
-        setUp(benchKey, {});
+        KIVCore::setupWithKey(benchKey, optionsFor(benchKey));
+        KIVCore::overrides()->setOverride("true", "bench.overridden");
         return *container; // the library keeps the container
     }();
     return flags;
@@ -72,8 +91,10 @@ BenchFlags& benchFlags() {
 BenchFlags& benchFlagsWithHandler() {
     static BenchFlags& flags = []() -> BenchFlags& {
         BenchFlags& served = benchFlags();
-        setUp("5e0bd1f2c3a4b5d6e7f80913",
-              [](const KIVReportingValue& value) { benchmark::DoNotOptimize(&value); });
+        const std::string key = unusedKey();
+        KIVOptions options = optionsFor(key);
+        options.impressionHandler = [](const KIVReportingValue& value) { benchmark::DoNotOptimize(&value); };
+        KIVCore::setupWithKey(key, options);
         return served;
     }();
     return flags;

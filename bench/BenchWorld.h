@@ -16,13 +16,19 @@ inline const std::string benchKey = "5e0bd1f2c3a4b5d6e7f80912";
 /// The flags of the read benchmarks. Setup applies a signed document that has experiments for them.
 struct BenchFlags : KIVBaseContainer {
     KIVFlag plain{false};
+    KIVFlag constant{false};
     KIVFlag rule{false};
     KIVFlag rollout{false};
     KIVFlag compound{false};
+    KIVFlag list{false};
+    KIVFlag twenty{false};
+    KIVFlag forty{false};
     KIVString regex{"0"};
+    KIVFlag context{false};
     KIVFlag frozen{false, 1};
     KIVFlag overridden{false};
-    KIV_CONTAINER(BenchFlags, plain, rule, rollout, compound, regex, frozen, overridden);
+    KIV_CONTAINER(BenchFlags, plain, constant, rule, rollout, compound, list, twenty, forty, regex, context,
+                  frozen, overridden);
 };
 
 /// Sets the library up at the first call, in a temporary folder. Returns the registered flags.
@@ -42,6 +48,12 @@ inline const std::string serviceKey = "5e0bd1f2c3a4b5d6e7f80914";
 /// the URL.
 BenchFlags& benchFlagsWithReports(const std::string& analytics);
 inline const std::string reportKey = "5e0bd1f2c3a4b5d6e7f80915";
+
+/// A key that no setup has used yet.
+std::string unusedKey();
+
+/// Options for a setup with the key and a document that has an experiment for each flag but `plain`.
+KIVOptions optionsFor(const std::string& key);
 
 /// The text of a payload with `experiments` experiments, each with one flag and one comparison.
 std::string payloadOf(std::size_t experiments, const std::string& key = benchKey);

@@ -35,6 +35,20 @@ void read(benchmark::State& state, const Flag& flag, bool expected) {
     }
 }
 
+/// Reads with a context of three values, one of which decides.
+void readWithContext(benchmark::State& state) {
+    const KIVFlag& flag = benchFlags().context;
+    const KIVDynamicPropertyContext context({{"plan", "pro"}, {"seats", 12}, {"trial", false}});
+    if (!flag.isEnabled(context)) {
+        state.SkipWithError("the flag does not have the value that it should have");
+        return;
+    }
+    const AllocationsPerIteration allocations(state);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(flag.isEnabled(context));
+    }
+}
+
 BENCHMARK(unit)->Name("unit/md5_40");
 
 const int registered = [] {
@@ -46,10 +60,15 @@ const int registered = [] {
             ->UseRealTime();
     };
     add("read/plain", benchFlags, &BenchFlags::plain, false);
+    add("read/constant", benchFlags, &BenchFlags::constant);
     add("read/rule", benchFlags, &BenchFlags::rule);
     add("read/rollout", benchFlags, &BenchFlags::rollout);
     add("read/compound", benchFlags, &BenchFlags::compound);
+    add("read/list", benchFlags, &BenchFlags::list);
+    add("read/twenty", benchFlags, &BenchFlags::twenty);
+    add("read/forty", benchFlags, &BenchFlags::forty);
     add("read/regex", benchFlags, &BenchFlags::regex);
+    benchmark::RegisterBenchmark("read/context", readWithContext)->Threads(1)->Threads(2)->UseRealTime();
     add("read/frozen", benchFlags, &BenchFlags::frozen);
     add("read/override", benchFlags, &BenchFlags::overridden);
     add("read_handled/rule", benchFlagsWithHandler, &BenchFlags::rule);

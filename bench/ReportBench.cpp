@@ -47,11 +47,10 @@ std::shared_ptr<KIVSEGAnalytics> patientClient() {
 }
 
 void track(KIVSEGAnalytics& analytics) {
-    analytics.track("impression", {{"distinctId", "5e0bd1f2-c3a4-b5d6-e7f8-091200000000"},
-                                   {"flag", "bench.plain"},
-                                   {"time", 1.8e9},
-                                   {"type", "IMPRESSION"},
-                                   {"value", "false"}});
+    analytics.track({.distinctId = "5e0bd1f2-c3a4-b5d6-e7f8-091200000000",
+                     .flag = "bench.plain",
+                     .time = 1.8e9,
+                     .value = "false"});
 }
 
 /// One event, measured on the thread that makes it. A thread of the library queues the events meanwhile.

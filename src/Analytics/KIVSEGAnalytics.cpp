@@ -63,6 +63,14 @@ void KIVSEGAnalytics::track(std::string_view event, Object properties, const Obj
     run(KIVSEGEventType::track, std::move(payload));
 }
 
+void KIVSEGAnalytics::track(KIVImpressionEvent impression) {
+    if (!configuration_->middlewares.empty()) {
+        track(KIVImpressionEvents::eventName, impression.properties());
+    } else if (enabled()) {
+        manager_->enqueue(std::move(impression));
+    }
+}
+
 void KIVSEGAnalytics::screen(std::string name, Object properties, const Object& options) {
     auto payload = std::make_shared<KIVSEGScreenPayload>(options);
     payload->name = std::move(name);

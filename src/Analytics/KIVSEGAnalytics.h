@@ -37,10 +37,9 @@ public:
     // `options` may have the dictionaries "context" and "integrations", as `KIVSEGPayload` says.
     void identify(std::optional<std::string> userId, Object traits = {}, const Object& options = {});
     /// Throws "InternalInconsistency" when the event has no name.
-    void track(std::string_view event, Object properties) override {
-        track(event, std::move(properties), {});
-    }
-    void track(std::string_view event, Object properties, const Object& options);
+    void track(std::string_view event, Object properties, const Object& options = {});
+    /// Tracks an impression. Without middlewares, the event is made on the library's work thread.
+    void track(KIVImpressionEvent impression) override;
     void screen(std::string name, Object properties = {}, const Object& options = {});
     void group(std::string groupId, Object traits = {}, const Object& options = {});
     void alias(std::string newId, const Object& options = {});

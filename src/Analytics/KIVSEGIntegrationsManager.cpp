@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <future>
 #include <utility>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include <kiv/KIVException.h>
 
@@ -117,6 +118,15 @@ const object& dictionary(const object& parent, std::string_view name) {
     return found ? *found : none();
 }
 
+/// Approximate, in bytes; 0 for calls that are no tracked event.
+std::size_t sizeOf(KIVSEGEventType type, const KIVSEGPayload* payload) {
+    if (type != KIVSEGEventType::track) {
+        return 0;
+    }
+    const auto& properties = static_cast<const KIVSEGTrackPayload&>(*payload).properties;
+    return 1 + kiv::approximateSize(properties, KIVSEGEventQueue::deepestEvent).value_or(0);
+}
+
 } // namespace
 
 KIVSEGIntegrationsManager::KIVSEGIntegrationsManager(
@@ -211,16 +221,25 @@ void KIVSEGIntegrationsManager::context(Context context, const Next& next) {
         throw KIVException::internalInconsistency(
             kiv::format("Received context whose payload is not one of %@", operation.name));
     }
-    enqueue({context->eventType, context->payload});
+    enqueue({.type = context->eventType,
+             .payload = context->payload,
+             .size = sizeOf(context->eventType, context->payload.get())});
     next(std::move(context));
+}
+
+void KIVSEGIntegrationsManager::enqueue(KIVImpressionEvent impression) {
+    static const std::size_t sizeOfEmpty =
+        1 + kiv::approximateSize(KIVImpressionEvent().properties(), KIVSEGEventQueue::deepestEvent).value();
+    const std::size_t size =
+        sizeOfEmpty + impression.distinctId.size() + impression.flag.size() + impression.value.size();
+    enqueue({.type = KIVSEGEventType::track, .size = size, .impression = std::move(impression)});
 }
 
 void KIVSEGIntegrationsManager::enqueue(Message message) {
     if (!initialized_) {
         KIV_SEG_LOG("Queueing: %@", operationOf(message.type).name);
     }
-    message.size = sizeOf(message);
-    std::vector<Message> dropped; // destroyed without the lock
+    boost::container::small_vector<Message, 1> dropped; // destroyed without the lock
     bool isFirst = false;
     {
         const kiv::Lock lock(lock_);
@@ -247,14 +266,6 @@ void KIVSEGIntegrationsManager::enqueue(Message message) {
     }
 }
 
-std::size_t KIVSEGIntegrationsManager::sizeOf(const Message& message) {
-    if (message.type != KIVSEGEventType::track) {
-        return 0;
-    }
-    const auto& properties = static_cast<const KIVSEGTrackPayload&>(*message.payload).properties;
-    return 1 + kiv::approximateSize(properties, KIVSEGEventQueue::deepestEvent).value_or(0);
-}
-
 void KIVSEGIntegrationsManager::flushMessageQueue() {
     std::deque<Message> messages;
     {
@@ -264,7 +275,13 @@ void KIVSEGIntegrationsManager::flushMessageQueue() {
         bytesWaiting_ = 0;
         isFlushPosted_ = false;
     }
-    for (const Message& message : messages) {
+    for (Message& message : messages) {
+        if (message.impression) {
+            auto payload = std::make_shared<KIVSEGTrackPayload>(none());
+            payload->event = KIVImpressionEvents::eventName;
+            payload->properties = message.impression->properties();
+            message.payload = std::move(payload);
+        }
         forward(message);
     }
 }

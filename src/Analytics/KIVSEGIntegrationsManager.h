@@ -14,6 +14,7 @@
 #include "Analytics/KIVSEGFileStorage.h"
 #include "Analytics/KIVSEGIntegration.h"
 #include "Analytics/KIVSEGMiddleware.h"
+#include "Flags/KIVImpressionEvents.h"
 #include "Platform/Threads/Queues.h"
 
 class KIVSEGAnalytics;
@@ -43,6 +44,9 @@ public:
     /// to another type.
     void context(Context context, const Next& next) override;
 
+    /// Takes an impression that passes no middleware.
+    void enqueue(KIVImpressionEvent impression);
+
     /// Closes the integrations, after all earlier calls have been carried out. Waits `patience` seconds at
     /// most until they have done what `KIVSEGIntegration::close` asks of them; does not wait when it is
     /// called on the library's work thread. With `sends` they first send the events that wait.
@@ -67,8 +71,9 @@ public:
 private:
     struct Message {
         KIVSEGEventType type;
-        std::shared_ptr<const KIVSEGPayload> payload;
+        std::shared_ptr<const KIVSEGPayload> payload = {};
         std::size_t size = 0; ///< approximate, in bytes; 0 for calls that are no tracked event
+        std::optional<KIVImpressionEvent> impression = {}; ///< becomes the payload on the queue
     };
 
     // The functions below, up to `forward`, run on the queue.
@@ -84,7 +89,6 @@ private:
     void forward(const Message& message);
 
     void enqueue(Message message);
-    static std::size_t sizeOf(const Message& message);
 
     const std::shared_ptr<const KIVSEGAnalyticsConfiguration> configuration_;
     kiv::SerialQueue serialQueue_;

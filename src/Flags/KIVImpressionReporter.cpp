@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Model/KIVExperimentModel.h"
+#include "Platform/Snapshots/Epoch.h"
 #include "Platform/System/Clock.h"
 #include "Runtime/Failure.h"
 #include "Runtime/KIVDebugger.h"
@@ -66,12 +67,10 @@ void KIVImpressionReporter::sendEvent(const KIVFlagImpression& impression,
     }
     const auto failure = kiv::failureOf([&] {
         const auto sinceEpoch = kiv::Clock::current().now().time_since_epoch();
-        parts_.analytics->track("impression",
-                                kiv::json::object{{"distinctId", distinctIdFor(experiment, impression)},
-                                                  {"flag", impression.flagName},
-                                                  {"time", std::chrono::duration<double>(sinceEpoch).count()},
-                                                  {"type", "IMPRESSION"},
-                                                  {"value", impression.value}});
+        parts_.analytics->track({.distinctId = distinctIdFor(experiment, impression),
+                                 .flag = std::string(impression.flagName),
+                                 .time = std::chrono::duration<double>(sinceEpoch).count(),
+                                 .value = std::string(impression.value)});
     });
     if (failure) {
         KIV_DEBUG_LOG("Error: sending analytics failed: %@", failure->what());
@@ -80,12 +79,13 @@ void KIVImpressionReporter::sendEvent(const KIVFlagImpression& impression,
 
 std::string KIVImpressionReporter::distinctIdFor(const KIVExperimentModel* experiment,
                                                  const KIVFlagImpression& impression) const {
+    const kiv::ReadGuard guard;
     const auto& repository = *parts_.propertiesRepository;
-    auto property = experiment && experiment->stickinessProperty()
-                        ? repository.customPropertyForName(*experiment->stickinessProperty())
-                        : nullptr;
+    const KIVCustomProperty* property = experiment && experiment->stickinessProperty()
+                                            ? repository.find(*experiment->stickinessProperty())
+                                            : nullptr;
     if (!property) {
-        property = repository.customPropertyForName(distinctIdProperty);
+        property = repository.find(distinctIdProperty);
     }
     auto id = property ? property->stringValue(impression.flagName, impression.context.dynamicPropertyContext)
                        : std::nullopt;
