@@ -1,7 +1,8 @@
 #include "KivxLanguage/KivxWords.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
+#include <cstring>
 
 #include "KivxLanguage/KivxTokens.h"
 #include "Platform/Text/ShortText.h"
@@ -23,38 +24,55 @@ struct Masks {
     std::uint64_t backslashes = 0;
 };
 
-#if defined(KIV_SSE2)
+/// Sixteen characters. The compiler makes SSE2, NEON or plain code of what is done with them.
+using Sixteen [[gnu::vector_size(16)]] = unsigned char;
 
-__m128i sixteenAt(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
-
-/// A text of up to 15 characters with zeros behind it.
-__m128i shortText(std::string_view text) {
-    const kiv::TextEnds ends(text);
-    return _mm_set_epi64x(static_cast<std::int64_t>(ends.last()), static_cast<std::int64_t>(ends.first()));
+Sixteen sixteenAt(const char* text) {
+    Sixteen characters;
+    std::memcpy(&characters, text, sizeof characters);
+    return characters;
 }
 
-/// Reads sixteen characters at once and drops the first `skipped` of them.
-void addSixteen(Masks& masks, __m128i characters, unsigned skipped, std::size_t at) {
-    const auto are = [](__m128i lanes, char wanted) { return _mm_cmpeq_epi8(lanes, _mm_set1_epi8(wanted)); };
-    const auto any = [](auto... lanes) {
-        __m128i all = _mm_setzero_si128();
-        ((all = _mm_or_si128(all, lanes)), ...);
-        return all;
+/// A text of up to 15 characters with zeros behind it.
+Sixteen shortText(std::string_view text) {
+    const kiv::TextEnds ends(text);
+    const std::uint64_t words[] = {ends.first(), ends.last()};
+    Sixteen characters;
+    std::memcpy(&characters, words, sizeof characters);
+    return characters;
+}
+
+/// A bit for each character; the characters are 0 or 0xFF.
+std::uint64_t bitsOf(Sixteen characters) {
+#if defined(KIV_SSE2)
+    return static_cast<std::uint64_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(characters)));
+#else
+    std::uint64_t words[2];
+    std::memcpy(words, &characters, sizeof words);
+    // Leaves another bit of each byte, and adds the bytes up in the highest one.
+    const auto gathered = [](std::uint64_t word) {
+        return (word & 0x8040201008040201U) * 0x0101010101010101U >> 56U;
     };
-    const auto bits = [=](__m128i lanes) {
-        return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(lanes)) >> skipped) << at;
+    return gathered(words[0]) | gathered(words[1]) << 8U;
+#endif
+}
+
+/// Adds sixteen characters to the masks, without the first `skipped` of them.
+void addSixteen(Masks& masks, Sixteen characters, std::size_t skipped, std::size_t at) {
+    const auto are = [](Sixteen all, unsigned char wanted) {
+        return reinterpret_cast<Sixteen>(all == wanted);
     };
+    const auto bits = [=](Sixteen lanes) { return bitsOf(lanes) >> skipped << at; };
     // '(' and ')' differ in their lowest bit alone; '[' and '{' in the bit 0x20, and so do ']' and '}'.
-    const __m128i parentheses = are(any(characters, _mm_set1_epi8(1)), ')');
-    const __m128i folded = any(characters, _mm_set1_epi8(0x20));
     masks.separators |=
-        bits(any(parentheses, are(characters, ','), are(characters, ' '), are(characters, ':'),
-                 are(characters, '\t'), are(characters, '\n'), are(characters, '\r')));
+        bits(are(characters | 1U, ')') | are(characters, ',') | are(characters, ' ') | are(characters, ':') |
+             are(characters, '\t') | are(characters, '\n') | are(characters, '\r'));
     masks.quotes |= bits(are(characters, '"'));
-    if (_mm_movemask_epi8(any(are(folded, '{'), are(folded, '}'), are(characters, '\\'))) != 0) {
+    const Sixteen folded = characters | 0x20U;
+    if (bitsOf(are(folded, '{') | are(folded, '}') | are(characters, '\\')) != 0) {
         masks.opening |= bits(are(characters, '['));
         masks.closing |= bits(are(characters, ']'));
-        masks.braces |= bits(any(are(characters, '{'), are(characters, '}')));
+        masks.braces |= bits(are(characters, '{') | are(characters, '}'));
         masks.backslashes |= bits(are(characters, '\\'));
     }
 }
@@ -68,43 +86,10 @@ Masks masksOf(std::string_view text, std::size_t from) {
         const std::size_t skipped = at + 16 <= count ? 0 : at + 16 - count;
         const bool isShort = text.size() < 16;
         addSixteen(masks, isShort ? shortText(text) : sixteenAt(text.data() + from + at - skipped),
-                   isShort ? 0 : static_cast<unsigned>(skipped), at);
+                   isShort ? 0 : skipped, at);
     }
     return masks;
 }
-
-#else
-
-/// The masks of up to 64 characters from `from` on.
-Masks masksOf(std::string_view text, std::size_t from) {
-    enum : std::uint8_t { separator = 1, quote = 2, opening = 4, closing = 8, brace = 16, backslash = 32 };
-    static constexpr auto kinds = [] {
-        std::array<std::uint8_t, 256> all{};
-        for (const char character : KivxSeparators) {
-            all[static_cast<unsigned char>(character)] = separator;
-        }
-        all['"'] = quote;
-        all['['] = opening;
-        all[']'] = closing;
-        all['{'] = all['}'] = brace;
-        all['\\'] = backslash;
-        return all;
-    }();
-    Masks masks;
-    const std::string_view block = text.substr(from, 64);
-    for (std::size_t i = 0; i < block.size(); ++i) {
-        const std::uint64_t kind = kinds[static_cast<unsigned char>(block[i])];
-        masks.separators |= (kind & 1U) << i;
-        masks.quotes |= (kind >> 1U & 1U) << i;
-        masks.opening |= (kind >> 2U & 1U) << i;
-        masks.closing |= (kind >> 3U & 1U) << i;
-        masks.braces |= (kind >> 4U & 1U) << i;
-        masks.backslashes |= (kind >> 5U & 1U) << i;
-    }
-    return masks;
-}
-
-#endif
 
 /// Each bit says whether an odd number of bits is set up to it, itself included.
 std::uint64_t parities(std::uint64_t bits) {
@@ -129,7 +114,8 @@ bool takeTurns(std::uint64_t opening, std::uint64_t closing, bool& isOpen) {
 } // namespace
 
 bool KivxWords::cut(std::string_view expression) {
-    if (expression.size() > longest) {
+    // The first character is the lowest byte of a word.
+    if (expression.size() > longest || std::endian::native != std::endian::little) {
         return false;
     }
     // What the last character of the block before was: a bit, and for a string all bits.

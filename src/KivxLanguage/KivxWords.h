@@ -17,7 +17,8 @@ public:
 
     /// Must be called once, and first. False when the expression is left to `KivxTokenizedExpression`: when
     /// it is too long, has an escaped quote, a dictionary, an array in an array or a bracket without its
-    /// counterpart, two strings without anything between them, or a string without an end.
+    /// counterpart, two strings without anything between them, or a string without an end; and always on a
+    /// big-endian machine.
     bool cut(std::string_view expression);
 
     /// Goes from the end of the expression to its beginning, word by word. A bracket is a word.
