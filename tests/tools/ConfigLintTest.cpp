@@ -50,6 +50,11 @@ TEST_F(ConfigLint, SaysNothingAboutGoodExpressions) {
         R"(gte(tsToNum(property("since")), "1e9"))",
         R"~(concat(concat("(", ","), "]"))~",
         R"(semverNe(undefined, "1"))",
+        R"(semverGte(property("v"), "2.0.0-rc.1"))",
+        R"(or("false", property("on")))",
+        R"~(concat("say \"hi\", ", "x"))~",
+        R"(inArray("a", [{"k": 1}, {"k": 1}]))",
+        "concat(\"10\u00A0€ \", \"👨\u200D👩\u200D👧\")",
         R"("")",
     });
     EXPECT_EQ(report.at("findings"), kiv::json::value(kiv::json::array())) << kiv::prettyJson(report);
@@ -76,8 +81,7 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(inArray(1, [concat("a", "b")]))",
          {"error 13: the operator \"concat\" does nothing inside an array"}},
         {R"(isUndefined({"k": 1, "l"}))", {"error 13: the last key of this dictionary has no value"}},
-        {R"(not true)",
-         {"error 1: the operator \"not\" has no arguments", "error 5: the expression ends before this"}},
+        {R"(not true)", {"warning 1: the operator \"not\" has no parentheses"}},
         {"1 2", {"error 3: the expression ends before this"}},
         {"", {"error 1: the expression is empty"}},
         {"()", {"warning 1: there is no operator", "error 1: there is nothing in these"}},
@@ -97,6 +101,23 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(match("a", ")" + std::string(20'000, 'x') + R"(", ""))",
          {"error 12: match takes a regular expression"}},
         {R"(isInTargetGroup("VIP"))", {"error 17: there is no target group \"VIP\""}},
+        {"and(lt 1 2, not not true)",
+         {"warning 5: the operator \"lt\" has no", "warning 13: the operator \"not\"", "warning 17: the"}},
+        {"and(not, true)", {"error 5: the operator \"not\" has no arguments in parentheses"}},
+        {"lt 1", {"error 1: lt takes 2 arguments and has 1"}},
+        {"not (lt 1",
+         {"error 5: the \"(\" of not is never closed", "error 6: lt takes 2 arguments and has 1"}},
+        {R"(match(property("x"), "", ""))", {"error 22: the pattern is empty"}},
+        {R"(semverGte(property("x"), ">=1.3"))", {"warning 26: \">=1.3\" begins with \">=\""}},
+        {R"(semverGte(property("x"), "v1.3"))", {"warning 26: \"v1.3\" begins with a letter"}},
+        {R"(b64d("YQ"))", {"error 6: \"YQ\" is no Base64: its padding is missing"}},
+        {R"(isUndefined({"k": 1, "l": 2, "k": 3}))", {"warning 30: this key stands in the dictionary twice"}},
+        {R"(concat("C:\", "x"))", {"error 11: the backslash escapes this quote"}},
+        {R"(eq(property("p"), "C:\"))", {"error 19: the quote that opens here is never closed"}},
+        {"eq(1,\u00A0\"a\")", {"error 6: unknown word"}},
+        {"eq(property(\"x\"), \"FR\u200B\")",
+         {"warning 19: the text contains the invisible character U+200B"}},
+        {R"(ifThen("off", 1, 2))", {"warning 8: the text \"off\" always counts as false"}},
     };
     std::vector<std::string> conditions;
     for (const auto& each : cases) {
@@ -168,6 +189,39 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
         EXPECT_EQ(outcome.exitCode, 1) << document;
         expectContains(outcome.out, told);
     }
+}
+
+TEST_F(ConfigLint, NamesAnInvisibleCharacterBeforeItSpeaksOfQuotes) {
+    const kiv::json::value report = lint({"eq(1,\u00A0\"a\")"});
+    EXPECT_EQ(report.at_pointer("/findings/0/advice"),
+              "It contains the invisible character U+00A0 (no-break space). Delete it, or type an ordinary "
+              "space.");
+}
+
+TEST_F(ConfigLint, KnowsThatATargetGroupHasMembersAndNoDefault) {
+    const struct {
+        std::string condition;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"[1]",
+         {": error: an array or a dictionary is neither true nor false",
+          "that asks for this target group fails"}},
+        {R"("staff")", {": warning: the text \"staff\" always counts as false"}},
+        {"", {"the expression is empty", "nobody is in the target group"}},
+        {"semverEq(1, \"1\")", {"The evaluation fails: nobody is in the target group."}},
+        {"isInTargetGroup(\"g\")", {": error: the target group depends on itself"}},
+    };
+    for (const auto& [condition, told] : cases) {
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{
+                  {"application", "k"},
+                  {"targetGroups", kiv::json::array{{{"_id", "g"}, {"condition", condition}}}}}));
+        const std::string out = kiv({"config", "lint", "payload.json"}).out;
+        expectContains(out, told);
+        EXPECT_EQ(out.find("default"), std::string::npos) << out;
+    }
+    const Arguments group{"--target-group", "g=[1]"};
+    EXPECT_EQ(kiv(joined({"eval", "isInTargetGroup(\"g\")"}, group)).exitCode, 1);
 }
 
 TEST_F(ConfigLint, KnowsWhoDecidesAFlag) {

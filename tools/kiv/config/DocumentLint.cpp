@@ -140,7 +140,7 @@ void DocumentLint::checkDeployment(const json::object& experiment) {
     if (!condition) {
         error("has no \"condition\" in its \"deploymentConfiguration\"", skipped);
     } else {
-        checkCondition(*condition);
+        checkCondition(*condition, ExpressionUse::flag);
     }
 }
 
@@ -208,16 +208,16 @@ void DocumentLint::checkTargetGroup(const json::object& group, Names& identifier
     if (!condition) {
         error("has no \"condition\"", "Nobody is in it.");
     } else {
-        checkCondition(*condition);
+        checkCondition(*condition, ExpressionUse::targetGroup);
     }
 }
 
-void DocumentLint::checkCondition(const json::value& condition) {
+void DocumentLint::checkCondition(const json::value& condition, ExpressionUse use) {
     const json::string* text = condition.if_string();
     if (!text) {
         return;
     }
-    ExpressionReader reader(*text, &targetGroups_);
+    ExpressionReader reader(*text, {&targetGroups_, use});
     for (ExpressionFinding& each : reader.read()) {
         findings_.push_back({each.isError, place_, Spot{std::string(*text), each.position, each.length},
                              std::move(each.message), std::move(each.advice)});

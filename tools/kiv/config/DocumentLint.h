@@ -49,7 +49,7 @@ private:
     void checkFlag(const json::value& flag, Names& named, bool isSkipped);
     void checkTargetGroup(const json::object& group, Names& identifiers);
     void checkLabels(const json::object& experiment);
-    void checkCondition(const json::value& condition);
+    void checkCondition(const json::value& condition, ExpressionUse use);
     void checkMemberNames(const json::object& object, std::span<const std::string_view> known);
 
     /// The member; null when it is missing. A member of another type adds a finding: an error if `isError`,

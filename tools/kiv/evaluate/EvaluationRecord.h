@@ -11,6 +11,7 @@
 
 #include "KivxLanguage/KivxOperatorTable.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "expression/ExpressionReader.h"
 
 namespace kiv::tool {
 
@@ -57,6 +58,7 @@ struct RecordedEvaluation {
     std::vector<RecordedStep> steps = {};
     /// The steps that are no argument of another step, from left to right. The first step gives the value.
     std::vector<std::size_t> roots = {};
+    std::vector<ExpressionFinding> findings = {}; ///< what `ExpressionReader` finds in the expression
     bool cut = false; ///< the steps were dropped, because all evaluations together had too many
 
     const RecordedStep* root() const { return roots.empty() ? nullptr : &steps[roots.front()]; }
@@ -96,6 +98,8 @@ private:
         Call current;
     };
 
+    /// What the evaluation that has just left is for.
+    ExpressionUse useOfLast() const;
     void build(Running& running) const;
 
     const KivxOperatorTable& operators_;

@@ -22,9 +22,17 @@ std::string sourceText(const RecordedEvaluation& evaluation, const RecordedStep&
 /// test.
 std::string bucketText(const RecordedEvaluation& evaluation, const RecordedStep& step);
 
-/// A remark on an operator that ran, such as its bucket or where its value comes from. May be empty.
+/// A remark on an operator that ran, such as its bucket, where its value comes from, what its arguments count
+/// as, or a warning about how they are written. May be empty.
 std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& step,
                    const EvaluationWorld& world);
+
+/// The part of `remark` that says what the operator made of its arguments: `kindRemark`, else the warnings
+/// about how they are written. May be empty.
+std::string remarkOnArguments(const RecordedEvaluation& evaluation, const RecordedStep& step);
+
+/// The findings about the expression that no remark on a step says.
+std::vector<ExpressionFinding> looseFindings(const RecordedEvaluation& evaluation);
 
 /// A property that an evaluation read.
 struct PropertyRead {
