@@ -52,7 +52,6 @@ TEST_F(ConfigLint, SaysNothingAboutGoodExpressions) {
         R"(semverNe(undefined, "1"))",
         R"(semverGte(property("v"), "2.0.0-rc.1"))",
         R"(or("false", property("on")))",
-        R"~(concat("say \"hi\", ", "x"))~",
         R"(inArray("a", [{"k": 1}, {"k": 1}]))",
         "concat(\"10\u00A0€ \", \"👨\u200D👩\u200D👧\")",
         R"("")",
@@ -113,6 +112,7 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(b64d("YQ"))", {"error 6: \"YQ\" is no Base64: its padding is missing"}},
         {R"(isUndefined({"k": 1, "l": 2, "k": 3}))", {"warning 30: this key stands in the dictionary twice"}},
         {R"(concat("C:\", "x"))", {"error 11: the backslash escapes this quote"}},
+        {R"(concat("say \"hi\", ", "x"))", {"warning 8: the backslash before the quote stays"}},
         {R"(eq(property("p"), "C:\"))", {"error 19: the quote that opens here is never closed"}},
         {"eq(1,\u00A0\"a\")", {"error 6: unknown word"}},
         {"eq(property(\"x\"), \"FR\u200B\")",
@@ -180,6 +180,8 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
          {"target group 1 \"a\", column 1: error: unknown word \"fo\"", "\"_id\" of an earlier target group",
           "target group 3: error: has no \"_id\"", "target group 3: error: has no \"condition\""}},
         {R"({"application": "k", "x": [)" + zeros + "0]}", {"there are 1000006 values and keys"}},
+        {R"({"application": "", "experiments": [{"_id": "e", "name": "a"}, {"_id": "e", "name": "b"}]})",
+         {"experiment 2 \"b\": warning: has the \"_id\" of experiment 1"}},
         {R"({"signature_v0": "x"})", {"the envelope has no \"data\""}},
         {R"({"data": "{\"application\" 1}"})", {"column 16: error: \"data\": no JSON"}},
     };
@@ -239,6 +241,67 @@ TEST_F(ConfigLint, KnowsWhoDecidesAFlag) {
     const kiv::json::value once = report({first, skipped});
     EXPECT_TRUE(findings(once, 0).empty());
     EXPECT_EQ(findings(once, 1).size(), 1U); // no condition, and nothing about the flag
+}
+
+TEST_F(ConfigLint, FindsCircles) {
+    const auto flag = [](const std::string& name) { return "flagValue(\"flag." + name + "\")"; };
+    const auto group = [](const std::string& name) { return "isInTargetGroup(\"" + name + "\")"; };
+    using Conditions = std::vector<std::pair<std::string, std::string>>;
+    const struct {
+        Conditions experiments;
+        Conditions groups;
+        std::vector<std::string> told; ///< one part of each finding
+    } cases[] = {
+        {{{"a", flag("b")}, {"b", flag("a")}},
+         {},
+         {R"(experiment 2 "b", column 11: error: the flag depends on itself (flag "flag.a" → flag "flag.b" → flag "flag.a")"}},
+        {{{"a", flag("a")}}, {}, {R"(experiment 1 "a", column 11: error: the flag depends on itself)"}},
+        {{},
+         {{"g", group("h")}, {"h", "not(" + group("g") + ")"}},
+         {R"((target group "g" → target group "h" → target group "g". Where the circle closes, the evaluation fails: isInTargetGroup is false there.))"}},
+        {{{"a", group("g")}},
+         {{"g", "eq(" + flag("a") + ", \"true\")"}},
+         {R"(target group 1 "g", column 14: error: the flag depends on itself (flag "flag.a" → target group "g" → flag "flag.a")"}},
+        {{{"a", "concat(" + flag("a") + ", " + flag("b") + ")"}, {"b", flag("a")}},
+         {},
+         {R"(experiment 1 "a", column 18: error)", R"(experiment 2 "b", column 11: error)"}},
+        {{{"a", flag("b")}, {"b", flag("c")}, {"c", group("g")}, {"d", flag("b")}, {"e", flag("none")}},
+         {{"g", "true"}},
+         {}},
+        // A later experiment decides the flag, so the first one closes no circle.
+        {{{"a", flag("b")}, {"b", flag("a")}, {"b", "true"}}, {}, {"never decides the flag"}},
+    };
+    for (const auto& each : cases) {
+        kiv::json::array experiments;
+        for (const auto& [name, condition] : each.experiments) {
+            experiments.push_back(experiment(name, condition));
+        }
+        kiv::json::array groups;
+        for (const auto& [name, condition] : each.groups) {
+            groups.push_back({{"_id", name}, {"condition", condition}});
+        }
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{
+                  {"application", "k"}, {"experiments", experiments}, {"targetGroups", groups}}));
+        const std::string out = kiv({"config", "lint", "payload.json"}).out;
+        expectContains(out, each.told);
+        EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(out, '\n')), each.told.size() + 1) << out;
+    }
+}
+
+TEST_F(ConfigLint, StandsAChainOfAnyLength) {
+    constexpr int length = 50'000;
+    kiv::json::array experiments;
+    for (int i = 0; i < length; ++i) {
+        experiments.push_back(
+            experiment(std::to_string(i), "flagValue(\"flag." + std::to_string((i + 1) % length) + "\")"));
+    }
+    write("payload.json",
+          kiv::compactJson(kiv::json::object{{"application", "k"}, {"experiments", experiments}}));
+    const std::string out = kiv({"config", "lint", "payload.json"}).out;
+    EXPECT_CONTAINS(
+        out,
+        R"((flag "flag.0" → flag "flag.1" → flag "flag.2" → … → flag "flag.49997" → flag "flag.49998" → flag "flag.49999" → flag "flag.0")");
 }
 
 TEST_F(ConfigLint, WarningsFailOnlyWhenStrict) {

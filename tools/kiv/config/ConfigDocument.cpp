@@ -80,8 +80,10 @@ bool isEnvelope(const json::object& document) {
            document.contains(KIVC_JSON_data_signedDate);
 }
 
-ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
-    payload = parseObject(readInput(path), path);
+ConfigDocument::ConfigDocument(const std::string& file) : ConfigDocument(file, readInput(file)) {}
+
+ConfigDocument::ConfigDocument(const std::string& file, std::string_view text)
+    : path(file), payload(parseObject(text, file)) {
     if (!isEnvelope(payload)) {
         return;
     }

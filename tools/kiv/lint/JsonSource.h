@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kiv::tool {
+
+/// Finds where the values of a JSON text stand in it. The text must have been parsed before: what is
+/// malformed is not reported, and gives positions without a meaning.
+class JsonSource {
+public:
+    /// The text is borrowed.
+    explicit JsonSource(std::string_view text) : text_(text) {}
+
+    /// The byte at which the outermost value begins.
+    std::size_t root() const;
+
+    /// The byte at which the member's value begins; nothing when `object` is no object or has no such member.
+    /// Of two members of one name the later one counts.
+    std::optional<std::size_t> member(std::size_t object, std::string_view name) const;
+
+    /// The bytes at which the elements begin, without those that are null, which the library drops.
+    std::vector<std::size_t> elements(std::size_t array) const;
+
+    /// The content of the string that begins at `string`.
+    std::string content(std::size_t string) const;
+
+    /// The byte of this text that byte `offset` of that content is written at.
+    std::size_t byteOf(std::size_t string, std::size_t offset) const;
+
+private:
+    std::size_t skipSpace(std::size_t at) const;
+    std::size_t skipString(std::size_t at) const;
+    std::size_t skipValue(std::size_t at) const;
+    bool isAt(std::size_t at, char c) const { return at < text_.size() && text_[at] == c; }
+
+    std::string_view text_;
+};
+
+} // namespace kiv::tool
