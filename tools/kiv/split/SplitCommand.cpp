@@ -24,7 +24,9 @@
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
 #include "evaluate/EvaluationOptions.h"
+#include "evaluate/EvaluationRecord.h"
 #include "evaluate/EvaluationWorld.h"
+#include "evaluate/StepText.h"
 #include "split/ExpectedShares.h"
 #include "split/Split.h"
 
@@ -124,12 +126,30 @@ bool comesBefore(const Share& a, const Share& b) {
     return a.count != b.count ? a.count > b.count : a.outcome < b.outcome;
 }
 
+/// The names of the properties that the condition reads.
+std::vector<std::string> propertiesOf(const EvaluationWorld& world, const std::string& condition,
+                                      const std::string& flag) {
+    EvaluationRecorder recorder(world.parser().operators());
+    {
+        const KivxTrace::Scope scope(recorder);
+        world.evaluate(condition, flag);
+    }
+    std::vector<std::string> names;
+    for (const PropertyRead& read : propertiesRead(recorder.evaluation(), world)) {
+        if (names.empty() || names.back() != read.name) {
+            names.push_back(read.name);
+        }
+    }
+    return names;
+}
+
 Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) {
     const KIVExperimentModel& model = *world.experimentFor(options.flag);
     const std::string& condition = model.deploymentConfiguration().condition();
     ExpectedShares expected = expectedShares(world, options.flag, options.property);
     Split split{options.config, std::move(experiment), options.flag, options.property};
     split.obstacle = std::move(expected.obstacle);
+    split.circle = std::move(expected.circle);
     split.keyedBy = model.stickinessProperty();
     const std::string* current = nullptr;
     world.setProperty(KIVCustomProperty::withStringBlock(
@@ -146,6 +166,9 @@ Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) 
         }
         ++split.users;
     });
+    if (!split.isRead) {
+        split.asked = propertiesOf(world, condition, options.flag);
+    }
     if (split.users == 0) {
         throw BadInput(options.ids + ": contains no ids", {}, "Write one id on each line.");
     }
