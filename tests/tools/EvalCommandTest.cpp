@@ -135,7 +135,7 @@ TEST_F(EvalCommand, WrongUsageIsToldApartFromBadInput) {
         {{"--version"}, 0, "5.0.16\n"},
         {{"--help"}, 0, "Examples:"},
         {{"config", "lint", "--help"}, 0, "--strict"},
-        {{}, 2, "a subcommand is missing. The subcommands are eval, explain,"},
+        {{"config"}, 2, "a subcommand is missing. The subcommands are keygen, sign,"},
         {{"config", "lnt"}, 2, "Did you mean lint?"},
         {{"eval"}, 2, "'kiv eval --help'"},
         {{"eval", "1", "--batch"}, 2, "either an expression or --batch"},

@@ -266,7 +266,7 @@ TEST_F(ExplainCommand, RefusesBadInput) {
          "experiment 6 names the flag \"shop.skipped\", but has no condition"},
         {{"1", "--property", "v:sting=2"}, 1, "double\n  Did you mean string?"},
         {{"1", "--property", "v:int=2.5"}, 1, "\"v:int=2.5\": the value 2.5 does not fit the type \"int\""},
-        {{"1", "--context", "v:semver=2"}, 1, "one of the types string, bool, int and double"},
+        {{"1", "--context", "v:semver=2"}, 1, "no value of the context has the type \"semver\"\n  Its types are"},
         {{"1", "--property", "v"}, 2, "--property: \"v\" does not have the form NAME=VALUE"},
         {{"1", "--target-group", "=true"}, 2, "does not have the form ID=CONDITION"},
         {{}, 2, "either an expression, or --config and --flag"},

@@ -33,7 +33,8 @@ Each line is answered by one line, in the same order:
   {"outcome":"value","type":TYPE,"value":VALUE,"stringValue":TEXT or null}
   {"outcome":"undefined"}              the value is undefined
   {"outcome":"empty"}                  the evaluation failed, or gave no value
-  {"outcome":"error","reason":TEXT}    the line is not a request; the exit code is then 1
+  {"outcome":"error","reason":TEXT}    the line is not a request, or has a member that requests
+                                       do not have; the exit code is then 1
 Empty lines are skipped.)TEXT";
 
 int evaluateOne(const EvaluationRequest& request) {
@@ -57,7 +58,7 @@ json::object answerLine(const std::string& line) {
     std::string error;
     const auto document = parseJson(line, &error);
     if (!document) {
-        throw BadInput("not JSON: " + error);
+        throw BadInput("not JSON: " + error, {}, "Write one JSON object on each line.");
     }
     return answer(parseRequest(*document));
 }
@@ -72,7 +73,7 @@ int evaluateBatch() {
         try {
             answered = answerLine(line);
         } catch (const BadInput& problem) {
-            answered = {{"outcome", "error"}, {"reason", problem.what()}};
+            answered = {{"outcome", "error"}, {"reason", problem.reason()}};
             exitCode = exitBadInput;
         }
         std::cout << compactJson(answered) << std::endl;

@@ -88,7 +88,7 @@ ScriptedContainer::Members membersFrom(const std::vector<json::object>& flags) {
         try {
             members.emplace_back(name, flagFrom(fields));
         } catch (const BadInput& problem) {
-            throw BadInput("the flag " + inQuotes(name) + ": " + problem.what());
+            throw BadInput("the flag " + inQuotes(name) + ": " + problem.reason());
         }
     }
     return members;

@@ -19,6 +19,7 @@
 
 #include "Columns.h"
 #include "Command.h"
+#include "Files.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
@@ -64,8 +65,8 @@ struct Options {
     bool asCsv = false;
 };
 
-[[noreturn]] void refuseIds(const std::string& path, const char* why) {
-    throw BadInput(path + ": cannot be read: " + why);
+[[noreturn]] void refuseIds(const std::string& path, int problem) {
+    throw BadInput(path + ": cannot be read: " + std::strerror(problem), {}, adviceForFile(problem));
 }
 
 /// Calls `take` with each line that is not empty.
@@ -75,7 +76,7 @@ void forEachLine(const std::string& path, const std::function<void(std::string&)
         std::error_code ignored;
         file.open(path, std::ios::binary);
         if (!file || std::filesystem::is_directory(path, ignored)) {
-            refuseIds(path, std::strerror(file ? EISDIR : errno));
+            refuseIds(path, file ? EISDIR : errno);
         }
     }
     std::istream& lines = path == "-" ? std::cin : file;
@@ -93,7 +94,7 @@ void forEachLine(const std::string& path, const std::function<void(std::string&)
         }
     }
     if (lines.bad()) {
-        refuseIds(path, std::strerror(EIO));
+        refuseIds(path, EIO);
     }
 }
 
