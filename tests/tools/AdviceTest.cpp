@@ -16,7 +16,8 @@ protected:
                                         "--property", "yes=true",
                                         "--property", "off=off",
                                         "--property", "text:string=true",
-                                        "--property", "since:datetime=2026-01-31T12:00:00.000Z"};
+                                        "--property", "since:datetime=2026-01-31T12:00:00.000Z",
+                                        "--property", "later:datetime=2999-01-31T12:00:00.000Z"};
 };
 
 TEST_F(Advice, OfAStepGivesWhatWasMeant) {
@@ -54,6 +55,12 @@ TEST_F(Advice, OfAStepGivesWhatWasMeant) {
          R"(semverGte("1.10.0", "1.9.0"))", "false", "true"},
         {R"(lt(property("since"), 2e9))", R"(a date is no number, which always gives false: tsToNum()",
          R"(lt(tsToNum(property("since")), 2e9))", "false", "true"},
+        {R"(gt(tsToNum(property("later")), now()))", R"(write concat(tsToNum(property("later")), "000"))",
+         R"(gt(concat(tsToNum(property("later")), "000"), now()))", "false", "true"},
+        {R"(gt(property("later"), now()))", R"(write concat(tsToNum(property("later")), "000"))",
+         R"(gt(concat(tsToNum(property("later")), "000"), now()))", "false", "true"},
+        {R"(eq("FR ", "FR"))", "the texts differ in white space at their ends", R"(eq("FR", "FR"))", "false",
+         "true"},
         {R"(ifThen(property("off"), 1, 2))",
          R"("off" counts as false: to test for it, write eq(property("off"), "off"))",
          R"(ifThen(eq(property("off"), "off"), 1, 2))", "2", "1"},

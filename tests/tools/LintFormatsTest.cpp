@@ -106,4 +106,25 @@ TEST_F(LintFormats, JsonHasTheLineOfTheFileAndOldSpellingsWork) {
     EXPECT_EQ(kiv({"config", "lint", "--format", "sarif", "-"}, payload).exitCode, 1);
 }
 
+TEST_F(LintFormats, ManyFindingsInOneEnvelopeKeepTheirPlaces) {
+    constexpr int count = 5'000;
+    std::string experiments;
+    for (int i = 0; i < count; ++i) {
+        experiments += std::string(i == 0 ? "" : ",\n") + R"({"name": "e", "featureFlags": [{"name": "f)" +
+                       std::to_string(i) + R"("}], "deploymentConfiguration": {"condition": "fo)" +
+                       std::to_string(i) + R"("}})";
+    }
+    write("payload.json", "{\"application\": \"k\", \"experiments\": [" + experiments + "]}");
+    const kiv::json::value plain = sarif({"payload.json"});
+    ASSERT_EQ(results(plain).size(), count);
+    EXPECT_EQ(results(plain)[count - 2].at_pointer("/locations/0/physicalLocation/region/startLine"),
+              count - 1);
+    EXPECT_EQ(marked(results(plain)[count - 2]), "fo" + std::to_string(count - 2));
+
+    write("envelope.json", kiv::compactJson(kiv::json::object{{"data", read("payload.json")}}));
+    const kiv::json::value wrapped = sarif({"envelope.json"});
+    ASSERT_EQ(results(wrapped).size(), count);
+    EXPECT_EQ(marked(results(wrapped)[count - 2]), "fo" + std::to_string(count - 2));
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "Model/KIVDocumentLimits.h"
@@ -67,7 +68,7 @@ std::vector<Finding> DocumentLint::findings() {
         findings_.push_back(std::move(circle));
     }
     std::ranges::stable_sort(findings_, {}, [](const Finding& finding) {
-        return std::pair(finding.place.kind, finding.place.index);
+        return std::tuple(finding.place.kind, finding.place.index, finding.spot ? finding.spot->position : 0);
     });
     return std::move(findings_);
 }

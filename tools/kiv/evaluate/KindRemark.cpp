@@ -180,10 +180,19 @@ private:
     }
 
     std::string secondsAdvice(std::size_t date) const {
+        if (argument(1 - date).isCallOf("now")) {
+            return "Write concat(tsToNum(" + source(date) + "), \"000\"), because now() is in milliseconds";
+        }
         return "tsToNum(" + source(date) + ") gives a date's seconds since 1970 as a number";
     }
 
     std::string numbers() const {
+        for (const std::size_t seconds : {std::size_t{0}, std::size_t{1}}) {
+            if (argument(seconds).isCallOf("tsToNum") && argument(1 - seconds).isCallOf("now")) {
+                return "tsToNum gives seconds and now() milliseconds: write concat(" + source(seconds) +
+                       ", \"000\")";
+            }
+        }
         for (const std::size_t index : {std::size_t{0}, std::size_t{1}}) {
             const KivxValue& own = value(index);
             const auto text = own.text();

@@ -49,18 +49,27 @@ std::string JsonSource::content(std::size_t string) const {
     return isString ? std::string(elements->front().get_string()) : std::string();
 }
 
-std::size_t JsonSource::byteOf(std::size_t string, std::size_t offset) const {
+void JsonSource::toBytes(std::size_t string, std::span<std::size_t> offsets) const {
+    const std::size_t end = std::max(skipString(string), string + 2) - 1;
     std::size_t at = string + 1;
-    const std::size_t end = std::max(skipString(string), at + 1) - 1;
-    for (std::size_t decoded = 0; at < end;) {
-        const std::size_t length = escapeLength(text_.substr(at, end - at));
-        decoded += length == 1 ? 1 : decodedLength(text_.substr(at, length));
-        if (decoded > offset) {
-            break;
+    std::size_t decoded = 0;
+    for (std::size_t& offset : offsets) {
+        while (at < end) {
+            const std::size_t length = escapeLength(text_.substr(at, end - at));
+            const std::size_t next = decoded + (length == 1 ? 1 : decodedLength(text_.substr(at, length)));
+            if (next > offset) {
+                break;
+            }
+            decoded = next;
+            at += length;
         }
-        at += length;
+        offset = at;
     }
-    return at;
+}
+
+std::size_t JsonSource::byteOf(std::size_t string, std::size_t offset) const {
+    toBytes(string, {&offset, 1});
+    return offset;
 }
 
 std::optional<std::size_t> JsonSource::member(std::size_t object, std::string_view name) const {

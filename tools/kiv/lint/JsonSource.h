@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,9 @@ public:
     /// The content of the string that begins at `string`.
     std::string content(std::size_t string) const;
 
-    /// The byte of this text that byte `offset` of that content is written at.
+    /// Replaces each of the offsets, which are bytes of that content in ascending order, by the byte of this
+    /// text that it is written at.
+    void toBytes(std::size_t string, std::span<std::size_t> offsets) const;
     std::size_t byteOf(std::size_t string, std::size_t offset) const;
 
 private:

@@ -49,11 +49,10 @@ std::size_t count(const std::vector<LintedFile>& files, bool errors) {
     return sum;
 }
 
-json::object toJson(const LintedFile& file, const Finding& finding) {
-    const LineColumn line = lineColumn(file.text(), file.partOf(finding).begin);
-    json::object object{{"file", file.path()},
-                        {"fileLine", line.line},
-                        {"fileColumn", line.column},
+json::object toJson(const std::string& path, const Finding& finding, const LineColumn& place) {
+    json::object object{{"file", path},
+                        {"fileLine", place.line},
+                        {"fileColumn", place.column},
                         {"severity", finding.isError ? "error" : "warning"},
                         {"message", finding.message},
                         {"advice", finding.advice.empty() ? json::value() : json::value(finding.advice)}};
@@ -74,8 +73,9 @@ json::object toJson(const LintedFile& file, const Finding& finding) {
 void printJson(const std::vector<LintedFile>& files) {
     json::array findings;
     for (const LintedFile& file : files) {
-        for (const Finding& finding : file.findings()) {
-            findings.push_back(toJson(file, finding));
+        const std::vector<FileRegion> regions = file.regions();
+        for (std::size_t index = 0; index < regions.size(); ++index) {
+            findings.push_back(toJson(file.path(), file.findings()[index], regions[index].begin));
         }
     }
     std::cout << prettyJson(json::object{{"errors", count(files, true)},

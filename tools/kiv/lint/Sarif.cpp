@@ -29,23 +29,19 @@ std::string uriOf(const std::string& path) {
     return uri;
 }
 
-json::object regionOf(const LintedFile& file, const Finding& finding) {
-    const FilePart part = file.partOf(finding);
-    const LineColumn begin = lineColumn(file.text(), part.begin);
-    const LineColumn end = lineColumn(file.text(), part.end);
-    return {{"startLine", begin.line},
-            {"startColumn", begin.column},
-            {"endLine", end.line},
-            {"endColumn", end.column}};
+json::object toJson(const FileRegion& region) {
+    return {{"startLine", region.begin.line},
+            {"startColumn", region.begin.column},
+            {"endLine", region.end.line},
+            {"endColumn", region.end.column}};
 }
 
-json::object resultOf(const LintedFile& file, const Finding& finding) {
+json::object resultOf(const std::string& path, const Finding& finding, const FileRegion& region) {
     const std::string about = finding.place.text();
     const std::string text = (about.empty() ? "" : about + ": ") + finding.message + "." +
                              (finding.advice.empty() ? "" : " " + finding.advice);
     json::object location{
-        {"physicalLocation",
-         {{"artifactLocation", {{"uri", uriOf(file.path())}}}, {"region", regionOf(file, finding)}}}};
+        {"physicalLocation", {{"artifactLocation", {{"uri", uriOf(path)}}}, {"region", toJson(region)}}}};
     if (!about.empty()) {
         location["logicalLocations"] = json::array{json::object{{"fullyQualifiedName", about}}};
     }
@@ -64,8 +60,9 @@ json::object rule(const char* identifier, const char* text) {
 json::object sarifLog(const std::vector<LintedFile>& files) {
     json::array results;
     for (const LintedFile& file : files) {
-        for (const Finding& finding : file.findings()) {
-            results.push_back(resultOf(file, finding));
+        const std::vector<FileRegion> regions = file.regions();
+        for (std::size_t index = 0; index < regions.size(); ++index) {
+            results.push_back(resultOf(file.path(), file.findings()[index], regions[index]));
         }
     }
     json::object driver{
