@@ -57,6 +57,24 @@ TEST_F(EvalCommand, TellsWhichStepFailedAndWhy) {
     }
 }
 
+TEST_F(EvalCommand, TellsAPersonWhatIsOdd) {
+    const std::pair<Arguments, std::string> cases[] = {
+        {{R"(eq(property("n"), "5"))", "--property", "n=5"},
+         "false\n  • a number never equals a text: write eq(property(\"n\"), 5)\n"
+         "  'kiv explain' shows every step.\n"},
+        {{R"(isInTargetGroup("g"))", "--target-group", "g=fo"},
+         "false\n  • an evaluation inside fails: unknown word \"fo\" — column\n    1. "},
+        {{"lt(1, 2)"}, "true\n"},
+    };
+    for (const auto& [arguments, told] : cases) {
+        const std::string shown = onTerminal("NO_COLOR=", joined({"eval"}, arguments));
+        EXPECT_TRUE(shown.starts_with(told)) << shown;
+        expectNarrow(shown);
+        output(joined({"eval"}, arguments)); // nothing on standard error
+    }
+    EXPECT_EQ(onTerminal("NO_COLOR=", {"eval", "lt(1, 2)"}), "true\n");
+}
+
 TEST_F(EvalCommand, AnswersABatchLineByLine) {
     const std::pair<std::string, std::string> lines[] = {
         {R"~({"expression": "numeq(\"1.0\", 1)"})~",

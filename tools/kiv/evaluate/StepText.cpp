@@ -247,6 +247,24 @@ std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& ste
     return fact + (fact.empty() || arguments.empty() ? "" : "; ") + arguments;
 }
 
+std::vector<std::string> oddities(const RecordedEvaluation& evaluation,
+                                  const std::function<std::string(const RecordedEvaluation&)>& failureText) {
+    constexpr std::size_t most = 3;
+    std::vector<std::string> found;
+    const auto add = [&found](std::string text) {
+        if (!text.empty() && found.size() < most && std::ranges::count(found, text) == 0) {
+            found.push_back(std::move(text));
+        }
+    };
+    forEachStep(evaluation, [&](const RecordedEvaluation& own, const RecordedStep& step) {
+        add(found.size() < most ? remarkOnArguments(own, step) : "");
+        for (const auto& inner : step.evaluations) {
+            add(inner->failure ? failureText(*inner) : "");
+        }
+    });
+    return found;
+}
+
 std::vector<ExpressionFinding> looseFindings(const RecordedEvaluation& evaluation) {
     std::vector<ExpressionFinding> findings = evaluation.findings;
     std::erase_if(findings, [&evaluation](const ExpressionFinding& finding) {

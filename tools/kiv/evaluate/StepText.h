@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,11 @@ std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& ste
 /// The part of `remark` that says what the operator made of its arguments: `kindRemark`, else the warnings
 /// about how they are written. May be empty.
 std::string remarkOnArguments(const RecordedEvaluation& evaluation, const RecordedStep& step);
+
+/// What is odd about an evaluation and those inside it: at most three remarks on arguments, and failures of
+/// inner evaluations by the words that `failureText` gives them. Each appears once.
+std::vector<std::string> oddities(const RecordedEvaluation& evaluation,
+                                  const std::function<std::string(const RecordedEvaluation&)>& failureText);
 
 /// The findings about the expression that no remark on a step says.
 std::vector<ExpressionFinding> looseFindings(const RecordedEvaluation& evaluation);

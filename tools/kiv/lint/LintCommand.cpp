@@ -12,6 +12,7 @@
 #include "Terminal.h"
 #include "lint/LintedFile.h"
 #include "lint/Sarif.h"
+#include "lint/UnreportedFlags.h"
 
 namespace kiv::tool {
 namespace {
@@ -139,9 +140,10 @@ int lint(const Options& options) {
     if (options.asJson && options.format == Format::sarif) {
         throw WrongUsage("--json and --format sarif exclude each other");
     }
+    const std::string records = options.states.empty() ? "" : recordsOfService(options.states);
     std::vector<LintedFile> files;
     for (const std::string& path : options.paths) {
-        files.emplace_back(path, options.states, options.strict);
+        files.emplace_back(path, records, options.strict);
     }
     if (options.format == Format::sarif) {
         std::cout << prettyJson(sarifLog(files)) << '\n';

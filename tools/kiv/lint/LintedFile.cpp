@@ -97,10 +97,10 @@ std::vector<LineColumn> lineColumns(std::string_view text, const std::vector<std
 
 } // namespace
 
-LintedFile::LintedFile(std::string path, const std::string& states, bool strict) : path_(std::move(path)) {
+LintedFile::LintedFile(std::string path, const std::string& records, bool strict) : path_(std::move(path)) {
     try {
         text_ = readInput(path_);
-        find(states);
+        find(records);
     } catch (const BadInput& problem) {
         const std::string prefix = path_ + ": ";
         std::string message = problem.what();
@@ -112,11 +112,11 @@ LintedFile::LintedFile(std::string path, const std::string& states, bool strict)
     }
 }
 
-void LintedFile::find(const std::string& states) {
+void LintedFile::find(const std::string& records) {
     const ConfigDocument document(path_, text_);
     findings_ = DocumentLint(document.payload).findings();
-    if (!states.empty()) {
-        for (Finding& finding : unreportedFlags(document.payload, keyOf(document), states)) {
+    if (!records.empty()) {
+        for (Finding& finding : unreportedFlags(document.payload, keyOf(document), records)) {
             findings_.push_back(std::move(finding));
         }
         std::ranges::stable_sort(findings_, {}, [](const Finding& finding) {

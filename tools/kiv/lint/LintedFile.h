@@ -17,10 +17,10 @@ struct FileRegion {
 /// A document and what was found in it.
 class LintedFile {
 public:
-    /// Reads and checks the file at `path`; "-" is standard input. With `states`, the folder of a service,
-    /// also finds the flags that no application has reported to that service; throws `BadInput` when the
-    /// folder has no records. With `strict`, every warning is an error.
-    LintedFile(std::string path, const std::string& states, bool strict);
+    /// Reads and checks the file at `path`; "-" is standard input. A file that cannot be read has that as its
+    /// finding. With `records`, the records file of a service (empty: none), also finds the flags that no
+    /// application has reported to it. With `strict`, every warning is an error.
+    LintedFile(std::string path, const std::string& records, bool strict);
 
     const std::string& path() const { return path_; }
     const std::vector<Finding>& findings() const { return findings_; }
@@ -29,7 +29,7 @@ public:
     std::vector<FileRegion> regions() const;
 
 private:
-    void find(const std::string& states);
+    void find(const std::string& records);
 
     std::string path_;
     std::string text_;

@@ -13,11 +13,6 @@
 namespace kiv::tool {
 namespace {
 
-std::string recordsIn(const std::string& folder) {
-    std::string file = recordsFile(folder);
-    return std::filesystem::exists(file) ? file : existingRecords(folder, "");
-}
-
 /// What applications with a key have reported.
 struct Reported {
     std::size_t states = 0;
@@ -49,10 +44,14 @@ Reported reportedFor(std::string_view key, const std::string& file) {
 
 } // namespace
 
+std::string recordsOfService(const std::string& folder) {
+    std::string file = recordsFile(folder);
+    return std::filesystem::exists(file) ? file : existingRecords(folder, "");
+}
+
 std::vector<Finding> unreportedFlags(const json::object& payload, const std::string& key,
-                                     const std::string& folder) {
-    const std::string file = recordsIn(folder);
-    const Reported reported = reportedFor(key, file);
+                                     const std::string& records) {
+    const Reported reported = reportedFor(key, records);
     std::vector<Finding> findings;
     if (reported.states == 0) {
         findings.push_back({false,
