@@ -101,21 +101,30 @@ TEST_F(Advice, OfAStepGivesWhatWasMeant) {
 }
 
 TEST_F(Advice, IsNotGivenWhereNothingIsOdd) {
-    for (const std::string expression : {
-             R"(eq(property("n"), 6))",
-             R"(eq("a", "b"))",
-             R"(inArray("x", ["a", "b"]))",
-             R"(lt("10", "9"))",
-             R"(semverGte("v1.2", "v1.3"))",
-             R"(semverGte("1.2", "1.3-beta"))",
-             R"(b64d("aGk="))",
-             R"(not("false"))",
-             R"(and(0, true))",
-             R"(match("Hello", "x", ""))",
-             R"(match("Hello", "^h", "i"))",
-             R"(concat("a", 1))",
-             R"(tsToNum(property("since")))",
-         }) {
+    const std::string longText(5000, 'x');
+    std::string longBase64;
+    for (int i = 0; i < 1500; ++i) {
+        longBase64 += "w6R4"; // each decodes to a character of two bytes and a letter
+    }
+    const std::vector<std::string> expressions{
+        R"(eq(property("n"), 6))",
+        "eq(\"" + longText + "a\", \"" + longText + "b\")",
+        "b64d(\"" + longBase64 + "\")",
+        "b64d(\"a" + longBase64 + "\")",
+        R"(eq("a", "b"))",
+        R"(inArray("x", ["a", "b"]))",
+        R"(lt("10", "9"))",
+        R"(semverGte("v1.2", "v1.3"))",
+        R"(semverGte("1.2", "1.3-beta"))",
+        R"(b64d("aGk="))",
+        R"(not("false"))",
+        R"(and(0, true))",
+        R"(match("Hello", "x", ""))",
+        R"(match("Hello", "^h", "i"))",
+        R"(concat("a", 1))",
+        R"(tsToNum(property("since")))",
+    };
+    for (const std::string& expression : expressions) {
         const kiv::json::value document = parsed(output(joined({"explain", expression, "--json"}, world)));
         EXPECT_FALSE(kiv::member(document.at_pointer("/evaluation/steps/0"), "remark"))
             << expression << kiv::prettyJson(document);

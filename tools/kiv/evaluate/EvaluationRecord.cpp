@@ -14,9 +14,9 @@ namespace {
 using Kind = RecordedStep::Kind;
 using Outcome = RecordedStep::Outcome;
 
-/// The value as it is recorded: a text is copied, and cut after 4096 bytes.
+/// The value as it is recorded: a text is copied, and cut when it is long.
 KivxValue kept(const KivxValue& value) {
-    constexpr std::size_t longest = 4096;
+    constexpr std::size_t longest = RecordedStep::longestText;
     const auto text = value.text();
     if (!text) {
         return value;

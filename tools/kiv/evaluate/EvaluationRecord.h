@@ -22,6 +22,9 @@ struct RecordedStep {
     enum class Kind { literal, call, unknownWord };
     enum class Outcome { value, failed, notReached };
 
+    /// Texts are cut after this many bytes, or a few before.
+    static constexpr std::size_t longestText = 4096;
+
     /// Stands for an argument that the expression does not have.
     static constexpr std::size_t missing = std::numeric_limits<std::size_t>::max();
 

@@ -130,9 +130,15 @@ private:
             return "";
         }
         if (family(first) == family(second)) {
-            return first.text() ? textsDiffer(*first.text(), *second.text()) : "";
+            return isWhole(first) && isWhole(second) ? textsDiffer(*first.text(), *second.text()) : "";
         }
         return joined(never(first, second), sameKinds());
+    }
+
+    /// Whether the value is a text that was not cut when it was recorded.
+    static bool isWhole(const KivxValue& value) {
+        constexpr std::size_t longestCharacter = 4;
+        return value.text() && value.text()->size() + longestCharacter <= RecordedStep::longestText;
     }
 
     static std::string textsDiffer(std::string_view first, std::string_view second) {
@@ -272,7 +278,8 @@ private:
 
     std::string base64() const {
         const auto text = value(0).text();
-        const auto problem = text ? base64Problem(*text) : std::nullopt;
+        const bool isOdd = step_.value.isUndefined() && isWhole(value(0));
+        const auto problem = isOdd ? base64Problem(*text) : std::nullopt;
         return problem ? joined(inQuotes(*text) + problem->problem, problem->advice) : "";
     }
 
