@@ -50,6 +50,10 @@ TEST_F(ConfigLint, SaysNothingAboutGoodExpressions) {
         R"(gte(tsToNum(property("since")), "1e9"))",
         R"~(concat(concat("(", ","), "]"))~",
         R"(semverNe(undefined, "1"))",
+        R"(semverGte(property("v"), "2.0.0-rc.1"))",
+        R"(or("false", property("on")))",
+        R"(inArray("a", [{"k": 1}, {"k": 1}]))",
+        "concat(\"10\u00A0€ \", \"👨\u200D👩\u200D👧\")",
         R"("")",
     });
     EXPECT_EQ(report.at("findings"), kiv::json::value(kiv::json::array())) << kiv::prettyJson(report);
@@ -76,8 +80,7 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(inArray(1, [concat("a", "b")]))",
          {"error 13: the operator \"concat\" does nothing inside an array"}},
         {R"(isUndefined({"k": 1, "l"}))", {"error 13: the last key of this dictionary has no value"}},
-        {R"(not true)",
-         {"error 1: the operator \"not\" has no arguments", "error 5: the expression ends before this"}},
+        {R"(not true)", {"warning 1: the operator \"not\" has no parentheses"}},
         {"1 2", {"error 3: the expression ends before this"}},
         {"", {"error 1: the expression is empty"}},
         {"()", {"warning 1: there is no operator", "error 1: there is nothing in these"}},
@@ -97,6 +100,24 @@ TEST_F(ConfigLint, FindsMistakesInExpressions) {
         {R"(match("a", ")" + std::string(20'000, 'x') + R"(", ""))",
          {"error 12: match takes a regular expression"}},
         {R"(isInTargetGroup("VIP"))", {"error 17: there is no target group \"VIP\""}},
+        {"and(lt 1 2, not not true)",
+         {"warning 5: the operator \"lt\" has no", "warning 13: the operator \"not\"", "warning 17: the"}},
+        {"and(not, true)", {"error 5: the operator \"not\" has no arguments in parentheses"}},
+        {"lt 1", {"error 1: lt takes 2 arguments and has 1"}},
+        {"not (lt 1",
+         {"error 5: the \"(\" of not is never closed", "error 6: lt takes 2 arguments and has 1"}},
+        {R"(match(property("x"), "", ""))", {"error 22: the pattern is empty"}},
+        {R"(semverGte(property("x"), ">=1.3"))", {"warning 26: \">=1.3\" begins with \">=\""}},
+        {R"(semverGte(property("x"), "v1.3"))", {"warning 26: \"v1.3\" begins with a letter"}},
+        {R"(b64d("YQ"))", {"error 6: \"YQ\" is no Base64: its padding is missing"}},
+        {R"(isUndefined({"k": 1, "l": 2, "k": 3}))", {"warning 30: this key stands in the dictionary twice"}},
+        {R"(concat("C:\", "x"))", {"error 11: the backslash escapes this quote"}},
+        {R"(concat("say \"hi\", ", "x"))", {"warning 8: the backslash before the quote stays"}},
+        {R"(eq(property("p"), "C:\"))", {"error 19: the quote that opens here is never closed"}},
+        {"eq(1,\u00A0\"a\")", {"error 6: unknown word"}},
+        {"eq(property(\"x\"), \"FR\u200B\")",
+         {"warning 19: the text contains the invisible character U+200B"}},
+        {R"(ifThen("off", 1, 2))", {"warning 8: the text \"off\" always counts as false"}},
     };
     std::vector<std::string> conditions;
     for (const auto& each : cases) {
@@ -159,6 +180,8 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
          {"target group 1 \"a\", column 1: error: unknown word \"fo\"", "\"_id\" of an earlier target group",
           "target group 3: error: has no \"_id\"", "target group 3: error: has no \"condition\""}},
         {R"({"application": "k", "x": [)" + zeros + "0]}", {"there are 1000006 values and keys"}},
+        {R"({"application": "", "experiments": [{"_id": "e", "name": "a"}, {"_id": "e", "name": "b"}]})",
+         {"experiment 2 \"b\": warning: has the \"_id\" of experiment 1"}},
         {R"({"signature_v0": "x"})", {"the envelope has no \"data\""}},
         {R"({"data": "{\"application\" 1}"})", {"column 16: error: \"data\": no JSON"}},
     };
@@ -168,6 +191,39 @@ TEST_F(ConfigLint, FindsMistakesInDocuments) {
         EXPECT_EQ(outcome.exitCode, 1) << document;
         expectContains(outcome.out, told);
     }
+}
+
+TEST_F(ConfigLint, NamesAnInvisibleCharacterBeforeItSpeaksOfQuotes) {
+    const kiv::json::value report = lint({"eq(1,\u00A0\"a\")"});
+    EXPECT_EQ(report.at_pointer("/findings/0/advice"),
+              "It contains the invisible character U+00A0 (no-break space). Delete it, or type an ordinary "
+              "space.");
+}
+
+TEST_F(ConfigLint, KnowsThatATargetGroupHasMembersAndNoDefault) {
+    const struct {
+        std::string condition;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"[1]",
+         {": error: an array or a dictionary is neither true nor false",
+          "that asks for this target group fails"}},
+        {R"("staff")", {": warning: the text \"staff\" always counts as false"}},
+        {"", {"the expression is empty", "nobody is in the target group"}},
+        {"semverEq(1, \"1\")", {"The evaluation fails: nobody is in the target group."}},
+        {"isInTargetGroup(\"g\")", {": error: the target group depends on itself"}},
+    };
+    for (const auto& [condition, told] : cases) {
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{
+                  {"application", "k"},
+                  {"targetGroups", kiv::json::array{{{"_id", "g"}, {"condition", condition}}}}}));
+        const std::string out = kiv({"config", "lint", "payload.json"}).out;
+        expectContains(out, told);
+        EXPECT_EQ(out.find("default"), std::string::npos) << out;
+    }
+    const Arguments group{"--target-group", "g=[1]"};
+    EXPECT_EQ(kiv(joined({"eval", "isInTargetGroup(\"g\")"}, group)).exitCode, 1);
 }
 
 TEST_F(ConfigLint, KnowsWhoDecidesAFlag) {
@@ -185,6 +241,67 @@ TEST_F(ConfigLint, KnowsWhoDecidesAFlag) {
     const kiv::json::value once = report({first, skipped});
     EXPECT_TRUE(findings(once, 0).empty());
     EXPECT_EQ(findings(once, 1).size(), 1U); // no condition, and nothing about the flag
+}
+
+TEST_F(ConfigLint, FindsCircles) {
+    const auto flag = [](const std::string& name) { return "flagValue(\"flag." + name + "\")"; };
+    const auto group = [](const std::string& name) { return "isInTargetGroup(\"" + name + "\")"; };
+    using Conditions = std::vector<std::pair<std::string, std::string>>;
+    const struct {
+        Conditions experiments;
+        Conditions groups;
+        std::vector<std::string> told; ///< one part of each finding
+    } cases[] = {
+        {{{"a", flag("b")}, {"b", flag("a")}},
+         {},
+         {R"(experiment 2 "b", column 11: error: the flag depends on itself (flag "flag.a" → flag "flag.b" → flag "flag.a")"}},
+        {{{"a", flag("a")}}, {}, {R"(experiment 1 "a", column 11: error: the flag depends on itself)"}},
+        {{},
+         {{"g", group("h")}, {"h", "not(" + group("g") + ")"}},
+         {R"((target group "g" → target group "h" → target group "g". Where the circle closes, the evaluation fails: isInTargetGroup is false there.))"}},
+        {{{"a", group("g")}},
+         {{"g", "eq(" + flag("a") + ", \"true\")"}},
+         {R"(target group 1 "g", column 14: error: the flag depends on itself (flag "flag.a" → target group "g" → flag "flag.a")"}},
+        {{{"a", "concat(" + flag("a") + ", " + flag("b") + ")"}, {"b", flag("a")}},
+         {},
+         {R"(experiment 1 "a", column 18: error)", R"(experiment 2 "b", column 11: error)"}},
+        {{{"a", flag("b")}, {"b", flag("c")}, {"c", group("g")}, {"d", flag("b")}, {"e", flag("none")}},
+         {{"g", "true"}},
+         {}},
+        // A later experiment decides the flag, so the first one closes no circle.
+        {{{"a", flag("b")}, {"b", flag("a")}, {"b", "true"}}, {}, {"never decides the flag"}},
+    };
+    for (const auto& each : cases) {
+        kiv::json::array experiments;
+        for (const auto& [name, condition] : each.experiments) {
+            experiments.push_back(experiment(name, condition));
+        }
+        kiv::json::array groups;
+        for (const auto& [name, condition] : each.groups) {
+            groups.push_back({{"_id", name}, {"condition", condition}});
+        }
+        write("payload.json",
+              kiv::compactJson(kiv::json::object{
+                  {"application", "k"}, {"experiments", experiments}, {"targetGroups", groups}}));
+        const std::string out = kiv({"config", "lint", "payload.json"}).out;
+        expectContains(out, each.told);
+        EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(out, '\n')), each.told.size() + 1) << out;
+    }
+}
+
+TEST_F(ConfigLint, StandsAChainOfAnyLength) {
+    constexpr int length = 50'000;
+    kiv::json::array experiments;
+    for (int i = 0; i < length; ++i) {
+        experiments.push_back(
+            experiment(std::to_string(i), "flagValue(\"flag." + std::to_string((i + 1) % length) + "\")"));
+    }
+    write("payload.json",
+          kiv::compactJson(kiv::json::object{{"application", "k"}, {"experiments", experiments}}));
+    const std::string out = kiv({"config", "lint", "payload.json"}).out;
+    EXPECT_CONTAINS(
+        out,
+        R"((flag "flag.0" → flag "flag.1" → flag "flag.2" → … → flag "flag.49997" → flag "flag.49998" → flag "flag.49999" → flag "flag.0")");
 }
 
 TEST_F(ConfigLint, WarningsFailOnlyWhenStrict) {

@@ -57,6 +57,24 @@ TEST_F(EvalCommand, TellsWhichStepFailedAndWhy) {
     }
 }
 
+TEST_F(EvalCommand, TellsAPersonWhatIsOdd) {
+    const std::pair<Arguments, std::string> cases[] = {
+        {{R"(eq(property("n"), "5"))", "--property", "n=5"},
+         "false\n  • a number never equals a text: write eq(property(\"n\"), 5)\n"
+         "  'kiv explain' shows every step.\n"},
+        {{R"(isInTargetGroup("g"))", "--target-group", "g=fo"},
+         "false\n  • an evaluation inside fails: unknown word \"fo\" — column\n    1. "},
+        {{"lt(1, 2)"}, "true\n"},
+    };
+    for (const auto& [arguments, told] : cases) {
+        const std::string shown = onTerminal("NO_COLOR=", joined({"eval"}, arguments));
+        EXPECT_TRUE(shown.starts_with(told)) << shown;
+        expectNarrow(shown);
+        output(joined({"eval"}, arguments)); // nothing on standard error
+    }
+    EXPECT_EQ(onTerminal("NO_COLOR=", {"eval", "lt(1, 2)"}), "true\n");
+}
+
 TEST_F(EvalCommand, AnswersABatchLineByLine) {
     const std::pair<std::string, std::string> lines[] = {
         {R"~({"expression": "numeq(\"1.0\", 1)"})~",
@@ -135,7 +153,7 @@ TEST_F(EvalCommand, WrongUsageIsToldApartFromBadInput) {
         {{"--version"}, 0, "5.0.16\n"},
         {{"--help"}, 0, "Examples:"},
         {{"config", "lint", "--help"}, 0, "--strict"},
-        {{}, 2, "a subcommand is missing. The subcommands are eval, explain,"},
+        {{"config"}, 2, "a subcommand is missing. The subcommands are keygen, sign,"},
         {{"config", "lnt"}, 2, "Did you mean lint?"},
         {{"eval"}, 2, "'kiv eval --help'"},
         {{"eval", "1", "--batch"}, 2, "either an expression or --batch"},

@@ -150,6 +150,36 @@ TEST_F(ExplainCommand, TellsWhichStepFailedAndWhatWasNotReached) {
     EXPECT_EQ(step(unknown, "").at("outcome"), "notReached");
 }
 
+TEST_F(ExplainCommand, TellsFailuresInTheWordsOfTheExpression) {
+    const struct {
+        Arguments arguments;
+        int exitCode;
+        std::vector<std::string> told;
+    } cases[] = {
+        {{"[1, 2"}, 1, {"✗ the \"[\" is never closed — column 1\n", "Missing at the end: \"]\"."}},
+        {{R"(isInTargetGroup("vip"))", "--target-group", "vip=eq(foo, 1)"},
+         0,
+         {"not in the target group \"vip\": its condition fails",
+          "this evaluation fails: unknown word \"foo\" — column 4. If it is meant as a text",
+          "✗ fails: unknown word \"foo\" — column 4\n"}},
+        {{R"(inArray(1, property("x")))"}, 1, {"\"inArray\" fails: undefined has no elements"}},
+        {{R"(isInPercentage(property("x"), "a"))"}, 1, {"fails: undefined has no double value"}},
+        {{R"(and(true, property("x")))"}, 1, {"write eq(property(\"x\"), true)."}},
+        {{R"(match("a", property("p"), ""))", "--property", "p="}, 1, {"fails: the pattern is empty"}},
+        {{R"(match("a", property("p"), ""))", "--property", "p=["},
+         1,
+         {"compile: missing close bracket at 1"}},
+        {{"and(true,\n\t foo)"}, 1, {"line 2, column 3\n      foo)\n      ^~~\n"}},
+    };
+    for (const auto& each : cases) {
+        const Outcome outcome = kiv(joined({"explain"}, each.arguments));
+        EXPECT_EQ(outcome.exitCode, each.exitCode) << outcome.out;
+        expectContains(outcome.out, each.told);
+        EXPECT_EQ(outcome.out.find("<null>"), std::string::npos) << outcome.out;
+        EXPECT_EQ(outcome.out.find("\\u0009"), std::string::npos) << outcome.out;
+    }
+}
+
 TEST_F(ExplainCommand, FitsTheTerminal) {
     const Arguments arguments{"explain", "--config", "payload.json", "--flag", "shop.colour"};
     const std::string plain = onTerminal("NO_COLOR=", arguments);
@@ -192,7 +222,7 @@ TEST_F(ExplainCommand, StandsOddExpressions) {
         parsed(kiv({"explain", expression, "--json"}).out);
     }
     expectContains(explainFlag("shop.circle"),
-                   {"shop.circle is \"<false\"", "✗ fails: The expression depends on itself"});
+                   {"shop.circle is \"<false\"", "✗ fails: the expression depends on itself"});
 }
 
 TEST_F(ExplainCommand, TakesTypesAndGuessesThem) {
@@ -236,7 +266,9 @@ TEST_F(ExplainCommand, RefusesBadInput) {
          "experiment 6 names the flag \"shop.skipped\", but has no condition"},
         {{"1", "--property", "v:sting=2"}, 1, "double\n  Did you mean string?"},
         {{"1", "--property", "v:int=2.5"}, 1, "\"v:int=2.5\": the value 2.5 does not fit the type \"int\""},
-        {{"1", "--context", "v:semver=2"}, 1, "one of the types string, bool, int and double"},
+        {{"1", "--context", "v:semver=2"},
+         1,
+         "no value of the context has the type \"semver\"\n  Its types are"},
         {{"1", "--property", "v"}, 2, "--property: \"v\" does not have the form NAME=VALUE"},
         {{"1", "--target-group", "=true"}, 2, "does not have the form ID=CONDITION"},
         {{}, 2, "either an expression, or --config and --flag"},

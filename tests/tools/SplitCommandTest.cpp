@@ -16,6 +16,7 @@ constexpr const char* payload = R"~({"application": "5e0b", "experiments": [
      "deploymentConfiguration": {"condition": "flagValue(\"circle\")"}}],
     "targetGroups": [
     {"_id": "tenth", "condition": "isInPercentageRange(0.2, 0.3, concat(\"g.\", property(\"userId\")))"},
+    {"_id": "itself", "condition": "not(isInTargetGroup(\"itself\"))"},
     {"_id": "french", "condition": "eq(property(\"country\"), \"FR\")"}]})~";
 
 class SplitCommand : public KivCommand {
@@ -68,11 +69,17 @@ TEST_F(SplitCommand, TellsTheSharesThatAnExpressionGives) {
         {"ifThen(" + inHalf + R"(, [1], "a"))", {{"noText", 0.5}, {"a", 0.5}}},
         {R"(isInPercentage(0, property("userId")))", {{"false", 1}}},
         {"nonsense(" + inHalf + ")", {{"empty", 1}}},
-        // Operators that look at the ids themselves; a flag that depends on itself.
+        // Operators that look at the ids themselves; a flag and a target group that depend on themselves.
         {R"(ifThen(eq(property("userId"), "user-7"), "a", "b"))", {}},
         {"ifThen(" + inHalf + R"(, property("userId"), "a"))", {}},
         {"or(" + inHalf + R"(, match(property("userId"), "1$", "")))", {}},
-        {R"(flagValue("circle"))", {}},
+        {R"(flagValue("circle"))", {{"false", 1}}},
+        {R"(ifThen(isInTargetGroup("itself"), 1, 2))", {{"1", 1}}},
+        // What is left over fails the evaluation as well.
+        {R"("a" and(ifThen()" + inHalf + ", true, undefined), true)", {{"a", 0.5}, {"empty", 0.5}}},
+        {R"("a" and(isInPercentage(0.4, property("userId")), property("nobody")))", {{"empty", 1}}},
+        {R"("a" )" + inHalf, {{"a", 1}}},
+        {R"("a" and(eq(property("userId"), "user-7"), undefined))", {}},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.condition);
@@ -137,10 +144,26 @@ TEST_F(SplitCommand, ShowsATable) {
     EXPECT_CONTAINS(outcome.out, "\n  others       980   98.00 %         –");
     EXPECT_CONTAINS(outcome.out, "cannot be computed");
 
-    Arguments misspelt = call({"--count", "10"});
-    misspelt[6] = "userid";
-    EXPECT_CONTAINS(kiv(misspelt).out,
-                    "read the property \"userid\". The experiment is keyed by \"userId\".");
+    writeDocument(R"(flagValue("circle"))");
+    EXPECT_CONTAINS(kiv(call({"--count", "10"})).out,
+                    "The flag \"circle\" depends on itself: where the circle");
+    writeDocument(R"(isInTargetGroup("itself"))");
+    EXPECT_CONTAINS(kiv(call({"--count", "10"})).out, "The target group \"itself\" depends on itself");
+}
+
+TEST_F(SplitCommand, NamesThePropertyThatIsReadInstead) {
+    const std::pair<std::string, std::string> cases[] = {
+        {inHalf, "read the property \"userID\". Did you mean userId?"},
+        {R"(concat(property("country"), property("device")))",
+         "The condition reads country and device. The experiment is keyed by \"userId\"."},
+        {"1", "The condition reads no property, so all users get the same value."},
+    };
+    for (const auto& [condition, told] : cases) {
+        writeDocument(condition);
+        Arguments misspelt = call({"--count", "10"});
+        misspelt[6] = "userID";
+        EXPECT_CONTAINS(kiv(misspelt).out, told);
+    }
 }
 
 TEST_F(SplitCommand, SaysWhatIsWrongWithItsInput) {

@@ -30,6 +30,9 @@ public:
     explicit BadInput(const std::string& message, std::optional<Spot> place = {}, std::string whatToDo = {})
         : std::runtime_error(message), spot(std::move(place)), advice(std::move(whatToDo)) {}
 
+    /// What is wrong and what to do, as one text for a program's answer.
+    std::string reason() const { return what() + (advice.empty() ? "" : ". " + advice); }
+
     std::optional<Spot> spot;
     std::string advice;
 };

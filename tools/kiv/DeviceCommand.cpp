@@ -69,7 +69,8 @@ KIVHost::Screen screen(std::string_view text) {
             return size;
         }
     }
-    throw BadInput("--host screen: " + inQuotes(text) + " is not a size like 390x844");
+    throw BadInput("--host screen: " + inQuotes(text) + " is not a size like 390x844", {},
+                   "Write width and height in points: screen=390x844.");
 }
 
 void setField(KIVHost& host, std::string_view text) {
@@ -97,7 +98,8 @@ fs::path programOf(const Options& options) {
     const fs::path path =
         fs::canonical(options.program.empty() ? "/proc/self/exe" : options.program, failure);
     if (!options.program.empty() && (failure || !fs::is_regular_file(path, failure))) {
-        throw BadInput(options.program + ": there is no such program");
+        throw BadInput(options.program + ": there is no such program", {},
+                       "--program takes the path of the application's executable file.");
     }
     return path;
 }
@@ -120,7 +122,7 @@ std::optional<std::string> certificateText(const std::string& path) {
     }
     const std::string der = certificateDer(readInput(path), path);
     if (!PublicKey::fromCertificate(der)) {
-        throw BadInput(path + ": holds no certificate with an RSA key");
+        throw BadInput(path + ": holds no certificate with an RSA key", {}, adviceForCertificate);
     }
     return encodeBase64(der);
 }

@@ -17,7 +17,8 @@ namespace kiv::tool {
 namespace {
 
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
-    throw BadInput(path + ": " + what + ": " + std::strerror(errno));
+    const int problem = errno;
+    throw BadInput(path + ": " + what + ": " + std::strerror(problem), std::nullopt, adviceForFile(problem));
 }
 
 } // namespace
@@ -41,7 +42,8 @@ std::string readInput(const std::string& path) {
         }
         content.append(buffer.data(), static_cast<std::size_t>(size));
         if (content.size() > maxJsonBytes) {
-            throw BadInput(path + ": larger than 64 MiB: an application would treat it as missing");
+            throw BadInput(path + ": larger than 64 MiB: an application would treat it as missing",
+                           std::nullopt, "Give a smaller document.");
         }
     }
 }
@@ -63,6 +65,25 @@ void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, b
             fail(path, "cannot be written");
         }
         bytes.remove_prefix(static_cast<std::size_t>(size));
+    }
+}
+
+std::string adviceForFile(int problem) {
+    switch (problem) {
+    case ENOENT:
+    case ENOTDIR:
+        return "Check the path: it must exist, up to the file's folder when the file is new.";
+    case EISDIR:
+        return "This is a folder: name a file.";
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return "Change its permissions, or name another file.";
+    case ENOSPC:
+    case EDQUOT:
+        return "Free some space on the disk, and try again.";
+    default:
+        return "Name another file, or try again.";
     }
 }
 

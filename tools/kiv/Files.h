@@ -15,6 +15,9 @@ std::string readInput(const std::string& path);
 /// `replace` is not set.
 void writeOutput(const std::string& path, std::string_view bytes, mode_t mode, bool replace);
 
+/// What to do when the system refuses to read or write a file with the error number `problem`.
+std::string adviceForFile(int problem);
+
 /// The text without one line break at its end, if it has any.
 std::string_view withoutLastLineBreak(std::string_view text);
 

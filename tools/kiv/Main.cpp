@@ -27,15 +27,38 @@ constexpr const char* examples = R"(Examples:
 'kiv SUBCOMMAND --help' describes each of them.
 Exit codes: 0 success, 1 bad input, 2 wrong usage.)";
 
-void report(const BadInput& problem) {
+/// What somebody does first who has only the command's name.
+constexpr std::string_view firstSteps[][2] = {
+    {"kiv eval 'lt(1, 2)'", "evaluate an expression"},
+    {"kiv explain 'eq(1, \"1\")'", "see why it has its value"},
+    {"kiv serve FOLDER", "serve the flags of a folder to applications"},
+};
+
+/// Says what to do first, and lists the subcommands.
+void introduce(const CLI::App& app) {
+    const Terminal terminal = Terminal::ofErrors();
+    constexpr std::size_t commandWidth = 28;
+    constexpr std::size_t nameWidth = 13;
+    std::cerr << terminal.wrapped(app.get_description(), 0) << "\n\n"
+              << terminal.styled(Terminal::Style::heading, "Start with one of these:") << '\n';
+    for (const auto& [command, text] : firstSteps) {
+        std::cerr << terminal.field(command, text, 2, commandWidth);
+    }
+    std::cerr << '\n' << terminal.styled(Terminal::Style::heading, "Subcommands:") << '\n';
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+        std::cerr << terminal.field(each->get_name(), each->get_description(), 2, nameWidth);
+    }
+    std::cerr << "\n'kiv SUBCOMMAND --help' describes each of them.\n";
+}
+
+void report(const BadInput& problem, const std::string& command) {
     const Terminal terminal = Terminal::ofErrors();
     std::cerr << "kiv: " << messageText(problem) << '\n';
     if (problem.spot) {
         std::cerr << terminal.excerpt(*problem.spot, 2, Terminal::Style::error);
     }
-    if (!problem.advice.empty()) {
-        std::cerr << terminal.wrapped(printable(problem.advice), 2) << '\n';
-    }
+    const std::string help = "'" + command + " --help' shows what it takes.";
+    std::cerr << terminal.wrapped(problem.advice.empty() ? help : printable(problem.advice), 2) << '\n';
 }
 
 /// The innermost subcommand that the command line names.
@@ -55,6 +78,10 @@ int report(const CLI::ParseError& error, const CLI::App& app) {
     const CLI::App& command = deepest(app);
     const std::vector<std::string> rest = command.remaining();
     std::string message = error.what();
+    if (!command.get_parent() && rest.empty() && dynamic_cast<const CLI::RequiredError*>(&error)) {
+        introduce(command);
+        return exitWrongUsage;
+    }
     if (dynamic_cast<const CLI::RequiredError*>(&error) && command.get_require_subcommand_min() > 0) {
         std::vector<std::string_view> names;
         for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; })) {
@@ -103,11 +130,12 @@ int run(int argc, char** argv) {
         return exitWrongUsage;
     } catch (const BadInput& problem) {
         std::cout.flush();
-        report(problem);
+        report(problem, fullName(deepest(app)));
         return exitBadInput;
     }
     if (!std::cout.flush()) {
-        std::cerr << "kiv: the output could not be written\n";
+        std::cerr << "kiv: the output could not be written\n  Free some space where it goes, or give it "
+                     "another place.\n";
         return exitBadInput;
     }
     return exitCode;

@@ -76,8 +76,8 @@ std::pair<std::vector<Cell>, std::vector<Cell>> aroundSpot(const Spot& spot, std
     while (from > lineStart && U8_IS_TRAIL(text[from])) {
         --from;
     }
-    return {cellsOf(text.substr(from, position - from)),
-            cellsOf(text.substr(position, std::min(lineEnd - position, reach)))};
+    return {cellsOf(onOneLine(text.substr(from, position - from))),
+            cellsOf(onOneLine(text.substr(position, std::min(lineEnd - position, reach))))};
 }
 
 /// The word in pieces of at most `width` columns.
@@ -103,6 +103,13 @@ std::string printable(std::string_view text) {
         result += cell.text;
     }
     return result;
+}
+
+std::string onOneLine(std::string_view text) {
+    std::string line(text);
+    std::ranges::replace_if(
+        line, [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
+    return line;
 }
 
 std::string inQuotes(std::string_view text) {

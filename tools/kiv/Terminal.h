@@ -12,6 +12,9 @@ namespace kiv::tool {
 /// replaced.
 std::string printable(std::string_view text);
 
+/// The text with its tabs and line ends as spaces.
+std::string onOneLine(std::string_view text);
+
 /// The text in double quotes, printable, and cut after 40 characters.
 std::string inQuotes(std::string_view text);
 
@@ -64,7 +67,7 @@ public:
                       std::size_t labelWidth) const;
 
     /// The line that contains the spot, and below it a mark under the spot. A line that is too long is cut to
-    /// what is around the spot. Each of the two lines ends with a line break.
+    /// what is around the spot, and tabs become spaces. Each of the two lines ends with a line break.
     std::string excerpt(const Spot& spot, std::size_t indent, Style style) const;
 
 private:

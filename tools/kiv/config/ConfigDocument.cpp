@@ -43,17 +43,19 @@ const json::array& arrayOf(const json::object& payload, std::string_view name) {
     for (std::size_t index = 0; index < experiments.size(); ++index) {
         for (const std::string_view name : flagsOf(experiments[index])) {
             if (name == flag) {
-                throw BadInput(document.path + ": " + experimentPlace(index + 1, experiments[index]).text() +
-                                   " names the flag " + inQuotes(flag) +
-                                   ", but has no condition, so it is skipped",
-                               {}, "The flag has the application's default.");
+                throw BadInput(
+                    document.path + ": " + experimentPlace(index + 1, experiments[index]).text() +
+                        " names the flag " + inQuotes(flag) + ", but has no condition, so it is skipped",
+                    {},
+                    "Give it a \"condition\" in its \"deploymentConfiguration\". Until then the flag has the "
+                    "application's default.");
             }
             names.push_back(name);
         }
     }
     const std::string_view meant = closest(flag, names);
     throw BadInput(document.path + ": the document does not name the flag " + inQuotes(flag), {},
-                   names.empty()   ? "It names no flag at all."
+                   names.empty() ? "It names no flag at all: add it to the \"featureFlags\" of an experiment."
                    : meant.empty() ? "'kiv config show' lists its flags. Flags that a document does not name "
                                      "have the application's default."
                                    : "Did you mean " + std::string(meant) + "?");
@@ -67,10 +69,12 @@ json::object parseObject(std::string_view text, const std::string& name) {
     auto document = KIVVendorJSONSerializationNullRemover::JSONObjectWithData(text, &error, true, false);
     if (!document) {
         const std::size_t position = takePosition(error);
-        throw BadInput(prefix + "no JSON: " + error, Spot{std::string(text), position});
+        throw BadInput(prefix + "no JSON: " + error, Spot{std::string(text), position},
+                       "A document is a JSON object: texts stand in double quotes, commas between members.");
     }
     if (!document->is_object()) {
-        throw BadInput(prefix + "no JSON object: it begins with an array");
+        throw BadInput(prefix + "no JSON object: it begins with an array", {},
+                       "A payload is an object: {\"application\": KEY, \"experiments\": […]}.");
     }
     return std::move(document->get_object());
 }
@@ -80,8 +84,10 @@ bool isEnvelope(const json::object& document) {
            document.contains(KIVC_JSON_data_signedDate);
 }
 
-ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
-    payload = parseObject(readInput(path), path);
+ConfigDocument::ConfigDocument(const std::string& file) : ConfigDocument(file, readInput(file)) {}
+
+ConfigDocument::ConfigDocument(const std::string& file, std::string_view text)
+    : path(file), payload(parseObject(text, file)) {
     if (!isEnvelope(payload)) {
         return;
     }
@@ -89,9 +95,10 @@ ConfigDocument::ConfigDocument(const std::string& file) : path(file) {
     const json::string* data = textMember(*envelope, KIVC_JSON_data);
     if (!data) {
         throw BadInput(path +
-                       (envelope->contains(KIVC_JSON_data)
-                            ? ": the envelope's \"data\" is no text; it must hold the payload as one text"
-                            : ": the envelope has no \"data\""));
+                           (envelope->contains(KIVC_JSON_data)
+                                ? ": the envelope's \"data\" is no text; it must hold the payload as one text"
+                                : ": the envelope has no \"data\""),
+                       {}, "'kiv config sign' makes an envelope of a payload.");
     }
     payload = parseObject(*data, path + ": \"data\"");
 }

@@ -23,6 +23,9 @@ struct ConfigDocument {
     /// Reads the file, or standard input for "-". Throws `BadInput` when that gives no payload.
     explicit ConfigDocument(const std::string& path);
 
+    /// Takes `text` for the content of the file.
+    ConfigDocument(const std::string& path, std::string_view text);
+
     std::string path;
     std::optional<json::object> envelope; ///< nothing when the file holds a payload alone
     json::object payload;                 ///< without nulls, as the library reads it

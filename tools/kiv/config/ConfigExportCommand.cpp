@@ -66,7 +66,8 @@ void publish(const fs::path& path, const std::string& envelope) {
     writeOutput(unfinished, envelope, forAll, true);
     fs::rename(unfinished, path, problem);
     if (problem) {
-        throw BadInput(path.string() + ": cannot be written: " + problem.message());
+        throw BadInput(path.string() + ": cannot be written: " + problem.message(), std::nullopt,
+                       adviceForFile(problem.value()));
     }
 }
 
@@ -85,7 +86,8 @@ int exportFolder(const Options& options) {
         allFine = isFine(payload) && allFine;
     }
     if (!allFine) {
-        throw BadInput(options.folder + ": holds payloads with errors; nothing was written");
+        throw BadInput(options.folder + ": holds payloads with errors; nothing was written", std::nullopt,
+                       "Correct what is told above; 'kiv config lint' shows it in place.");
     }
     const std::string& certificate = folder.identity().certificate;
     for (const PayloadChange& payload : payloads) {

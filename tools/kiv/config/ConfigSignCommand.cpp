@@ -46,8 +46,8 @@ int signPayload(const Options& options) {
     const std::string content = readInput(options.payload);
     const std::string_view payload = withoutLastLineBreak(content);
     if (isEnvelope(parseObject(payload, options.payload))) {
-        throw BadInput(options.payload +
-                       ": is an envelope already; sign the payload that is in its \"data\"");
+        throw BadInput(options.payload + ": is an envelope already", std::nullopt,
+                       "Sign the payload that is in its \"data\".");
     }
     const PrivateKey key = readPrivateKey(readInput(options.signingKey), options.signingKey);
     const std::string text = signedEnvelope(key, payload, date);

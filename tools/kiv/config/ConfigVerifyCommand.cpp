@@ -47,7 +47,7 @@ VerificationKey verificationKey(const std::string& certificate) {
     }
     const auto key = PublicKey::fromCertificate(certificateDer(text, name));
     if (!key) {
-        throw BadInput(name + ": holds no certificate with an RSA key");
+        throw BadInput(name + ": holds no certificate with an RSA key", std::nullopt, adviceForCertificate);
     }
     return {*key, certificate == text ? "the given certificate" : name};
 }
@@ -172,7 +172,9 @@ int verify(const Options& options) {
     if (checks.wrongPoints() > 0) {
         const bool isPayload = !isEnvelope(envelope) && envelope.contains(KIVC_JSON_appKey);
         throw BadInput(options.envelope + ": an application would refuse this document", std::nullopt,
-                       isPayload ? "It is a payload without an envelope: 'kiv config sign' makes one." : "");
+                       isPayload ? "It is a payload without an envelope: 'kiv config sign' makes one."
+                                 : "Each line marked \"wrong\" says why. 'kiv config sign' makes a valid "
+                                   "document of a payload.");
     }
     return exitFine;
 }

@@ -25,7 +25,8 @@ std::string dataFolder(const std::string& payloads, const std::string& wanted) {
     }
     // The signing key must not be committed.
     if (!makeDirectories(folder) || !writeFile(folder + "/.gitignore", "*\n")) {
-        throw BadInput(folder + ": cannot be made");
+        throw BadInput(folder + ": cannot be made", std::nullopt,
+                       "Check that the folder above it may be written to, or name another one with --data.");
     }
     return folder;
 }

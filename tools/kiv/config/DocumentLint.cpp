@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "Model/KIVDocumentLimits.h"
@@ -48,17 +49,8 @@ std::size_t valuesOf(const json::value& value) {
 
 } // namespace
 
-std::string Finding::positionText() const { return spot ? tool::positionText(*spot) : ""; }
-
-std::string Finding::line(const std::string& path) const {
-    const std::string about = place.text();
-    const std::string position = positionText();
-    return printable(path + ": " + about + (about.empty() || position.empty() ? "" : ", ") + position +
-                     (about.empty() && position.empty() ? "" : ": ") + (isError ? "error" : "warning") +
-                     ": " + message + (advice.empty() ? "" : " (" + advice + ")"));
-}
-
-DocumentLint::DocumentLint(const json::object& payload) : payload_(payload), deciders_(deciders(payload)) {
+DocumentLint::DocumentLint(const json::object& payload)
+    : payload_(payload), deciders_(deciders(payload)), circles_(payload) {
     for (const json::value& group : targetGroupsOf(payload)) {
         if (const json::string* identifier = textMember(group, KIVC_JSON_data_targetGroupsGroupId)) {
             targetGroups_.emplace(*identifier);
@@ -70,9 +62,14 @@ std::vector<Finding> DocumentLint::findings() {
     checkDocument();
     checkElements(KIVC_JSON_data_experiments, experimentPlace,
                   [this](const json::object& experiment) { checkExperiment(experiment); });
-    Names identifiers;
     checkElements(KIVC_JSON_data_targetGroups, targetGroupPlace,
-                  [&](const json::object& group) { checkTargetGroup(group, identifiers); });
+                  [this](const json::object& group) { checkTargetGroup(group); });
+    for (Finding& circle : circles_.findings()) {
+        findings_.push_back(std::move(circle));
+    }
+    std::ranges::stable_sort(findings_, {}, [](const Finding& finding) {
+        return std::tuple(finding.place.kind, finding.place.index, finding.spot ? finding.spot->position : 0);
+    });
     return std::move(findings_);
 }
 
@@ -110,7 +107,7 @@ void DocumentLint::checkDocument() {
 
 void DocumentLint::checkExperiment(const json::object& experiment) {
     checkMemberNames(experiment, experimentMembers);
-    checked(experiment, KIVC_JSON_data_experimentsIds, Type::text, false);
+    checkExperimentId(experiment);
     if (checked(experiment, KIVC_JSON_data_experimentsName, Type::text, false) == nullptr ||
         place_.name.empty()) {
         warning("has no name", "It will be hard to find in reports.");
@@ -121,6 +118,19 @@ void DocumentLint::checkExperiment(const json::object& experiment) {
     checkLabels(experiment);
     checkDeployment(experiment);
     checkFlags(experiment, conditionOf(experiment) == nullptr);
+}
+
+void DocumentLint::checkExperimentId(const json::object& experiment) {
+    const json::value* member = checked(experiment, KIVC_JSON_data_experimentsIds, Type::text, false);
+    const json::string* identifier = member ? member->if_string() : nullptr;
+    if (!identifier || identifier->empty()) {
+        return;
+    }
+    const auto [earlier, isNew] = experimentIndexes_.try_emplace(std::string(*identifier), place_.index);
+    if (!isNew) {
+        warning("has the \"_id\" of experiment " + std::to_string(earlier->second),
+                "People and 'kiv explain' tell experiments apart by it: give this one another.");
+    }
 }
 
 void DocumentLint::checkDeployment(const json::object& experiment) {
@@ -140,7 +150,7 @@ void DocumentLint::checkDeployment(const json::object& experiment) {
     if (!condition) {
         error("has no \"condition\" in its \"deploymentConfiguration\"", skipped);
     } else {
-        checkCondition(*condition);
+        checkCondition(*condition, ExpressionUse::flag);
     }
 }
 
@@ -195,12 +205,13 @@ void DocumentLint::checkLabels(const json::object& experiment) {
     }
 }
 
-void DocumentLint::checkTargetGroup(const json::object& group, Names& identifiers) {
+void DocumentLint::checkTargetGroup(const json::object& group) {
     checkMemberNames(group, targetGroupMembers);
     const json::value* identifier = checked(group, KIVC_JSON_data_targetGroupsGroupId, Type::text, true);
     if (!identifier || (identifier->is_string() && identifier->get_string().empty())) {
         error("has no \"_id\"", "No expression can refer to it.");
-    } else if (identifier->is_string() && !identifiers.emplace(identifier->get_string()).second) {
+    } else if (identifier->is_string() &&
+               !groupIndexes_.try_emplace(std::string(identifier->get_string()), place_.index).second) {
         error("has the \"_id\" of an earlier target group", "The earlier one wins: this one is never asked.");
     }
     const json::value* condition =
@@ -208,20 +219,21 @@ void DocumentLint::checkTargetGroup(const json::object& group, Names& identifier
     if (!condition) {
         error("has no \"condition\"", "Nobody is in it.");
     } else {
-        checkCondition(*condition);
+        checkCondition(*condition, ExpressionUse::targetGroup);
     }
 }
 
-void DocumentLint::checkCondition(const json::value& condition) {
+void DocumentLint::checkCondition(const json::value& condition, ExpressionUse use) {
     const json::string* text = condition.if_string();
     if (!text) {
         return;
     }
-    ExpressionReader reader(*text, &targetGroups_);
+    ExpressionReader reader(*text, {&targetGroups_, use});
     for (ExpressionFinding& each : reader.read()) {
         findings_.push_back({each.isError, place_, Spot{std::string(*text), each.position, each.length},
                              std::move(each.message), std::move(each.advice)});
     }
+    circles_.add(place_, *text, reader.references());
     if (reader.isCut()) {
         warning("this condition has more findings than are listed here");
     }

@@ -8,26 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "Command.h"
+#include "config/Circles.h"
 #include "config/ConfigDocument.h"
+#include "config/Finding.h"
 #include "expression/ArgumentCheck.h"
 
 namespace kiv::tool {
-
-/// Something about a document that its author should know.
-struct Finding {
-    bool isError;
-    Place place;
-    std::optional<Spot> spot; ///< the part of a text that the message is about, if any
-    std::string message;
-    std::string advice; ///< may be empty
-
-    /// Line and column of the spot, for a message; empty without a spot.
-    std::string positionText() const;
-
-    /// The whole finding as one printable line, without a line break. `path` is the document's.
-    std::string line(const std::string& path) const;
-};
 
 /// Looks for mistakes in a payload, and for what its author probably did not mean.
 class DocumentLint {
@@ -47,9 +33,10 @@ private:
     void checkDeployment(const json::object& experiment);
     void checkFlags(const json::object& experiment, bool isSkipped);
     void checkFlag(const json::value& flag, Names& named, bool isSkipped);
-    void checkTargetGroup(const json::object& group, Names& identifiers);
+    void checkExperimentId(const json::object& experiment);
+    void checkTargetGroup(const json::object& group);
     void checkLabels(const json::object& experiment);
-    void checkCondition(const json::value& condition);
+    void checkCondition(const json::value& condition, ExpressionUse use);
     void checkMemberNames(const json::object& object, std::span<const std::string_view> known);
 
     /// The member; null when it is missing. A member of another type adds a finding: an error if `isError`,
@@ -65,6 +52,10 @@ private:
     const json::object& payload_;
     std::map<std::string_view, std::size_t> deciders_;
     Names targetGroups_;
+    /// For each identifier, the number of the first element that has it, from 1.
+    std::map<std::string, std::size_t> experimentIndexes_;
+    std::map<std::string, std::size_t> groupIndexes_;
+    Circles circles_;
     Place place_; ///< the part of the document that is being checked
     std::vector<Finding> findings_;
 };

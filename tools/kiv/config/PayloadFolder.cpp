@@ -72,7 +72,8 @@ std::map<std::string, std::string> PayloadFolder::filesByKey() const {
         }
     }
     if (problem) {
-        throw BadInput(path_ + ": cannot be read: " + problem.message());
+        throw BadInput(path_ + ": cannot be read: " + problem.message(), std::nullopt,
+                       adviceForFile(problem.value()));
     }
     return files;
 }
@@ -128,7 +129,8 @@ void PayloadFolder::lookAt(const std::string& key, const std::string& file,
 PayloadChange PayloadFolder::checked(const std::string& key, const std::string& file,
                                      const std::string& content, KIVDate changed) const {
     if (!isApplicationKeyForm(key) && !isUuidForm(key)) {
-        throw BadInput("the file's name does not begin with a key, which is 24 hexadecimal digits or a UUID");
+        throw BadInput("the file's name does not begin with a key, which is 24 hexadecimal digits or a UUID",
+                       std::nullopt, "Rename it to KEY.flags.json.");
     }
     const Prepared prepared = prepare(key, content);
     PayloadChange change{PayloadChange::Kind::refused, key, file, nullptr,

@@ -28,7 +28,8 @@ constexpr unsigned keyBits = 2048;
 
 void require(bool success) {
     if (!success) {
-        throw BadInput("OpenSSL could not make a key, a certificate or a signature");
+        throw BadInput("OpenSSL could not make a key, a certificate or a signature", std::nullopt,
+                       "'openssl version' shows whether OpenSSL itself works.");
     }
 }
 
@@ -85,7 +86,8 @@ PrivateKey readPrivateKey(const std::string& pem, const std::string& name) {
                        std::nullopt, "'kiv config keygen' makes a key that can be used.");
     }
     if (EVP_PKEY_is_a(key.get(), "RSA") != 1) {
-        throw BadInput(name + ": documents are signed with an RSA key; this key is of another kind");
+        throw BadInput(name + ": documents are signed with an RSA key; this key is of another kind",
+                       std::nullopt, "'kiv config keygen' makes an RSA key.");
     }
     return key;
 }
@@ -121,7 +123,7 @@ std::string certificateDer(std::string_view text, const std::string& name) {
         const Bio bio = bytesToRead(text);
         const Certificate certificate(PEM_read_bio_X509(bio.get(), nullptr, noPassword, nullptr));
         if (!certificate) {
-            throw BadInput(name + ": holds no certificate in PEM form");
+            throw BadInput(name + ": holds no certificate in PEM form", std::nullopt, adviceForCertificate);
         }
         return der(certificate.get());
     }
@@ -135,7 +137,8 @@ std::string certificateDer(std::string_view text, const std::string& name) {
             "customSigningCertificate takes the text on one line: an application would refuse this one.");
     }
     if (!bytes) {
-        throw BadInput(name + ": holds neither the base64 text nor the PEM text of a certificate");
+        throw BadInput(name + ": holds neither the base64 text nor the PEM text of a certificate",
+                       std::nullopt, adviceForCertificate);
     }
     return std::move(*bytes);
 }
@@ -158,8 +161,9 @@ std::string signedEnvelope(const PrivateKey& key, std::string_view payload, cons
     std::string text = prettyJson(envelope) + "\n";
     if (text.size() > mostEnvelopeBytes) {
         throw BadInput("the signed document has " + std::to_string(text.size()) +
-                       " bytes; applications refuse an answer of more than " +
-                       std::to_string(mostEnvelopeBytes));
+                           " bytes; applications refuse an answer of more than " +
+                           std::to_string(mostEnvelopeBytes),
+                       std::nullopt, "Shorten the payload, or divide it among several keys.");
     }
     return text;
 }

@@ -27,6 +27,10 @@ std::string selfSignedCertificate(const PrivateKey& key, const std::string& comm
 
 std::string certificatePem(std::string_view der);
 
+/// What to do when a file holds no certificate that can be used.
+inline constexpr const char* adviceForCertificate =
+    "Give the .certificate.txt or .certificate.pem that 'kiv config keygen' made.";
+
 /// The DER bytes of a certificate. `text` is PEM, or the base64 text on one line that applications take.
 /// Throws `BadInput`; the message begins with `name`.
 std::string certificateDer(std::string_view text, const std::string& name);

@@ -12,7 +12,8 @@ namespace {
 
 void keep(const std::string& path, std::string_view bytes) {
     if (!writeFile(path, bytes)) {
-        throw BadInput(path + ": cannot be written");
+        throw BadInput(path + ": cannot be written", std::nullopt,
+                       "Check that its folder may be written to.");
     }
 }
 
@@ -47,7 +48,8 @@ SigningIdentity identityInFiles(const std::string& key, const std::string& certi
     const std::string der = certificateDer(readInput(certificate), certificate);
     SigningIdentity identity{readPrivateKey(readInput(key), key), encodeBase64(der)};
     if (!isOf(der, identity.key)) {
-        throw BadInput(certificate + ": is not the certificate of " + key);
+        throw BadInput(certificate + ": is not the certificate of " + key, std::nullopt,
+                       "Give the two files that one call of 'kiv config keygen' made.");
     }
     return identity;
 }

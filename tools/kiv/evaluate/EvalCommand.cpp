@@ -11,6 +11,7 @@
 #include "evaluate/EvaluationRecord.h"
 #include "evaluate/EvaluationWorld.h"
 #include "evaluate/FailureText.h"
+#include "evaluate/StepText.h"
 #include "evaluate/ValueText.h"
 
 namespace kiv::tool {
@@ -33,18 +34,43 @@ Each line is answered by one line, in the same order:
   {"outcome":"value","type":TYPE,"value":VALUE,"stringValue":TEXT or null}
   {"outcome":"undefined"}              the value is undefined
   {"outcome":"empty"}                  the evaluation failed, or gave no value
-  {"outcome":"error","reason":TEXT}    the line is not a request; the exit code is then 1
+  {"outcome":"error","reason":TEXT}    the line is not a request, or has a member that requests
+                                       do not have; the exit code is then 1
 Empty lines are skipped.)TEXT";
+
+/// Tells a person at a terminal what is odd about an evaluation that gave a value. Programs read the value
+/// alone.
+void tellOddities(const RecordedEvaluation& evaluation, const KivxOperatorTable& operators) {
+    const Terminal terminal = Terminal::ofErrors();
+    if (!terminal.isTerminal() || !Terminal::ofOutput().isTerminal()) {
+        return;
+    }
+    std::cout.flush();
+    const auto failureText = [&operators](const RecordedEvaluation& inner) {
+        return "an evaluation inside fails: " + failureLine(inner, operators);
+    };
+    const auto found = oddities(evaluation, failureText);
+    for (const std::string& text : found) {
+        std::cerr << "  • " << terminal.wrapped(text, 4, 4) << '\n';
+    }
+    if (!found.empty()) {
+        std::cerr << "  'kiv explain' shows every step.\n";
+    }
+}
 
 int evaluateOne(const EvaluationRequest& request) {
     const EvaluationWorld world(request);
     EvaluationRecorder recorder(world.parser().operators());
-    const KivxTrace::Scope scope(recorder);
-    const auto result = world.evaluate(request.expression, request.flagName);
+    std::optional<KivxEvaluationResult> result;
+    {
+        const KivxTrace::Scope scope(recorder);
+        result = world.evaluate(request.expression, request.flagName);
+    }
     if (result && result->value().isNone()) {
         throw failureOf(recorder.evaluation(), world.parser().operators());
     }
     std::cout << (result ? toText(result->value()) : "undefined") << '\n';
+    tellOddities(recorder.evaluation(), world.parser().operators());
     return exitFine;
 }
 
@@ -57,7 +83,7 @@ json::object answerLine(const std::string& line) {
     std::string error;
     const auto document = parseJson(line, &error);
     if (!document) {
-        throw BadInput("not JSON: " + error);
+        throw BadInput("not JSON: " + error, {}, "Write one JSON object on each line.");
     }
     return answer(parseRequest(*document));
 }
@@ -72,7 +98,7 @@ int evaluateBatch() {
         try {
             answered = answerLine(line);
         } catch (const BadInput& problem) {
-            answered = {{"outcome", "error"}, {"reason", problem.what()}};
+            answered = {{"outcome", "error"}, {"reason", problem.reason()}};
             exitCode = exitBadInput;
         }
         std::cout << compactJson(answered) << std::endl;

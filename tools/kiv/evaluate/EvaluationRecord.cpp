@@ -14,9 +14,9 @@ namespace {
 using Kind = RecordedStep::Kind;
 using Outcome = RecordedStep::Outcome;
 
-/// The value as it is recorded: a text is copied, and cut after 4096 bytes.
+/// The value as it is recorded: a text is copied, and cut when it is long.
 KivxValue kept(const KivxValue& value) {
-    constexpr std::size_t longest = 4096;
+    constexpr std::size_t longest = RecordedStep::longestText;
     const auto text = value.text();
     if (!text) {
         return value;
@@ -121,6 +121,8 @@ void EvaluationRecorder::left(const KivxValue& result) {
     Running running = std::move(running_.back());
     running_.pop_back();
     running.evaluation->value = kept(result);
+    running.evaluation->findings =
+        ExpressionReader(running.evaluation->expression, {nullptr, useOfLast()}).read();
     steps_ += running.calls.size();
     running.evaluation->cut = steps_ > mostSteps;
     if (!running.evaluation->cut) {
@@ -131,6 +133,13 @@ void EvaluationRecorder::left(const KivxValue& result) {
     } else {
         running_.back().current.evaluations.push_back(std::move(running.evaluation));
     }
+}
+
+ExpressionUse EvaluationRecorder::useOfLast() const {
+    const auto& notes = running_.empty() ? decltype(Call::notes)() : running_.back().current.notes;
+    return notes.empty()                         ? ExpressionUse::alone
+           : notes.back().first == "targetGroup" ? ExpressionUse::targetGroup
+                                                 : ExpressionUse::flag;
 }
 
 void EvaluationRecorder::build(Running& running) const {

@@ -11,6 +11,7 @@
 
 #include "KivxLanguage/KivxOperatorTable.h"
 #include "KivxLanguage/KivxTrace.h"
+#include "expression/ExpressionReader.h"
 
 namespace kiv::tool {
 
@@ -20,6 +21,9 @@ struct RecordedEvaluation;
 struct RecordedStep {
     enum class Kind { literal, call, unknownWord };
     enum class Outcome { value, failed, notReached };
+
+    /// Texts are cut after this many bytes, or a few before.
+    static constexpr std::size_t longestText = 4096;
 
     /// Stands for an argument that the expression does not have.
     static constexpr std::size_t missing = std::numeric_limits<std::size_t>::max();
@@ -57,6 +61,7 @@ struct RecordedEvaluation {
     std::vector<RecordedStep> steps = {};
     /// The steps that are no argument of another step, from left to right. The first step gives the value.
     std::vector<std::size_t> roots = {};
+    std::vector<ExpressionFinding> findings = {}; ///< what `ExpressionReader` finds in the expression
     bool cut = false; ///< the steps were dropped, because all evaluations together had too many
 
     const RecordedStep* root() const { return roots.empty() ? nullptr : &steps[roots.front()]; }
@@ -96,6 +101,8 @@ private:
         Call current;
     };
 
+    /// What the evaluation that has just left is for.
+    ExpressionUse useOfLast() const;
     void build(Running& running) const;
 
     const KivxOperatorTable& operators_;

@@ -1,7 +1,10 @@
 #include "evaluate/EvaluationRequest.h"
 
+#include <algorithm>
+
 #include "Command.h"
 #include "Terminal.h"
+#include "expression/Words.h"
 
 namespace kiv::tool {
 namespace {
@@ -9,6 +12,16 @@ namespace {
 [[noreturn]] void refuse(std::string_view member, std::string_view name, const std::string& why) {
     throw BadInput("\"" + std::string(member) + "\"" + (name.empty() ? "" : ": " + inQuotes(name)) + ": " +
                    why);
+}
+
+void refuseUnknownMembers(const json::object& request) {
+    constexpr std::string_view known[] = {"expression", "flagName", "properties", "context", "targetGroups"};
+    for (const auto& [name, ignored] : request) {
+        if (std::ranges::find(known, std::string_view(name)) == std::end(known)) {
+            throw BadInput("a request has no member " + inQuotes(name) + "." + didYouMean(name, known, " ") +
+                           " Its members are " + listed(known));
+        }
+    }
 }
 
 /// Calls `read` with the name and the value of each member of the object that `document` has under the name
@@ -26,7 +39,7 @@ void forEachIn(const json::value& document, std::string_view object, Read read) 
         try {
             read(std::string(name), value);
         } catch (const BadInput& problem) {
-            refuse(object, name, problem.what());
+            refuse(object, name, problem.reason());
         }
     }
 }
@@ -38,10 +51,14 @@ EvaluationRequest parseRequest(const json::value& document) {
         throw BadInput("a request must be a JSON object");
     }
     const json::string* expression = textMember(document, "expression");
+    if (!expression && !member(document, "expression")) {
+        refuseUnknownMembers(document.get_object()); // perhaps it is misspelt
+    }
     if (!expression) {
         throw BadInput(member(document, "expression") ? "\"expression\": must be a text"
                                                       : "\"expression\": is missing");
     }
+    refuseUnknownMembers(document.get_object());
     EvaluationRequest request{std::string(*expression)};
     if (const json::value* flagName = member(document, "flagName")) {
         if (!flagName->is_string()) {

@@ -75,7 +75,7 @@ json::object evaluationJson(const RecordedEvaluation& evaluation, const Explanat
     json::object object{{"expression", evaluation.expression}, {"flagName", evaluation.flagName}};
     append(object, outcome(evaluation.value));
     if (evaluation.failure) {
-        object["failure"] = evaluation.failure->reason;
+        object["failure"] = failureOf(evaluation, explanation.world.parser().operators()).what();
     }
     if (evaluation.cut) {
         object["cut"] = true;

@@ -92,7 +92,7 @@ private:
             field("id", *flag.model.identifier());
         }
         field("document", flag.document);
-        field("condition", flag.model.deploymentConfiguration().condition());
+        field("condition", onOneLine(flag.model.deploymentConfiguration().condition()));
         for (const std::size_t other : flag.overruled) {
             field("", "Experiment " + std::to_string(other) + " names this flag too, but experiment " +
                           number + " counts: the last one with a condition.");
@@ -138,7 +138,7 @@ private:
     }
 
     void mistakes() const {
-        const auto found = errorsIn(evaluation_.expression);
+        const auto found = looseFindings(evaluation_);
         if (found.empty()) {
             return;
         }
@@ -231,7 +231,9 @@ private:
                                           : "another evaluation",
                                    Style::quiet}};
         if (inner.failure) {
-            pieces.push_back({"✗ fails: " + printable(inner.failure->reason), Style::error});
+            pieces.push_back(
+                {"✗ fails: " + messageText(failureOf(inner, explanation_.world.parser().operators())),
+                 Style::error});
         }
         if (inner.cut) {
             pieces.push_back({"… too many steps to show", Style::quiet});

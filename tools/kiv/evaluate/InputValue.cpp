@@ -44,8 +44,17 @@ Property plainProperty(const std::string& name, const json::value& value) {
 }
 
 [[noreturn]] void refuseType(std::string_view type) {
+    const std::string meant = didYouMean(type, propertyTypes);
     throw BadInput("the type " + inQuotes(type) + " is none of " + listed(propertyTypes), {},
-                   didYouMean(type, propertyTypes));
+                   meant.empty() ? "Write one of them, or leave the type out." : meant);
+}
+
+/// What a value of the type looks like.
+std::string_view formOfType(std::string_view type) {
+    return type == KIVC_customPropertyTypeInt      ? "a whole number of 32 bits; double takes every number"
+           : type == KIVC_customPropertyTypeDouble ? "a number"
+           : type == KIVC_customPropertyTypeBool   ? "true or false"
+                                                   : "a text";
 }
 
 Property typedProperty(const std::string& name, std::string_view type, const json::value& value) {
@@ -67,7 +76,8 @@ Property typedProperty(const std::string& name, std::string_view type, const jso
     if (std::ranges::find(propertyTypes, type) == std::end(propertyTypes)) {
         refuseType(type);
     }
-    throw BadInput("the value " + compactJson(value) + " does not fit the type " + inQuotes(type));
+    throw BadInput("the value " + compactJson(value) + " does not fit the type " + inQuotes(type), {},
+                   "The type takes " + std::string(formOfType(type)) + ".");
 }
 
 bool isTextType(std::string_view type) {
@@ -103,6 +113,11 @@ Property propertyFromJson(const std::string& name, const json::value& value) {
     if (!type || !inner) {
         throw BadInput("an object needs a text \"type\" and a \"value\"");
     }
+    for (const auto& [key, ignored] : value.get_object()) {
+        if (key != "type" && key != "value") {
+            throw BadInput("an object has \"type\" and \"value\" only, and not " + inQuotes(key));
+        }
+    }
     return typedProperty(name, *type, *inner);
 }
 
@@ -119,7 +134,8 @@ KIVDate dateFromJson(const json::value& value) {
     const json::string* text = value.if_string();
     const std::optional<KIVDate> parsed = text ? parseDate(*text) : std::nullopt;
     if (!parsed) {
-        throw BadInput("must be a date like \"2026-01-31T12:00:00.000Z\", or a number of seconds since 1970");
+        throw BadInput("is no date", {},
+                       "Write a date like \"2026-01-31T12:00:00.000Z\", or a number of seconds since 1970.");
     }
     return *parsed;
 }
@@ -168,7 +184,8 @@ KivxValue contextValueFromText(const NamedText& text) {
         return contextValueFromJson(untypedLiteral(text.value));
     }
     if (text.type == KIVC_customPropertyTypeSemver || text.type == KIVC_customPropertyTypeDateTime) {
-        throw BadInput("a value of the context has one of the types string, bool, int and double");
+        throw BadInput("no value of the context has the type " + inQuotes(text.type), {},
+                       "Its types are string, bool, int and double; a property can have every type.");
     }
     propertyFromText(text); // throws when the value does not fit the type
     return contextValueFromJson(isTextType(text.type) ? json::value(text.value) : literal(text.value));

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Terminal.h"
+#include "evaluate/FailureText.h"
 #include "evaluate/StepText.h"
 #include "evaluate/ValueText.h"
 
@@ -19,7 +20,8 @@ public:
 
     void evaluation(const RecordedEvaluation& evaluation, std::size_t depth) {
         if (evaluation.failure) {
-            add({evaluation, depth}, "this evaluation fails: " + printable(evaluation.failure->reason));
+            add({evaluation, depth},
+                "this evaluation fails: " + failureLine(evaluation, world_.parser().operators()));
         } else if (const RecordedStep* root = evaluation.root()) {
             step({evaluation, depth}, *root, 0);
         }
@@ -37,15 +39,29 @@ private:
         }
         if (std::ranges::count(own.arguments, RecordedStep::missing) > 0) {
             fact(where, own);
-        } else if (own.name == "ifThen") {
+        } else if (isChoice(own)) {
+            if (const std::string remark = remarkOnArguments(where.evaluation, own); !remark.empty()) {
+                add(where, remark);
+            }
+            choice(where, own, level);
+        } else {
+            fact(where, own);
+        }
+    }
+
+    /// Whether the operator passes on what its arguments say.
+    static bool isChoice(const RecordedStep& own) {
+        return own.name == "ifThen" || own.name == "and" || own.name == "or" || own.name == "not";
+    }
+
+    void choice(const Where& where, const RecordedStep& own, unsigned level) {
+        if (own.name == "ifThen") {
             argument(where, own, 0, level);
             argument(where, own, holds(argumentOf(where, own, 0).value) ? 1 : 2, level);
-        } else if (own.name == "and" || own.name == "or") {
-            either(where, own, level);
         } else if (own.name == "not") {
             argument(where, own, 0, level);
         } else {
-            fact(where, own);
+            either(where, own, level);
         }
     }
 
@@ -97,7 +113,28 @@ private:
         if (own.name == "isInTargetGroup" || own.name == "flagValue") {
             details = remark(evaluation, own, world_);
         }
-        return outcomeText(evaluation, own) + (details.empty() ? "" : ": " + details);
+        std::string text = outcomeText(evaluation, own) + (details.empty() ? "" : ": " + details);
+        unsigned remarks = mostRemarks;
+        appendRemarks(evaluation, own, text, remarks, 0);
+        return text;
+    }
+
+    /// Appends what the step and its arguments made of their arguments, at most `left` remarks; each lowers
+    /// `left` by one.
+    static void appendRemarks(const RecordedEvaluation& evaluation, const RecordedStep& own,
+                              std::string& text, unsigned& left, unsigned level) {
+        if (left == 0 || level == deepest) {
+            return;
+        }
+        if (const std::string remark = remarkOnArguments(evaluation, own); !remark.empty()) {
+            text += "; " + remark;
+            --left;
+        }
+        for (const std::size_t index : own.arguments) {
+            if (index != RecordedStep::missing) {
+                appendRemarks(evaluation, evaluation.steps[index], text, left, level + 1);
+            }
+        }
     }
 
     static std::string outcomeText(const RecordedEvaluation& evaluation, const RecordedStep& own) {
@@ -138,6 +175,7 @@ private:
     }
 
     static constexpr unsigned mostDetails = 6;
+    static constexpr unsigned mostRemarks = 3;
 
     const EvaluationWorld& world_;
     std::vector<Reason>& facts_;

@@ -8,6 +8,7 @@
 
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
+#include "evaluate/KindRemark.h"
 #include "evaluate/ValueText.h"
 #include "expression/Words.h"
 
@@ -127,15 +128,48 @@ std::string remarkOnUndefined(const RecordedEvaluation& evaluation, const Record
         return "";
     }
     if (step.isCallOf("mergeSeed")) {
-        return "all users for whom this is undefined share a bucket";
+        return "undefined becomes the text \"<null>\", so all users for whom it is undefined share a bucket";
     }
-    if (step.isCallOf("eq") || step.isCallOf("ne")) {
+    if (step.isCallOf("eq") || step.isCallOf("ne") || step.isCallOf("not")) {
         return "undefined counts as false";
     }
-    constexpr std::string_view comparisons[] = {"lt", "lte", "gt", "gte", "match"};
+    constexpr std::string_view comparisons[] = {"lt", "lte", "gt", "gte", "numeq", "numne", "match"};
     const bool isComparison =
         step.name.starts_with("semver") || std::ranges::find(comparisons, step.name) != std::end(comparisons);
     return isComparison ? "always false when an argument is undefined" : "";
+}
+
+/// What is to be said about the result of an operator that ran: its bucket, or where its value comes from.
+std::string remarkOnResult(const RecordedEvaluation& evaluation, const RecordedStep& step,
+                           const EvaluationWorld& world) {
+    if (step.note("bucket")) {
+        return "bucket " + bucketText(evaluation, step) + " of the seed " + literalText(*step.note("seed"));
+    }
+    if (const std::string text = remarkOnUndefined(evaluation, step); !text.empty()) {
+        return text;
+    }
+    const KivxValue* name = onlyText(evaluation, step);
+    if (step.isCallOf("property")) {
+        return name ? sourceOf(*name->text(), step.value, world) : "the name is not a text";
+    }
+    if (step.isCallOf("isInTargetGroup")) {
+        return groupRemark(name, step, world);
+    }
+    if (step.isCallOf("flagValue")) {
+        return flagRemark(name, step, world);
+    }
+    return step.isCallOf("isTargetGroupPaired") ? "no device is linked to target groups here" : "";
+}
+
+/// Whether the finding is about a literal argument of the operator, which ran.
+bool isAbout(const ExpressionFinding& finding, const RecordedEvaluation& evaluation,
+             const RecordedStep& step) {
+    return step.kind == RecordedStep::Kind::call && step.outcome == RecordedStep::Outcome::value &&
+           std::ranges::any_of(step.arguments, [&](std::size_t argument) {
+               return argument != RecordedStep::missing &&
+                      evaluation.steps[argument].kind == RecordedStep::Kind::literal &&
+                      evaluation.steps[argument].position == finding.position;
+           });
 }
 
 template <class Visit>
@@ -190,25 +224,54 @@ std::string bucketText(const RecordedEvaluation& evaluation, const RecordedStep&
     return text;
 }
 
+std::string remarkOnArguments(const RecordedEvaluation& evaluation, const RecordedStep& step) {
+    std::string text = kindRemark(evaluation, step);
+    if (step.name.starts_with("semver")) {
+        return text; // a warning about one version does not know the other one
+    }
+    for (const ExpressionFinding& finding : evaluation.findings) {
+        if (text.empty() && !finding.isError && isAbout(finding, evaluation, step)) {
+            text = finding.message + (finding.advice.empty() ? "" : ". " + finding.advice);
+        }
+    }
+    if (text.ends_with('.')) {
+        text.pop_back();
+    }
+    return printable(text);
+}
+
 std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& step,
                    const EvaluationWorld& world) {
-    if (step.note("bucket")) {
-        return "bucket " + bucketText(evaluation, step) + " of the seed " + literalText(*step.note("seed"));
-    }
-    if (const std::string text = remarkOnUndefined(evaluation, step); !text.empty()) {
-        return text;
-    }
-    const KivxValue* name = onlyText(evaluation, step);
-    if (step.isCallOf("property")) {
-        return name ? sourceOf(*name->text(), step.value, world) : "the name is not a text";
-    }
-    if (step.isCallOf("isInTargetGroup")) {
-        return groupRemark(name, step, world);
-    }
-    if (step.isCallOf("flagValue")) {
-        return flagRemark(name, step, world);
-    }
-    return step.isCallOf("isTargetGroupPaired") ? "no device is linked to target groups here" : "";
+    const std::string fact = remarkOnResult(evaluation, step, world);
+    const std::string arguments = remarkOnArguments(evaluation, step);
+    return fact + (fact.empty() || arguments.empty() ? "" : "; ") + arguments;
+}
+
+std::vector<std::string> oddities(const RecordedEvaluation& evaluation,
+                                  const std::function<std::string(const RecordedEvaluation&)>& failureText) {
+    constexpr std::size_t most = 3;
+    std::vector<std::string> found;
+    const auto add = [&found](std::string text) {
+        if (!text.empty() && found.size() < most && std::ranges::count(found, text) == 0) {
+            found.push_back(std::move(text));
+        }
+    };
+    forEachStep(evaluation, [&](const RecordedEvaluation& own, const RecordedStep& step) {
+        add(found.size() < most ? remarkOnArguments(own, step) : "");
+        for (const auto& inner : step.evaluations) {
+            add(inner->failure ? failureText(*inner) : "");
+        }
+    });
+    return found;
+}
+
+std::vector<ExpressionFinding> looseFindings(const RecordedEvaluation& evaluation) {
+    std::vector<ExpressionFinding> findings = evaluation.findings;
+    std::erase_if(findings, [&evaluation](const ExpressionFinding& finding) {
+        return std::ranges::any_of(
+            evaluation.steps, [&](const RecordedStep& step) { return isAbout(finding, evaluation, step); });
+    });
+    return findings;
 }
 
 std::vector<PropertyRead> propertiesRead(const RecordedEvaluation& evaluation, const EvaluationWorld& world) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,22 @@ std::string sourceText(const RecordedEvaluation& evaluation, const RecordedStep&
 /// test.
 std::string bucketText(const RecordedEvaluation& evaluation, const RecordedStep& step);
 
-/// A remark on an operator that ran, such as its bucket or where its value comes from. May be empty.
+/// A remark on an operator that ran, such as its bucket, where its value comes from, what its arguments count
+/// as, or a warning about how they are written. May be empty.
 std::string remark(const RecordedEvaluation& evaluation, const RecordedStep& step,
                    const EvaluationWorld& world);
+
+/// The part of `remark` that says what the operator made of its arguments: `kindRemark`, else the warnings
+/// about how they are written. May be empty.
+std::string remarkOnArguments(const RecordedEvaluation& evaluation, const RecordedStep& step);
+
+/// What is odd about an evaluation and those inside it: at most three remarks on arguments, and failures of
+/// inner evaluations by the words that `failureText` gives them. Each appears once.
+std::vector<std::string> oddities(const RecordedEvaluation& evaluation,
+                                  const std::function<std::string(const RecordedEvaluation&)>& failureText);
+
+/// The findings about the expression that no remark on a step says.
+std::vector<ExpressionFinding> looseFindings(const RecordedEvaluation& evaluation);
 
 /// A property that an evaluation read.
 struct PropertyRead {

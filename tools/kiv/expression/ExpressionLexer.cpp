@@ -73,4 +73,17 @@ Token ExpressionLexer::word() {
     return token;
 }
 
+std::size_t swallowedQuote(std::string_view expression, const Token& token) {
+    const std::size_t backslash = token.text.find(KivxEscapedQuote);
+    const std::size_t end = token.position + token.length;
+    if (backslash == token.text.npos || end == expression.size() ||
+        KivxTokenDelimiters.find(expression[end]) != KivxTokenDelimiters.npos) {
+        return token.text.npos;
+    }
+    const std::string_view after = token.text.substr(backslash + KivxEscapedQuote.size());
+    const std::size_t next = after.find_first_not_of(space);
+    const bool seemsClosed = next != after.npos && std::string_view(",)]}").find(after[next]) != after.npos;
+    return seemsClosed ? backslash : token.text.npos;
+}
+
 } // namespace kiv::tool

@@ -40,4 +40,8 @@ private:
     std::size_t textEnd_ = std::string_view::npos; ///< where the last text ended
 };
 
+/// Where the text `token` of the expression goes on behind an escaped quote that its author probably meant as
+/// its end: the place of the backslash in the text, else `npos`.
+std::size_t swallowedQuote(std::string_view expression, const Token& token);
+
 } // namespace kiv::tool

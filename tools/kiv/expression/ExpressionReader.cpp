@@ -7,6 +7,7 @@
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/ArgumentCheck.h"
+#include "expression/TextForms.h"
 #include "expression/Words.h"
 
 namespace kiv::tool {
@@ -24,11 +25,11 @@ std::string takes(const OperatorSignature& op) {
 } // namespace
 
 std::vector<ExpressionFinding> ExpressionReader::read() {
-    for (Token token = lexer_.next(); token.kind != Token::Kind::end && errors_ < mostFindings;
+    for (Token token = lexer_.next(); token.kind != Token::Kind::end && errors_ < mostFindings && !lost_;
          token = lexer_.next()) {
         readToken(token);
     }
-    if (errors_ < mostFindings) {
+    if (errors_ < mostFindings && !lost_) {
         reportEnd();
     }
     std::ranges::stable_sort(findings_, {}, &ExpressionFinding::position);
@@ -53,8 +54,9 @@ void ExpressionReader::readWord(const Token& token) {
                   (top().kind == Kind::array ? "an array" : "a dictionary"),
               "Only literals can stand there; the name is read as the text " + inQuotes(op->name) + ".");
     } else if (!op && !isLiteralWord(token.text)) {
+        const bool isInvisible = !invisibleCharacter(token.text, true).empty();
         error(token, "unknown word " + inQuotes(token.text),
-              touchesQuote(token)
+              touchesQuote(token) && !isInvisible
                   ? "It touches a quote: either a quote is missing before it, or there is one too many."
                   : adviceForUnknownWord(token.text, token.beforeParenthesis));
         top().countable = token.beforeParenthesis && top().countable;
@@ -64,8 +66,8 @@ void ExpressionReader::readWord(const Token& token) {
         return;
     }
     if (op && op->arity() > 0 && !inLiteral()) {
-        error(token, "the operator " + inQuotes(op->name) + " has no arguments in parentheses",
-              "Write " + std::string(op->usage) + ".");
+        frames_.push_back({.kind = Kind::bareCall, .start = token, .bracket = token.position, .op = op});
+        return;
     }
     Token whole = token;
     if (!isLiteralWord(token.text)) {
@@ -93,13 +95,26 @@ void ExpressionReader::readText(const Token& token) {
         top().separated = true;
         top().countable = false;
     }
+    const std::size_t escaped = token.text.rfind(KivxEscapedQuote);
+    const std::size_t swallowed = swallowedQuote(expression_, token);
     if (!token.terminated) {
         unterminated_ = true;
         error({.position = token.position, .length = 1}, "the quote that opens here is never closed",
-              "The number of quotes is odd: this one, or one before it, has no partner.");
-    } else if (token.text.find(KivxEscapedQuote) != token.text.npos && !expects(patternArgument)) {
+              escaped == token.text.npos
+                  ? "The number of quotes is odd: this one, or one before it, has no partner."
+                  : adviceForLastBackslash(token.text.substr(0, escaped + 1)));
+    } else if (swallowed != token.text.npos && !expects(patternArgument)) {
+        error({.position = token.position + 1 + swallowed, .length = KivxEscapedQuote.size()},
+              "the backslash escapes this quote, so the text does not end here",
+              adviceForLastBackslash(token.text.substr(0, swallowed + 1)));
+        lost_ = true;
+    } else if (escaped != token.text.npos && !expects(patternArgument)) {
         warning(token, "the backslash before the quote stays in the text",
                 "A text that contains the quote alone is not equal to this one.");
+    }
+    if (const std::string character = invisibleCharacter(token.text, false); !character.empty()) {
+        warning(token, "the text contains the invisible character " + character,
+                "It is not equal to the text that it looks like.");
     }
     value(token);
 }
@@ -119,16 +134,22 @@ void ExpressionReader::readPunctuation(const Token& token) {
         close(token);
         break;
     default:
-        if (token.text.front() == ':' && top().kind != Kind::dictionary) {
-            warning(token, "a colon belongs in a dictionary", "Here it only separates, as a comma does.");
-            top().separated = true;
-        } else if (std::exchange(top().separated, true)) {
-            warning(token,
-                    "there is nothing before this " + std::string(token.text == "," ? "comma" : "colon"),
-                    "It is skipped, because arguments cannot be left out. Write undefined for an argument "
-                    "without a "
-                    "value.");
-        }
+        separate(token);
+    }
+}
+
+/// Reads a comma or a colon.
+void ExpressionReader::separate(const Token& token) {
+    if (top().kind == Kind::bareCall && top().count == 0) {
+        abandonBareCalls();
+    }
+    if (token.text.front() == ':' && top().kind != Kind::dictionary) {
+        warning(token, "a colon belongs in a dictionary", "Here it only separates, as a comma does.");
+        top().separated = true;
+    } else if (std::exchange(top().separated, true)) {
+        warning(token, "there is nothing before this " + std::string(token.text == "," ? "comma" : "colon"),
+                "It is skipped, because arguments cannot be left out. Write undefined for an argument "
+                "without a value.");
     }
 }
 
@@ -172,12 +193,50 @@ std::size_t& ExpressionReader::openOf(Kind kind) {
     return open_[kind == Kind::array ? 1 : kind == Kind::dictionary ? 2 : 0];
 }
 
-/// Counts a value as the next argument or element of the innermost open bracket.
-void ExpressionReader::value(const Token& token) {
+/// Counts a value as the next argument or element of the innermost open bracket, or of an operator without
+/// one. When that operator then has all its arguments, its call is a value in its turn.
+void ExpressionReader::value(Token token) {
+    add(token);
+    while (top().kind == Kind::bareCall && top().count == top().op->arity()) {
+        token = closeBareCall(token);
+        add(token);
+    }
+}
+
+/// Ends the innermost call, which has no parentheses, after its argument `last`.
+Token ExpressionReader::closeBareCall(const Token& last) {
+    const Frame closed = std::move(frames_.back());
+    frames_.pop_back();
+    warning(closed.start, "the operator " + inQuotes(closed.op->name) + " has no parentheses",
+            "It takes the " + counted(closed.op->arity(), "value") +
+                " after it: " + std::string(closed.op->usage) + ".");
+    Token whole = closed.start;
+    whole.kind = Token::Kind::call;
+    whole.length = last.position + last.length - whole.position;
+    return whole;
+}
+
+/// Ends the innermost calls without parentheses, which have too few arguments.
+void ExpressionReader::abandonBareCalls() {
+    while (top().kind == Kind::bareCall) {
+        const Frame closed = std::move(frames_.back());
+        frames_.pop_back();
+        error(closed.start,
+              closed.count == 0
+                  ? "the operator " + inQuotes(closed.op->name) + " has no arguments in parentheses"
+                  : takes(*closed.op) + " and has " + std::to_string(closed.count),
+              "Write " + std::string(closed.op->usage) + ".");
+        Token whole = closed.start;
+        whole.kind = Token::Kind::call;
+        add(whole);
+    }
+}
+
+void ExpressionReader::add(const Token& token) {
     Frame& frame = top();
     refuseSurplus(token);
-    const bool wanted =
-        frame.kind != Kind::whole && frame.countable && (!frame.op || frame.count < frame.op->arity());
+    const bool wanted = frame.kind != Kind::whole && frame.kind != Kind::bareCall && frame.countable &&
+                        (!frame.op || frame.count < frame.op->arity());
     if (!frame.separated && wanted) {
         warning(token, "there is no comma before this");
     }
@@ -203,20 +262,28 @@ void ExpressionReader::refuseSurplus(const Token& token) {
     }
 }
 
+void ExpressionReader::checkAsKey(const Token& token) {
+    if (!top().keys.insert(expression_.substr(token.position, token.length)).second) {
+        warning(token, "this key stands in the dictionary twice", "The later value counts.");
+    }
+}
+
 void ExpressionReader::checkAsArgument(const Token& token) {
     Frame& frame = top();
-    if (frame.kind == Kind::whole && frame.count == 0 &&
-        (token.kind == Token::Kind::array || token.kind == Token::Kind::dictionary)) {
-        warning(token, "the value is an array or a dictionary, which has no text",
-                "The flag keeps its default.");
+    if (frame.kind == Kind::whole && frame.count == 0) {
+        report(token, checkWhole(token, setting_));
+    } else if (frame.kind == Kind::dictionary && frame.count % 2 == 0) {
+        checkAsKey(token);
     }
     if (!frame.op || frame.count >= frame.op->arity()) {
         return;
     }
-    if (auto problem = checkArgument(*frame.op, frame.count, token, targetGroups_)) {
-        const auto report = problem->isError ? &ExpressionReader::error : &ExpressionReader::warning;
-        (this->*report)(token, std::move(problem->message), std::move(problem->advice));
+    const char kind = frame.op->kinds[frame.count];
+    if (token.kind == Token::Kind::text && (kind == targetGroupArgument || frame.op->name == "flagValue")) {
+        references_.push_back({kind == targetGroupArgument ? ExpressionUse::targetGroup : ExpressionUse::flag,
+                               token.text, token.position, token.length});
     }
+    report(token, checkArgument(*frame.op, frame.count, token, setting_));
     if (frame.op->kinds.starts_with("pp") && frame.count < 2 && token.kind != Token::Kind::call) {
         const double share = numberOf(token).value_or(frame.low);
         if (frame.count == 1 && share <= frame.low) {
@@ -231,13 +298,17 @@ void ExpressionReader::close(const Token& token) {
     const Kind kind = token.text == ")" ? Kind::call : token.text == "]" ? Kind::array : Kind::dictionary;
     if (openOf(kind) == 0) {
         error(token, inQuotes(token.text) + " closes nothing",
-              kind == Kind::call ? "" : "The evaluation fails here.");
+              kind == Kind::call ? "It is skipped." : std::string(meaningOfFailure(setting_.use)));
         return;
     }
     const auto matches = [kind](const Frame& frame) {
         return frame.kind == kind || (kind == Kind::call && frame.kind == Kind::group);
     };
     while (!matches(top())) {
+        if (top().kind == Kind::bareCall) {
+            abandonBareCalls();
+            continue;
+        }
         const std::string_view bracket = expression_.substr(top().bracket, 1);
         error({.position = top().bracket, .length = 1},
               inQuotes(bracket) + " is not closed before the " + inQuotes(token.text) + " in column " +
@@ -250,7 +321,7 @@ void ExpressionReader::close(const Token& token) {
 }
 
 void ExpressionReader::closeTop(const Token& token) {
-    const Frame closed = top();
+    const Frame closed = std::move(top());
     frames_.pop_back();
     --openOf(closed.kind);
     if (closed.op && closed.countable && closed.count < closed.op->arity()) {
@@ -276,8 +347,13 @@ void ExpressionReader::closeTop(const Token& token) {
 /// Reports what is missing at the end of the expression.
 void ExpressionReader::reportEnd() {
     constexpr std::size_t mostClosers = 8;
+    if (!unterminated_) {
+        abandonBareCalls();
+    }
+    std::erase_if(frames_, [](const Frame& frame) { return frame.kind == Kind::bareCall; });
     if (frames_.size() == 1 && top().count == 0 && errors_ == 0) {
-        error({.length = 1}, "the expression is empty", "It gives no value: the flag keeps its default.");
+        error({.length = 1}, "the expression is empty, and gives no value",
+              std::string(meaningOfFailure(setting_.use)));
     }
     if (frames_.size() == 1 || unterminated_) {
         return;
@@ -294,6 +370,13 @@ void ExpressionReader::reportEnd() {
               (inner.kind == Kind::call ? " of " + printable(inner.start.text) : "") + " is never closed",
           open > mostClosers ? counted(open, "bracket") + " are open at the end."
                              : "Missing at the end: " + inQuotes(closers) + ".");
+}
+
+void ExpressionReader::report(const Token& token, std::optional<ArgumentProblem> problem) {
+    if (problem) {
+        (this->*(problem->isError ? &ExpressionReader::error : &ExpressionReader::warning))(
+            token, std::move(problem->message), std::move(problem->advice));
+    }
 }
 
 void ExpressionReader::error(const Token& token, std::string message, std::string advice) {

@@ -24,7 +24,10 @@ enum ArgumentKind : char {
     booleanArgument = 'b',   ///< `undefined` fails the evaluation
     numberArgument = 'n',    ///< a number, or a text that reads as one
     fractionArgument = 'p',  ///< a number from 0 to 1
-    textArgument = 't',
+    textArgument = 't',      ///< a name, of a property, flag or target group
+    matchArgument = 'm',
+    versionArgument = 'e',
+    base64Argument = '6',
     seedArgument = 's', ///< a text, and not `undefined`
     patternArgument = 'r',
     patternFlagsArgument = 'f',
@@ -48,18 +51,18 @@ inline constexpr OperatorSignature operatorSignatures[] = {
     {"inArray", "va", "inArray(value, array)"},
     {"md5", "v", "md5(text)"},
     {"concat", "vv", "concat(first, second)"},
-    {"b64d", "t", "b64d(text)"},
+    {"b64d", "6", "b64d(text)"},
     {"lt", "nn", "lt(first, second)"},
     {"lte", "nn", "lte(first, second)"},
     {"gt", "nn", "gt(first, second)"},
     {"gte", "nn", "gte(first, second)"},
-    {"semverEq", "tt", "semverEq(first, second)"},
-    {"semverNe", "tt", "semverNe(first, second)"},
-    {"semverLt", "tt", "semverLt(first, second)"},
-    {"semverLte", "tt", "semverLte(first, second)"},
-    {"semverGt", "tt", "semverGt(first, second)"},
-    {"semverGte", "tt", "semverGte(first, second)"},
-    {"match", "trf", "match(text, pattern, flags)"},
+    {"semverEq", "ee", "semverEq(first, second)"},
+    {"semverNe", "ee", "semverNe(first, second)"},
+    {"semverLt", "ee", "semverLt(first, second)"},
+    {"semverLte", "ee", "semverLte(first, second)"},
+    {"semverGt", "ee", "semverGt(first, second)"},
+    {"semverGte", "ee", "semverGte(first, second)"},
+    {"match", "mrf", "match(text, pattern, flags)"},
     {"mergeSeed", "vv", "mergeSeed(seed, value)"},
     {"isInPercentage", "ps", "isInPercentage(share, seed)"},
     {"isInPercentageRange", "pps", "isInPercentageRange(low, high, seed)"},

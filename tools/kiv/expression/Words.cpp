@@ -9,6 +9,7 @@
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "expression/OperatorSignatures.h"
+#include "expression/TextForms.h"
 
 namespace kiv::tool {
 namespace {
@@ -99,14 +100,14 @@ std::string listed(std::span<const std::string_view> words) {
 }
 
 std::string adviceForUnknownWord(std::string_view word, bool isCall) {
+    if (const std::string character = invisibleCharacter(word, true); !character.empty()) {
+        return "It contains the invisible character " + character + ". Delete it, or type an ordinary space.";
+    }
     if (holdsAny(word, {"“", "”", "„", "«", "»", "‘", "’"}) || word.front() == '\'' || word.front() == '`') {
         return "Write texts in plain double quotes: \"text\".";
     }
     if (word.front() == '\\') {
         return "The quote has a backslash before it: this expression was escaped once too often.";
-    }
-    if (holdsAny(word, {"\u00A0", "\u200B", "\u202F", "\uFEFF"})) {
-        return "It contains an invisible character that is not an ordinary space.";
     }
     for (const auto& [habit, meant] : habits) {
         if (lowercasedAscii(word) == habit) {

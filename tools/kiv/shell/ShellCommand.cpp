@@ -149,7 +149,7 @@ json::object resultOf(ShellSession& session, const json::value& line) {
         append(result, runCommand(session, ShellFields(line.get_object())));
         return result;
     } catch (const BadInput& problem) {
-        return failure(invalidArgument, problem.what());
+        return failure(invalidArgument, problem.reason());
     } catch (...) {
         const KIVException exception = KIVException::current();
         return failure(exception.name(), exception.reason());

@@ -63,7 +63,7 @@ void readValue(const json::value& value, KIVDynamicPropertyContext::Values& resu
         try {
             result.insert_or_assign(std::string(name), contextValueFromJson(each));
         } catch (const BadInput& problem) {
-            ShellFields::refuse(name, problem.what());
+            ShellFields::refuse(name, problem.reason());
         }
     }
 }

@@ -115,7 +115,7 @@ private:
         try {
             readValue(object_.at(name), result);
         } catch (const BadInput& problem) {
-            refuse(name, problem.what());
+            refuse(name, problem.reason());
         }
         return result;
     }

@@ -88,7 +88,7 @@ ScriptedContainer::Members membersFrom(const std::vector<json::object>& flags) {
         try {
             members.emplace_back(name, flagFrom(fields));
         } catch (const BadInput& problem) {
-            throw BadInput("the flag " + inQuotes(name) + ": " + problem.what());
+            throw BadInput("the flag " + inQuotes(name) + ": " + problem.reason());
         }
     }
     return members;
@@ -108,7 +108,10 @@ Flag flagNamed(const ShellSession& session, const std::string& name) {
         names.push_back(flag->name().value_or(""));
     }
     const std::vector<std::string_view> candidates(names.begin(), names.end());
-    throw BadInput("there is no flag " + inQuotes(name) + "." + didYouMean(name, candidates, " "));
+    const std::string meant = didYouMean(name, candidates);
+    throw BadInput("there is no flag " + inQuotes(name), {},
+                   meant.empty() ? "The command \"flags\" lists those there are; \"register\" makes more."
+                                 : meant);
 }
 
 Flag flagOf(const ShellSession& session, const ShellFields& fields) {

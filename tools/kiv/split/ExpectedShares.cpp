@@ -3,42 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include <kiv/KIVException.h>
 
 #include "KivxLanguage/KivxStack.h"
 #include "KivxLanguage/KivxTokenizedExpression.h"
+#include "Terminal.h"
 #include "evaluate/ValueText.h"
 #include "expression/OperatorSignatures.h"
-#include "split/UserRegion.h"
+#include "split/Meaning.h"
 
 namespace kiv::tool {
 namespace {
-
-struct Failure {};
-struct Unknown {};
-
-/// The value of an expression for the users of a region: a value, a text with the id in it, a failure, or not
-/// known.
-using Meaning = std::variant<KivxValue, IdText, Failure, Unknown>;
-
-struct Piece {
-    Region region;
-    Meaning meaning;
-};
-/// All users; each is in exactly one piece.
-using Pieces = std::vector<Piece>;
-
-/// The text that `concat` and `mergeSeed` make of a value; nothing for a failure and an unknown value.
-std::optional<IdText> joinable(const Meaning& meaning) {
-    if (const auto* value = std::get_if<KivxValue>(&meaning)) {
-        return IdText{{value->description()}};
-    }
-    const auto* text = std::get_if<IdText>(&meaning);
-    return text ? std::optional<IdText>(*text) : std::nullopt;
-}
 
 /// Evaluates as `KivxParser` does, for all users at once.
 class Reading {
@@ -51,24 +28,44 @@ public:
         constexpr std::size_t mostReadings = 1000;
         constexpr std::size_t mostBytes = 1U << 20;
         bytes_ += expression.size();
-        if (depth_ == deepest || ++readings_ > mostReadings || bytes_ > mostBytes) {
+        if (isUnderWay(expression, flagName)) {
+            closesCircle_ = true;
+            return {{{}, Failure()}};
+        }
+        if (underWay_.size() == deepest || ++readings_ > mostReadings || bytes_ > mostBytes) {
             return {{{}, Unknown()}};
         }
-        ++depth_;
+        underWay_.emplace_back(expression, flagName);
         Pieces pieces;
         try {
             pieces = walk(expression, flagName);
         } catch (const KIVException&) { // from the tokenizer
             pieces = {{{}, Failure()}};
         }
-        --depth_;
+        underWay_.pop_back();
         return pieces;
     }
 
     const std::string& obstacle() const { return obstacle_; }
+    const std::string& circle() const { return circle_; }
 
 private:
     using Arguments = std::vector<Meaning>;
+
+    /// Whether the evaluator would refuse the expression because it depends on itself.
+    bool isUnderWay(std::string_view expression, std::string_view flagName) const {
+        return std::ranges::any_of(underWay_, [&](const auto& each) {
+            return each.first.data() == expression.data() && each.first.size() == expression.size() &&
+                   each.second == flagName;
+        });
+    }
+
+    /// Remembers what depends on itself, when the last `read` was refused for that.
+    void noteCircle(std::string_view kind, std::string_view name) {
+        if (std::exchange(closesCircle_, false) && circle_.empty()) {
+            circle_ = std::string(kind) + " " + inQuotes(name);
+        }
+    }
 
     Pieces walk(std::string_view expression, std::string_view flagName) {
         const KivxTokenizedExpression cut(expression, world_.parser().operators());
@@ -93,7 +90,18 @@ private:
             }
             stack.push_back(applied(*node->op, arguments, flagName));
         }
-        return stack.empty() ? Pieces{{{}, Failure()}} : std::move(stack.back());
+        if (stack.empty()) {
+            return {{{}, Failure()}};
+        }
+        Pieces value = std::move(stack.back());
+        stack.pop_back();
+        for (const Pieces& leftOver : stack) {
+            if ((steps_ += value.size() * leftOver.size()) > mostSteps) {
+                return {{{}, Unknown()}};
+            }
+            value = failingWith(std::move(value), leftOver);
+        }
+        return value;
     }
 
     /// Applies the operator to each combination of its arguments' pieces.
@@ -206,24 +214,6 @@ private:
         }
     }
 
-    static Meaning chosen(const Arguments& arguments) {
-        try {
-            return arguments[holds(std::get<KivxValue>(arguments[0])) ? 1 : 2];
-        } catch (const KIVException&) {
-            return Failure();
-        }
-    }
-
-    static Meaning joinedMeaning(const Arguments& arguments, std::string_view between, bool needsValues) {
-        for (const Meaning& argument : arguments) {
-            const auto* value = std::get_if<KivxValue>(&argument);
-            if (needsValues && value && value->isUndefined()) {
-                return KivxValue::undefined();
-            }
-        }
-        return joined(joinable(arguments[0]).value(), between, joinable(arguments[1]).value());
-    }
-
     /// Splits the users by the bucket of the seed, which is a number from 0 to below 1. That a bucket lies
     /// exactly on an edge is too rare to count.
     Pieces percentage(const Meaning& high, const Meaning* low, const IdText& text, std::string_view name) {
@@ -264,6 +254,7 @@ private:
             return {{{}, KivxValue("false")}};
         }
         Pieces pieces = read(experiment->deploymentConfiguration().condition(), name);
+        noteCircle("flag", name);
         for (Piece& piece : pieces) {
             const auto* value = std::get_if<KivxValue>(&piece.meaning);
             if (value || std::holds_alternative<Failure>(piece.meaning)) {
@@ -280,6 +271,7 @@ private:
             return {{{}, KivxValue(false)}};
         }
         Pieces pieces = read(*condition, flagName);
+        noteCircle("target group", identifier);
         for (Piece& piece : pieces) {
             piece.meaning = asMembership(piece.meaning);
         }
@@ -313,12 +305,15 @@ private:
 
     const EvaluationWorld& world_;
     const std::string_view property_;
-    std::size_t depth_ = 0;
+    /// The expressions that are being read, each inside the one before it, with the flags that they are for.
+    std::vector<std::pair<std::string_view, std::string_view>> underWay_;
+    bool closesCircle_ = false; ///< the last `read` was refused: the expression depends on itself
     std::size_t readings_ = 0;
     std::size_t bytes_ = 0;
     std::size_t steps_ = 0;
     KivxAccount account_;
     std::string obstacle_;
+    std::string circle_;
 };
 
 } // namespace
@@ -342,7 +337,7 @@ ExpectedShares expectedShares(const EvaluationWorld& world, std::string_view fla
     for (const Piece& piece : reading.read(experiment.deploymentConfiguration().condition(), flagName)) {
         const auto* value = std::get_if<KivxValue>(&piece.meaning);
         if (!value && !std::holds_alternative<Failure>(piece.meaning)) {
-            return {std::nullopt, reading.obstacle()};
+            return {std::nullopt, reading.obstacle(), reading.circle()};
         }
         const FlagOutcome outcome = !value                 ? FlagOutcome{FlagOutcome::Kind::failed}
                                     : value->isUndefined() ? FlagOutcome{FlagOutcome::Kind::undefined}
@@ -353,7 +348,7 @@ ExpectedShares expectedShares(const EvaluationWorld& world, std::string_view fla
         constexpr double finest = 1e9; // smaller differences are rounding errors
         share = std::round(share * finest) / finest;
     }
-    return {std::move(shares), ""};
+    return {std::move(shares), "", reading.circle()};
 }
 
 } // namespace kiv::tool

@@ -28,6 +28,7 @@ struct FlagOutcome {
 struct ExpectedShares {
     std::optional<std::map<FlagOutcome, double>> shares = {};
     std::string obstacle = {}; ///< the operator that prevents the computation; may be empty
+    std::string circle = {};   ///< the flag or target group that depends on itself; empty when there is none
 };
 
 /// Computes the shares from the expression of a flag, and from the expressions of the flags and target groups

@@ -26,7 +26,9 @@ struct Split {
     std::size_t users = 0;
     std::vector<Share> shares = {};          ///< values before defaults, the most frequent first
     std::string obstacle = {};               ///< `ExpectedShares::obstacle`
+    std::string circle = {};                 ///< `ExpectedShares::circle`
     bool isRead = false;                     ///< at least one evaluation read the property
+    std::vector<std::string> asked = {};     ///< the properties that are read, when this one is not
     std::optional<std::string> keyedBy = {}; ///< the property that tells the experiment's users apart
     std::string firstFailing = {};           ///< id of the first user whose evaluation failed
 

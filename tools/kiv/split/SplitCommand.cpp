@@ -19,12 +19,15 @@
 
 #include "Columns.h"
 #include "Command.h"
+#include "Files.h"
 #include "Platform/Text/Json.h"
 #include "Platform/Text/Text.h"
 #include "Terminal.h"
 #include "config/ConfigDocument.h"
 #include "evaluate/EvaluationOptions.h"
+#include "evaluate/EvaluationRecord.h"
 #include "evaluate/EvaluationWorld.h"
+#include "evaluate/StepText.h"
 #include "split/ExpectedShares.h"
 #include "split/Split.h"
 
@@ -62,8 +65,8 @@ struct Options {
     bool asCsv = false;
 };
 
-[[noreturn]] void refuseIds(const std::string& path, const char* why) {
-    throw BadInput(path + ": cannot be read: " + why);
+[[noreturn]] void refuseIds(const std::string& path, int problem) {
+    throw BadInput(path + ": cannot be read: " + std::strerror(problem), {}, adviceForFile(problem));
 }
 
 /// Calls `take` with each line that is not empty.
@@ -73,7 +76,7 @@ void forEachLine(const std::string& path, const std::function<void(std::string&)
         std::error_code ignored;
         file.open(path, std::ios::binary);
         if (!file || std::filesystem::is_directory(path, ignored)) {
-            refuseIds(path, std::strerror(file ? EISDIR : errno));
+            refuseIds(path, file ? EISDIR : errno);
         }
     }
     std::istream& lines = path == "-" ? std::cin : file;
@@ -91,7 +94,7 @@ void forEachLine(const std::string& path, const std::function<void(std::string&)
         }
     }
     if (lines.bad()) {
-        refuseIds(path, std::strerror(EIO));
+        refuseIds(path, EIO);
     }
 }
 
@@ -124,12 +127,30 @@ bool comesBefore(const Share& a, const Share& b) {
     return a.count != b.count ? a.count > b.count : a.outcome < b.outcome;
 }
 
+/// The names of the properties that the condition reads.
+std::vector<std::string> propertiesOf(const EvaluationWorld& world, const std::string& condition,
+                                      const std::string& flag) {
+    EvaluationRecorder recorder(world.parser().operators());
+    {
+        const KivxTrace::Scope scope(recorder);
+        world.evaluate(condition, flag);
+    }
+    std::vector<std::string> names;
+    for (const PropertyRead& read : propertiesRead(recorder.evaluation(), world)) {
+        if (names.empty() || names.back() != read.name) {
+            names.push_back(read.name);
+        }
+    }
+    return names;
+}
+
 Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) {
     const KIVExperimentModel& model = *world.experimentFor(options.flag);
     const std::string& condition = model.deploymentConfiguration().condition();
     ExpectedShares expected = expectedShares(world, options.flag, options.property);
     Split split{options.config, std::move(experiment), options.flag, options.property};
     split.obstacle = std::move(expected.obstacle);
+    split.circle = std::move(expected.circle);
     split.keyedBy = model.stickinessProperty();
     const std::string* current = nullptr;
     world.setProperty(KIVCustomProperty::withStringBlock(
@@ -146,6 +167,9 @@ Split splitOf(const Options& options, Place experiment, EvaluationWorld& world) 
         }
         ++split.users;
     });
+    if (!split.isRead) {
+        split.asked = propertiesOf(world, condition, options.flag);
+    }
     if (split.users == 0) {
         throw BadInput(options.ids + ": contains no ids", {}, "Write one id on each line.");
     }

@@ -1,9 +1,12 @@
 #include <algorithm>
 #include <iostream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Columns.h"
 #include "Terminal.h"
+#include "expression/Words.h"
 #include "split/Split.h"
 
 namespace kiv::tool {
@@ -98,10 +101,13 @@ private:
         }
         if (!split_.isRead) {
             std::cout << '\n';
-            note("No evaluation read the property " + inQuotes(split_.property) + "." +
-                 (split_.keyedBy && *split_.keyedBy != split_.property
-                      ? " The experiment is keyed by " + inQuotes(*split_.keyedBy) + "."
-                      : std::string()));
+            note("No evaluation read the property " + inQuotes(split_.property) + "." + propertyAdvice());
+        }
+        if (!split_.circle.empty()) {
+            std::cout << '\n';
+            note("The " + split_.circle +
+                 " depends on itself: where the circle closes, its evaluation fails and counts as false. "
+                 "'kiv config lint' shows the circle.");
         }
         if (!split_.shares.front().expected) {
             std::cout << '\n';
@@ -117,6 +123,21 @@ private:
             note("The evaluation fails for " + counted(failed->count, "user") + ", for example " +
                  inQuotes(split_.firstFailing) + ". 'kiv explain' tells why.");
         }
+    }
+
+    /// Which property to give instead.
+    std::string propertyAdvice() const {
+        const std::vector<std::string_view> asked(split_.asked.begin(), split_.asked.end());
+        const std::string meant = didYouMean(split_.property, asked, " ");
+        if (!meant.empty()) {
+            return meant;
+        }
+        const std::string reads = asked.empty()
+                                      ? " The condition reads no property, so all users get the same value."
+                                      : " The condition reads " + listed(asked) + ".";
+        return reads + (split_.keyedBy && *split_.keyedBy != split_.property
+                            ? " The experiment is keyed by " + inQuotes(*split_.keyedBy) + "."
+                            : "");
     }
 
     const Split& split_;

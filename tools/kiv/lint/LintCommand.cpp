@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,62 +10,50 @@
 #include "Command.h"
 #include "Platform/Text/Json.h"
 #include "Terminal.h"
-#include "config/ConfigDocument.h"
-#include "config/DocumentLint.h"
+#include "lint/LintedFile.h"
+#include "lint/Sarif.h"
+#include "lint/UnreportedFlags.h"
 
 namespace kiv::tool {
 namespace {
 
+enum class Format { text, json, sarif };
+
 struct Options {
     std::vector<std::string> paths;
+    std::string states;
+    Format format = Format::text;
     bool asJson = false;
     bool strict = false;
 };
 
 constexpr const char* examples =
     R"(Finds unknown words, operators with too few or too many arguments, arguments that make no sense,
-quotes and brackets that are not closed, experiments without a condition or that never decide a
-flag, references to target groups that do not exist, and members of the wrong type.
+quotes and brackets that are not closed, flags and target groups that depend on themselves,
+experiments without a condition or that never decide a flag, references to target groups that do
+not exist, and members of the wrong type. With --states, also the flags that no application has
+ever reported to the service that runs on FOLDER.
 
 Examples:
   kiv config lint payload.json
   kiv config lint --strict configurations/*.json
-  kiv config lint --json payload.json
+  kiv config lint --states flags flags/*.flags.json
+  kiv config lint --format sarif payload.json > lint.sarif
 
 The exit code is 1 when there are errors; warnings alone leave it 0.)";
 
-struct FileFindings {
-    std::string path;
-    std::vector<Finding> findings;
-};
-
-FileFindings lintFile(const std::string& path, bool strict) {
-    FileFindings result{path, {}};
-    try {
-        const ConfigDocument document(path);
-        result.findings = DocumentLint(document.payload).findings();
-    } catch (const BadInput& problem) {
-        const std::string prefix = path + ": ";
-        std::string message = problem.what();
-        message.erase(0, message.starts_with(prefix) ? prefix.size() : 0);
-        result.findings.push_back({true, {}, problem.spot, std::move(message), problem.advice});
-    }
-    for (Finding& finding : result.findings) {
-        finding.isError = finding.isError || strict;
-    }
-    return result;
-}
-
-std::size_t count(const std::vector<FileFindings>& files, bool errors) {
+std::size_t count(const std::vector<LintedFile>& files, bool errors) {
     std::size_t sum = 0;
-    for (const FileFindings& file : files) {
-        sum += static_cast<std::size_t>(std::ranges::count(file.findings, errors, &Finding::isError));
+    for (const LintedFile& file : files) {
+        sum += static_cast<std::size_t>(std::ranges::count(file.findings(), errors, &Finding::isError));
     }
     return sum;
 }
 
-json::object toJson(const std::string& path, const Finding& finding) {
+json::object toJson(const std::string& path, const Finding& finding, const LineColumn& place) {
     json::object object{{"file", path},
+                        {"fileLine", place.line},
+                        {"fileColumn", place.column},
                         {"severity", finding.isError ? "error" : "warning"},
                         {"message", finding.message},
                         {"advice", finding.advice.empty() ? json::value() : json::value(finding.advice)}};
@@ -82,11 +71,12 @@ json::object toJson(const std::string& path, const Finding& finding) {
     return object;
 }
 
-void printJson(const std::vector<FileFindings>& files) {
+void printJson(const std::vector<LintedFile>& files) {
     json::array findings;
-    for (const FileFindings& file : files) {
-        for (const Finding& finding : file.findings) {
-            findings.push_back(toJson(file.path, finding));
+    for (const LintedFile& file : files) {
+        const std::vector<FileRegion> regions = file.regions();
+        for (std::size_t index = 0; index < regions.size(); ++index) {
+            findings.push_back(toJson(file.path(), file.findings()[index], regions[index].begin));
         }
     }
     std::cout << prettyJson(json::object{{"errors", count(files, true)},
@@ -97,12 +87,12 @@ void printJson(const std::vector<FileFindings>& files) {
 
 /// Prints a file's findings for a person: grouped by experiment or target group, with the place in the
 /// expression.
-void printFindings(const FileFindings& file, const Terminal& terminal) {
+void printFindings(const LintedFile& file, const Terminal& terminal) {
     constexpr std::size_t indent = 4;
     constexpr std::size_t deeper = 6;
-    std::cout << terminal.styled(Terminal::Style::heading, printable(file.path)) << '\n';
+    std::cout << terminal.styled(Terminal::Style::heading, printable(file.path())) << '\n';
     std::string lastPlace;
-    for (const Finding& finding : file.findings) {
+    for (const Finding& finding : file.findings()) {
         const std::string place = finding.place.text();
         if (place != lastPlace) {
             std::cout << "  " << place << '\n';
@@ -125,14 +115,15 @@ void printFindings(const FileFindings& file, const Terminal& terminal) {
     std::cout << '\n';
 }
 
-void print(const std::vector<FileFindings>& files) {
+void print(const std::vector<LintedFile>& files) {
     const Terminal terminal = Terminal::ofOutput();
-    for (const FileFindings& file : files) {
-        if (terminal.isTerminal() && !file.findings.empty()) {
+    for (const LintedFile& file : files) {
+        if (terminal.isTerminal() && !file.findings().empty()) {
             printFindings(file, terminal);
         } else if (!terminal.isTerminal()) {
-            std::ranges::for_each(
-                file.findings, [&](const Finding& finding) { std::cout << finding.line(file.path) << '\n'; });
+            std::ranges::for_each(file.findings(), [&](const Finding& finding) {
+                std::cout << finding.line(file.path()) << '\n';
+            });
         }
     }
     const std::size_t errors = count(files, true);
@@ -145,30 +136,45 @@ void print(const std::vector<FileFindings>& files) {
     }
 }
 
+int lint(const Options& options) {
+    if (options.asJson && options.format == Format::sarif) {
+        throw WrongUsage("--json and --format sarif exclude each other");
+    }
+    const std::string records = options.states.empty() ? "" : recordsOfService(options.states);
+    std::vector<LintedFile> files;
+    for (const std::string& path : options.paths) {
+        files.emplace_back(path, records, options.strict);
+    }
+    if (options.format == Format::sarif) {
+        std::cout << prettyJson(sarifLog(files)) << '\n';
+    } else if (options.asJson || options.format == Format::json) {
+        printJson(files);
+    } else {
+        print(files);
+    }
+    return count(files, true) > 0 ? exitBadInput : exitFine;
+}
+
 } // namespace
 
 void addLintCommand(CLI::App& parent, int& exitCode) {
+    const std::map<std::string, Format> formats{
+        {"text", Format::text}, {"json", Format::json}, {"sarif", Format::sarif}};
     auto options = std::make_shared<Options>();
     CLI::App* command =
         parent.add_subcommand("lint", "Look for mistakes in documents before they are published");
     command->add_option("FILE", options->paths, "Payloads or envelopes, - for standard input")
         ->required()
         ->type_name("");
-    command->add_flag("--json", options->asJson, "Print JSON");
+    command->add_option("--format", options->format, "How to print the findings: text, json or sarif")
+        ->transform(CLI::CheckedTransformer(formats).description(""))
+        ->type_name("FORMAT");
+    command->add_flag("--json", options->asJson, "The same as --format json");
+    command->add_option("--states", options->states, "Folder of a service whose records name the known flags")
+        ->type_name("FOLDER");
     command->add_flag("--strict", options->strict, "Count warnings as errors");
     command->footer(examples);
-    command->callback([options, &exitCode] {
-        std::vector<FileFindings> files;
-        for (const std::string& path : options->paths) {
-            files.push_back(lintFile(path, options->strict));
-        }
-        if (options->asJson) {
-            printJson(files);
-        } else {
-            print(files);
-        }
-        exitCode = count(files, true) > 0 ? exitBadInput : exitFine;
-    });
+    command->callback([options, &exitCode] { exitCode = lint(*options); });
 }
 
 } // namespace kiv::tool
