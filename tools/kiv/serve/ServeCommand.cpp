@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -82,8 +84,15 @@ void introduce(const Options& options, const std::string& certificate, const std
                                               {"networkConfigurations", endpoints}});
     } else {
         std::cout << "Serving " << counted(keys.size(), "key") << " of " << printable(options.folder)
-                  << ". What applications report is shown at\n\n  " << base << "/\n\nIn the application:\n\n"
-                  << optionsSource(endpoints, certificate);
+                  << ". What applications report is shown at\n\n  " << base << "/\n\n";
+        if (!keys.empty()) {
+            std::cout << "The base URL for OpenFeature clients (OFREP) is\n\n";
+            for (const std::string& key : keys) {
+                std::cout << "  " << base << "/" << printable(key) << "\n";
+            }
+            std::cout << "\n";
+        }
+        std::cout << "In the application:\n\n" << optionsSource(endpoints, certificate);
     }
     std::cout << std::endl; // flushed: a program may be waiting for it
 }
@@ -160,6 +169,17 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
             "Seconds between comments that keep a quiet push stream open; 15 by default")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("N");
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--allow-origin",
+            [options](const std::vector<std::string>& origins) {
+                std::ranges::for_each(origins, requireOrigin);
+                options->settings.allowedOrigins = origins;
+            },
+            "Site whose pages may evaluate flags by OpenFeature, for example https://shop.example; may be "
+            "repeated")
+        ->type_name("ORIGIN")
+        ->allow_extra_args(false);
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
     command->add_flag("--quiet", options->isQuiet, "Print only errors and warnings");
     command->footer(explanation);
