@@ -3,7 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "Command.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Text.h"
@@ -13,8 +12,9 @@
 namespace kiv::tool {
 namespace {
 
-std::shared_ptr<const std::string> textOf(const json::object& body) {
-    return std::make_shared<const std::string>(compactJson(body) + "\n");
+std::shared_ptr<const std::string> bodyOf(std::string text) {
+    text += '\n';
+    return std::make_shared<const std::string>(std::move(text));
 }
 
 OfrepContext contextOf(HttpCall& call, const OfrepDeclarations& declared) {
@@ -45,12 +45,12 @@ OfrepAnswer guarded(std::string_view flag, Answer answer) {
 class Impressions {
 public:
     Impressions(const OfrepFlags& flags, const OfrepContext& context)
-        : flags_(flags), context_(context), isWanted_(flags.wantsImpressions(context)) {}
+        : context_(context), isWanted_(flags.wantsImpressions(context)) {}
 
-    void add(const std::string& flag, const OfrepEvaluation& evaluation) {
+    void add(const OfrepFlags::Flag& flag, const OfrepEvaluation& evaluation) {
         if (isWanted_ && evaluation.reported) {
-            events_.push_back({{"distinctId", flags_.distinctId(flag, context_)},
-                               {"flag", flag},
+            events_.push_back({{"distinctId", OfrepFlags::distinctId(flag, context_)},
+                               {"flag", flag.name},
                                {"time", time_},
                                {"type", "IMPRESSION"},
                                {"value", *evaluation.reported}});
@@ -60,7 +60,6 @@ public:
     json::array take() { return std::move(events_); }
 
 private:
-    const OfrepFlags& flags_;
     const OfrepContext& context_;
     const bool isWanted_;
     const double time_ = std::chrono::duration<double>(Clock::current().now().time_since_epoch()).count();
@@ -85,7 +84,7 @@ bool names(std::string_view header, std::string_view tag) {
 
 HttpAnswer ofrepErrorAnswer(const OfrepError& error, std::string_view flag) {
     return {.status = error.status,
-            .body = textOf(errorAnswer(error, flag)),
+            .body = bodyOf(errorAnswer(error, flag)),
             .note = (flag.empty() ? "" : std::string(flag) + "  ") + std::string(error.code) + ": " +
                     error.details};
 }
@@ -93,13 +92,18 @@ HttpAnswer ofrepErrorAnswer(const OfrepError& error, std::string_view flag) {
 OfrepAnswer answerFlag(const OfrepApplication& application, const std::string& flag, HttpCall call) {
     return guarded(flag, [&]() -> OfrepAnswer {
         const OfrepContext context = contextOf(call, *application.declared);
-        const OfrepEvaluation evaluation = application.flags->evaluate(flag, context, *application.declared);
+        const OfrepFlags::Flag* found = application.flags->find(flag);
+        if (!found) {
+            throw OfrepError{ofrepError::flagNotFound, "the document has no flag " + inQuotes(flag), 404};
+        }
+        OfrepEvaluation evaluation = application.flags->evaluate(*found, context, *application.declared);
         if (evaluation.error) {
             throw *evaluation.error;
         }
         Impressions impressions(*application.flags, context);
-        impressions.add(flag, evaluation);
-        return {{.body = textOf(evaluation.answer), .note = flag + "  " + std::string(evaluation.outcome)},
+        impressions.add(*found, evaluation);
+        return {{.body = bodyOf(std::move(evaluation.answer)),
+                 .note = flag + "  " + std::string(evaluation.outcome)},
                 impressions.take()};
     });
 }
@@ -109,15 +113,18 @@ OfrepAnswer answerAllFlags(const OfrepApplication& application, const std::strin
     return guarded("", [&]() -> OfrepAnswer {
         const OfrepContext context = contextOf(call, *application.declared);
         Impressions impressions(*application.flags, context);
-        json::array flags;
-        for (const std::string& flag : application.flags->names()) {
-            OfrepEvaluation evaluation = application.flags->evaluate(flag, context, *application.declared);
+        std::string text = "{\"flags\":[";
+        std::string_view separator;
+        for (const OfrepFlags::Flag& flag : application.flags->all()) {
+            const OfrepEvaluation evaluation =
+                application.flags->evaluate(flag, context, *application.declared);
             impressions.add(flag, evaluation);
-            flags.push_back(std::move(evaluation.answer));
+            text.append(std::exchange(separator, ",")).append(evaluation.answer);
         }
-        const std::string note = counted(flags.size(), "flag");
         const json::object stream{{"type", "sse"}, {"endpoint", json::object{{"requestUri", eventsPath}}}};
-        const auto body = textOf({{"flags", std::move(flags)}, {"eventStreams", json::array{stream}}});
+        text += "],\"eventStreams\":[" + compactJson(stream) + "]}";
+        const auto body = bodyOf(std::move(text));
+        const std::string note = counted(application.flags->all().size(), "flag");
         const std::string tag = '"' + md5Hex(*body) + '"';
         if (names(call.ifNoneMatch, tag)) {
             return {{.status = 304, .headers = {{"ETag", tag}}, .note = note + ", as the client knows them"}};

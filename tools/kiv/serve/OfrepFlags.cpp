@@ -1,10 +1,10 @@
 #include "serve/OfrepFlags.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "KivxLanguage/KivxStack.h"
 #include "Model/KIVJSONKeys.h"
-#include "Terminal.h"
 #include "config/ConfigDocument.h"
 #include "evaluate/ValueText.h"
 #include "serve/OfrepReason.h"
@@ -83,6 +83,8 @@ json::object metadataOf(const KIVExperimentModel& experiment) {
     return metadata;
 }
 
+std::string quoted(std::string_view text) { return compactJson(json::string(text)); }
+
 OfrepEvaluation failed(const std::string& flag, OfrepError error) {
     return {.answer = errorAnswer(error, flag), .error = error, .reported = {}, .outcome = error.code};
 }
@@ -102,22 +104,29 @@ std::string_view reasonOf(const OfrepTrace& trace, const EvaluationWorld& world,
 
 } // namespace
 
-json::object errorAnswer(const OfrepError& error, std::string_view flag) {
+std::string errorAnswer(const OfrepError& error, std::string_view flag) {
     json::object answer;
     if (!flag.empty()) {
         answer["key"] = flag;
     }
     answer["errorCode"] = error.code;
     answer["errorDetails"] = error.details;
-    return answer;
+    return compactJson(answer);
 }
 
 OfrepFlags::Document::Document(const std::string& envelope) : Document(payloadOf(envelope)) {}
 
 OfrepFlags::Document::Document(const json::object& payload) : world(EvaluationRequest{}, &payload) {
     world.setPropertyOperator(&Reading::property);
-    names = world.flagNames();
-    std::erase_if(names, [](const std::string& name) { return name.starts_with(ofLibrary); });
+    for (std::string& name : world.flagNames()) {
+        if (!name.starts_with(ofLibrary)) {
+            const KIVExperimentModel* experiment = world.experimentFor(name);
+            const json::object metadata = metadataOf(*experiment);
+            std::string start = "{\"key\":" + quoted(name);
+            std::string end = metadata.empty() ? "}" : ",\"metadata\":" + compactJson(metadata) + "}";
+            flags.push_back({std::move(name), experiment, std::move(start), std::move(end)});
+        }
+    }
 }
 
 const OfrepFlags::Document& OfrepFlags::document() const {
@@ -125,43 +134,42 @@ const OfrepFlags::Document& OfrepFlags::document() const {
     return *document_;
 }
 
-OfrepEvaluation OfrepFlags::evaluate(const std::string& flag, const OfrepContext& context,
+const OfrepFlags::Flag* OfrepFlags::find(std::string_view name) const {
+    const auto& flags = all();
+    const auto found = std::ranges::lower_bound(flags, name, {}, &Flag::name);
+    return found != flags.end() && found->name == name ? &*found : nullptr;
+}
+
+OfrepEvaluation OfrepFlags::evaluate(const Flag& flag, const OfrepContext& context,
                                      const OfrepDeclarations& declared) const {
     const EvaluationWorld& world = document().world;
-    const KIVExperimentModel* experiment = flag.starts_with(ofLibrary) ? nullptr : world.experimentFor(flag);
-    if (!experiment) {
-        return failed(flag, {ofrepError::flagNotFound, "the document has no flag " + inQuotes(flag), 404});
-    }
-    const std::string& condition = experiment->deploymentConfiguration().condition();
+    const std::string& condition = flag.experiment->deploymentConfiguration().condition();
     const Reading reading(context);
     OfrepTrace trace;
     std::optional<KivxEvaluationResult> result;
     {
         const KivxTrace::Scope scope(trace);
-        result = world.evaluate(condition, flag);
+        result = world.evaluate(condition, flag.name);
     }
     if (reading.lackedKey()) {
-        return failed(flag, {ofrepError::targetingKeyMissing,
-                             "the expression asks for the targeting key, which the context lacks"});
+        return failed(flag.name, {ofrepError::targetingKeyMissing,
+                                  "the expression asks for the targeting key, which the context lacks"});
     }
     if (!trace.failure().empty()) {
-        return failed(flag, {ofrepError::general, "the expression fails at " + trace.failure()});
+        return failed(flag.name, {ofrepError::general, "the expression fails at " + trace.failure()});
     }
-    OfrepEvaluation evaluation{.answer = {{"key", flag}}, .error = {}, .reported = {}, .outcome = "DEFAULT"};
+    OfrepEvaluation evaluation{.answer = flag.answerStart, .error = {}, .reported = {}, .outcome = "DEFAULT"};
     if (result && !result->value().isNone()) {
-        json::value value = valueForClients(result->value(), flag, declared);
+        const json::value value = valueForClients(result->value(), flag.name, declared);
         if (!isJson(value)) {
-            return failed(flag, {ofrepError::general, "the value is infinite or not a number"});
+            return failed(flag.name, {ofrepError::general, "the value is infinite or not a number"});
         }
-        evaluation.outcome = reasonOf(trace, world, condition, flag);
+        evaluation.outcome = reasonOf(trace, world, condition, flag.name);
         evaluation.reported = result->stringValue();
-        evaluation.answer["value"] = std::move(value);
-        evaluation.answer["variant"] = toText(result->value());
+        evaluation.answer += ",\"value\":" + compactJson(value);
+        evaluation.answer += ",\"variant\":" + quoted(toText(result->value()));
     }
-    evaluation.answer["reason"] = evaluation.outcome;
-    if (json::object metadata = metadataOf(*experiment); !metadata.empty()) {
-        evaluation.answer["metadata"] = std::move(metadata);
-    }
+    evaluation.answer += ",\"reason\":\"" + std::string(evaluation.outcome) + "\"" + flag.answerEnd;
     return evaluation;
 }
 
@@ -173,11 +181,9 @@ bool OfrepFlags::wantsImpressions(const OfrepContext& context) const {
            experiment->valueWithParser(world.parser(), analyticsFlag, world.context()) == "true";
 }
 
-std::string OfrepFlags::distinctId(const std::string& flag, const OfrepContext& context) const {
-    const KIVExperimentModel* experiment = document().world.experimentFor(flag);
-    const KivxValue* sticky = experiment && experiment->stickinessProperty()
-                                  ? context.find(*experiment->stickinessProperty())
-                                  : nullptr;
+std::string OfrepFlags::distinctId(const Flag& flag, const OfrepContext& context) {
+    const auto& property = flag.experiment->stickinessProperty();
+    const KivxValue* sticky = property ? context.find(*property) : nullptr;
     return sticky && sticky->text() ? std::string(*sticky->text()) : context.targetingKey();
 }
 

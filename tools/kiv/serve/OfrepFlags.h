@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Model/KIVExperimentModel.h"
 #include "Platform/Text/Json.h"
 #include "config/PayloadFolder.h"
 #include "evaluate/EvaluationWorld.h"
@@ -17,14 +18,14 @@ namespace kiv::tool {
 
 /// The evaluation of a flag for a context.
 struct OfrepEvaluation {
-    json::object answer;                 ///< as the protocol wants it, also for an error
+    std::string answer;                  ///< a JSON object as the protocol wants it, also for an error
     std::optional<OfrepError> error;     ///< nothing for a value or a code default
     std::optional<std::string> reported; ///< the value of an impression; nothing when there is none
     std::string_view outcome;            ///< the reason or the error's code, for the log
 };
 
-/// An answer that has nothing but an error, about the flag unless its name is empty.
-json::object errorAnswer(const OfrepError& error, std::string_view flag);
+/// The JSON object of an answer that has nothing but an error, about the flag unless its name is empty.
+std::string errorAnswer(const OfrepError& error, std::string_view flag);
 
 /// The flags of one document. The document is parsed once, at the first use. Any thread may use this object;
 /// none waits for another, except while the document is being parsed.
@@ -32,11 +33,22 @@ class OfrepFlags {
 public:
     explicit OfrepFlags(Envelope envelope) : envelope_(std::move(envelope)) {}
 
-    /// The flags of the application, sorted. Flags of the library itself are not among them.
-    const std::vector<std::string>& names() const { return document().names; }
+    /// A flag of the application.
+    struct Flag {
+        std::string name;
+        const KIVExperimentModel* experiment;
+        std::string answerStart; ///< what every answer about the flag begins with
+        std::string answerEnd;   ///< and ends with
+    };
 
-    /// Does not throw: what goes wrong is in the answer.
-    OfrepEvaluation evaluate(const std::string& flag, const OfrepContext& context,
+    /// The flags of the application, sorted. Flags of the library itself are not among them.
+    const std::vector<Flag>& all() const { return document().flags; }
+
+    /// Null when the document has no such flag.
+    const Flag* find(std::string_view name) const;
+
+    /// The value of the flag, which is one of this object. What goes wrong is in the answer.
+    OfrepEvaluation evaluate(const Flag& flag, const OfrepContext& context,
                              const OfrepDeclarations& declared) const;
 
     /// Whether the document asks for impressions of this context.
@@ -44,7 +56,7 @@ public:
 
     /// Whom an impression of the flag is about: what the experiment's stickiness property says, else the
     /// targeting key.
-    std::string distinctId(const std::string& flag, const OfrepContext& context) const;
+    static std::string distinctId(const Flag& flag, const OfrepContext& context);
 
 private:
     struct Document {
@@ -52,11 +64,10 @@ private:
         explicit Document(const json::object& payload);
 
         EvaluationWorld world;
-        std::vector<std::string> names;
+        std::vector<Flag> flags;
     };
 
     const Document& document() const;
-    const KIVExperimentModel* experimentFor(const std::string& flag) const;
 
     const Envelope envelope_;
     mutable std::once_flag parsed_;
