@@ -37,9 +37,9 @@ const payloadOf = (conditions) =>
         })),
     });
 
-/** The example of docs/openfeature.md that imports the package, for the service at the base URL. */
-function example(packageName, baseUrl) {
-    const page = readFileSync(inProject("docs/openfeature.md"), "utf8");
+/** The example of the page that imports the package, for the service at the base URL. */
+function example(packageName, baseUrl, from = "docs/openfeature.md") {
+    const page = readFileSync(inProject(from), "utf8");
     const found = [...page.matchAll(/^```js\n(.*?)^```/gms)].map(([, code]) => code);
     const [code] = found.filter((each) => each.includes(`from "${packageName}"`));
     const written = `http://127.0.0.1:8490/${key}`;
@@ -47,13 +47,16 @@ function example(packageName, baseUrl) {
     return code.replace(written, baseUrl);
 }
 
-test("the example for servers prints what the page says", async (t) => {
+test("the examples for servers print what the pages say", async (t) => {
     const { baseUrl } = await serve(t, storefront);
     const folder = temporaryFolder(t);
     symlinkSync(modules, join(folder, "node_modules"));
-    writeFileSync(join(folder, "example.mjs"), example("@openfeature/server-sdk", baseUrl));
-    const { stdout } = await promisify(execFile)(process.execPath, [join(folder, "example.mjs")]);
-    assert.equal(stdout, "express checkout\nprices in EUR\n");
+    const printed = async (from) => {
+        writeFileSync(join(folder, "example.mjs"), example("@openfeature/server-sdk", baseUrl, from));
+        return (await promisify(execFile)(process.execPath, [join(folder, "example.mjs")])).stdout;
+    };
+    assert.equal(await printed("docs/openfeature.md"), "express checkout\nprices in EUR\n");
+    assert.equal(await printed("README.md"), "EUR\n");
 });
 
 test("the server client gets values, details and errors", async (t) => {
@@ -93,6 +96,42 @@ test("the server client gets values, details and errors", async (t) => {
     assert.equal(await errorOf("rate", gold), "TYPE_MISMATCH");
 });
 
+test("each answer with all flags is of one document, while documents change", async (t) => {
+    const names = Array.from({ length: 200 }, (_, i) => `flag${i}`);
+    const ask = 'ifThen(isUndefined(property("distinct_id")), 0, VERSION)';
+    const version = (number) =>
+        payloadOf(Object.fromEntries(names.map((name) => [name, ask.replace("VERSION", number)])));
+    const last = 12;
+    const { publish, baseUrl } = await serve(t, version(1));
+    const seen = new Set();
+    const until = Date.now() + 60_000;
+    const client = async () => {
+        while (!seen.has(last)) {
+            assert.ok(Date.now() < until, `seen: ${[...seen]}`);
+            const answer = await fetch(`${baseUrl}/ofrep/v1/evaluate/flags`, {
+                method: "POST",
+                headers: { "Content-Type": "application/json" },
+                body: '{"context": {"targetingKey": "ada"}}',
+            });
+            const { flags } = await answer.json();
+            assert.equal(flags.length, names.length);
+            assert.ok(flags.every(({ value }) => value === flags[0].value), JSON.stringify(flags));
+            seen.add(flags[0].value);
+        }
+    };
+    const publisher = async () => {
+        for (let number = 2; number <= last; ++number) {
+            const before = number - 1;
+            while (!seen.has(before) && Date.now() < until) {
+                await new Promise((resolve) => setTimeout(resolve, 5));
+            }
+            publish(version(number));
+        }
+    };
+    await Promise.all([client(), client(), client(), client(), publisher()]);
+    assert.equal(seen.size, last);
+});
+
 /** Serves a page of an origin of its own, in which a module can import the OpenFeature packages. */
 async function site(t) {
     const at = {
@@ -101,7 +140,8 @@ async function site(t) {
         "@openfeature/ofrep-web-provider": "ofrep-web-provider/index.esm.js",
         "@openfeature/ofrep-core": "ofrep-web-provider/node_modules/@openfeature/ofrep-core/index.esm.js",
     };
-    const pages = new Map(Object.values(at).map((path) => [`/${path}`, readFileSync(join(modules, "@openfeature", path))]));
+    const fileOf = (path) => [`/${path}`, readFileSync(join(modules, "@openfeature", path))];
+    const pages = new Map(Object.values(at).map(fileOf));
     const server = createServer((request, response) => {
         const page = pages.get(request.url);
         const type = request.url.endsWith(".js") ? "text/javascript" : "text/html";

@@ -164,6 +164,8 @@ TEST_F(Ofrep, TakesPropertiesByTheirTypes) {
                        {"version", R"(semverLt(property("p"), "2.10"))"},
                        {"date", R"(tsToNum(property("p")))"},
                        {"key", R"(concat(property("distinct_id"), property("kiv.distinct_id")))"},
+                       {"anonymous", R"(ifThen(isUndefined(property("distinct_id")), "nobody",)"
+                                     R"( concat("user ", property("distinct_id"))))"},
                        {"known", R"(not(isUndefined(property("p"))))"},
                        {"big", R"(eq(property("p"), 9007199254740993))"},
                        {"text", R"("true")"}}),
@@ -194,6 +196,8 @@ TEST_F(Ofrep, TakesPropertiesByTheirTypes) {
         {"key", R"("targetingKey": "u")", R"("uu")"},
         {"key", R"("targetingKey": "u", "distinct_id": "v", "kiv.distinct_id": "w")", R"("uw")"},
         {"key", R"("targetingKey": "")", R"("TARGETING_KEY_MISSING")"},
+        {"anonymous", "", R"("nobody")"},
+        {"anonymous", R"("targetingKey": "u")", R"("user u")"},
         {"text", "", "true"},
     };
     for (const auto& each : cases) {

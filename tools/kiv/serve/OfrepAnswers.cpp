@@ -115,16 +115,19 @@ OfrepAnswer answerAllFlags(const OfrepApplication& application, const std::strin
         Impressions impressions(*application.flags, context);
         std::string text = "{\"flags\":[";
         std::string_view separator;
+        std::size_t errors = 0;
         for (const OfrepFlags::Flag& flag : application.flags->all()) {
             const OfrepEvaluation evaluation =
                 application.flags->evaluate(flag, context, *application.declared);
             impressions.add(flag, evaluation);
+            errors += evaluation.error ? 1 : 0;
             text.append(std::exchange(separator, ",")).append(evaluation.answer);
         }
         const json::object stream{{"type", "sse"}, {"endpoint", json::object{{"requestUri", eventsPath}}}};
         text += "],\"eventStreams\":[" + compactJson(stream) + "]}";
         const auto body = bodyOf(std::move(text));
-        const std::string note = counted(application.flags->all().size(), "flag");
+        const std::string note = counted(application.flags->all().size(), "flag") +
+                                 (errors > 0 ? ", " + counted(errors, "error") : "");
         const std::string tag = '"' + md5Hex(*body) + '"';
         if (names(call.ifNoneMatch, tag)) {
             return {{.status = 304, .headers = {{"ETag", tag}}, .note = note + ", as the client knows them"}};

@@ -25,9 +25,6 @@ public:
     Reading(const Reading&) = delete;
     Reading& operator=(const Reading&) = delete;
 
-    /// Whether an expression asked for the targeting key, and there was none.
-    bool lackedKey() const { return lackedKey_; }
-
     /// The operator `property`.
     static void property(KivxStack& stack) {
         const KivxValue name = stack.pop();
@@ -35,7 +32,11 @@ public:
         if (name.text()) {
             stack.chargeReading(name);
             value = current_->context_.find(*name.text());
-            current_->lackedKey_ |= !value && OfrepContext::isTargetingKey(*name.text());
+            if (KivxTrace* trace = KivxTrace::current(); !value && trace) {
+                if (OfrepContext::isTargetingKey(*name.text())) {
+                    trace->noted(OfrepTrace::missingKey, name);
+                }
+            }
         }
         if (value && value->text()) {
             stack.push(KivxValue::borrowed(*value->text())); // the context outlives the evaluation
@@ -49,7 +50,6 @@ private:
 
     const OfrepContext& context_;
     Reading* const outer_;
-    bool lackedKey_ = false;
 };
 
 json::object payloadOf(const std::string& envelope) {
@@ -151,7 +151,7 @@ OfrepEvaluation OfrepFlags::evaluate(const Flag& flag, const OfrepContext& conte
         const KivxTrace::Scope scope(trace);
         result = world.evaluate(condition, flag.name);
     }
-    if (reading.lackedKey()) {
+    if (trace.lacksKey()) {
         return failed(flag.name, {ofrepError::targetingKeyMissing,
                                   "the expression asks for the targeting key, which the context lacks"});
     }

@@ -68,6 +68,8 @@ void OfrepTrace::applied(std::string_view name, std::size_t, const std::vector<K
                                                             "flagValue",
                                                             "isTargetGroupPaired",
                                                             "now"};
+    testsKey_ = testsKey_ || (isKeyOnTop_ && name == "isUndefined");
+    isKeyOnTop_ = isKeyOnTop_ && name == "property";
     asks_ = asks_ || std::ranges::find(asking, name) != asking.end();
 }
 
@@ -79,6 +81,8 @@ void OfrepTrace::failed(std::string_view name, std::size_t, std::string_view rea
 
 void OfrepTrace::noted(std::string_view what, const KivxValue&) {
     hasPercentage_ = hasPercentage_ || what == percentage;
+    isKeyOnTop_ = what == missingKey;
+    lacksKey_ = lacksKey_ || isKeyOnTop_;
 }
 
 void OfrepTrace::left(const KivxValue&) { --depth_; }

@@ -14,6 +14,9 @@ namespace kiv::tool {
 /// asked for decided the value takes an `EvaluationRecorder`.
 class OfrepTrace : public KivxTrace {
 public:
+    /// The note of an operator that found no targeting key.
+    static constexpr std::string_view missingKey = "missing targeting key";
+
     void entered(std::string_view expression, std::string_view flagName) override;
     void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
                  const KivxValue& result) override;
@@ -26,6 +29,9 @@ public:
     bool asks() const { return asks_; }
     /// Whether a percentage was asked for, here or in an evaluation inside this one.
     bool hasPercentage() const { return hasPercentage_; }
+    /// Whether an expression asked for the targeting key, which was noted as missing, and none tested for it
+    /// with `isUndefined(property(…))`.
+    bool lacksKey() const { return lacksKey_ && !testsKey_; }
     /// Why the outermost evaluation has failed; empty when it has not.
     const std::string& failure() const { return failure_; }
 
@@ -33,6 +39,9 @@ private:
     std::size_t depth_ = 0;
     bool asks_ = false;
     bool hasPercentage_ = false;
+    bool lacksKey_ = false;
+    bool testsKey_ = false;
+    bool isKeyOnTop_ = false; ///< the value that was made last is the missing key
     std::string failure_;
 };
 

@@ -49,9 +49,13 @@ before is still served.
 The signing key and its certificate are made on the first start. They are kept in the data folder, together
 with the states and impressions that applications report.
 
+The service also evaluates the flags for OpenFeature clients, which speak the protocol OFREP, below /KEY.
+Pages in a browser may ask when their site is given with --allow-origin.
+
 Examples:
   kiv serve flags
   kiv serve flags --port 0 --json
+  kiv serve flags --allow-origin https://shop.example
   kiv serve flags --cdn-misses
 
 Interrupt it (Ctrl-C) to stop.)";
@@ -176,8 +180,7 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
                 std::ranges::for_each(origins, requireOrigin);
                 options->settings.allowedOrigins = origins;
             },
-            "Site whose pages may evaluate flags by OpenFeature, for example https://shop.example; may be "
-            "repeated")
+            "A site whose pages may evaluate flags (OpenFeature); may be repeated")
         ->type_name("ORIGIN")
         ->allow_extra_args(false);
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
