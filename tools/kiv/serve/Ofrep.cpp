@@ -168,13 +168,11 @@ void Ofrep::answerTarget(OfrepTarget target, HttpCall call, HttpReply reply) {
     if (target.kind == Kind::events) {
         return openStream(target.key, reply);
     }
-    const std::string key = target.key;
     evaluate(
-        key,
-        [target = std::move(target), call = std::move(call)](const OfrepApplication& application) mutable {
-            return target.kind == Kind::flag
-                       ? answerFlag(application, target.flag, std::move(call))
-                       : answerAllFlags(application, target.eventsPath, std::move(call));
+        std::move(target),
+        [call = std::move(call)](const OfrepApplication& application, const OfrepTarget& asked) {
+            return asked.kind == Kind::flag ? answerFlag(application, asked.flag, call)
+                                            : answerAllFlags(application, asked.eventsPath, call);
         },
         std::move(reply));
 }
@@ -190,20 +188,24 @@ void Ofrep::openStream(const std::string& key, const HttpReply& reply) {
     reply(std::move(answer));
 }
 
-void Ofrep::evaluate(const std::string& key, Work work, HttpReply reply) {
-    withDeclarations(key, [this, key, work = std::move(work), reply = std::move(reply)]() mutable {
-        const auto found = applications_.find(key);
-        if (found == applications_.end()) {
-            return reply(ofrepErrorAnswer({ofrepError::general, "the file of this key is gone", 404}, ""));
+void Ofrep::evaluate(OfrepTarget target, Work work, HttpReply reply) {
+    const std::string key = target.key;
+    withDeclarations(key, [this, target = std::move(target), work = std::move(work),
+                           reply = std::move(reply)]() mutable {
+        if (const auto error = refusalOf(target)) {
+            return reply(ofrepErrorAnswer(*error, target.flag)); // the file went away meanwhile
         }
         if (!evaluators_) {
             evaluators_.emplace(evaluatorCount());
         }
-        net::post(*evaluators_, [this, key, application = found->second, work = std::move(work),
+        const OfrepApplication application = applications_.find(target.key)->second;
+        net::post(*evaluators_, [this, application, target = std::move(target), work = std::move(work),
                                  reply = std::move(reply)]() mutable {
-            net::post(io_, [this, key, answer = work(application), reply = std::move(reply)]() mutable {
-                impressions_.add(key, std::move(answer.impressions));
-                reply(std::move(answer.http));
+            OfrepAnswer answer = work(application, target);
+            net::post(io_, [this, key = std::move(target.key), answer = std::move(answer),
+                            reply = std::move(reply)]() mutable {
+                impressions_.add(key, std::move(answer.impressions),
+                                 [reply = std::move(reply), http = std::move(answer.http)] { reply(http); });
             });
         });
     });

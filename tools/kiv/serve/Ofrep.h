@@ -53,7 +53,7 @@ public:
     bool answer(HttpCall& call, const HttpReply& reply);
 
 private:
-    using Work = std::function<OfrepAnswer(const OfrepApplication& application)>;
+    using Work = std::function<OfrepAnswer(const OfrepApplication& application, const OfrepTarget& target)>;
 
     /// Nothing when the target is there.
     std::optional<OfrepError> refusalOf(const OfrepTarget& target) const;
@@ -63,8 +63,8 @@ private:
     void answerTarget(OfrepTarget target, HttpCall call, HttpReply reply);
     void openStream(const std::string& key, const HttpReply& reply);
 
-    /// Runs `work` with the application of the key on an evaluating thread, then replies.
-    void evaluate(const std::string& key, Work work, HttpReply reply);
+    /// Runs `work` with the application of the target's key on an evaluating thread, then replies.
+    void evaluate(OfrepTarget target, Work work, HttpReply reply);
     /// Calls `then` when the declarations of the key's application are known, now or later.
     void withDeclarations(const std::string& key, std::function<void()> then);
 

@@ -14,43 +14,58 @@ OfrepImpressions::OfrepImpressions(net::io_context& io, net::thread_pool& worker
                                    const Journal& journal, std::function<void()> stored)
     : io_(io), worker_(worker), records_(records), journal_(journal), stored_(std::move(stored)) {}
 
-void OfrepImpressions::add(const std::string& key, json::array events) {
+void OfrepImpressions::add(const std::string& key, json::array events, std::function<void()> then) {
     if (events.empty()) {
-        return;
+        return then();
     }
-    const std::lock_guard lock(lock_);
-    if (count_ + events.size() > most) {
-        journal_.told(Terminal::Style::warning, key + ": " + counted(events.size(), "impression") +
-                                                    " dropped, as they come faster than they can be stored");
-        return;
-    }
-    const bool isFirst = std::exchange(count_, count_ + events.size()) == 0;
-    json::array& waiting = waiting_[key];
-    for (json::value& event : events) {
-        waiting.push_back(std::move(event));
+    bool isFirst = false;
+    bool isEnough = false;
+    {
+        const std::lock_guard lock(lock_);
+        isFirst = std::exchange(count_, count_ + events.size()) == 0;
+        isEnough = count_ > enough;
+        json::array& waiting = waiting_[key];
+        for (json::value& event : events) {
+            waiting.push_back(std::move(event));
+        }
+        if (isEnough) {
+            afterwards_.push_back(std::move(then));
+        }
     }
     if (isFirst) {
         net::post(worker_, [this] { store(); });
+    }
+    if (!isEnough) {
+        then();
     }
 }
 
 void OfrepImpressions::store() {
     std::map<std::string, json::array> uploads;
+    std::vector<std::function<void()>> afterwards;
     {
         const std::lock_guard lock(lock_);
         uploads = std::exchange(waiting_, {});
+        afterwards = std::exchange(afterwards_, {});
         count_ = 0;
     }
+    std::string failure;
     for (auto& [key, events] : uploads) {
         try {
             records_.keepImpressions(key, {{"platform", "OFREP"}, {"events", std::move(events)}});
         } catch (const std::exception& problem) {
-            net::post(io_, [this, text = "impressions cannot be stored: " + std::string(problem.what())] {
-                journal_.told(Terminal::Style::error, text);
-            });
+            failure = problem.what();
         }
     }
-    net::post(io_, stored_);
+    net::post(io_, [this, failure, afterwards = std::move(afterwards)] {
+        if (!failure.empty()) {
+            journal_.told(Terminal::Style::error, "impressions cannot be stored: " + failure);
+        }
+        stored_();
+        for (const auto& next : afterwards) {
+            next();
+        }
+    });
 }
 
 } // namespace kiv::tool
