@@ -149,7 +149,8 @@ private:
         setHeaders(response);
         keepAlive_ = keepAlive_ && !answer_.closes;
         response.keep_alive(keepAlive_);
-        if (response.result() != http::status::no_content && response.result() != http::status::not_modified) {
+        if (response.result() != http::status::no_content &&
+            response.result() != http::status::not_modified) {
             response.prepare_payload(); // these two have no body, and so no length of one
         }
         if (isHead_) {
