@@ -25,6 +25,7 @@ struct HttpCall {
     std::string fetchSite = {};       ///< header Sec-Fetch-Site
     std::string contentType = {};     ///< header Content-Type
     std::string contentEncoding = {}; ///< header Content-Encoding
+    std::string ifNoneMatch = {};     ///< header If-None-Match
     std::string body = {};
 };
 

@@ -69,6 +69,7 @@ private:
                  .fetchSite = header("Sec-Fetch-Site"),
                  .contentType = header("Content-Type"),
                  .contentEncoding = header("Content-Encoding"),
+                 .ifNoneMatch = header("If-None-Match"),
                  .body = {}};
         keepAlive_ = request.keep_alive();
         isHead_ = request.method() == http::verb::head;
@@ -148,7 +149,10 @@ private:
         setHeaders(response);
         keepAlive_ = keepAlive_ && !answer_.closes;
         response.keep_alive(keepAlive_);
-        response.prepare_payload();
+        if (response.result() != http::status::no_content &&
+            response.result() != http::status::not_modified) {
+            response.prepare_payload(); // these two have no body, and so no length of one
+        }
         if (isHead_) {
             response.body() = {};
         }

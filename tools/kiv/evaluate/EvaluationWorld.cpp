@@ -1,5 +1,6 @@
 #include "evaluate/EvaluationWorld.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <utility>
@@ -65,6 +66,16 @@ public:
         return found == experiments_->end() ? nullptr : found->second.get();
     }
 
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        names.reserve(experiments_->size());
+        for (const auto& [flag, experiment] : *experiments_) {
+            names.push_back(flag.name);
+        }
+        std::ranges::sort(names);
+        return names;
+    }
+
 private:
     const KivxParser& parser_; ///< owns this object
     std::shared_ptr<const KIVExperiments> experiments_;
@@ -91,6 +102,8 @@ void EvaluationWorld::setProperty(std::shared_ptr<const KIVCustomProperty> prope
 const KIVExperimentModel* EvaluationWorld::experimentFor(std::string_view flagName) const {
     return flags_->experimentFor(flagName);
 }
+
+std::vector<std::string> EvaluationWorld::flagNames() const { return flags_->names(); }
 
 bool EvaluationWorld::hasTargetGroup(std::string_view identifier) const {
     return targetGroups_->has(identifier);

@@ -1,14 +1,19 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <kiv/EvaluationContext.h>
 
 #include "KivxLanguage/KivxEvaluationResult.h"
 #include "KivxLanguage/KivxExperimentSources.h"
 #include "KivxLanguage/KivxParser.h"
+#include "KivxLanguage/KivxStack.h"
 #include "Model/KIVExperimentModel.h"
 #include "Platform/Text/Json.h"
 #include "Properties/KIVCustomPropertiesRepository.h"
@@ -35,6 +40,12 @@ public:
     /// Adds the property, in place of one with the same name.
     void setProperty(std::shared_ptr<const KIVCustomProperty> property);
 
+    /// Has `apply` answer the operator `property` from now on, in place of the properties. Call it before
+    /// other threads know this object; any thread may then evaluate, and `apply` runs on that thread.
+    void setPropertyOperator(std::function<void(KivxStack&)> apply) {
+        parser_.setOperator("property", std::move(apply));
+    }
+
     /// `KivxParser::evaluateExpression` with these properties, target groups and context.
     std::optional<KivxEvaluationResult> evaluate(std::string_view expression,
                                                  std::string_view flagName) const {
@@ -44,6 +55,9 @@ public:
     /// The experiment that decides the flag, null when the document has none for it. Its condition, given to
     /// `evaluate` with the flag's name, is the flag's value; valid as long as this object.
     const KIVExperimentModel* experimentFor(std::string_view flagName) const;
+
+    /// The flags that the document has an experiment for, sorted.
+    std::vector<std::string> flagNames() const;
 
     // For explaining a value.
     bool hasTargetGroup(std::string_view identifier) const;

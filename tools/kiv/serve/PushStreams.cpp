@@ -14,7 +14,6 @@ namespace {
 namespace net = boost::asio;
 using boost::system::error_code;
 
-constexpr std::string_view changed = "event: changed\ndata: changed\n\n";
 // The empty line ends the block, so that the client need not keep the comment until the next event.
 constexpr std::string_view comment = ": here\n\n";
 
@@ -37,7 +36,7 @@ public:
         if (isWriting_) {
             isChanged_ = true;
         } else {
-            write(changed);
+            write(all_.changed_);
         }
     }
 
@@ -77,7 +76,7 @@ private:
                              if (problem) {
                                  self->end();
                              } else if (std::exchange(self->isChanged_, false)) {
-                                 self->write(changed);
+                                 self->write(self->all_.changed_);
                              }
                          });
     }
@@ -99,8 +98,8 @@ private:
     bool isSlow_ = false;    ///< the present write was under way when the last comment was due
 };
 
-PushStreams::PushStreams(net::io_context& io, std::chrono::milliseconds keepAlive)
-    : timer_(io), keepAlive_(keepAlive) {
+PushStreams::PushStreams(net::io_context& io, std::chrono::milliseconds keepAlive, std::string_view changed)
+    : timer_(io), keepAlive_(keepAlive), changed_(changed) {
     scheduleComment();
 }
 

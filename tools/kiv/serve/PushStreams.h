@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -17,8 +18,10 @@ namespace kiv::tool {
 /// The open push streams of all keys. Everything happens on the one thread that runs `io`.
 class PushStreams {
 public:
-    /// Sends each stream a comment every `keepAlive`.
-    PushStreams(boost::asio::io_context& io, std::chrono::milliseconds keepAlive);
+    /// Sends each stream a comment every `keepAlive`. `changed` is the event that `announce` sends: whole
+    /// lines and the empty line after them, in static memory.
+    PushStreams(boost::asio::io_context& io, std::chrono::milliseconds keepAlive,
+                std::string_view changed = "event: changed\ndata: changed\n\n");
     ~PushStreams();
 
     /// Takes over a connection on which the server has sent the head of the answer. Keeps `ticket` as long as
@@ -26,8 +29,8 @@ public:
     void add(const std::string& key, Socket socket, std::shared_ptr<void> ticket,
              std::function<void()> ended);
 
-    /// Sends "changed" to the streams of the key, and returns how many there are. A stream that is still
-    /// sending something sends "changed" afterwards, once.
+    /// Sends the event to the streams of the key, and returns how many there are. A stream that is still
+    /// sending something sends the event afterwards, once.
     std::size_t announce(const std::string& key);
 
     std::size_t count(const std::string& key) const;
@@ -40,6 +43,7 @@ private:
 
     boost::asio::steady_timer timer_;
     std::chrono::milliseconds keepAlive_;
+    std::string_view changed_;
     std::unordered_map<std::string, std::unordered_set<std::shared_ptr<Stream>>> streams_; ///< by key
 };
 

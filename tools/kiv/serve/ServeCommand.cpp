@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -47,9 +49,13 @@ before is still served.
 The signing key and its certificate are made on the first start. They are kept in the data folder, together
 with the states and impressions that applications report.
 
+The service also evaluates the flags for OpenFeature clients, which speak the protocol OFREP, below /KEY.
+Pages in a browser may ask when their site is given with --allow-origin.
+
 Examples:
   kiv serve flags
   kiv serve flags --port 0 --json
+  kiv serve flags --allow-origin https://shop.example
   kiv serve flags --cdn-misses
 
 Interrupt it (Ctrl-C) to stop.)";
@@ -82,8 +88,15 @@ void introduce(const Options& options, const std::string& certificate, const std
                                               {"networkConfigurations", endpoints}});
     } else {
         std::cout << "Serving " << counted(keys.size(), "key") << " of " << printable(options.folder)
-                  << ". What applications report is shown at\n\n  " << base << "/\n\nIn the application:\n\n"
-                  << optionsSource(endpoints, certificate);
+                  << ". What applications report is shown at\n\n  " << base << "/\n\n";
+        if (!keys.empty()) {
+            std::cout << "The base URL for OpenFeature clients (OFREP) is\n\n";
+            for (const std::string& key : keys) {
+                std::cout << "  " << base << "/" << printable(key) << "\n";
+            }
+            std::cout << "\n";
+        }
+        std::cout << "In the application:\n\n" << optionsSource(endpoints, certificate);
     }
     std::cout << std::endl; // flushed: a program may be waiting for it
 }
@@ -160,6 +173,16 @@ void addServeCommand(CLI::App& parent, int& exitCode) {
             "Seconds between comments that keep a quiet push stream open; 15 by default")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("N");
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--allow-origin",
+            [options](const std::vector<std::string>& origins) {
+                std::ranges::for_each(origins, requireOrigin);
+                options->settings.allowedOrigins = origins;
+            },
+            "A site whose pages may evaluate flags (OpenFeature); may be repeated")
+        ->type_name("ORIGIN")
+        ->allow_extra_args(false);
     command->add_flag("--json", options->asJson, "Print what applications need as one line of JSON");
     command->add_flag("--quiet", options->isQuiet, "Print only errors and warnings");
     command->footer(explanation);

@@ -9,10 +9,9 @@
 #include "Command.h"
 #include "Model/KeyForm.h"
 #include "Platform/Http/RequestOrigin.h"
-#include "Platform/Text/Text.h"
 #include "serve/Endpoints.h"
-#include "serve/Gzip.h"
 #include "serve/Overview.h"
+#include "serve/RequestBody.h"
 
 namespace kiv::tool {
 namespace {
@@ -37,46 +36,11 @@ bool isStateHash(std::string_view text) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-/// Thrown by `work` on the worker when the request is wrong.
-struct Refusal {
-    HttpAnswer answer;
-};
-
-/// Whether the header declares a JSON body. A page of another site cannot make a browser on this machine send
-/// this type, because the browser first asks the service, which never permits it.
-bool isJsonType(std::string_view contentType) {
-    std::string type = lowercasedAscii(contentType.substr(0, contentType.find(';')));
-    std::erase(type, ' ');
-    return type == "application/json";
-}
-
-json::object bodyObject(HttpCall& call, std::uint64_t maxBytes) {
-    if (!isJsonType(call.contentType)) {
-        throw Refusal{refusal(415, "the body is to be sent as \"Content-Type: application/json\"")};
-    }
-    if (call.contentEncoding == "gzip") {
-        auto unpacked = gunzip(call.body, maxBytes);
-        if (!unpacked) {
-            throw Refusal{refusal(400, "the body is damaged, or larger than it may be when it is unpacked")};
-        }
-        call.body = std::move(*unpacked);
-    } else if (!call.contentEncoding.empty() && call.contentEncoding != "identity") {
-        throw Refusal{refusal(415, "the body may be sent as it is or as gzip, but in no other encoding")};
-    }
-    std::string problem;
-    auto document = parseJson(call.body, &problem);
-    if (!document || !document->is_object()) {
-        throw Refusal{
-            refusal(400, document ? "the body is no JSON object" : "the body is no JSON: " + problem)};
-    }
-    return std::move(document->get_object());
-}
-
 void requireSame(const json::object& body, std::string_view name, std::string_view inPath) {
     const json::value* value = member(body, name);
     const json::string* text = value ? value->if_string() : nullptr;
     if (value && (!text || *text != inPath)) {
-        throw Refusal{refusal(400, "\"" + std::string(name) + "\" is not what the path says")};
+        throw Refusal{400, "\"" + std::string(name) + "\" is not what the path says"};
     }
 }
 
@@ -110,7 +74,9 @@ const Service::Route* Service::routeOf(std::string_view path, Target& target) {
 Service::Service(net::io_context& io, PayloadFolder& folder, Records& records, const Journal& journal,
                  const Settings& settings)
     : io_(io), folder_(folder), records_(records), journal_(journal), settings_(settings),
-      streams_(io, settings.keepAlive), pages_(io, settings.keepAlive) {}
+      streams_(io, settings.keepAlive), pages_(io, settings.keepAlive),
+      ofrep_(io, worker_, records, journal, {settings.host, settings.allowedOrigins, settings.keepAlive},
+             [this] { pages_.announce(allPages); }) {}
 
 Service::~Service() { worker_.join(); }
 
@@ -139,14 +105,17 @@ void Service::apply(const std::vector<PayloadChange>& changes) {
         tell(change);
         if (change.kind == PayloadChange::Kind::published) {
             envelopes_[change.key] = change.envelope;
+            ofrep_.publish(change.key, change.envelope);
             if (const std::size_t streams = streams_.announce(change.key)) {
                 journal_.told(Terminal::Style::good,
                               change.key + " has changed; announced to " + counted(streams, "stream"));
             }
         } else if (change.kind == PayloadChange::Kind::removed) {
             envelopes_.erase(change.key);
+            ofrep_.remove(change.key);
         } else if (isApplicationKeyForm(change.key) || isUuidForm(change.key)) {
             envelopes_.try_emplace(change.key);
+            ofrep_.publish(change.key, nullptr);
         }
     }
     pages_.announce(allPages);
@@ -179,7 +148,7 @@ void Service::tell(const PayloadChange& change) const {
 }
 
 void Service::answer(HttpCall call, HttpReply reply) {
-    if (answerPerson(call, reply)) {
+    if (answerPerson(call, reply) || ofrep_.answer(call, reply)) {
         return;
     }
     Target target;
@@ -275,7 +244,11 @@ void Service::keepState(Target target, HttpCall call, HttpReply reply) {
     if (!isStateHash(target.rest)) {
         return reply(refusal(400, "the hash in the path has 32 hexadecimal digits"));
     }
-    onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& document) {
+    HttpReply told = [this, key = target.key, reply = toldToPages(std::move(reply))](HttpAnswer answer) {
+        ofrep_.stateChanged(key);
+        reply(std::move(answer));
+    };
+    onWorker(std::move(call), std::move(told), [this, target](const json::object& document) {
         requireSame(document, "app_key", target.key);
         requireSame(document, "stateMd5", target.rest);
         records_.keepState(target.key, target.rest, document);
@@ -289,7 +262,7 @@ void Service::keepImpressions(Target target, HttpCall call, HttpReply reply) {
     onWorker(std::move(call), toldToPages(std::move(reply)), [this, target](const json::object& upload) {
         requireSame(upload, "corvaneKey", target.key);
         if (!arrayMember(upload, "events")) {
-            throw Refusal{refusal(400, "\"events\" is no array")};
+            throw Refusal{400, "\"events\" is no array"};
         }
         const std::size_t kept = records_.keepImpressions(target.key, upload);
         return jsonAnswer({{"stored", kept}}, counted(kept, "impression"));
@@ -320,7 +293,7 @@ void Service::onWorker(HttpReply reply, std::function<HttpAnswer()> work) {
         try {
             answer = work();
         } catch (const Refusal& wrong) {
-            answer = wrong.answer;
+            answer = refusal(wrong.status, wrong.reason);
         } catch (const std::exception& problem) {
             answer = refusal(500, problem.what());
         }

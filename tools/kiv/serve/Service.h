@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/thread_pool.hpp>
@@ -11,23 +12,25 @@
 #include "Platform/Http/HttpCall.h"
 #include "config/PayloadFolder.h"
 #include "serve/Journal.h"
+#include "serve/Ofrep.h"
 #include "serve/PushStreams.h"
 #include "serve/Records.h"
 
 namespace kiv::tool {
 
-/// Answers the requests of applications at the six endpoints, and shows people what applications have
-/// reported.
+/// Answers the requests of applications at the six endpoints and those of OpenFeature clients, and shows
+/// people what applications have reported.
 ///
-/// Two threads work here. One runs `io` with all connections; every public function is called on it. The
-/// other, the worker, is the service's own and uses the folder and the records, so that a slow disk delays no
-/// connection.
+/// Two threads work here, and those that evaluate for OpenFeature clients. One runs `io` with all
+/// connections; every public function is called on it. The other, the worker, is the service's own and uses
+/// the folder and the records, so that a slow disk delays no connection.
 class Service {
 public:
     struct Settings {
         std::string host = "127.0.0.1";             ///< the address that the server listens on
         bool cdnMisses = false;                     ///< the configuration CDN answers every request with 404
         std::chrono::milliseconds keepAlive{15000}; ///< between the comments of a quiet push stream
+        std::vector<std::string> allowedOrigins = {};     ///< sites whose pages may ask for evaluations
         std::uint64_t bodyBytes = HttpLimits().bodyBytes; ///< limit in bytes of a gzip body after unpacking
     };
 
@@ -94,6 +97,7 @@ private:
     Settings settings_;
     PushStreams streams_;
     PushStreams pages_; ///< the streams of the open pages, all under the key `allPages`
+    Ofrep ofrep_;
     std::map<std::string, Envelope, std::less<>> envelopes_; ///< by key; null when the payload was refused
 };
 
