@@ -49,8 +49,8 @@ target_include_directories(kiv_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${P
 target_compile_definitions(kiv_objects PRIVATE BOOST_ALL_NO_LIB $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
 if(KIV_FLAGS_SCREEN)
     set(page src/DebugScreen/page)
-    kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/requests.js
-              ${page}/rows.js ${page}/icon.svg)
+    kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/choice.js ${page}/list.js
+              ${page}/notices.js ${page}/overrides.js ${page}/requests.js ${page}/rows.js ${page}/icon.svg)
 endif()
 set_target_properties(kiv_objects PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
