@@ -182,6 +182,13 @@ void Service::answer(HttpCall call, HttpReply reply) {
     if (answerPerson(call, reply)) {
         return;
     }
+    if (!namesLoopbackIfListeningThere(call, settings_.host)) {
+        const HttpAnswer strange =
+            refusal(403, "the service listens on loopback, and answers requests to 127.0.0.1, "
+                         "[::1] or localhost only; --host has it listen elsewhere");
+        journal_.answered(strange, "foreign host", printable(call.host));
+        return reply(strange);
+    }
     Target target;
     const Route* route = routeOf(call.path, target);
     if (!route) {
