@@ -22,6 +22,9 @@ namespace {
 constexpr std::size_t mostValues = 8;      ///< shown one by one; the others are added up
 constexpr std::int64_t latestReads = 1000; ///< whose origins are shown
 
+/// How far a device's clock may be ahead. What it read later than that counts once the time has come.
+constexpr double aheadSeconds = 60;
+
 /// A time that ends now, cut into slots of `width` seconds.
 struct Span {
     std::string_view name;
@@ -254,6 +257,7 @@ HttpAnswer flagData(Records& records, const std::string& key, const ServedDocume
     // The slots begin at whole multiples of their width, so that they stay as they are while time passes.
     const double end = (std::floor(now / span.width) + 1) * span.width;
     const double start = end - span.width * static_cast<double>(span.slots);
+    const double latest = std::min(end, now + aheadSeconds);
 
     const auto last = records.lastState(key, "");
     const json::value state = (last ? parseJson(last->document) : std::nullopt).value_or(json::object());
@@ -274,13 +278,13 @@ HttpAnswer flagData(Records& records, const std::string& key, const ServedDocume
     }
     told["span"] =
         json::object{{"name", span.name}, {"start", start}, {"width", span.width}, {"slots", span.slots}};
-    told["series"] = Series(records.countsOverTime(key, flag, start, end, span.width), span.slots).shown();
+    told["series"] = Series(records.countsOverTime(key, flag, start, latest, span.width), span.slots).shown();
 
     json::object expectation;
     const auto expected = decision.shares(defaultValue, expectation);
     std::int64_t all = 0;
     json::array shares =
-        shownShares(records.countsOverTime(key, flag, since, end, end - since + 1), expected, all);
+        shownShares(records.countsOverTime(key, flag, since, latest, end - since + 1), expected, all);
     told["shares"] = json::object{
         {"since", since}, {"all", all}, {"rows", std::move(shares)}, {"expectation", expectation}};
 

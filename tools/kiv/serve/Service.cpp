@@ -113,7 +113,11 @@ Service::Service(net::io_context& io, PayloadFolder& folder, Records& records, c
     : io_(io), folder_(folder), records_(records), journal_(journal), settings_(settings),
       streams_(io, settings.keepAlive), pages_(io, settings.keepAlive) {}
 
-Service::~Service() { worker_.join(); }
+Service::~Service() {
+    pages_.closeAll();
+    streams_.closeAll();
+    worker_.join();
+}
 
 std::vector<std::string> Service::keys() const {
     std::vector<std::string> keys;

@@ -1,7 +1,6 @@
 // Draws counts over time as stacked bars. A value has a colour and a pattern, so that eight can be told apart by everybody.
 
 const svgNamespace = "http://www.w3.org/2000/svg";
-const width = 720;
 const height = 240;
 const margin = { left: 48, right: 8, top: 10, bottom: 24 };
 
@@ -44,10 +43,10 @@ function roundUp(least) {
 }
 
 /**
- * The picture of the series, each {counts, isOthers}, all with as many counts as there are slots. `timeOf(slot)` is the
- * text below a slot, and `label` what the picture shows, for those who cannot see it.
+ * The picture of the series, each {counts, isOthers}, all with as many counts as there are slots; `width` pixels wide.
+ * `timeOf(slot)` is the text below a slot, and `label` what the picture shows, for those who cannot see it.
  */
-export function chart(series, slots, timeOf, label) {
+export function chart(series, slots, width, timeOf, label) {
     const totals = Array.from({ length: slots }, (_, slot) => series.reduce((sum, { counts }) => sum + counts[slot], 0));
     const top = roundUp(Math.max(...totals, 1));
     const inner = { width: width - margin.left - margin.right, height: height - margin.top - margin.bottom };
@@ -76,7 +75,7 @@ export function chart(series, slots, timeOf, label) {
             }
         });
     });
-    const step = Math.ceil(slots / 6);
+    const step = Math.ceil(slots / Math.max(2, Math.floor(inner.width / 90)));
     for (let slot = 0; slot < slots; slot += step) {
         picture.append(svg("text", { x: xOf(slot), y: height - 6, class: "scale" }, timeOf(slot)));
     }

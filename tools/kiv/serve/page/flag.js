@@ -5,6 +5,9 @@ import { dateAndTime, describe, element, live, make, number, percent, read, setT
 
 let span = "hour";
 let shownPicture = "";
+let last = null; // what the service has told last
+
+const times = { hour: "hour", day: "day", month: "30 days, which are those of UTC" };
 
 const named = () => new URLSearchParams(location.hash.slice(1));
 const nameOf = (series) => (series.isOthers ? "other values" : describe(series.value));
@@ -28,23 +31,24 @@ function timeOf({ start, width }, slot) {
     const date = new Date((start + slot * width) * 1000);
     return width < 86400
         ? date.toLocaleTimeString("en-GB", { hour: "2-digit", minute: "2-digit" })
-        : date.toLocaleDateString("en-GB", { day: "numeric", month: "short" });
+        : date.toLocaleDateString("en-GB", { day: "numeric", month: "short", timeZone: "UTC" });
 }
 
 function showOverTime(series, time) {
     const sums = series.map(({ counts }) => counts.reduce((sum, count) => sum + count, 0));
     const total = sums.reduce((sum, each) => sum + each, 0);
-    setText(element("total"), `${number(total)} in the last ${time.name}`);
+    setText(element("total"), `${number(total)} in the last ${times[time.name]}`);
     element("quiet-time").hidden = total > 0;
     element("over-time").hidden = total === 0;
-    const picture = JSON.stringify([series, time]);
+    const room = Math.max(280, element("chart").clientWidth);
+    const picture = JSON.stringify([series, time, room]);
     if (picture === shownPicture) {
         return;
     }
     shownPicture = picture;
     const parts = series.map((each, index) => `${nameOf(each)} ${number(sums[index])}`).join(", ");
-    const label = `Impressions in the last ${time.name}: ${parts}. The table has the counts.`;
-    element("chart").replaceChildren(chart(series, time.slots, (slot) => timeOf(time, slot), label));
+    const label = `Impressions in the last ${times[time.name]}: ${parts}. The table has the counts.`;
+    element("chart").replaceChildren(chart(series, time.slots, room, (slot) => timeOf(time, slot), label));
     element("legend").replaceChildren(...series.map((each, index) => {
         const item = make("li");
         item.append(sample(styleOf(each, index)), make("span", "", nameOf(each)));
@@ -74,9 +78,11 @@ function explain({ isKnown, obstacle, property, asksForMore }, flag) {
         const why = obstacle ? `${obstacle} looks at the ids themselves` : "the condition is too large";
         return `What is expected cannot be computed: ${why}. ${command} counts it for ids of yours.`;
     }
-    const users = asksForMore ? "whose other properties are not set; other users may have other shares" : "of all ids";
-    return `Expected is the share of users ${users}, divided by "${property}", as ${command} computes it. ` +
-        "Impressions count reads, so a user who reads more often counts more.";
+    const others = asksForMore
+        ? " It is computed for users with no other property, group or flag set; the shares of others may differ."
+        : "";
+    return `Expected is how users divide by "${property}", as ${command} computes it.${others} ` +
+        "Impressions count reads: a user who reads more often counts more.";
 }
 
 function showShares({ since, all, rows, expectation }, flag) {
@@ -115,7 +121,7 @@ function showCondition({ experiment, condition, findings = [], problems = [], da
     setText(element("condition"), condition ?? "");
     const refused = problems.map((message) => ({ isError: true, position: "", message, advice: "" }));
     sync(element("findings"), [...findings, ...refused], makeFinding, updateFinding);
-    const served = date ? `The document was signed for ${dateAndTime(date)}.` : "";
+    const served = date ? `The document is of ${dateAndTime(date)}.` : "";
     const clean = condition !== undefined && findings.length === 0 ? " Lint finds nothing in this experiment." : "";
     const stale = isRefused ? " The file as it is now is refused, and this document from before is still served." : "";
     setText(element("document"), served + clean + stale);
@@ -148,6 +154,7 @@ async function ask() {
     setText(element("key"), told.key);
     element("back").href = `/#${told.key}`;
     element("main").hidden = false;
+    last = told;
     showOverTime(told.series, told.span);
     showShares(told.shares, told.flag);
     showCondition(told.document, told.changed);
@@ -155,6 +162,7 @@ async function ask() {
 }
 
 const refresh = live(ask);
+new ResizeObserver(() => last && showOverTime(last.series, last.span)).observe(element("chart"));
 addEventListener("hashchange", refresh);
 element("spans").addEventListener("click", ({ target }) => {
     if (target.dataset.span) {

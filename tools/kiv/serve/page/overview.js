@@ -71,7 +71,7 @@ function updateCard(card, flag) {
 
 function showFlags(flags, totals) {
     const isSearched = element("search").value !== "";
-    setText(element("total"), `${number(totals.flags)}, ${counted(totals.impressions, "impression")}`);
+    setText(element("total"), `${number(totals.flags)} · ${counted(totals.impressions, "impression")}`);
     let found = isSearched ? `${number(totals.found)} of ${counted(totals.flags, "flag")} found` : "";
     if (flags.length < totals.found) {
         found = `${found || counted(totals.flags, "flag")}; the first ${number(most)} are shown`;
@@ -84,7 +84,7 @@ function showFlags(flags, totals) {
 }
 
 function showDocument({ date, isRefused, findings }) {
-    const served = date ? `The one served was signed for ${dateAndTime(date)}.` : "None is served.";
+    const served = date ? `Served is the file of ${dateAndTime(date)}.` : "None is served.";
     const refused = isRefused ? " The file as it is now is refused: it has errors, which a flag's page and the log show." : "";
     const warned = !isRefused && findings ? ` Lint has ${counted(findings, "warning")}.` : "";
     setText(element("document"), served + refused + warned);
