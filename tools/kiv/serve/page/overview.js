@@ -58,7 +58,7 @@ function updateCard(card, flag) {
     } else {
         link.href = flagAddress(chosenKey, flag.name);
     }
-    setText(head.children[1], flag.count ? number(flag.count) : "never read");
+    setText(head.children[1], flag.count ? number(flag.count) : "no impressions");
     setText(facts, about(flag));
     const rows = [...flag.values];
     const others = flag.count - flag.values.reduce((sum, { count }) => sum + count, 0);
