@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "Command.h"
@@ -20,6 +20,7 @@ namespace kiv::tool::overview {
 namespace {
 
 constexpr std::size_t mostValues = 8;      ///< shown one by one; the others are added up
+constexpr std::size_t mostAsked = 32;      ///< values that are counted one by one
 constexpr std::int64_t latestReads = 1000; ///< whose origins are shown
 
 /// How far a device's clock may be ahead. What it read later than that counts once the time has come.
@@ -148,100 +149,83 @@ private:
 };
 
 /// The counts of a span: the most frequent values one by one, and all others together.
-class Series {
-public:
-    Series(const std::vector<Records::SlotCount>& counts, std::int64_t slots)
-        : slots_(static_cast<std::size_t>(slots)), others_(slots_) {
-        std::map<std::string, std::int64_t> totals;
-        for (const auto& each : counts) {
-            totals[each.value] += each.impressions;
-        }
-        for (const auto& [value, total] : totals) {
-            values_.emplace_back(total, value);
-        }
-        std::ranges::stable_sort(values_, [](const auto& a, const auto& b) { return a.first > b.first; });
-        values_.resize(std::min(values_.size(), mostValues));
-        std::map<std::string_view, std::size_t> places;
-        for (const auto& [total, value] : values_) {
-            places.emplace(value, places.size());
-        }
-        rows_.resize(values_.size(), std::vector<std::int64_t>(slots_));
-        for (const auto& each : counts) {
-            const auto place = places.find(each.value);
-            auto& row = place == places.end() ? others_ : rows_[place->second];
-            row[std::min(static_cast<std::size_t>(each.slot), slots_ - 1)] += each.impressions;
-            hasOthers_ = hasOthers_ || place == places.end();
-        }
-    }
-
-    json::array shown() const {
-        json::array all;
-        for (std::size_t index = 0; index < rows_.size(); ++index) {
-            all.push_back({{"value", shortened(values_[index].second)},
-                           {"counts", json::array(rows_[index].begin(), rows_[index].end())}});
-        }
-        if (hasOthers_) {
-            all.push_back({{"isOthers", true}, {"counts", json::array(others_.begin(), others_.end())}});
-        }
-        return all;
-    }
-
-private:
-    std::size_t slots_;
-    std::vector<std::pair<std::int64_t, std::string>> values_;
-    std::vector<std::vector<std::int64_t>> rows_;
-    std::vector<std::int64_t> others_;
-    bool hasOthers_ = false;
-};
-
-/// The observed shares beside the expected ones.
-json::array shownShares(const std::vector<Records::SlotCount>& observed,
-                        const std::optional<Decision::Shares>& expected, std::int64_t& all) {
-    struct Row {
-        std::optional<std::string> value; ///< nullopt: the application's default, which is not known
-        std::int64_t count;
-        std::optional<double> expected;
+json::array shownSeries(const std::vector<Records::SlotCount>& counts, std::size_t slots) {
+    using Row = std::vector<std::int64_t>;
+    std::map<std::string, Row> rows;
+    Row others(slots);
+    const auto add = [&](Row& row, std::size_t slot, std::int64_t count) {
+        row[std::min(slot, slots - 1)] += count;
     };
-    std::vector<Row> rows;
-    std::set<std::string> seen;
-    for (const auto& each : observed) {
-        all += each.impressions;
-        seen.insert(each.value);
-        Row row{each.value, each.impressions, std::nullopt};
-        if (expected) {
-            const auto found = expected->find(each.value);
-            row.expected = found == expected->end() ? 0 : found->second;
+    for (const auto& each : counts) {
+        Row& row = each.value ? rows.try_emplace(*each.value, slots).first->second : others;
+        add(row, static_cast<std::size_t>(each.slot), each.impressions);
+    }
+    const auto total = [](const Row& row) {
+        return std::accumulate(row.begin(), row.end(), std::int64_t{0});
+    };
+    std::vector<std::pair<std::int64_t, std::string_view>> order;
+    for (const auto& [value, row] : rows) {
+        order.emplace_back(-total(row), value);
+    }
+    std::ranges::sort(order);
+    json::array shown;
+    for (const auto& [negative, value] : order) {
+        const Row& row = rows.find(std::string(value))->second;
+        if (shown.size() < mostValues) {
+            shown.push_back({{"value", shortened(value)}, {"counts", json::array(row.begin(), row.end())}});
+        } else {
+            for (std::size_t slot = 0; slot < slots; ++slot) {
+                add(others, slot, row[slot]);
+            }
         }
-        rows.push_back(std::move(row));
+    }
+    if (total(others) > 0) {
+        shown.push_back({{"isOthers", true}, {"counts", json::array(others.begin(), others.end())}});
+    }
+    return shown;
+}
+
+/// The observed shares beside the expected ones; slots do not count here.
+json::array shownShares(const std::vector<Records::SlotCount>& observed,
+                        const std::vector<std::string>& asked,
+                        const std::optional<Decision::Shares>& expected) {
+    struct Row {
+        std::int64_t count = 0;
+        double expected = 0;
+    };
+    std::map<std::optional<std::string>, Row> rows; // nullopt: the application's default, which is not known
+    Row others;
+    for (const auto& each : observed) {
+        (each.value ? rows[each.value] : others).count += each.impressions;
     }
     for (const auto& [value, share] : expected.value_or(Decision::Shares())) {
-        if (!value || !seen.contains(*value)) {
-            rows.push_back({value, 0, share});
-        }
+        const bool isOther = value && std::ranges::find(asked, *value) == asked.end();
+        (isOther ? others : rows[value]).expected += share;
     }
-    std::ranges::stable_sort(rows, [](const Row& a, const Row& b) {
-        return a.count != b.count ? a.count > b.count : a.expected.value_or(0) > b.expected.value_or(0);
+    std::vector<std::pair<std::optional<std::string>, Row>> order(rows.begin(), rows.end());
+    std::ranges::stable_sort(order, [](const auto& a, const auto& b) {
+        return a.second.count != b.second.count ? a.second.count > b.second.count
+                                                : a.second.expected > b.second.expected;
     });
+    const auto numbers = [&](const Row& row) {
+        return json::object{{"count", row.count},
+                            {"expected", expected ? json::value(row.expected) : json::value()}};
+    };
     json::array shown;
-    Row others{std::nullopt, 0, std::nullopt};
-    for (std::size_t index = 0; index < rows.size(); ++index) {
-        const Row& row = rows[index];
-        if (index >= mostValues) {
+    for (const auto& [value, row] : order) {
+        if (shown.size() < mostValues) {
+            json::object each = numbers(row);
+            each["value"] = value ? json::value(shortened(*value)) : json::value();
+            shown.push_back(std::move(each));
+        } else {
             others.count += row.count;
-            if (row.expected) {
-                others.expected = others.expected.value_or(0) + *row.expected;
-            }
-            continue;
+            others.expected += row.expected;
         }
-        json::object each{{"count", row.count}};
-        each["value"] = row.value ? json::value(shortened(*row.value)) : json::value();
-        each["expected"] = row.expected ? json::value(*row.expected) : json::value();
-        shown.push_back(std::move(each));
     }
-    if (rows.size() > mostValues) {
-        shown.push_back({{"isOthers", true},
-                         {"count", others.count},
-                         {"expected", others.expected ? json::value(*others.expected) : json::value()}});
+    if (others.count > 0 || others.expected > 0) {
+        json::object each = numbers(others);
+        each["isOthers"] = true;
+        shown.push_back(std::move(each));
     }
     return shown;
 }
@@ -278,15 +262,26 @@ HttpAnswer flagData(Records& records, const std::string& key, const ServedDocume
     }
     told["span"] =
         json::object{{"name", span.name}, {"start", start}, {"width", span.width}, {"slots", span.slots}};
-    told["series"] = Series(records.countsOverTime(key, flag, start, latest, span.width), span.slots).shown();
-
     json::object expectation;
     const auto expected = decision.shares(defaultValue, expectation);
+    auto values = records.frequentValues(key, flag, {start, latest}, mostValues);
+    for (const auto& [value, share] : expected.value_or(Decision::Shares())) {
+        if (value && values.size() < mostAsked && std::ranges::find(values, *value) == values.end()) {
+            values.push_back(*value);
+        }
+    }
+    const auto counts = records.countsOverTime(key, flag, {start, latest}, span.width, values);
+    told["series"] = shownSeries(counts, static_cast<std::size_t>(span.slots));
+    const auto observed =
+        since == start ? counts : records.countsOverTime(key, flag, {since, latest}, end - since + 1, values);
     std::int64_t all = 0;
-    json::array shares =
-        shownShares(records.countsOverTime(key, flag, since, latest, end - since + 1), expected, all);
-    told["shares"] = json::object{
-        {"since", since}, {"all", all}, {"rows", std::move(shares)}, {"expectation", expectation}};
+    for (const auto& each : observed) {
+        all += each.impressions;
+    }
+    told["shares"] = json::object{{"since", since},
+                                  {"all", all},
+                                  {"rows", shownShares(observed, values, expected)},
+                                  {"expectation", expectation}};
 
     if (found != reported.end()) {
         json::array options;

@@ -1,5 +1,7 @@
 #include "serve/Records.h"
 
+#include <algorithm>
+
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
 
@@ -130,9 +132,15 @@ Records::Records(const std::string& file)
                                     "ORDER BY flag")),
       countValues_(database_.prepare("SELECT value, count FROM value_counts WHERE app_key = ?1 AND flag = ?2 "
                                      "ORDER BY count DESC, value LIMIT ?3")),
+      countLatest_(database_.prepare(
+          "SELECT ifnull(value, ''), count(*) FROM (SELECT value FROM impressions WHERE app_key = ?1 AND "
+          "flag = ?2 AND time >= ?3 AND time < ?4 ORDER BY time DESC LIMIT 10000) "
+          "GROUP BY 1 ORDER BY 2 DESC, 1 LIMIT ?5")),
       countOverTime_(database_.prepare(
-          "SELECT CAST((time - ?3) / ?5 AS INTEGER) AS slot, ifnull(value, ''), count(*) FROM impressions "
-          "WHERE app_key = ?1 AND flag = ?2 AND time >= ?3 AND time < ?4 GROUP BY 1, 2 ORDER BY 1, 2")),
+          "SELECT CAST((time - ?3) / ?5 AS INTEGER), "
+          "CASE WHEN ifnull(value, '') IN (SELECT value FROM json_each(?6)) THEN ifnull(value, '') END, "
+          "count(*) FROM impressions "
+          "WHERE app_key = ?1 AND flag = ?2 AND time >= ?3 AND time < ?4 GROUP BY 1, 2")),
       findOrigins_(
           database_.prepare("SELECT ifnull(sdk_version, ''), ifnull(platform, ''), count(*) FROM "
                             "(SELECT sdk_version, platform FROM impressions WHERE app_key = ?1 AND flag = ?2 "
@@ -184,12 +192,30 @@ Records::Counts Records::valueCounts(std::string_view key, std::string_view flag
     return counts;
 }
 
+std::vector<std::string> Records::frequentValues(std::string_view key, std::string_view flag,
+                                                 const Period& period, std::int64_t most) {
+    std::vector<std::string> values;
+    for (bool found = countLatest_.run(key, flag, period.start, period.end, most); found;
+         found = countLatest_.step()) {
+        values.push_back(countLatest_.text(0));
+    }
+    for (const auto& [value, count] : valueCounts(key, flag, most)) {
+        if (std::ranges::find(values, value) == values.end()) {
+            values.push_back(value);
+        }
+    }
+    return values;
+}
+
 std::vector<Records::SlotCount> Records::countsOverTime(std::string_view key, std::string_view flag,
-                                                        double start, double end, double width) {
+                                                        const Period& period, double width,
+                                                        const std::vector<std::string>& values) {
+    const std::string asked = compactJson(json::array(values.begin(), values.end()));
     std::vector<SlotCount> counts;
-    for (bool found = countOverTime_.run(key, flag, start, end, width); found;
-         found = countOverTime_.step()) {
-        counts.push_back({countOverTime_.number(0), countOverTime_.text(1), countOverTime_.number(2)});
+    for (bool found = countOverTime_.run(key, flag, period.start, period.end, width, std::string_view(asked));
+         found; found = countOverTime_.step()) {
+        counts.push_back(
+            {countOverTime_.number(0), countOverTime_.optionalText(1), countOverTime_.number(2)});
     }
     return counts;
 }
