@@ -61,7 +61,7 @@ test("counts, states and hostile names appear as they come", async (t) => {
         same({
             [hostile]: `text · default ${hostile}`,
             checkoutFlow: "one of classic, one-page · default classic",
-            count: "a whole number or text · default 20",
+            count: "a number or text · default 20",
             flagLike: "text · default true",
             ratio: "a number or text · default 0.5",
             "store.expressCheckout": "on or off · default false",

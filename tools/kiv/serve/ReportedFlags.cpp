@@ -8,9 +8,8 @@
 namespace kiv::tool {
 namespace {
 
-template <class Number>
-bool isA(const std::string& text) {
-    Number number{};
+bool isNumber(const std::string& text) {
+    double number = 0;
     const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
     return problem == std::errc() && end == text.data() + text.size();
 }
@@ -24,9 +23,7 @@ std::string ReportedFlag::type() const {
         return "on or off";
     }
     if (options.empty()) {
-        return isA<int>(defaultValue)      ? "a whole number or text"
-               : isA<double>(defaultValue) ? "a number or text"
-                                           : "text";
+        return isNumber(defaultValue) ? "a number or text" : "text";
     }
     std::string list;
     for (std::size_t index = 0; index < std::min(options.size(), mostOptions); ++index) {

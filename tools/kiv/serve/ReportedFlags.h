@@ -14,7 +14,7 @@ struct ReportedFlag {
     std::vector<std::string> options; ///< the flag's variations; empty when it may have any value
 
     /// For a person: "on or off", "one of red, green", "text". A flag without variations whose default is a
-    /// number may be one of a number or of text: the state does not tell.
+    /// number is "a number or text", because the state does not tell which.
     std::string type() const;
 };
 

@@ -73,7 +73,8 @@ function explain({ isKnown, obstacle, property, asksForMore }, flag) {
     if (isKnown === undefined) {
         return "No experiment of the document decides this flag, so nothing is expected.";
     }
-    const command = `kiv split --flag '${flag}' --property '${property}'`;
+    const quoted = (text) => `'${text.replaceAll("'", "'\\''")}'`;
+    const command = `kiv split --flag ${quoted(flag)} --property ${quoted(property)}`;
     if (!isKnown) {
         const why = obstacle ? `${obstacle} looks at the ids themselves` : "the condition is too large";
         return `What is expected cannot be computed: ${why}. ${command} counts it for ids of yours.`;
