@@ -81,4 +81,38 @@ TEST_F(Serve, AnswersLoopbackHostsAloneWhileItListensThere) {
     EXPECT_EQ(get(configurationUrl(), "-H 'Host: flags.example'").status, "200");
 }
 
+TEST_F(Serve, NotesWhenAFlagsExperimentHasChanged) {
+    const auto twoFlags = [](const std::string& first, const std::string& second) {
+        const auto experiment = [](const std::string& flag, const std::string& value) {
+            return R"({"name": "n", "featureFlags": [{"name": ")" + flag +
+                   R"("}], "deploymentConfiguration": {"condition": "\")" + value + R"(\""}})";
+        };
+        return R"({"experiments": [)" + experiment("a", "x") + "," + experiment(first, second) + "]}";
+    };
+    const auto publish = [&](const std::string& content, const std::string& time) {
+        write("flags/unfinished~", content);
+        ASSERT_EQ(shell("touch -d '" + time + "' flags/unfinished~").exitCode, 0);
+        std::filesystem::rename("flags/unfinished~", payloadFile);
+    };
+    const auto expectNoted = [](const std::string& noted) {
+        std::string found;
+        waitUntil(
+            [&] { return (found = query("SELECT flag, changed FROM flag_deciders ORDER BY flag")) == noted; },
+            noted + " in the records");
+    };
+    const std::string first = "|2026-01-01T00:00:00.000Z\n";
+    const std::string second = "|2026-01-02T00:00:00.000Z\n";
+    publish(twoFlags("b", "x"), "2026-01-01T00:00:00Z");
+    start();
+    expectNoted("a" + first + "b" + first);
+    publish(twoFlags("b", "y"), "2026-01-02T00:00:00Z");
+    expectNoted("a" + first + "b" + second);
+    publish(twoFlags("c", "y"), "2026-01-02T00:00:00Z");
+    expectNoted("a" + first + "c" + second);
+    EXPECT_EQ(service->end(SIGTERM), 0);
+    publish(twoFlags("c", "z"), "2026-01-01T00:00:00Z"); // an older file: its date counts
+    start();
+    expectNoted("a" + first + "c" + first);
+}
+
 } // namespace
