@@ -243,7 +243,7 @@ HttpAnswer flagData(Records& records, const std::string& key, const ServedDocume
     const double start = end - span.width * static_cast<double>(span.slots);
     const double latest = std::min(end, now + aheadSeconds);
 
-    const auto last = records.lastState(key, "");
+    const auto last = records.lastState(key);
     const json::value state = (last ? parseJson(last->document) : std::nullopt).value_or(json::object());
     const auto reported = reportedFlags(state);
     const auto found = reported.find(flag);

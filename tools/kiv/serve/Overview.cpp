@@ -132,7 +132,7 @@ HttpAnswer data(Records& records, const std::vector<std::string>& keys, const st
                 const ServedDocument& document, std::string_view query) {
     json::object shownData{{"keys", json::array(keys.begin(), keys.end())}};
     if (!keys.empty()) {
-        const auto last = records.lastState(key, "");
+        const auto last = records.lastState(key);
         const json::value state = (last ? parseJson(last->document) : std::nullopt).value_or(json::object());
         const auto reported = reportedFlags(state);
         std::vector<Flag> flags = allFlags(records, key, reported);

@@ -164,14 +164,11 @@ std::optional<std::string> Records::state(std::string_view key, std::string_view
     return document;
 }
 
-std::optional<Records::LastState> Records::lastState(std::string_view key, std::string_view known) {
+std::optional<Records::LastState> Records::lastState(std::string_view key) {
     if (!findLastState_.run(key)) {
         return std::nullopt;
     }
-    LastState last{findLastState_.text(0), findLastState_.text(1), {}};
-    if (last.version != known) {
-        last.document = findLastState_.text(2);
-    }
+    LastState last{findLastState_.text(0), findLastState_.text(1), findLastState_.text(2)};
     findLastState_.reset();
     return last;
 }

@@ -36,9 +36,8 @@ public:
         std::string received; ///< when it was stored, as a date's text
         std::string document; ///< compact JSON
     };
-    /// The state of the key that was stored last; nothing when there is none. Its document is left empty when
-    /// its version is `known`.
-    std::optional<LastState> lastState(std::string_view key, std::string_view known);
+    /// The state of the key that was stored last; nothing when there is none.
+    std::optional<LastState> lastState(std::string_view key);
 
     /// Numbers of impressions by flag or by value.
     using Counts = std::vector<std::pair<std::string, std::int64_t>>;
