@@ -47,11 +47,12 @@ target_link_libraries(kiv_objects PRIVATE kiv_settings kiv_dependencies)
 target_include_directories(kiv_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
                                                ${KIV_GENERATED_DIR})
 target_compile_definitions(kiv_objects PRIVATE BOOST_ALL_NO_LIB $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
+# Light ones only: a precompiled header that is large costs the files that do not need it more than it saves the others.
+set(kiv_precompiled
+    <algorithm> <atomic> <chrono> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <unordered_map>
+    <vector> <boost/json/array.hpp> <boost/json/object.hpp> <boost/json/string.hpp> <boost/json/value.hpp>)
 if(KIV_PRECOMPILE)
-    target_precompile_headers(
-        kiv_objects PRIVATE <algorithm> <atomic> <chrono> <functional> <map> <memory> <mutex> <optional> <string>
-                            <string_view> <unordered_map> <vector> <boost/json/array.hpp> <boost/json/object.hpp>
-                            <boost/json/string.hpp> <boost/json/value.hpp>)
+    target_precompile_headers(kiv_objects PRIVATE ${kiv_precompiled})
 endif()
 if(KIV_FLAGS_SCREEN)
     set(page src/DebugScreen/page)
