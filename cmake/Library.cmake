@@ -47,10 +47,17 @@ target_link_libraries(kiv_objects PRIVATE kiv_settings kiv_dependencies)
 target_include_directories(kiv_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
                                                ${KIV_GENERATED_DIR})
 target_compile_definitions(kiv_objects PRIVATE BOOST_ALL_NO_LIB $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
+# Light ones only: a precompiled header that is large costs the files that do not need it more than it saves the others.
+set(kiv_precompiled
+    <algorithm> <atomic> <chrono> <functional> <map> <memory> <mutex> <optional> <string> <string_view> <unordered_map>
+    <vector> <boost/json/array.hpp> <boost/json/object.hpp> <boost/json/string.hpp> <boost/json/value.hpp>)
+if(KIV_PRECOMPILE)
+    target_precompile_headers(kiv_objects PRIVATE ${kiv_precompiled})
+endif()
 if(KIV_FLAGS_SCREEN)
     set(page src/DebugScreen/page)
-    kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/requests.js
-              ${page}/rows.js ${page}/icon.svg)
+    kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/choice.js ${page}/list.js
+              ${page}/notices.js ${page}/overrides.js ${page}/requests.js ${page}/rows.js ${page}/icon.svg)
 endif()
 set_target_properties(kiv_objects PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)

@@ -34,6 +34,10 @@ public:
     };
     const Button& flagButton() const { return flagButton_; }
 
+    /// The flag's present value as it is written. The button's title is the same text capitalised, and so the
+    /// title of both "on" and "On" is "On".
+    const std::string& value() const { return value_; }
+
     /// To be called when the person has pressed the button: the model has its view present the choice. Does
     /// nothing when the model is gone.
     void flagButtonTapped();
@@ -43,4 +47,5 @@ private:
     void choose(const std::string& variation);
 
     Button flagButton_;
+    std::string value_;
 };

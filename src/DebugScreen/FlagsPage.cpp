@@ -21,6 +21,10 @@ constexpr File files[] = {
     {"", "text/html; charset=utf-8", embedded::page_html},
     {"page.css", "text/css; charset=utf-8", embedded::page_css},
     {"page.js", "text/javascript; charset=utf-8", embedded::page_js},
+    {"choice.js", "text/javascript; charset=utf-8", embedded::choice_js},
+    {"list.js", "text/javascript; charset=utf-8", embedded::list_js},
+    {"notices.js", "text/javascript; charset=utf-8", embedded::notices_js},
+    {"overrides.js", "text/javascript; charset=utf-8", embedded::overrides_js},
     {"requests.js", "text/javascript; charset=utf-8", embedded::requests_js},
     {"rows.js", "text/javascript; charset=utf-8", embedded::rows_js},
     {"icon.svg", "image/svg+xml", embedded::icon_svg},
@@ -48,6 +52,11 @@ HttpAnswer document(json::object content) { return withBody(200, "application/js
 std::string_view textOf(const json::object& wish, std::string_view field) {
     const auto* text = textMember(wish, field);
     return text ? std::string_view(*text) : std::string_view();
+}
+
+bool isSet(const json::object& wish, std::string_view field) {
+    const auto* value = member(wish, field);
+    return value && value->is_bool() && value->get_bool();
 }
 
 } // namespace
@@ -117,7 +126,10 @@ HttpAnswer FlagsPage::act(const std::string& action, const HttpCall& call) {
     }
     FlagsPageTab* known = knownTab(id);
     if (action == "load") {
-        return document((known ? *known : newTab(id)).load(textOf(*wish, "search")));
+        return document((known ? *known : newTab(id))
+                            .load({.search = textOf(*wish, "search"),
+                                   .inWholeNames = isSet(*wish, "inWholeNames"),
+                                   .overriddenOnly = isSet(*wish, "overriddenOnly")}));
     }
     return known ? perform(action, *wish, *known) : refused(409, "This tab has to load first");
 }
@@ -146,6 +158,8 @@ HttpAnswer FlagsPage::perform(const std::string& action, const json::object& wis
         isDone = tab.reset(name);
     } else if (action == "resetAll") {
         tab.resetAll();
+    } else if (action == "undoResetAll") {
+        isDone = tab.undoResetAll();
     } else if (action != "changes") {
         return refused(404, "Not found");
     }

@@ -5,10 +5,13 @@
 #include <utility>
 
 #include <kiv/KIVBooleanSwitchTableViewCell.h>
+#include <kiv/KIVFlagsOverrides.h>
 #include <kiv/KIVString.h>
 
 #include "Flags/KIVFeatureFlagsRepository.h"
+#include "Flags/KIVFeatureFlagsSetter.h"
 #include "Platform/System/Clock.h"
+#include "Platform/Text/Text.h"
 
 namespace kiv {
 namespace {
@@ -28,6 +31,9 @@ json::object shown(const std::string& name, const KIVVariantTableViewCell* cell)
         row["isOn"] = boolean->flagSwitch().isOn;
     } else if (const auto* multi = dynamic_cast<const KIVMultiVariantTableViewCell*>(cell)) {
         row["value"] = multi->flagButton().title;
+        if (multi->value() != multi->flagButton().title) {
+            row["raw"] = multi->value();
+        }
     }
     return row;
 }
@@ -43,20 +49,32 @@ FlagsPageTab::FlagsPageTab(const KIVFlagsViewController& presented)
     controller_->viewWillAppear(true);
 }
 
-json::object FlagsPageTab::load(std::string_view search) {
+json::object FlagsPageTab::load(const Filter& filter) {
     constexpr std::size_t atOnce = 120;
-    controller_->textDidChange(search);
+    controller_->textDidChange(filter.inWholeNames ? std::string_view() : filter.search);
+    const std::string wanted = filter.inWholeNames ? lowercased(filter.search) : std::string();
+    const auto& overrides = *controller_->setter()->overrides();
+    const auto isShown = [&](const std::string& name) {
+        return (wanted.empty() || lowercased(name).find(wanted) != std::string::npos) &&
+               (!filter.overriddenOnly || overrides.hasOverride(name));
+    };
     rows_.clear();
     told_.clear();
     json::array sections;
     for (std::size_t section = 0; section < controller_->numberOfSectionsInTableView(); ++section) {
         const auto& [title, names] = controller_->namespacesToFeatures()[section];
+        const std::size_t before = rows_.size();
         for (std::size_t row = 0; row < names.size(); ++row) {
-            rows_.push_back({.place = {section, row}, .name = names[row]});
+            if (isShown(names[row])) {
+                rows_.push_back({.place = {section, row}, .name = names[row]});
+            }
         }
-        sections.push_back(json::object{{"title", title}, {"count", names.size()}});
+        if (rows_.size() > before) {
+            sections.push_back(json::object{{"title", title}, {"count", rows_.size() - before}});
+        }
     }
     json::object loaded = rows(0, atOnce);
+    loaded["overrides"] = overrideCounts();
     loaded["title"] = controller_->title();
     loaded["resetAll"] = controller_->rightBarButtonItem()->title;
     loaded["sections"] = std::move(sections);
@@ -100,7 +118,33 @@ json::object FlagsPageTab::changes() {
         }
     }
     const std::chrono::duration<double, std::milli> took = Clock::current().monotonic() - begun;
-    return {{"rows", std::move(changed)}, {"took", took.count()}};
+    return {{"rows", std::move(changed)}, {"took", took.count()}, {"overrides", overrideCounts()}};
+}
+
+json::object FlagsPageTab::overrideCounts() const {
+    const auto all = controller_->setter()->overrides()->overrides();
+    const auto registered = std::ranges::count_if(all, [&](const auto& each) {
+        return controller_->flagsRepository()->featureWithName(each.first) != nullptr;
+    });
+    return {{"all", all.size()}, {"registered", registered}};
+}
+
+void FlagsPageTab::resetAll() {
+    auto overrides = controller_->setter()->overrides()->overrides();
+    if (!overrides.empty()) { // a browser that got no answer asks once more
+        removed_ = std::move(overrides);
+    }
+    controller_->resetAllFlags();
+}
+
+bool FlagsPageTab::undoResetAll() {
+    auto& overrides = *controller_->setter()->overrides();
+    for (const auto& [name, value] : removed_) {
+        if (!overrides.hasOverride(name)) {
+            overrides.setOverride(value, name);
+        }
+    }
+    return !removed_.empty();
 }
 
 FlagsPageTab::Row* FlagsPageTab::find(std::string_view name) {

@@ -25,5 +25,6 @@ void KIVMultiVariantTableViewCell::choose(const std::string& variation) {
 }
 
 void KIVMultiVariantTableViewCell::showValue(const std::string& value) {
+    value_ = value;
     flagButton_.title = kiv::capitalized(value);
 }

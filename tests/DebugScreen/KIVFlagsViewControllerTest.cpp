@@ -139,6 +139,7 @@ TEST_F(FlagsViewController, VariationsAreChosenAsTheyAreAndShownCapitalised) {
     EXPECT_EQ(flags->buttonColor.value(), "deepBlue");
     alert->actions[1].handler();
     EXPECT_EQ(shown->flagButton().title, "Dark Green");
+    EXPECT_EQ(shown->value(), "dark green");
     EXPECT_EQ(shown->detailTextLabel(), "Overriding original value: deepBlue");
     EXPECT_EQ(flags->buttonColor.value(), "dark green");
     ASSERT_TRUE(cell<KIVMultiVariantTableViewCell>("Ratio"));

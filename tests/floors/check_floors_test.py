@@ -52,7 +52,7 @@ class CheckFloors(unittest.TestCase):
             "include/kiv/Orphan.h:1": "#pragma once\n",
             "include/kiv/Fuse.h:1": "#include <kiv/Lamp.h>\n",
             "tools/kiv/config/Payload.h:2": '#pragma once\n#include "serve/Service.h"\n',
-            "tools/kiv/serve/Service.cpp:2": '#include "Command.h"\n#include "split/World.h"\n',
+            "tools/kiv/split/Split.cpp:2": '#include "Command.h"\n#include "shell/Session.h"\n',
             "tools/kiv/Terminal.cpp:1": '#include "expression/Words.h"\n',
             "tools/kiv/service/Service.cpp:1": "\n",
         }.items():

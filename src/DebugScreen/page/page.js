@@ -1,18 +1,19 @@
-// The page of the flags screen: draws the tab's model, and tells it what the person does. Grouping, labels and search
-// follow rules of the model; the page knows none of them.
+// The page of the flags screen: tells the tab's model what the person does, and shows what it answers. Grouping, labels
+// and search follow rules of the model; the page knows none of them.
 
+import { closeChoice, showChoice, tick } from "./choice.js";
+import { checkDrawn, drawList } from "./list.js";
+import { calm, say, waiting, warn, warnOfWait } from "./notices.js";
+import { askToResetAll, closeQuestion, learnOverrides, tellOfStrangers } from "./overrides.js";
 import { Refused, groupings, post, postPatiently } from "./requests.js";
-import { drawRow, element, forgetRows, labelOf, learnRows, rowOf, updateRow, wordsOf } from "./rows.js";
+import { forgetRows, labelOf, learnRows, rowOf, updateRow, wordsOf } from "./rows.js";
 
 const byId = (id) => document.getElementById(id);
 const list = byId("list");
 const search = byId("search");
-const choice = byId("choice");
-const actions = byId("choice-actions");
 
-const rowsOfChunk = 40; // rows are drawn this many at a time, when they come near the window
-const waiting = "Waiting for the application…";
 const between = 1000; // milliseconds from one look for changes to the next
+const searchedPart = "between the first and second dot: store.CHECKOUT.discount";
 
 let count = 0; // of the rows in all sections
 let isOver = false;
@@ -21,21 +22,21 @@ let nextLook = 0;
 // Asking
 
 /** The answer, or null when there is none; the person is told why. */
-async function answerTo(action, wish) {
+async function answerTo(action, details) {
   if (isOver) {
     return null;
   }
   try {
-    return await postPatiently(action, wish, {
+    return await postPatiently(action, details, {
       onLongWait: warnOfWait,
       onSilence: () => warn("No answer. Trying again…"),
-      onLateAnswer: checkDrawn,
+      onLateAnswer: () => checkDrawn(redraw), // the answer that was lost may have told of changes
     });
   } catch (problem) {
     if (!(problem instanceof Refused) || problem.status === 403) {
       end();
     } else if (problem.status === 409 && action !== "load") {
-      draw(await answerTo("load", { search: search.value })); // the application had forgotten this tab
+      draw(await answerTo("load", wish())); // the application had forgotten this tab
       if (action !== "changes" && action !== "rows") {
         warn("That did not work. Please try again.");
       }
@@ -54,8 +55,8 @@ let last = Promise.resolve();
  * Makes one request after the other, so that no answer is older than the one before. Never rejects: a fault of this
  * page is reported as the browser reports faults.
  */
-function ask(action, wish = {}) {
-  last = last.then(() => answerTo(action, wish)).catch((fault) => {
+function ask(action, details = {}) {
+  last = last.then(() => answerTo(action, details)).catch((fault) => {
     reportError(fault);
     return null;
   });
@@ -73,13 +74,14 @@ function setOver(over) {
 }
 
 function end() {
-  choice.close();
+  closeChoice();
+  closeQuestion();
   setOver(true);
   byId("again").focus();
 }
 
 byId("again").addEventListener("click", async () => {
-  const loaded = await post("load", { search: search.value }, { onLongWait: warnOfWait }).catch(() => null);
+  const loaded = await post("load", wish(), { onLongWait: warnOfWait }).catch(() => null);
   calm(waiting);
   if (!loaded) {
     warn("Still no answer.");
@@ -96,147 +98,58 @@ byId("again").addEventListener("click", async () => {
 
 // Drawing
 
-/**
- * The sections, cut into pieces of at most `rowsOfChunk` rows. `begins` and `ends` say whether a piece is the first or
- * last of its section; `from` numbers its first row through all sections.
- */
-function piecesOf(sections) {
-  let from = 0;
-  return sections.flatMap(({ title, count }) => {
-    const pieces = [];
-    for (let i = 0; i < count; i += rowsOfChunk) {
-      const size = Math.min(rowsOfChunk, count - i);
-      pieces.push({ title, from, count: size, begins: i === 0, ends: i + size === count });
-      from += size;
-    }
-    return pieces;
-  });
+const isPressed = (id) => byId(id).getAttribute("aria-pressed") === "true";
+
+/** What the person wants to see. */
+const wish = () => ({ search: search.value, inWholeNames: isPressed("whole"), overriddenOnly: isPressed("overridden") });
+
+function tellWhatIsSearched() {
+  byId("search-hint").textContent = isPressed("whole") ? "Searches whole names" : `Searches ${searchedPart}`;
 }
 
-function drawPiece({ title, begins, ends }, names) {
-  const section = element(begins ? "section" : "div");
-  if (begins) {
-    section.setAttribute("aria-label", title || "(no name)");
-    section.append(element("h2", "section", title || "(no name)"));
+/** Says why the list is empty, and offers what may help. */
+function explainEmptiness() {
+  const { search: text, inWholeNames, overriddenOnly } = wish();
+  const where = inWholeNames ? "in whole names" : searchedPart;
+  const among = overriddenOnly ? " among the overridden flags" : "";
+  let why = overriddenOnly ? "No flag is overridden." : "No flags are registered.";
+  if (text) {
+    why = `Nothing found${among} ${where}.`;
   }
-  const drawn = element("ul", `${begins ? "begins" : ""} ${ends ? "ends" : ""}`);
-  drawn.setAttribute("role", "list");
-  drawn.append(...names.map(drawRow));
-  section.append(drawn);
-  return section;
-}
-
-const near = new IntersectionObserver(
-  (entries) => entries.filter(({ isIntersecting }) => isIntersecting).forEach(({ target }) => target.fill()),
-  { rootMargin: "1200px" },
-);
-
-/**
- * A stretch of the list, about as high from the start as its rows will be. These are drawn when it comes near the
- * window. `names` are the rows that are known already, from the first of the list on.
- */
-function chunkOf(pieces, names) {
-  const chunk = element("div");
-  const { from } = pieces[0];
-  const count = pieces.reduce((sum, piece) => sum + piece.count, 0);
-  const high = pieces.reduce((sum, piece) => sum + piece.count * 52 + (piece.begins ? 46 : 0), 0);
-  chunk.style.minHeight = `${high}px`;
-  const groupingHere = groupings;
-  const askForRows = async () => {
-    const answer = await ask("rows", { from, count });
-    return groupingHere === groupings && chunk.isConnected ? answer : undefined; // rows are numbered otherwise by now
-  };
-  const drawAll = (own) => {
-    chunk.check = async () => redraw(await askForRows());
-    chunk.style.minHeight = "";
-    chunk.append(...pieces.map((piece) => drawPiece(piece, own.slice(piece.from - from).slice(0, piece.count))));
-  };
-  chunk.fill = async () => {
-    near.unobserve(chunk);
-    if (from + count <= names.length) {
-      drawAll(names.slice(from));
-      return;
-    }
-    const answer = await askForRows();
-    if (answer) {
-      drawAll(learnRows(answer.rows));
-    } else if (answer === null) {
-      setTimeout(() => chunk.isConnected && !isOver && near.observe(chunk), between);
-    }
-  };
-  return chunk;
-}
-
-/** Asks for all rows that are drawn: the answer that was lost may have told of changes. */
-function checkDrawn() {
-  [...list.children].forEach((chunk) => chunk.check?.());
+  byId("empty-text").textContent = why;
+  byId("empty").hidden = count > 0;
+  byId("widen").hidden = !text || inWholeNames;
+  byId("show-all").hidden = !overriddenOnly;
 }
 
 function draw(loaded) {
   if (!loaded) {
     return;
   }
-  near.disconnect();
+  const { title, resetAll, sections } = loaded;
+  const groupingHere = groupings;
   forgetRows();
-  const names = learnRows(loaded.rows);
-  const chunks = [];
-  let pieces = [];
-  let size = 0;
-  for (const piece of piecesOf(loaded.sections)) {
-    pieces.push(piece);
-    size += piece.count;
-    if (size >= rowsOfChunk) {
-      chunks.push(chunkOf(pieces, names));
-      pieces = [];
-      size = 0;
-    }
-  }
-  if (pieces.length > 0) {
-    chunks.push(chunkOf(pieces, names));
-  }
-  list.replaceChildren(...chunks);
-  chunks[0]?.fill();
-  chunks.slice(1).forEach((chunk) => near.observe(chunk));
-  count = loaded.sections.reduce((sum, section) => sum + section.count, 0);
-  byId("title").textContent = document.title = loaded.title;
-  byId("reset-all").textContent = loaded.resetAll;
-  byId("empty").textContent = search.value
-    ? "Nothing found. The search looks at the second part of a name."
-    : "No flags are registered.";
-  byId("empty").hidden = count > 0;
+  drawList(sections, learnRows(loaded.rows), async (from, size) => {
+    const answer = await ask("rows", { from, count: size });
+    return groupingHere === groupings ? answer : undefined; // rows are numbered otherwise by now
+  });
+  count = sections.reduce((sum, section) => sum + section.count, 0);
+  byId("title").textContent = document.title = title;
+  byId("reset-all").textContent = resetAll;
+  learnOverrides(loaded.overrides);
+  tellOfStrangers(isPressed("overridden"));
+  tellWhatIsSearched();
+  explainEmptiness();
 }
 
 /** Draws the rows of an answer anew, and returns whether there is one. */
 function redraw(answer) {
   answer?.rows.forEach(updateRow);
   tick();
-  return Boolean(answer);
-}
-
-function say(text) {
-  byId("said").textContent = text;
-}
-
-let nextCalm = 0;
-
-/** Shows a warning for five seconds. */
-function warn(text) {
-  clearTimeout(nextCalm);
-  byId("warned").textContent = text;
-  nextCalm = setTimeout(() => calm(text), 5000);
-}
-
-/** Shows that the page waits; stays until the answer comes. */
-function warnOfWait() {
-  warn(waiting);
-  clearTimeout(nextCalm);
-}
-
-/** Removes that warning, unless another one has replaced it. */
-function calm(text) {
-  if (byId("warned").textContent === text) {
-    byId("warned").textContent = "";
+  if (answer && learnOverrides(answer.overrides) && isPressed("overridden")) {
+    load();
   }
+  return Boolean(answer);
 }
 
 // What the person does
@@ -258,22 +171,8 @@ async function toggle(name) {
 async function resetRow(name) {
   const label = labelOf(rowOf(name).data);
   if (redraw(await ask("reset", { name }))) {
-    rowOf(name)?.drawn?.row.scrollTo({ left: 0, behavior: "smooth" });
     say(`${label} is reset.`);
   }
-}
-
-let choiceOf = ""; // full name of the flag whose choice is shown, or was last
-
-/**
- * Marks the present value in the choice. Marks none when several variations differ from it in case alone, because a row
- * shows its value capitalised.
- */
-function tick() {
-  const value = rowOf(choiceOf)?.data.value?.toLowerCase();
-  const variations = [...actions.children].filter(({ className }) => className !== "cancel");
-  const present = variations.filter(({ dataset }) => dataset.title.toLowerCase() === value);
-  variations.forEach((each) => each.setAttribute("aria-current", present.length === 1 && present[0] === each));
 }
 
 async function choose(name) {
@@ -282,36 +181,12 @@ async function choose(name) {
   if (!choices || isSearching || rowOf(name) !== row) {
     return; // the person has gone on to something else
   }
-  byId("choice-title").textContent = choices.title;
-  byId("choice-message").textContent = choices.message;
-  actions.replaceChildren(
-    ...choices.actions.map(({ title, isCancel }) => {
-      const action = element("button", isCancel ? "cancel" : "", title || "(empty)");
-      action.type = "button";
-      action.dataset.title = title;
-      action.addEventListener("click", async () => {
-        choice.close();
-        if (!isCancel && redraw(await ask("choose", { name, title })) && rowOf(name)) {
-          say(wordsOf(rowOf(name).data));
-        }
-      });
-      return action;
-    }),
-  );
-  choiceOf = name;
-  tick();
-  if (!choice.open) {
-    choice.showModal();
-  }
-  actions.querySelector("[aria-current=true]")?.focus();
+  showChoice(name, choices, async (title) => {
+    if (redraw(await ask("choose", { name, title })) && rowOf(name)) {
+      say(wordsOf(rowOf(name).data));
+    }
+  });
 }
-
-/** A row that was swiped aside goes back when something else is touched. */
-document.addEventListener("pointerdown", ({ target }) => {
-  const touched = target.closest(".row");
-  const aside = [...list.querySelectorAll(".row")].filter((row) => row !== touched && row.scrollLeft > 0);
-  aside.forEach((row) => row.scrollTo({ left: 0, behavior: "smooth" }));
-});
 
 list.addEventListener("click", ({ target }) => {
   const button = target.closest("button");
@@ -325,51 +200,71 @@ list.addEventListener("click", ({ target }) => {
   }
 });
 
-actions.addEventListener("keydown", (event) => {
-  const all = [...actions.children];
-  const at = all.indexOf(document.activeElement);
-  const to = { ArrowUp: at - 1, ArrowDown: at + 1, Home: 0, End: all.length - 1 }[event.key];
-  if (to !== undefined) {
-    event.preventDefault();
-    all[to]?.focus();
-  }
-});
-
-choice.addEventListener("click", ({ target }) => target === choice && choice.close());
-
-byId("reset-all").addEventListener("click", async () => {
-  if (redraw(await ask("resetAll"))) {
-    say("All flags are reset.");
-  }
-});
+byId("reset-all").addEventListener("click", () =>
+  askToResetAll(
+    byId("reset-all").textContent,
+    async () => {
+      const isDone = redraw(await ask("resetAll"));
+      if (isDone) {
+        say("All flags are reset. This can be undone for ten seconds.");
+      }
+      return isDone;
+    },
+    async () => {
+      if (redraw(await ask("undoResetAll"))) {
+        say("The overrides are back.");
+      }
+    },
+  ),
+);
 
 let isSearching = false;
 
-/** Searches for the text in the field. Of the texts typed while an answer is awaited, only the last counts. */
-async function runSearch() {
+/** Loads what the person wants to see. Of the wishes made while an answer is awaited, only the last counts. */
+async function load() {
   if (isSearching) {
     return;
   }
   isSearching = true;
   let asked;
   let found;
+  const isStale = () => JSON.stringify(asked) !== JSON.stringify(wish());
   do {
-    asked = search.value;
-    found = await ask("load", { search: asked });
-    if (asked === search.value) {
+    asked = wish();
+    found = await ask("load", asked);
+    if (!isStale()) {
+      const wasInList = list.contains(document.activeElement);
       draw(found);
+      if (wasInList) {
+        byId("overridden").focus();
+      }
     }
-  } while (asked !== search.value && !isOver);
+  } while (isStale() && !isOver);
   isSearching = false;
   if (found) {
     say(`${count} ${count === 1 ? "flag" : "flags"}`);
   }
 }
 
-search.addEventListener("input", runSearch);
+function press(id, isOn) {
+  byId(id).setAttribute("aria-pressed", isOn);
+  tellWhatIsSearched();
+  load();
+}
+
+search.addEventListener("input", load);
+["whole", "overridden"].forEach((id) => byId(id).addEventListener("click", () => press(id, !isPressed(id))));
+byId("widen").addEventListener("click", () => {
+  press("whole", true);
+  search.focus();
+});
+byId("show-all").addEventListener("click", () => {
+  press("overridden", false);
+  byId("overridden").focus();
+});
 byId("search-form").addEventListener("submit", (event) => {
   event.preventDefault();
-  runSearch();
+  load();
 });
 
 // What changes elsewhere
@@ -389,9 +284,15 @@ async function look() {
 }
 
 document.addEventListener("visibilitychange", () => !isOver && look());
-addEventListener("scroll", () => document.querySelector("header").classList.toggle("raised", scrollY > 4), {
-  passive: true,
-});
 
-draw(await ask("load", { search: search.value }));
+/** Lets section headings stick below the header. A low window has no room for that: there the header scrolls away. */
+const header = document.querySelector("header");
+function measureHeader() {
+  const height = getComputedStyle(header).position === "sticky" ? header.getBoundingClientRect().height : 0;
+  document.documentElement.style.setProperty("--header", `${height}px`);
+}
+new ResizeObserver(measureHeader).observe(header);
+addEventListener("resize", measureHeader);
+
+draw(await ask("load", wish()));
 look();

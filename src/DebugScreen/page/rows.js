@@ -42,28 +42,29 @@ export const wordsOf = (data) => `${labelOf(data)}: ${data.value || "(empty)"}`;
 /** The element of a known row. Its data-name is the full name; its buttons are of class "switch", "value", "reset". */
 export function drawRow(name) {
   const { data } = rowOf(name);
+  const isSwitch = "isOn" in data;
   const row = element("li", "row");
-  const front = element("div", "front");
   const texts = element("div", "texts");
   const label = element("div", "label");
+  const fullName = element("div", "name", name);
+  const control = element("button", `control ${isSwitch ? "switch" : "value"}`);
   const detail = element("div", "detail");
-  const control = element("button", `control ${"isOn" in data ? "switch" : "value"}`);
   const reset = element("button", "reset", "Reset");
   row.dataset.name = name;
   control.type = reset.type = "button";
   label.id = `label-${++numbers}`;
+  fullName.id = `name-${numbers}`;
   detail.id = `detail-${numbers}`;
-  control.setAttribute("aria-describedby", detail.id);
-  if ("isOn" in data) {
+  control.setAttribute("aria-describedby", `${fullName.id} ${detail.id}`);
+  if (isSwitch) {
     control.setAttribute("role", "switch");
     control.setAttribute("aria-labelledby", label.id);
   } else {
     control.setAttribute("aria-haspopup", "dialog");
-    control.append(element("span"));
+    control.append(element("span", "shown"), " ", element("span", "raw"));
   }
-  texts.append(label, detail);
-  front.append(texts, control);
-  row.append(front, reset);
+  texts.append(label, fullName);
+  row.append(texts, control, detail, reset);
   rowOf(name).drawn = { row, label, detail, control, reset };
   updateRow(data);
   return row;
@@ -84,15 +85,21 @@ export function updateRow(data) {
     drawn.row.replaceWith(drawRow(data.name)); // another flag of that name, of another kind
     return;
   }
+  const isOverridden = data.detail !== undefined;
+  if (!isOverridden && drawn.reset === document.activeElement) {
+    drawn.control.focus();
+  }
   drawn.row.hidden = data.isGone === true;
   drawn.label.textContent = labelOf(data);
-  drawn.label.title = data.name;
   drawn.detail.textContent = data.detail ?? "";
-  drawn.detail.hidden = data.detail === undefined;
+  drawn.detail.hidden = drawn.reset.hidden = !isOverridden;
   drawn.reset.setAttribute("aria-label", `Reset ${labelOf(data)}`);
   if (!("isOn" in data)) {
-    drawn.control.firstChild.textContent = drawn.control.title = data.value ?? "";
-    drawn.control.setAttribute("aria-label", wordsOf(data));
+    const [shown, raw] = drawn.control.children;
+    shown.textContent = data.value ?? "";
+    raw.textContent = data.raw ?? "";
+    drawn.control.title = data.raw ?? data.value ?? "";
+    drawn.control.setAttribute("aria-label", [wordsOf(data), data.raw ?? ""].join(" ").trim());
   } else if (known.flips === 0) {
     drawn.control.setAttribute("aria-checked", data.isOn);
   }

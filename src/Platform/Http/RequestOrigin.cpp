@@ -5,6 +5,8 @@
 
 #include <boost/asio/ip/address.hpp>
 
+#include "Platform/Text/Text.h"
+
 namespace kiv {
 namespace {
 
@@ -52,7 +54,7 @@ bool isOwnHost(std::string_view header, const PageAddress& page) {
         return false;
     }
     const bool takesLoopback = !page.port || own.is_unspecified();
-    if (host->name == "localhost") {
+    if (lowercasedAscii(host->name) == "localhost") {
         return takesLoopback || own.is_loopback();
     }
     const auto asked = readAddress(*host);
@@ -65,6 +67,12 @@ bool isFromOwnPage(const HttpCall& call, const PageAddress& address, bool isLink
     const bool isLink = isLinkTarget && call.method == "GET";
     return isOwnHost(call.host, address) && (call.origin.empty() || call.origin == "http://" + call.host) &&
            (isLink || call.fetchSite.empty() || call.fetchSite == "none" || call.fetchSite == "same-origin");
+}
+
+bool namesLoopbackIfListeningThere(const HttpCall& call, const std::string& listening) {
+    error_code problem;
+    const bool isOnLoopback = ip::make_address(listening, problem).is_loopback();
+    return !isOnLoopback || isOwnHost(call.host, {.listening = listening});
 }
 
 } // namespace kiv

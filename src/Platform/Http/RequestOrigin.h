@@ -28,4 +28,9 @@ struct PageAddress {
 /// Programs other than browsers do not send the last two headers.
 bool isFromOwnPage(const HttpCall& call, const PageAddress& address, bool isLinkTarget);
 
+/// False when a server that listens on a loopback address gets a call whose `Host` is no loopback address and
+/// not "localhost": then a page of another site, whose name resolves to this machine, may have made a browser
+/// send the call, and could read the answer. True for all calls to a server that listens on another address.
+bool namesLoopbackIfListeningThere(const HttpCall& call, const std::string& listening);
+
 } // namespace kiv

@@ -79,6 +79,11 @@ std::string Database::Statement::text(int column) const {
     return bytes ? std::string(reinterpret_cast<const char*>(bytes), size) : std::string();
 }
 
+std::optional<std::string> Database::Statement::optionalText(int column) const {
+    const bool isNull = sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+    return isNull ? std::nullopt : std::optional(text(column));
+}
+
 std::int64_t Database::Statement::number(int column) const {
     return sqlite3_column_int64(statement_.get(), column);
 }

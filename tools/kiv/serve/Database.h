@@ -31,6 +31,8 @@ public:
         /// Goes to the next row; false when there is none.
         bool step();
         std::string text(int column) const;
+        /// Nullopt for NULL.
+        std::optional<std::string> optionalText(int column) const;
         std::int64_t number(int column) const;
 
         /// Ends the reading, so that the statement no longer holds up writers.

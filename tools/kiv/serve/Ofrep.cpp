@@ -93,9 +93,7 @@ bool Ofrep::isAllowedOrigin(const std::string& origin) const {
 /// A service that listens on loopback answers only who calls it by a name of loopback, because a site's own
 /// name may resolve to loopback, too. Pages of other sites may ask only when their origin is allowed.
 std::optional<std::string> Ofrep::objectionTo(const HttpCall& call) const {
-    boost::system::error_code problem;
-    const bool isLocal = net::ip::make_address(settings_.host, problem).is_loopback() && !problem;
-    if (isLocal && !isFromOwnPage({.host = call.host}, {.listening = settings_.host}, false)) {
+    if (!namesLoopbackIfListeningThere(call, settings_.host)) {
         return "the service answers under an address of this machine only";
     }
     const bool isOwn = call.origin.empty() ? call.fetchSite.empty() || call.fetchSite == "none" ||

@@ -57,6 +57,12 @@ public:
         }
     }
 
+    /// Closes the connection without calling `ended`.
+    void drop() {
+        ended_ = nullptr;
+        close();
+    }
+
     const std::string& key() const { return key_; }
 
 private:
@@ -129,6 +135,14 @@ std::size_t PushStreams::announce(const std::string& key) {
 std::size_t PushStreams::count(const std::string& key) const {
     const auto found = streams_.find(key);
     return found == streams_.end() ? 0 : found->second.size();
+}
+
+void PushStreams::closeAll() {
+    for (const auto& [key, streams] : std::exchange(streams_, {})) {
+        for (const auto& stream : streams) {
+            stream->drop();
+        }
+    }
 }
 
 void PushStreams::scheduleComment() {

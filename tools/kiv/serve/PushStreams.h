@@ -35,6 +35,10 @@ public:
 
     std::size_t count(const std::string& key) const;
 
+    /// Closes all streams, without calling their `ended`. For the end of the service: clients notice at once,
+    /// however long the rest of it takes.
+    void closeAll();
+
 private:
     class Stream;
 

@@ -1,5 +1,7 @@
 #include "serve/Records.h"
 
+#include <algorithm>
+
 #include "Platform/System/Clock.h"
 #include "Platform/Text/Dates.h"
 
@@ -46,6 +48,21 @@ constexpr const char* counting = R"(
     PRAGMA user_version = 1;
 )";
 
+/// What decides each flag since when, and an index that finds the impressions of a time. The former index
+/// served the counting above alone.
+constexpr const char* overTime = R"(
+    CREATE TABLE flag_deciders (
+        app_key TEXT NOT NULL,
+        flag    TEXT NOT NULL,
+        decider TEXT NOT NULL, -- a digest
+        changed TEXT NOT NULL,
+        PRIMARY KEY (app_key, flag)
+    ) WITHOUT ROWID;
+    CREATE INDEX impressions_over_time ON impressions (app_key, flag, time, value);
+    DROP INDEX IF EXISTS impressions_of_flags;
+    PRAGMA user_version = 2;
+)";
+
 Database opened(const std::string& file) {
     Database database(file);
     database.execute(R"(
@@ -68,15 +85,18 @@ Database opened(const std::string& file) {
             sdk_version TEXT,
             received    TEXT NOT NULL
         );
-        CREATE INDEX IF NOT EXISTS impressions_of_flags ON impressions (app_key, flag, value);
         CREATE INDEX IF NOT EXISTS last_states ON states (app_key, received);
     )");
     database.transaction([&] {
         Database::Statement version = database.prepare("PRAGMA user_version");
         version.run();
-        if (version.number(0) == 0) {
-            version.reset();
+        const std::int64_t found = version.number(0);
+        version.reset();
+        if (found < 1) {
             database.execute(counting);
+        }
+        if (found < 2) {
+            database.execute(overTime);
         }
     });
     return database;
@@ -109,9 +129,27 @@ Records::Records(const std::string& file)
           "(app_key, flag, value, time, distinct_id, type, platform, sdk_version, received) "
           "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)")),
       countFlags_(database_.prepare("SELECT flag, count FROM flag_counts WHERE app_key = ?1 "
-                                    "ORDER BY flag LIMIT ?2")),
+                                    "ORDER BY flag")),
       countValues_(database_.prepare("SELECT value, count FROM value_counts WHERE app_key = ?1 AND flag = ?2 "
-                                     "ORDER BY count DESC, value LIMIT ?3")) {}
+                                     "ORDER BY count DESC, value LIMIT ?3")),
+      countLatest_(database_.prepare(
+          "SELECT ifnull(value, ''), count(*) FROM (SELECT value FROM impressions WHERE app_key = ?1 AND "
+          "flag = ?2 AND time >= ?3 AND time < ?4 ORDER BY time DESC LIMIT 10000) "
+          "GROUP BY 1 ORDER BY 2 DESC, 1 LIMIT ?5")),
+      countOverTime_(database_.prepare(
+          "SELECT CAST((time - ?3) / ?5 AS INTEGER), "
+          "CASE WHEN ifnull(value, '') IN (SELECT value FROM json_each(?6)) THEN ifnull(value, '') END, "
+          "count(*) FROM impressions "
+          "WHERE app_key = ?1 AND flag = ?2 AND time >= ?3 AND time < ?4 GROUP BY 1, 2")),
+      findOrigins_(
+          database_.prepare("SELECT ifnull(sdk_version, ''), ifnull(platform, ''), count(*) FROM "
+                            "(SELECT sdk_version, platform FROM impressions WHERE app_key = ?1 AND flag = ?2 "
+                            "ORDER BY time DESC LIMIT ?3) GROUP BY 1, 2 ORDER BY 3 DESC, 1 DESC, 2")),
+      findDeciders_(database_.prepare("SELECT flag, decider, changed FROM flag_deciders WHERE app_key = ?1")),
+      noteDecider_(
+          database_.prepare("INSERT INTO flag_deciders VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO UPDATE "
+                            "SET decider = excluded.decider, changed = excluded.changed")),
+      forgetDecider_(database_.prepare("DELETE FROM flag_deciders WHERE app_key = ?1 AND flag = ?2")) {}
 
 void Records::keepState(std::string_view key, std::string_view hash, const json::object& document) {
     keepState_.run(key, hash, std::string_view(compactJson(document)), std::string_view(now()));
@@ -126,30 +164,95 @@ std::optional<std::string> Records::state(std::string_view key, std::string_view
     return document;
 }
 
-std::optional<Records::LastState> Records::lastState(std::string_view key, std::string_view known) {
+std::optional<Records::LastState> Records::lastState(std::string_view key) {
     if (!findLastState_.run(key)) {
         return std::nullopt;
     }
-    LastState last{findLastState_.text(0), findLastState_.text(1), {}};
-    if (last.version != known) {
-        last.document = findLastState_.text(2);
-    }
+    LastState last{findLastState_.text(0), findLastState_.text(1), findLastState_.text(2)};
     findLastState_.reset();
     return last;
 }
 
-std::vector<Records::FlagCounts> Records::impressionCounts(std::string_view key, std::int64_t mostFlags,
-                                                           std::int64_t mostValues) {
-    std::vector<FlagCounts> counts;
-    for (bool found = countFlags_.run(key, mostFlags); found; found = countFlags_.step()) {
-        counts.push_back({countFlags_.text(0), countFlags_.number(1), {}});
-        FlagCounts& flag = counts.back();
-        for (bool next = countValues_.run(key, std::string_view(flag.flag), mostValues); next;
-             next = countValues_.step()) {
-            flag.values.emplace_back(countValues_.text(0), countValues_.number(1));
-        }
+Records::Counts Records::flagCounts(std::string_view key) {
+    Counts counts;
+    for (bool found = countFlags_.run(key); found; found = countFlags_.step()) {
+        counts.emplace_back(countFlags_.text(0), countFlags_.number(1));
     }
     return counts;
+}
+
+Records::Counts Records::valueCounts(std::string_view key, std::string_view flag, std::int64_t most) {
+    Counts counts;
+    for (bool found = countValues_.run(key, flag, most); found; found = countValues_.step()) {
+        counts.emplace_back(countValues_.text(0), countValues_.number(1));
+    }
+    return counts;
+}
+
+std::vector<std::string> Records::frequentValues(std::string_view key, std::string_view flag,
+                                                 const Period& period, std::int64_t most) {
+    std::vector<std::string> values;
+    for (bool found = countLatest_.run(key, flag, period.start, period.end, most); found;
+         found = countLatest_.step()) {
+        values.push_back(countLatest_.text(0));
+    }
+    for (const auto& [value, count] : valueCounts(key, flag, most)) {
+        if (std::ranges::find(values, value) == values.end()) {
+            values.push_back(value);
+        }
+    }
+    return values;
+}
+
+std::vector<Records::SlotCount> Records::countsOverTime(std::string_view key, std::string_view flag,
+                                                        const Period& period, double width,
+                                                        const std::vector<std::string>& values) {
+    const std::string asked = compactJson(json::array(values.begin(), values.end()));
+    std::vector<SlotCount> counts;
+    for (bool found = countOverTime_.run(key, flag, period.start, period.end, width, std::string_view(asked));
+         found; found = countOverTime_.step()) {
+        counts.push_back(
+            {countOverTime_.number(0), countOverTime_.optionalText(1), countOverTime_.number(2)});
+    }
+    return counts;
+}
+
+std::vector<Records::Origin> Records::latestOrigins(std::string_view key, std::string_view flag,
+                                                    std::int64_t most) {
+    std::vector<Origin> origins;
+    for (bool found = findOrigins_.run(key, flag, most); found; found = findOrigins_.step()) {
+        origins.push_back({findOrigins_.text(0), findOrigins_.text(1), findOrigins_.number(2)});
+    }
+    return origins;
+}
+
+void Records::noteDeciders(std::string_view key, const std::map<std::string, std::string>& deciders,
+                           std::string_view date) {
+    database_.transaction([&] {
+        std::map<std::string, std::string> noted;
+        for (bool found = findDeciders_.run(key); found; found = findDeciders_.step()) {
+            noted.emplace(findDeciders_.text(0), findDeciders_.text(1));
+        }
+        for (const auto& [flag, decider] : deciders) {
+            const auto before = noted.find(flag);
+            if (before == noted.end() || before->second != decider) {
+                noteDecider_.run(key, std::string_view(flag), std::string_view(decider), date);
+            }
+        }
+        for (const auto& [flag, decider] : noted) {
+            if (!deciders.contains(flag)) {
+                forgetDecider_.run(key, std::string_view(flag));
+            }
+        }
+    });
+}
+
+std::map<std::string, std::string> Records::flagChanges(std::string_view key) {
+    std::map<std::string, std::string> changes;
+    for (bool found = findDeciders_.run(key); found; found = findDeciders_.step()) {
+        changes.emplace(findDeciders_.text(0), findDeciders_.text(2));
+    }
+    return changes;
 }
 
 std::size_t Records::keepImpressions(std::string_view key, const json::object& upload) {

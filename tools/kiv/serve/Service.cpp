@@ -10,6 +10,7 @@
 #include "Model/KeyForm.h"
 #include "Platform/Http/RequestOrigin.h"
 #include "serve/Endpoints.h"
+#include "serve/FlagReport.h"
 #include "serve/Overview.h"
 #include "serve/RequestBody.h"
 
@@ -78,11 +79,15 @@ Service::Service(net::io_context& io, PayloadFolder& folder, Records& records, c
       ofrep_(io, worker_, records, journal, {settings.host, settings.allowedOrigins, settings.keepAlive},
              [this] { pages_.announce(allPages); }) {}
 
-Service::~Service() { worker_.join(); }
+Service::~Service() {
+    pages_.closeAll();
+    streams_.closeAll();
+    worker_.join();
+}
 
 std::vector<std::string> Service::keys() const {
     std::vector<std::string> keys;
-    for (const auto& [key, envelope] : envelopes_) {
+    for (const auto& [key, document] : documents_) {
         keys.push_back(key);
     }
     return keys;
@@ -103,22 +108,44 @@ void Service::readFolder() {
 void Service::apply(const std::vector<PayloadChange>& changes) {
     for (const PayloadChange& change : changes) {
         tell(change);
+        if (change.kind == PayloadChange::Kind::removed) {
+            documents_.erase(change.key);
+            ofrep_.remove(change.key);
+        } else if (isApplicationKeyForm(change.key) || isUuidForm(change.key)) {
+            ServedDocument& document = documents_[change.key];
+            document.isRefused = change.kind == PayloadChange::Kind::refused;
+            document.findings = change.findings;
+            if (document.isRefused) {
+                ofrep_.publish(change.key, nullptr);
+            }
+        }
         if (change.kind == PayloadChange::Kind::published) {
-            envelopes_[change.key] = change.envelope;
+            ServedDocument& document = documents_[change.key];
+            document.envelope = change.envelope;
+            document.servedFindings = change.findings;
+            noteDeciders(change.key, document);
             ofrep_.publish(change.key, change.envelope);
             if (const std::size_t streams = streams_.announce(change.key)) {
                 journal_.told(Terminal::Style::good,
                               change.key + " has changed; announced to " + counted(streams, "stream"));
             }
-        } else if (change.kind == PayloadChange::Kind::removed) {
-            envelopes_.erase(change.key);
-            ofrep_.remove(change.key);
-        } else if (isApplicationKeyForm(change.key) || isUuidForm(change.key)) {
-            envelopes_.try_emplace(change.key);
-            ofrep_.publish(change.key, nullptr);
+        } else if (change.kind == PayloadChange::Kind::same) {
+            documents_[change.key].findings = documents_[change.key].servedFindings;
         }
     }
     pages_.announce(allPages);
+}
+
+void Service::noteDeciders(const std::string& key, const ServedDocument& document) {
+    net::post(worker_, [this, key, document] {
+        try {
+            records_.noteDeciders(key, deciderDigests(document.payload()), document.date());
+        } catch (const std::exception& problem) {
+            net::post(io_, [this, text = std::string(problem.what())] {
+                journal_.told(Terminal::Style::error, "the changes of flags cannot be noted: " + text);
+            });
+        }
+    });
 }
 
 void Service::tell(const PayloadChange& change) const {
@@ -126,8 +153,8 @@ void Service::tell(const PayloadChange& change) const {
         journal_.told(finding.isError ? Terminal::Style::error : Terminal::Style::warning,
                       finding.line(change.file));
     }
-    const auto known = envelopes_.find(change.key);
-    const bool wasServed = known != envelopes_.end() && known->second;
+    const auto known = documents_.find(change.key);
+    const bool wasServed = known != documents_.end() && known->second.envelope;
     const std::string file = printable(change.file);
     switch (change.kind) {
     case PayloadChange::Kind::published:
@@ -151,6 +178,13 @@ void Service::answer(HttpCall call, HttpReply reply) {
     if (answerPerson(call, reply) || ofrep_.answer(call, reply)) {
         return;
     }
+    if (!namesLoopbackIfListeningThere(call, settings_.host)) {
+        const HttpAnswer strange =
+            refusal(403, "the service listens on loopback, and answers requests to 127.0.0.1, "
+                         "[::1] or localhost only; --host has it listen elsewhere");
+        journal_.answered(strange, "foreign host", printable(call.host));
+        return reply(strange);
+    }
     Target target;
     const Route* route = routeOf(call.path, target);
     if (!route) {
@@ -168,24 +202,40 @@ void Service::answer(HttpCall call, HttpReply reply) {
 
 bool Service::answerPerson(const HttpCall& call, const HttpReply& reply) {
     std::optional<HttpAnswer> answer = overview::file(call.path);
-    if (!answer && call.path != overview::dataPath && call.path != overview::changesPath) {
+    const bool isData = call.path == overview::dataPath || call.path == overview::flagDataPath;
+    const bool isPage = call.path == overview::pagePath || call.path == overview::flagPagePath;
+    if (!answer && !isData && call.path != overview::changesPath) {
         return false;
     }
-    if (!isFromOwnPage(call, {.listening = settings_.host}, call.path == overview::pagePath)) {
+    if (!isFromOwnPage(call, {.listening = settings_.host}, isPage)) {
         answer = refusal(403, "the page is shown under an address of this machine only");
         journal_.answered(*answer, "page", call.host);
     } else if (call.method != "GET") {
         answer = refusal(405, call.method + " is not for this path");
         answer->headers = {{"Allow", "GET"}};
-    } else if (call.path == overview::dataPath) {
-        onWorker(reply,
-                 [this, keys = keys(), query = call.query] { return overview::data(records_, keys, query); });
+    } else if (isData) {
+        answerWithData(call, reply);
         return true;
     } else if (call.path == overview::changesPath) {
         answer = openPage();
     }
     reply(std::move(*answer));
     return true;
+}
+
+void Service::answerWithData(const HttpCall& call, const HttpReply& reply) {
+    const std::string key = overview::askedKey(keys(), call.query);
+    const auto found = documents_.find(key);
+    const ServedDocument document = found == documents_.end() ? ServedDocument() : found->second;
+    if (call.path == overview::flagDataPath) {
+        onWorker(reply, [this, key, document, query = call.query] {
+            return overview::flagData(records_, key, document, query);
+        });
+    } else {
+        onWorker(reply, [this, keys = keys(), key, document, query = call.query] {
+            return overview::data(records_, keys, key, document, query);
+        });
+    }
 }
 
 HttpAnswer Service::openPage() {
@@ -200,18 +250,19 @@ void Service::answerFor(const Route& route, Target target, HttpCall call, HttpRe
         wrong.headers = {{"Allow", std::string(route.method)}};
         return reply(std::move(wrong));
     }
-    if (!envelopes_.contains(target.key)) {
+    if (!documents_.contains(target.key)) {
         return reply(refusal(404, noFile));
     }
     (this->*route.answer)(std::move(target), std::move(call), std::move(reply));
 }
 
 HttpAnswer Service::configuration(const std::string& key) const {
-    const auto found = envelopes_.find(key);
-    if (found == envelopes_.end() || !found->second) {
-        return refusal(404, found == envelopes_.end() ? noFile : "the payload of this key was refused");
+    const auto found = documents_.find(key);
+    if (found == documents_.end() || !found->second.envelope) {
+        return refusal(404, found == documents_.end() ? noFile : "the payload of this key was refused");
     }
-    return {.body = found->second, .note = counted(found->second->size(), "byte")};
+    const Envelope& envelope = found->second.envelope;
+    return {.body = envelope, .note = counted(envelope->size(), "byte")};
 }
 
 void Service::configurationFromCdn(Target target, HttpCall, HttpReply reply) {

@@ -15,6 +15,7 @@
 #include "serve/Ofrep.h"
 #include "serve/PushStreams.h"
 #include "serve/Records.h"
+#include "serve/ServedDocument.h"
 
 namespace kiv::tool {
 
@@ -80,6 +81,12 @@ private:
     HttpAnswer configuration(const std::string& key) const;
     void tell(const PayloadChange& change) const;
 
+    /// Has the worker note in the records what decides each flag of the document.
+    void noteDeciders(const std::string& key, const ServedDocument& document);
+
+    /// Replies with what the page at the path shows.
+    void answerWithData(const HttpCall& call, const HttpReply& reply);
+
     /// A reply that first tells the open pages that what they show may have changed, then calls `reply`.
     HttpReply toldToPages(HttpReply reply);
 
@@ -98,7 +105,7 @@ private:
     PushStreams streams_;
     PushStreams pages_; ///< the streams of the open pages, all under the key `allPages`
     Ofrep ofrep_;
-    std::map<std::string, Envelope, std::less<>> envelopes_; ///< by key; null when the payload was refused
+    std::map<std::string, ServedDocument, std::less<>> documents_; ///< by key
 };
 
 } // namespace kiv::tool

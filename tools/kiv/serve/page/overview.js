@@ -1,118 +1,116 @@
-// Shows what the service has recorded of the chosen key, and asks for it again whenever the service announces a change.
-// Everything from outside is put into the page as text, never as markup.
+// Shows all flags of the chosen key, and asks for them again whenever the service announces a change.
+
+import { counted, dateAndTime, describe, element, flagAddress, live, make, number, percent, read, setText, sync } from "./live.js";
 
 const most = 1000; // rows of a list that the service sends at most
-const pause = 250; // milliseconds between an answer and the next request
-
-const element = (id) => document.getElementById(id);
-const number = (count) => count.toLocaleString("en");
 
 let chosenKey = location.hash.slice(1);
 let stateVersion = "";
-let changes = null;
-let isAsking = false;
-let isStale = false;
-
-function make(tag, className, text = "") {
-    const made = document.createElement(tag);
-    made.className = className;
-    made.textContent = text;
-    return made;
-}
-
-// Sets a text only when it differs: a screen reader may read aloud what is set, even when it is the same.
-function setText(node, text) {
-    if (node.textContent !== text) {
-        node.textContent = text;
-    }
-}
-
-// Gives `list` one child for each item. The children that it has are kept and updated, by position.
-function sync(list, items, create, update) {
-    while (list.children.length > items.length) {
-        list.lastElementChild.remove();
-    }
-    items.forEach((item, index) => update(list.children[index] ?? list.appendChild(create()), item));
-}
 
 function makeRow() {
-    const row = make("li", "");
+    const row = make("li");
     const bar = make("div", "bar");
     bar.setAttribute("aria-hidden", "true");
-    bar.append(make("div", ""));
+    bar.append(make("div"));
     row.append(make("span", "value"), bar, make("span", "count"), make("span", "share"));
     return row;
 }
 
 function updateRow(row, { value, count, isOthers }, all) {
-    const [label, bar, counted, share] = row.children;
-    const text = isOthers ? "other values" : value || "(empty)";
+    const [label, bar, shown, share] = row.children;
+    const text = isOthers ? "other values" : describe(value);
     row.className = isOthers ? "others" : "";
     label.className = isOthers || !value ? "value special" : "value";
     setText(label, text);
     label.title = text;
     bar.firstChild.style.width = `${(100 * count) / all}%`;
-    setText(counted, number(count));
-    setText(share, `${((100 * count) / all).toFixed(count === all ? 0 : 1)} %`);
+    setText(shown, number(count));
+    setText(share, percent(count / all));
 }
 
 function makeCard() {
-    const card = make("li", "");
+    const card = make("li");
     const head = make("div", "flag");
-    head.append(make("h3", ""), make("span", "total"));
-    card.append(head, make("ul", "values"));
+    const name = make("h3");
+    name.append(make("a"));
+    head.append(name, make("span", "total"));
+    card.append(head, make("p", "quiet about"), make("ul", "values"));
     return card;
 }
 
-function updateCard(card, { flag, count, values }) {
-    const [head, list] = card.children;
-    setText(head.children[0], flag || "(no name)");
-    setText(head.children[1], number(count));
-    const rows = [...values];
-    const others = count - values.reduce((sum, each) => sum + each.count, 0);
+/** What is known of the flag besides its counts. */
+function about({ type, default: defaultValue, changed }) {
+    return [
+        type === undefined ? "not in the state" : type,
+        defaultValue === undefined ? "" : `default ${describe(defaultValue)}`,
+        changed === undefined ? "" : `changed ${dateAndTime(changed)}`,
+    ]
+        .filter(Boolean)
+        .join(" · ");
+}
+
+function updateCard(card, flag) {
+    const [head, facts, list] = card.children;
+    const link = head.firstChild.firstChild;
+    setText(link, flag.flag || "(no name)");
+    if (flag.name === undefined) {
+        link.removeAttribute("href");
+    } else {
+        link.href = flagAddress(chosenKey, flag.name);
+    }
+    setText(head.children[1], flag.count ? number(flag.count) : "no impressions");
+    setText(facts, about(flag));
+    const rows = [...flag.values];
+    const others = flag.count - flag.values.reduce((sum, { count }) => sum + count, 0);
     if (others > 0) {
         rows.push({ count: others, isOthers: true });
     }
-    sync(list, rows, makeRow, (row, item) => updateRow(row, item, count));
+    list.hidden = rows.length === 0;
+    sync(list, rows, makeRow, (row, item) => updateRow(row, item, flag.count));
 }
 
-function showImpressions(flags) {
-    element("no-impressions").hidden = flags.length > 0;
-    element("impressions-cut").hidden = flags.length < most;
-    setText(element("total"), flags.length ? number(flags.reduce((sum, { count }) => sum + count, 0)) : "");
-    sync(element("impressions"), flags, makeCard, updateCard);
-}
-
-function showTable(name, rows, cellsOf) {
-    element(`no-${name}`).hidden = rows.length > 0;
-    element(`${name}-table`).hidden = rows.length === 0;
-    setText(element(`${name}-total`), rows.length < most ? number(rows.length) : `the first ${number(most)}`);
-    element(name).replaceChildren(
-        ...rows.map((row) => {
-            const line = document.createElement("tr");
-            line.append(...cellsOf(row).map((text) => make("td", "", text)));
-            return line;
-        }),
-    );
-}
-
-function typeOf({ variations }) {
-    if (variations.length === 2 && variations.includes("true") && variations.includes("false")) {
-        return "on or off";
+function showFlags(flags, totals) {
+    const isSearched = element("search").value !== "";
+    setText(element("total"), `${number(totals.flags)} · ${counted(totals.impressions, "impression")}`);
+    let found = isSearched ? `${number(totals.found)} of ${counted(totals.flags, "flag")} found` : "";
+    if (flags.length < totals.found) {
+        found = `${found || counted(totals.flags, "flag")}; the first ${number(most)} are shown`;
     }
-    return variations.length ? `one of ${variations.join(", ")}` : "text";
+    setText(element("found"), found);
+    element("no-flags").hidden = totals.flags > 0;
+    element("finder").hidden = totals.flags === 0;
+    element("no-impressions").hidden = totals.flags === 0 || totals.impressions > 0;
+    sync(element("flags"), flags, makeCard, updateCard);
+}
+
+function showDocument({ date, isRefused, findings }) {
+    const served = date ? `Served is the file of ${dateAndTime(date)}.` : "None is served.";
+    const refused = isRefused ? " The file as it is now is refused: it has errors, which a flag's page and the log show." : "";
+    const warned = !isRefused && findings ? ` Lint has ${counted(findings, "warning")}.` : "";
+    setText(element("document"), served + refused + warned);
+    element("document").classList.toggle("bad", isRefused);
 }
 
 function showState(state) {
     element("no-state").hidden = state !== null;
     element("state").hidden = element("reported").hidden = state === null;
     stateVersion = state?.version ?? "";
-    if (state?.flags) {
-        element("received").dateTime = state.received;
-        element("received").textContent = new Date(state.received).toLocaleString("en-GB");
-        showTable("flags", state.flags, (flag) => [flag.name, typeOf(flag), flag.default || "(empty)"]);
-        showTable("properties", state.properties, ({ name, type }) => [name, type]);
+    if (!state?.properties) {
+        return;
     }
+    const { properties, received } = state;
+    element("received").dateTime = received;
+    element("received").textContent = dateAndTime(received);
+    element("no-properties").hidden = properties.length > 0;
+    element("properties-table").hidden = properties.length === 0;
+    setText(element("properties-total"), properties.length < most ? number(properties.length) : `the first ${number(most)}`);
+    element("properties").replaceChildren(
+        ...properties.map(({ name, type }) => {
+            const line = make("tr");
+            line.append(make("td", "", name), make("td", "", type));
+            return line;
+        }),
+    );
 }
 
 function showKeys(keys, key) {
@@ -127,62 +125,23 @@ function showKeys(keys, key) {
 }
 
 async function ask() {
-    const response = await fetch(`/overview?key=${encodeURIComponent(chosenKey)}&state=${stateVersion}`);
-    if (!response.ok) {
-        throw new Error(`the service answers ${response.status}`);
-    }
-    const { keys, key, state, impressions } = await response.json();
+    const wish = { key: chosenKey, search: element("search").value, sort: element("sort").value, state: stateVersion };
+    const { keys, key, document: served, state, flags, totals } = await read(`/overview?${new URLSearchParams(wish)}`);
     if (key && key !== chosenKey && keys.includes(chosenKey)) {
         return; // another key was chosen meanwhile
     }
     chosenKey = key ?? "";
     showKeys(keys, key);
     if (key) {
+        showDocument(served);
         showState(state);
-        showImpressions(impressions);
-    }
-}
-
-// One request at a time; a change that is announced meanwhile makes another one afterwards.
-async function refresh() {
-    isStale = true;
-    if (isAsking) {
-        return;
-    }
-    isAsking = true;
-    while (isStale && !document.hidden) {
-        isStale = false;
-        await ask().catch((error) => connection("lost", `Cannot be read: ${error.message}`));
-        await new Promise((resolve) => setTimeout(resolve, pause));
-    }
-    isAsking = false;
-}
-
-function connection(state, text) {
-    element("connection").dataset.state = state;
-    setText(element("connection"), text);
-}
-
-// Nobody looks at a hidden page, so it neither listens nor asks.
-function listen() {
-    changes?.close();
-    changes = null;
-    if (document.hidden) {
-        return;
-    }
-    changes = new EventSource("/changes");
-    changes.onopen = () => {
-        connection("live", "Live");
-        refresh();
-    };
-    changes.addEventListener("changed", refresh);
-    changes.onerror = () => {
-        connection("lost", "The service does not answer; trying again");
-        if (changes.readyState === EventSource.CLOSED) {
-            setTimeout(listen, 3000);
+        if (wish.search === element("search").value) {
+            showFlags(flags, totals);
         }
-    };
+    }
 }
+
+const refresh = live(ask);
 
 function choose(key) {
     chosenKey = key;
@@ -193,6 +152,7 @@ function choose(key) {
 element("key").addEventListener("change", ({ target }) => {
     location.hash = target.value; // its handler below chooses the key
 });
+element("search").addEventListener("input", refresh);
+element("sort").addEventListener("change", refresh);
+element("finder").addEventListener("submit", (event) => event.preventDefault());
 addEventListener("hashchange", () => choose(location.hash.slice(1)));
-document.addEventListener("visibilitychange", listen);
-listen();
