@@ -15,16 +15,25 @@
 /// `KivxValue`, an `std::int64_t` or a `double`. False for every other word.
 template <class Take>
 bool takeConstant(std::string_view word, Take&& take) {
-    if (kiv::sameText(word, KivxTrue)) {
-        take(true);
-    } else if (kiv::sameText(word, KivxFalse)) {
-        take(false);
-    } else if (kiv::sameText(word, KivxUndefined)) {
-        take(KivxValue::undefined());
-    } else if (const std::optional<kiv::Number> number = kiv::parseNumber(word)) {
-        std::visit(take, *number);
-    } else {
-        return false;
+    const char first = word.empty() ? '\0' : word.front();
+    if (first == '-' || first == '.' || (first >= '0' && first <= '9')) {
+        const std::optional<kiv::Number> number = kiv::parseNumber(word);
+        if (number) {
+            std::visit(take, *number);
+        }
+        return number.has_value();
     }
-    return true;
+    if (first == KivxTrue.front() && kiv::sameText(word, KivxTrue)) {
+        take(true);
+        return true;
+    }
+    if (first == KivxFalse.front() && kiv::sameText(word, KivxFalse)) {
+        take(false);
+        return true;
+    }
+    if (first == KivxUndefined.front() && kiv::sameText(word, KivxUndefined)) {
+        take(KivxValue::undefined());
+        return true;
+    }
+    return false;
 }

@@ -26,6 +26,7 @@ struct Masks {
 
 /// Sixteen characters. The compiler makes SSE2, NEON or plain code of what is done with them.
 using Sixteen [[gnu::vector_size(16)]] = unsigned char;
+using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
 
 Sixteen sixteenAt(const char* text) {
     Sixteen characters;
@@ -36,10 +37,8 @@ Sixteen sixteenAt(const char* text) {
 /// A text of up to 15 characters with zeros behind it.
 Sixteen shortText(std::string_view text) {
     const kiv::TextEnds ends(text);
-    const std::uint64_t words[] = {ends.first(), ends.last()};
-    Sixteen characters;
-    std::memcpy(&characters, words, sizeof characters);
-    return characters;
+    const TwoWords words = {ends.first(), ends.last()};
+    return reinterpret_cast<Sixteen>(words);
 }
 
 /// A bit for each character; the characters are 0 or 0xFF.
@@ -47,8 +46,7 @@ std::uint64_t bitsOf(Sixteen characters) {
 #if defined(KIV_SSE2)
     return static_cast<std::uint64_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(characters)));
 #else
-    std::uint64_t words[2];
-    std::memcpy(words, &characters, sizeof words);
+    const auto words = reinterpret_cast<TwoWords>(characters);
     // Leaves another bit of each byte, and adds the bytes up in the highest one.
     const auto gathered = [](std::uint64_t word) {
         return (word & 0x8040201008040201U) * 0x0101010101010101U >> 56U;
