@@ -22,7 +22,7 @@ std::string kindOf(const KivxValue& value) {
            : value.isNumber()   ? "a number"
            : value.text()       ? "a text"
            : value.date()       ? "a date"
-           : value.array()      ? "an array"
+           : value.elements()   ? "an array"
            : value.dictionary() ? "a dictionary"
                                 : "undefined";
 }
@@ -32,7 +32,7 @@ int family(const KivxValue& value) {
     return value.isNumber()     ? 0
            : value.text()       ? 1
            : value.date()       ? 2
-           : value.array()      ? 3
+           : value.elements()   ? 3
            : value.dictionary() ? 4
                                 : 5;
 }
@@ -176,7 +176,7 @@ private:
             }
         }
         for (const std::size_t array : {std::size_t{0}, std::size_t{1}}) {
-            if (value(array).array() && !value(1 - array).dictionary()) {
+            if (value(array).elements() && !value(1 - array).dictionary()) {
                 return "Write " + (step_.name == "eq"
                                        ? call("inArray", source(1 - array), source(array))
                                        : "not(" + call("inArray", source(1 - array), source(array)) + ")");
@@ -214,7 +214,7 @@ private:
 
     std::string element() const {
         const KivxValue& own = value(0);
-        const KivxValue::Array* elements = value(1).array();
+        const auto elements = value(1).elements();
         if (!elements || holds(step_.value) || own.isUndefined()) {
             return own.isUndefined() && !holds(step_.value) ? "the array does not contain undefined" : "";
         }
