@@ -229,10 +229,10 @@ private:
             }
         }
         const bool isForeign =
-            !elements->empty() && std::ranges::none_of(*elements, [&](const KivxValue& each) {
+            elements->size() > 0 && std::ranges::none_of(*elements, [&](const KivxValue& each) {
                 return family(each) == family(own);
             });
-        return isForeign ? kindOf(own) + " equals no element: the first is " + kindOf(elements->front()) : "";
+        return isForeign ? kindOf(own) + " equals no element: the first is " + kindOf((*elements)[0]) : "";
     }
 
     std::string condition(std::size_t index) const {

@@ -218,7 +218,7 @@ void Ofrep::withDeclarations(const std::string& key, std::function<void()> then)
         auto declared = std::make_shared<OfrepDeclarations>();
         std::string problem;
         try {
-            if (const auto state = records_.lastState(key, "")) {
+            if (const auto state = records_.lastState(key)) {
                 *declared = OfrepDeclarations::from(parseJson(state->document).value_or(json::object()));
             }
         } catch (const std::exception& failure) {
