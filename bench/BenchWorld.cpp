@@ -20,12 +20,12 @@ std::string writeDocument(const std::string& key, const kiv::json::array& experi
     return path;
 }
 
-/// A condition of that many operators, which holds: comparisons of properties, each with an `and`.
+/// A condition of that many operators, a multiple of four, which holds: 50 bytes for each operator.
 std::string conjunctionOf(std::size_t operators) {
     std::string condition = "true";
-    for (std::size_t i = 0; i < operators; i += 6) {
-        condition = R"(and(eq(property("country"), "FR"), and(semverGte(property("version"), "2.3.1"), )" +
-                    condition + "))";
+    for (std::size_t i = 0; i < operators; i += 4) {
+        condition =
+            R"(and(not(eq(property("country"), ")" + std::string(160, 'x') + R"(")), )" + condition + ")";
     }
     return condition;
 }
