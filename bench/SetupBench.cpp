@@ -18,7 +18,7 @@ struct ManyFlags : KIVBaseContainer {
     }
 
     KIVContainerTable kivContainerTable() override {
-        KIVContainerTable table(typeid(ManyFlags));
+        KIVContainerTable table;
         for (std::size_t i = 0; i < flags.size(); ++i) {
             table.add(names[i], flags[i]);
         }

@@ -64,7 +64,7 @@ set_target_properties(kiv_objects PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_P
 
 add_library(kiv $<TARGET_OBJECTS:kiv_objects>)
 add_library(kiv::kiv ALIAS kiv)
-target_compile_features(kiv PUBLIC cxx_std_20)
+target_compile_features(kiv PUBLIC cxx_std_17) # what the public headers need; kiv_settings has the library's own
 target_compile_definitions(kiv PUBLIC $<$<BOOL:${BUILD_SHARED_LIBS}>:KIV_SHARED_LIBRARY>)
 target_include_directories(kiv PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
@@ -74,7 +74,7 @@ set_target_properties(kiv PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSI
                                      SOVERSION ${PROJECT_VERSION_MAJOR})
 if(BUILD_SHARED_LIBS)
     set(exports ${CMAKE_CURRENT_LIST_DIR}/exports.map)
-    # The library's threads run until the process ends, so dlclose must not unload it (nodelete).
+    # dlclose must not unload the library: src/Platform/System/KeepLoaded.h says why.
     target_link_options(kiv PRIVATE -Wl,--version-script=${exports} -Wl,--no-undefined -Wl,-z,nodelete)
     set_target_properties(kiv PROPERTIES LINK_DEPENDS ${exports})
 endif()

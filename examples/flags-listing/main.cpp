@@ -29,9 +29,9 @@ void draw(KIVFlagsViewController& screen) {
                 continue; // the flag is no longer registered
             }
             std::string control;
-            if (const auto* boolean = dynamic_cast<const KIVBooleanSwitchTableViewCell*>(cell.get())) {
+            if (const auto* boolean = cell->asBooleanSwitch()) {
                 control = boolean->flagSwitch().isOn ? "[ON]" : "[off]";
-            } else if (const auto* multi = dynamic_cast<const KIVMultiVariantTableViewCell*>(cell.get())) {
+            } else if (const auto* multi = cell->asMultiVariant()) {
                 control = multi->flagButton().title;
             }
             std::printf("    %-20s %s\n", cell->textLabel().c_str(), control.c_str());

@@ -12,7 +12,9 @@ int main() {
     auto flags = std::make_shared<CheckoutFlags>();
     KIVCore::register_("checkout", flags);
     KIVCore::setCustomStringProperty("FR", "country");
-    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", {.defaultConfigurationPath = "flags.json"});
+    KIVOptions options;
+    options.defaultConfigurationPath = "flags.json";
+    KIVCore::setupWithKey("5e0bd1f2c3a4b5d6e7f80912", options);
     if (flags->expressCheckout.isEnabled()) {
         std::puts("express checkout");
     }

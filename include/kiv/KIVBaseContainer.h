@@ -1,10 +1,9 @@
 #pragma once
 
-#include <initializer_list>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <type_traits>
-#include <typeinfo>
 #include <vector>
 
 #include <kiv/KIVExport.h>
@@ -19,7 +18,9 @@ public:
         std::shared_ptr<KIVString> owner; ///< the member, when it is a shared pointer
     };
 
-    explicit KIVContainerTable(const std::type_info& declaringClass) : declaringClass_(&declaringClass) {}
+    KIVContainerTable() = default;
+    /// `isInherited`: the table is that of a base class of the container's class.
+    explicit KIVContainerTable(bool isInherited) : isInherited_(isInherited) {}
 
     template <class T>
     void add(std::string_view name, T& member) {
@@ -31,7 +32,7 @@ public:
         }
     }
 
-    const std::type_info& declaringClass() const { return *declaringClass_; }
+    bool isInherited() const { return isInherited_; }
     const std::vector<Member>& members() const { return members_; }
 
     /// Removes the first name from `names`, a comma-separated list, and returns that name.
@@ -49,17 +50,41 @@ private:
         return first == std::string_view::npos ? std::string_view() : name.substr(first, last - first + 1);
     }
 
-    const std::type_info* declaringClass_;
+    bool isInherited_ = false;
     std::vector<Member> members_;
 };
 
 /// The base of every class that declares flags as its members. Name the members with `KIV_CONTAINER`.
 class KIV_API KIVBaseContainer {
 public:
-    virtual ~KIVBaseContainer() = default;
+    virtual ~KIVBaseContainer();
 
     /// The table of the flag members. `KIV_CONTAINER` writes this function.
-    virtual KIVContainerTable kivContainerTable() { return KIVContainerTable(typeid(KIVBaseContainer)); }
+    virtual KIVContainerTable kivContainerTable() { return {}; }
+};
+
+/// Tells whether a container is of the very class that holds the mark, or of a class derived from it. Works
+/// without run-time type information: while a class initialises its members, the object's virtual table is
+/// the one of that class, and the constructor of a derived class replaces it.
+class KIVContainerMark {
+public:
+    /// For the initialiser of a member of the container.
+    explicit KIVContainerMark(const KIVBaseContainer& container) noexcept
+        : virtualTable_(virtualTable(container)) {}
+
+    bool isOfDerivedClass(const KIVBaseContainer& container) const noexcept {
+        return virtualTable(container) != virtualTable_;
+    }
+
+private:
+    /// The ABI of C++ on Linux and macOS has the pointer to the virtual table come first in an object.
+    static const void* virtualTable(const KIVBaseContainer& container) noexcept {
+        const void* table = nullptr;
+        std::memcpy(&table, static_cast<const void*>(&container), sizeof table);
+        return table;
+    }
+
+    const void* virtualTable_;
 };
 
 /// Names the flag members of a container class, in a public or private part of it:
@@ -67,9 +92,13 @@ public:
 /// to a flag; members of other types are ignored. The flags that a base class declares are not registered
 /// with a derived class.
 #define KIV_CONTAINER(Class, ...)                                                                            \
+private:                                                                                                     \
+    KIVContainerMark kivContainerMark_{*this};                                                               \
+                                                                                                             \
 public:                                                                                                      \
     KIVContainerTable kivContainerTable() override {                                                         \
-        KIVContainerTable kivTable(typeid(Class));                                                           \
+        static_assert(std::is_same_v<decltype(*this), Class&>, "KIV_CONTAINER takes the name of its class"); \
+        KIVContainerTable kivTable(kivContainerMark_.isOfDerivedClass(*this));                               \
         std::string_view kivNames = #__VA_ARGS__;                                                            \
         [&](auto&... kivMember) {                                                                            \
             (kivTable.add(KIVContainerTable::nextName(kivNames), kivMember), ...);                           \

@@ -11,6 +11,8 @@ public:
 
     static std::string cellIdentifier() { return "KIVBooleanSwitchTableViewCell"; }
 
+    KIVBooleanSwitchTableViewCell* asBooleanSwitch() override { return this; }
+
     struct Switch {
         bool isOn = false;
     };

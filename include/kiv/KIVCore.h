@@ -159,14 +159,17 @@ public:
     /// Whether the preferences switch this build off for this application. Setup then does nothing.
     static bool isVersionSwitchedOff();
 
+#if defined(__cpp_rtti)
     /// For wrappers in other languages: call operations by their names in `KIVNamedOperations`. `run` calls
     /// an operation of `instance`; `getObjectFromClass` calls an operation of the class and then, when
     /// `instanceFunction` is given, calls that operation of the object that the first operation returned.
-    /// Both return an empty `std::any` when a name is unknown.
+    /// Both return an empty `std::any` when a name is unknown. Not declared with `-fno-rtti`, as
+    /// `KIVNamedOperations`.
     static std::any run(const std::string& method, const std::any& instance);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction);
     static std::any getObjectFromClass(const std::string& className, const std::string& staticFunction,
                                        const std::string& instanceFunction);
+#endif
 
     /// For the library and its tools.
     static std::shared_ptr<KIVFeatureFlagsRepository> flagsRepository();

@@ -34,7 +34,7 @@ inline constexpr const char* KIVC_customPropertyKIV = "kiv";
 class KIV_API KIVCustomProperty {
 public:
     KIVCustomProperty() = delete;
-    virtual ~KIVCustomProperty() = default;
+    virtual ~KIVCustomProperty();
 
     /// Make a property with a fixed value, or with a callback that runs each time the value is read.
     static std::shared_ptr<KIVCustomProperty> withStringValue(std::string name, std::string value);
@@ -104,5 +104,5 @@ public:
     /// A property named "kiv." and the name of `inner`, with the type and the value or callback of `inner`.
     explicit KIVDeviceProperty(const KIVCustomProperty& inner);
 
-    bool isKivProperty() const override { return true; }
+    bool isKivProperty() const override;
 };

@@ -3,4 +3,4 @@
 #include <chrono>
 
 /// A moment, in microseconds since 1970-01-01 UTC.
-using KIVDate = std::chrono::sys_time<std::chrono::microseconds>;
+using KIVDate = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;

@@ -18,5 +18,5 @@ public:
     void forceValue(double value);
 
 protected:
-    std::string_view className() const override { return "KIVDouble"; }
+    std::string_view className() const override;
 };

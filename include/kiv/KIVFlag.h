@@ -1,7 +1,7 @@
 #pragma once
 
-#include <concepts>
 #include <functional>
+#include <type_traits>
 
 #include <kiv/KIVString.h>
 
@@ -11,14 +11,16 @@ public:
     using Action = std::function<void()>;
 
     KIVFlag() : KIVFlag(false) {}
-    explicit KIVFlag(std::same_as<bool> auto defaultValue)
-        : KIVString(text(defaultValue), {"true", "false"}) {}
-    KIVFlag(std::same_as<bool> auto defaultValue, unsigned freeze)
-        : KIVString(text(defaultValue), {"true", "false"}, freeze) {}
+    template <class Bool, std::enable_if_t<std::is_same_v<Bool, bool>, int> = 0>
+    explicit KIVFlag(Bool defaultValue) : KIVString(text(defaultValue), {"true", "false"}) {}
+    template <class Bool, std::enable_if_t<std::is_same_v<Bool, bool>, int> = 0>
+    KIVFlag(Bool defaultValue, unsigned freeze) : KIVString(text(defaultValue), {"true", "false"}, freeze) {}
 
     /// Reads the flag.
     bool isEnabled() const { return getBoolValue(); }
     bool isEnabled(const KIVDynamicPropertyContext& context) const;
+
+    bool isBooleanFlag() const override;
 
     /// Reads the flag and calls the action on this thread: `enabled` when the flag is on, `disabled` when it
     /// is off. An empty action is not called.
@@ -33,10 +35,13 @@ public:
     void enabled(const Action& whenEnabled, const Action& whenDisabled,
                  const KIVDynamicPropertyContext& context) const;
 
-    void forceValue(std::same_as<bool> auto value) { KIVString::forceValue(text(value)); }
+    template <class Bool, std::enable_if_t<std::is_same_v<Bool, bool>, int> = 0>
+    void forceValue(Bool value) {
+        KIVString::forceValue(text(value));
+    }
 
 protected:
-    std::string_view className() const override { return "KIVFlag"; }
+    std::string_view className() const override;
 
 private:
     static const char* text(bool value) { return value ? "true" : "false"; }

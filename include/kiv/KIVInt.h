@@ -17,5 +17,5 @@ public:
     void forceValue(int value);
 
 protected:
-    std::string_view className() const override { return "KIVInt"; }
+    std::string_view className() const override;
 };

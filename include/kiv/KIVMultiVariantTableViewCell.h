@@ -27,6 +27,8 @@ public:
 
     static std::string cellIdentifier() { return "KIVMultiVariantTableViewCell"; }
 
+    KIVMultiVariantTableViewCell* asMultiVariant() override { return this; }
+
     /// Its title has the view's tint and begins at the left.
     struct Button {
         std::string title;

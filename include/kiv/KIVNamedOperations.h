@@ -9,10 +9,13 @@
 
 #include <kiv/KIVExport.h>
 
+#if defined(__cpp_rtti)
+
 /// Operations without arguments, found by the names of class and operation: a wrapper in another language,
 /// which knows the names only, calls them here. An operation returns an object, or an empty `std::any` when
 /// it has none to return. Callable from any thread; an operation runs on the calling thread, and no lock is
-/// held meanwhile.
+/// held meanwhile. Not declared for code without run-time type information (`-fno-rtti`), because a
+/// `std::any` that such code makes does not know its type.
 class KIV_API KIVNamedOperations {
 public:
     using ClassOperation = std::function<std::any()>;
@@ -41,3 +44,5 @@ private:
     std::map<std::pair<std::string, std::string>, ClassOperation> classOperations_;
     std::map<std::pair<std::type_index, std::string>, InstanceOperation> instanceOperations_;
 };
+
+#endif

@@ -98,6 +98,9 @@ public:
     /// Class, name and current value, for a person to read.
     std::string description() const;
 
+    /// True for a `KIVFlag`. Works also for the flags of an application without run-time type information.
+    virtual bool isBooleanFlag() const { return false; }
+
 protected:
     /// For derived flags, which convert their variations to texts. The level is the library's default when
     /// `freeze` is nullopt.

@@ -7,8 +7,10 @@
 
 #include <kiv/KIVExport.h>
 
+class KIVBooleanSwitchTableViewCell;
 class KIVFeatureFlagsSetter;
 class KIVFlagsViewController;
+class KIVMultiVariantTableViewCell;
 class KIVString;
 
 /// A row of the flags screen's model: the label of one flag, its control, and a line below the label while
@@ -21,6 +23,10 @@ public:
 
     /// Throws a `KIVException` named "UnrecognizedOperation": only the subclasses have an identifier.
     static std::string cellIdentifier();
+
+    /// This cell as its own type; null when it is of the other type.
+    virtual KIVBooleanSwitchTableViewCell* asBooleanSwitch() { return nullptr; }
+    virtual KIVMultiVariantTableViewCell* asMultiVariant() { return nullptr; }
 
     /// For the library: the model sets its setter and itself in each cell.
     void setSetter(std::shared_ptr<KIVFeatureFlagsSetter> setter) { setter_ = std::move(setter); }

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -20,6 +22,13 @@
 /// `none` is the absence of a value: the argument that an expression leaves out, or a callback's "I do not
 /// know". `undefined` is a value of the language. Several threads may read one value at the same time.
 class KIV_API KivxValue {
+    /// The types of up to 64 bits that hold whole numbers: neither bool nor a character.
+    template <class T>
+    static constexpr bool isIntegerType = std::is_integral_v<T> && sizeof(T) <= sizeof(std::int64_t) &&
+                                          !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+                                          !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> &&
+                                          !std::is_same_v<T, char32_t> && !std::is_same_v<T, decltype(u8'a')>;
+
 public:
     enum class Kind { none, undefined, boolean, integer, real, string, date, array, dictionary };
 
@@ -52,21 +61,19 @@ public:
     KivxValue() noexcept {}
     KivxValue(std::nullptr_t) noexcept {}
     KivxValue(std::nullopt_t) noexcept {}
-    KivxValue(std::same_as<bool> auto value) noexcept : form_(Form::boolean), plain_{.boolean = value} {}
+    template <class Bool, std::enable_if_t<std::is_same_v<Bool, bool>, int> = 0>
+    KivxValue(Bool value) noexcept : form_(Form::boolean), plain_(value) {}
     /// A number beyond the signed range of 64 bits becomes a double.
-    template <std::integral Integer>
-    requires(!std::same_as<Integer, bool>) KivxValue(Integer value)
-    noexcept {
-        if (std::in_range<std::int64_t>(value)) {
-            form_ = Form::integer;
-            plain_.integer = static_cast<std::int64_t>(value);
-        } else {
-            form_ = Form::real;
-            plain_.real = static_cast<double>(value);
+    template <class Integer, std::enable_if_t<isIntegerType<Integer>, long> = 0>
+    KivxValue(Integer value) noexcept : form_(Form::integer), plain_(static_cast<std::int64_t>(value)) {
+        if constexpr (std::is_unsigned_v<Integer> && sizeof(Integer) >= sizeof(std::int64_t)) {
+            if (value > static_cast<Integer>(std::numeric_limits<std::int64_t>::max())) {
+                *this = KivxValue(static_cast<double>(value));
+            }
         }
     }
-    KivxValue(std::floating_point auto value) noexcept
-        : form_(Form::real), plain_{.real = static_cast<double>(value)} {}
+    template <class Real, std::enable_if_t<std::is_floating_point_v<Real>, char> = 0>
+    KivxValue(Real value) noexcept : form_(Form::real), plain_(static_cast<double>(value)) {}
     KivxValue(std::string text) noexcept : form_(Form::owned), owned_(std::move(text)) {}
     KivxValue(std::string_view text) : KivxValue(std::string(text)) {}
     KivxValue(const char* text) {
@@ -74,35 +81,35 @@ public:
             *this = KivxValue(std::string(text));
         }
     }
-    KivxValue(KIVDate date) noexcept : form_(Form::date), plain_{.date = date} {}
+    KivxValue(KIVDate date) noexcept : form_(Form::date), plain_(date) {}
     KivxValue(Array elements)
         : form_(Form::owned), owned_(std::make_shared<const Array>(std::move(elements))) {}
     KivxValue(Dictionary members);
 
     /// A text or an array that is not copied: the caller keeps it alive as long as the value and its copies
     /// are used.
-    explicit KivxValue(BorrowedText text) noexcept : form_(Form::borrowed), plain_{.text = text.text} {}
-    explicit KivxValue(Elements elements) noexcept : form_(Form::elements), plain_{.elements = elements} {}
+    explicit KivxValue(BorrowedText text) noexcept : form_(Form::borrowed), plain_(text.text) {}
+    explicit KivxValue(Elements elements) noexcept : form_(Form::elements), plain_(elements) {}
 
     KivxValue(const KivxValue& other) : form_(other.form_) {
         if (isPlain()) {
             plain_ = other.plain_;
         } else {
-            std::construct_at(&owned_, other.owned_);
+            new (&owned_) Owned(other.owned_);
         }
     }
     KivxValue(KivxValue&& other) noexcept : form_(other.form_) {
         if (isPlain()) {
             plain_ = other.plain_;
         } else {
-            std::construct_at(&owned_, std::move(other.owned_));
+            new (&owned_) Owned(std::move(other.owned_));
         }
     }
     KivxValue& operator=(const KivxValue& other) { return *this = KivxValue(other); }
     KivxValue& operator=(KivxValue&& other) noexcept {
         if (this != &other) {
             std::destroy_at(this);
-            std::construct_at(this, std::move(other));
+            new (this) KivxValue(std::move(other));
         }
         return *this;
     }
@@ -179,6 +186,7 @@ public:
     /// Numbers are equal by value whatever their kind (true, 1 and 1.0 are), texts by content. `undefined`
     /// equals only itself. `none` equals nothing, not even `none`.
     friend KIV_API bool operator==(const KivxValue& a, const KivxValue& b);
+    friend bool operator!=(const KivxValue& a, const KivxValue& b) { return !(a == b); }
 
 private:
     enum class Form : std::uint8_t {
@@ -196,7 +204,15 @@ private:
     /// The forms that are copied bit by bit. An evaluation moves values many times, and nearly all are of
     /// these forms.
     union Plain {
-        std::int64_t integer = 0;
+        Plain() noexcept : integer(0) {}
+        explicit Plain(std::int64_t value) noexcept : integer(value) {}
+        explicit Plain(bool value) noexcept : boolean(value) {}
+        explicit Plain(double value) noexcept : real(value) {}
+        explicit Plain(std::string_view value) noexcept : text(value) {}
+        explicit Plain(KIVDate value) noexcept : date(value) {}
+        explicit Plain(Elements value) noexcept : elements(value) {}
+
+        std::int64_t integer;
         bool boolean;
         double real;
         std::string_view text;

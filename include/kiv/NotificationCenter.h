@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <typeinfo>
 
 #include <kiv/KIVExport.h>
+#include <kiv/TypeMark.h>
 
 namespace kiv {
 
@@ -16,20 +16,21 @@ class Notification {
 public:
     template <class T>
     Notification(std::string_view name, const T& object) noexcept
-        : name_(name), object_(std::addressof(object)), type_(&typeid(T)) {}
+        : name_(name), object_(std::addressof(object)), type_(&typeMark<T>) {}
 
     std::string_view name() const noexcept { return name_; }
 
-    /// The object that the notification is about, or null when it is of another type.
+    /// The object that the notification is about, or null when it is of another type. `TypeMark` says how
+    /// types are compared.
     template <class T>
     const T* object() const noexcept {
-        return *type_ == typeid(T) ? static_cast<const T*>(object_) : nullptr;
+        return *type_ == typeMark<T> ? static_cast<const T*>(object_) : nullptr;
     }
 
 private:
     std::string_view name_;
     const void* object_;
-    const std::type_info* type_;
+    const TypeMark* type_;
 };
 
 /// Calls the observers of a notification on the thread that posts it, before `post` returns.

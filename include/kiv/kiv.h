@@ -32,3 +32,4 @@
 #include <kiv/KIVVariantTableViewCell.h>
 #include <kiv/KivxValue.h>
 #include <kiv/NotificationCenter.h>
+#include <kiv/TypeMark.h>

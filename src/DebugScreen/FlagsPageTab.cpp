@@ -17,7 +17,7 @@ namespace kiv {
 namespace {
 
 /// What the page shows of a row.
-json::object shown(const std::string& name, const KIVVariantTableViewCell* cell) {
+json::object shown(const std::string& name, KIVVariantTableViewCell* cell) {
     json::object row{{"name", name}};
     if (!cell) {
         row["isGone"] = true;
@@ -27,9 +27,9 @@ json::object shown(const std::string& name, const KIVVariantTableViewCell* cell)
     if (cell->detailTextLabel()) {
         row["detail"] = *cell->detailTextLabel();
     }
-    if (const auto* boolean = dynamic_cast<const KIVBooleanSwitchTableViewCell*>(cell)) {
+    if (const auto* boolean = cell->asBooleanSwitch()) {
         row["isOn"] = boolean->flagSwitch().isOn;
-    } else if (const auto* multi = dynamic_cast<const KIVMultiVariantTableViewCell*>(cell)) {
+    } else if (const auto* multi = cell->asMultiVariant()) {
         row["value"] = multi->flagButton().title;
         if (multi->value() != multi->flagButton().title) {
             row["raw"] = multi->value();
@@ -154,7 +154,7 @@ FlagsPageTab::Row* FlagsPageTab::find(std::string_view name) {
 
 json::object FlagsPageTab::choices(std::string_view name) {
     Row* row = find(name);
-    auto* cell = row ? dynamic_cast<KIVMultiVariantTableViewCell*>(row->cell.get()) : nullptr;
+    auto* cell = row && row->cell ? row->cell->asMultiVariant() : nullptr;
     if (!cell) {
         return {};
     }
@@ -168,7 +168,7 @@ json::object FlagsPageTab::choices(std::string_view name) {
 
 bool FlagsPageTab::toggle(std::string_view name, bool isOn) {
     Row* row = find(name);
-    auto* cell = row ? dynamic_cast<KIVBooleanSwitchTableViewCell*>(row->cell.get()) : nullptr;
+    auto* cell = row && row->cell ? row->cell->asBooleanSwitch() : nullptr;
     if (cell) {
         cell->switchToggled(isOn);
     }

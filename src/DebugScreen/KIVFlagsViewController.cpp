@@ -155,7 +155,7 @@ std::shared_ptr<KIVVariantTableViewCell> KIVFlagsViewController::cellForRowAtInd
         return nullptr;
     }
     std::shared_ptr<KIVVariantTableViewCell> cell;
-    if (dynamic_cast<const KIVFlag*>(feature.get())) {
+    if (feature->isBooleanFlag()) {
         cell = std::make_shared<KIVBooleanSwitchTableViewCell>();
     } else {
         cell = std::make_shared<KIVMultiVariantTableViewCell>();

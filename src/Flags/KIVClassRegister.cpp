@@ -36,10 +36,9 @@ void KIVClassRegister::handleContainer(const std::shared_ptr<KIVBaseContainer>& 
         KIV_DEBUG_LOG("there is no container to register under '%@'", nameSpace.view());
         return;
     }
-    const KIVBaseContainer& object = *container;
     const KIVContainerTable table = container->kivContainerTable();
-    if (table.declaringClass() != typeid(object)) {
-        return; // the table is inherited: the flags that a base class declares are not registered
+    if (table.isInherited()) {
+        return; // the flags that a base class declares are not registered
     }
     for (const KIVContainerTable::Member& member : table.members()) {
         if (member.flag) {

@@ -28,3 +28,5 @@ double KIVDouble::value(const KIVDynamicPropertyContext& context) const {
 }
 
 void KIVDouble::forceValue(double value) { KIVString::forceValue(kiv::doubleText(value)); }
+
+std::string_view KIVDouble::className() const { return "KIVDouble"; }

@@ -1,5 +1,9 @@
 #include <kiv/KIVFlag.h>
 
+std::string_view KIVFlag::className() const { return "KIVFlag"; }
+
+bool KIVFlag::isBooleanFlag() const { return true; }
+
 bool KIVFlag::isEnabled(const KIVDynamicPropertyContext& context) const {
     const auto evaluation = EvaluationContext::initDefaultWithContext(context);
     return getBoolValue(&evaluation);

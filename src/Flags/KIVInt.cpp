@@ -26,3 +26,5 @@ std::int64_t KIVInt::value(const KIVDynamicPropertyContext& context) const {
 }
 
 void KIVInt::forceValue(int value) { KIVString::forceValue(std::to_string(value)); }
+
+std::string_view KIVInt::className() const { return "KIVInt"; }

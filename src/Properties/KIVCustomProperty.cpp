@@ -23,6 +23,10 @@ auto ask(const Block& block, const char* expected, const std::string& actual, st
 
 } // namespace
 
+KIVCustomProperty::~KIVCustomProperty() = default;
+
+bool KIVDeviceProperty::isKivProperty() const { return true; }
+
 KIVCustomProperty::KIVCustomProperty(std::string name, const char* type, const char* externalType)
     : name_(std::move(name)), type_(type), externalType_(externalType) {}
 

@@ -8,6 +8,8 @@
 
 #include <pthread.h>
 
+#include "Platform/System/KeepLoaded.h"
+
 namespace kiv {
 namespace {
 
@@ -28,6 +30,7 @@ void inChild();
 /// Makes the handlers known to the system at the first use.
 Tasks& tasks() {
     static Tasks& instance = []() -> Tasks& {
+        keepLoaded();
         pthread_atfork(prepare, inParent, inChild);
         return *new Tasks;
     }();

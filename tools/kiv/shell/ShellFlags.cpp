@@ -28,7 +28,7 @@ public:
     explicit ScriptedContainer(Members members) : members_(std::move(members)) {}
 
     KIVContainerTable kivContainerTable() override {
-        KIVContainerTable table(typeid(ScriptedContainer));
+        KIVContainerTable table;
         for (auto& [name, flag] : members_) {
             table.add(name, flag);
         }

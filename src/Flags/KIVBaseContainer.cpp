@@ -1,0 +1,3 @@
+#include <kiv/KIVBaseContainer.h>
+
+KIVBaseContainer::~KIVBaseContainer() = default;
