@@ -12,10 +12,9 @@
 
 namespace {
 
-kiv::HandleTable<EvaluationContext>& contexts() {
-    static auto& table = *new kiv::HandleTable<EvaluationContext>(kiv::HandleKind::context);
-    return table;
-}
+constinit kiv::NeverDestroyed<kiv::HandleTable<EvaluationContext>> table(kiv::HandleKind::context);
+
+kiv::HandleTable<EvaluationContext>& contexts() { return table.object; }
 
 /// Writes the value, but a text, to `value`; returns the text.
 std::optional<std::string> give(KivxValue&& found, kiv_value& value) {
@@ -89,8 +88,8 @@ kiv_status kiv_context_create(const kiv_entry* entries, std::size_t count, kiv_c
             values.insert_or_assign(std::string(kiv::text(entries[i].name, "the name of an entry")),
                                     kiv::valueOf(entries[i].value, "the value of an entry"));
         }
-        *context = static_cast<kiv_context*>(contexts().add(
-            EvaluationContext::initDefaultWithContext(KIVDynamicPropertyContext(std::move(values)))));
+        *context = static_cast<kiv_context*>(contexts().add(std::make_shared<const EvaluationContext>(
+            EvaluationContext::initDefaultWithContext(KIVDynamicPropertyContext(std::move(values))))));
     });
 }
 

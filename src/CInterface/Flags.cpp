@@ -15,10 +15,9 @@
 
 namespace {
 
-kiv::HandleTable<std::shared_ptr<KIVString>>& flags() {
-    static auto& table = *new kiv::HandleTable<std::shared_ptr<KIVString>>(kiv::HandleKind::flag);
-    return table;
-}
+constinit kiv::NeverDestroyed<kiv::HandleTable<KIVString>> table(kiv::HandleKind::flag);
+
+kiv::HandleTable<KIVString>& flags() { return table.object; }
 
 [[noreturn]] void refuseFlag(const kiv_flag* handle) {
     kiv::requirePointer(handle, "flag");
@@ -27,11 +26,11 @@ kiv::HandleTable<std::shared_ptr<KIVString>>& flags() {
 
 /// The caller holds a `ReadGuard`.
 const KIVString& flagOf(const kiv_flag* handle) {
-    const auto* flag = flags().find(handle);
+    const KIVString* flag = flags().find(handle);
     if (!flag) {
         refuseFlag(handle);
     }
-    return **flag;
+    return *flag;
 }
 
 /// Reads a flag by its handle with the getter of a type.
@@ -119,19 +118,19 @@ kiv_status kiv_flag_free(kiv_flag* flag) {
 
 kiv_status kiv_flag_read_bool(const kiv_flag* flag, const kiv_context* context, std::int32_t* value) {
     return read(flag, context, value, [](const KIVString& found, const EvaluationContext* evaluation) {
-        return found.getBoolValue(evaluation) ? 1 : 0;
+        return KIVFlagReader::boolValue(found, evaluation, found.defaultValue()) ? 1 : 0;
     });
 }
 
 kiv_status kiv_flag_read_int(const kiv_flag* flag, const kiv_context* context, std::int64_t* value) {
     return read(flag, context, value, [](const KIVString& found, const EvaluationContext* evaluation) {
-        return found.getIntValue(evaluation);
+        return KIVFlagReader::intValue(found, evaluation, found.defaultValue());
     });
 }
 
 kiv_status kiv_flag_read_double(const kiv_flag* flag, const kiv_context* context, double* value) {
     return read(flag, context, value, [](const KIVString& found, const EvaluationContext* evaluation) {
-        return found.getDoubleValue(evaluation);
+        return KIVFlagReader::doubleValue(found, evaluation, found.defaultValue());
     });
 }
 
@@ -164,7 +163,7 @@ kiv_status kiv_read_bool(const char* name, std::size_t nameSize, std::int32_t de
     return readNamed(
         name, nameSize, isOn ? 1 : 0, context, value,
         [=](const KIVString& flag, const EvaluationContext* evaluation) {
-            return flag.getBoolValue(evaluation, isOn ? "true" : "false") ? 1 : 0;
+            return KIVFlagReader::boolValue(flag, evaluation, isOn ? "true" : "false") ? 1 : 0;
         },
         [=](std::string_view wanted, const KIVDynamicPropertyContext* values) {
             return KIVCore::dynamicAPI()->isEnabled(wanted, isOn, values) ? 1 : 0;
@@ -176,7 +175,7 @@ kiv_status kiv_read_int(const char* name, std::size_t nameSize, std::int32_t def
     return readNamed(
         name, nameSize, defaultValue, context, value,
         [=](const KIVString& flag, const EvaluationContext* evaluation) {
-            return flag.getIntValue(evaluation, kiv::integerText(defaultValue));
+            return KIVFlagReader::intValue(flag, evaluation, kiv::integerText(defaultValue));
         },
         [=](std::string_view wanted, const KIVDynamicPropertyContext* values) {
             return KIVCore::dynamicAPI()->getInt(wanted, defaultValue, {}, values);
@@ -194,7 +193,7 @@ kiv_status kiv_read_double(const char* name, std::size_t nameSize, double defaul
     return readNamed(
         name, nameSize, defaultValue, context, value,
         [=](const KIVString& flag, const EvaluationContext* evaluation) {
-            return flag.getDoubleValue(evaluation, kiv::doubleText(defaultValue));
+            return KIVFlagReader::doubleValue(flag, evaluation, kiv::doubleText(defaultValue));
         },
         [=](std::string_view wanted, const KIVDynamicPropertyContext* values) {
             return KIVCore::dynamicAPI()->getDouble(wanted, defaultValue, {}, values);

@@ -32,52 +32,59 @@ inline std::uint64_t handleNumber(const void* handle) { return reinterpret_cast<
 /// Objects by handle. Any number of threads look up without a lock while others add and remove.
 ///
 /// The number of a handle is the index of its slot, and above it how many handles the table had given before:
-/// 28 bits, so that a slot takes 268 million handles until one of them can come again.
+/// 28 bits, so that it takes 268 million handles until one of them can come again.
 template <class T>
 class HandleTable {
 public:
     explicit constexpr HandleTable(HandleKind kind) : kind_(kind) {}
 
-    void* add(T object) {
-        auto entry = std::make_unique<Entry>(Entry{0, std::move(object)});
+    void* add(std::shared_ptr<const T> object) {
         const WriterLock lock(lock_);
         if (free_.empty()) {
             makeRoom();
         }
         const std::uint32_t index = free_.back();
         free_.pop_back();
-        entry->handle = handleOf(kind_, (++given_ & generationMask) << indexBits | index);
-        const std::uint64_t handle = entry->handle;
-        slot(index)->store(entry.release(), std::memory_order_seq_cst);
+        Slot& place = *slot(index);
+        const std::uint64_t handle = handleOf(kind_, (++given_ & generationMask) << indexBits | index);
+        place.object.store(object.get(), std::memory_order_seq_cst);
+        place.owner = std::move(object);
+        place.handle.store(handle, std::memory_order_seq_cst);
         return reinterpret_cast<void*>(static_cast<std::uintptr_t>(handle));
     }
 
     /// False when there is no such handle.
     bool remove(const void* handle) {
         const WriterLock lock(lock_);
-        const Entry* entry = entryOf(handle);
-        if (!entry) {
+        if (!find(handle)) {
             return false;
         }
-        const auto index = static_cast<std::uint32_t>(entry->handle);
-        free_.push_back(index);
-        slot(index)->store(nullptr, std::memory_order_seq_cst);
-        retire(std::unique_ptr<const Entry>(entry));
+        const auto index = static_cast<std::uint32_t>(handleNumber(handle));
+        free_.push_back(index); // has room, as `makeRoom` has seen to
+        Slot& place = *slot(index);
+        place.handle.store(0, std::memory_order_seq_cst);
+        retire(std::move(place.owner));
         return true;
     }
 
     /// The object, or null when there is no such handle. Valid until the caller's `ReadGuard` closes.
     const T* find(const void* handle) const {
-        const Entry* entry = entryOf(handle);
-        return entry ? &entry->object : nullptr;
+        const std::uint64_t number = handleNumber(handle);
+        const Slot* place = slot(static_cast<std::uint32_t>(number));
+        if (!place || place->handle.load(std::memory_order_seq_cst) != number) {
+            return nullptr;
+        }
+        const T* object = place->object.load(std::memory_order_seq_cst);
+        // Another thread may have freed the handle and used its slot anew in between.
+        return place->handle.load(std::memory_order_seq_cst) == number ? object : nullptr;
     }
 
 private:
-    struct Entry {
-        std::uint64_t handle;
-        T object;
+    struct Slot {
+        std::atomic<std::uint64_t> handle{0}; ///< 0 while the slot is free
+        std::atomic<const T*> object{nullptr};
+        std::shared_ptr<const T> owner; ///< touched under the lock alone
     };
-    using Slot = std::atomic<const Entry*>;
 
     static constexpr unsigned indexBits = 32;
     static constexpr std::uint64_t generationMask = (1U << 28) - 1;
@@ -94,13 +101,6 @@ private:
         }
         Slot* slots = chunks_[chunk].load(std::memory_order_acquire);
         return slots ? slots + (place - (std::uint64_t{1} << bits)) : nullptr;
-    }
-
-    const Entry* entryOf(const void* handle) const {
-        const std::uint64_t number = handleNumber(handle);
-        const Slot* place = slot(static_cast<std::uint32_t>(number));
-        const Entry* entry = place ? place->load(std::memory_order_seq_cst) : nullptr;
-        return entry && entry->handle == number ? entry : nullptr;
     }
 
     /// The caller holds the lock.
@@ -125,6 +125,16 @@ private:
     std::size_t used_ = 0; ///< chunks
     std::uint64_t given_ = 0;
     std::vector<std::uint32_t> free_;
+};
+
+/// An object that is there before `main` and is never destroyed.
+template <class T>
+union NeverDestroyed {
+    template <class... Arguments>
+    explicit constexpr NeverDestroyed(Arguments... arguments) : object(arguments...) {}
+    constexpr ~NeverDestroyed() {}
+
+    T object;
 };
 
 } // namespace kiv
