@@ -247,6 +247,16 @@ bool setUp() {
         require(impression->name.data != nullptr);
     };
     require(kiv_setup("0ac4f5e6-1111-2222-3333-0123456789ab", SIZE_MAX, &options) == KIV_OK);
+    kiv_entry entry{};
+    entry.name = {"p", 1};
+    entry.value.kind = KIV_TEXT;
+    entry.value.text = {"v", 1};
+    kiv_context* context = nullptr;
+    std::array<char, 2> value{};
+    require(kiv_context_create(&entry, 1, &context) == KIV_OK);
+    require(kiv_read_text("b", 1, "", 0, context, value.data(), value.size(), nullptr) == KIV_OK);
+    require(value[0] == 'v'); // the document is in use
+    kiv_context_free(context);
     return true;
 }
 
