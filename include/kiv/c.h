@@ -6,10 +6,11 @@
 /// text that a zero byte ends. The library copies what it keeps: nothing that is passed has to outlive the
 /// call, except user pointers. "Optional" parameters may be null; every other pointer may not.
 ///
-/// Each function returns a `kiv_status`. When that is not KIV_OK, the call has changed nothing and
-/// `kiv_error_text` says why. Every function may be called from any thread and inside every callback. None
-/// waits for the network. Structs have the same layout in all versions of one major number; new members are
-/// added at the end of a struct that begins with its size. In these structs a member that is zero is not set.
+/// Functions return a `kiv_status`. When that is not KIV_OK, `kiv_error_text` says why, and the call has
+/// changed nothing but what its comment says. Every function may be called from any thread and inside every
+/// callback. None waits for the network. Structs have the same layout in all versions of one major number;
+/// new members are added at the end of a struct that begins with its size. In these structs a member that is
+/// zero is not set.
 
 #include <stddef.h>
 #include <stdint.h>
