@@ -246,6 +246,8 @@ bool setUp() {
     options.impression = [](void*, const kiv_impression* impression) {
         require(impression->name.data != nullptr);
     };
+    const auto hush = [](void*, std::uint32_t, const char*, std::size_t, const char*, std::size_t) {};
+    require(kiv_set_error_handler(hush, nullptr, nullptr) == KIV_OK);
     require(kiv_setup("0ac4f5e6-1111-2222-3333-0123456789ab", SIZE_MAX, &options) == KIV_OK);
     kiv_entry entry{};
     entry.name = {"p", 1};
