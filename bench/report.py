@@ -41,8 +41,16 @@ COUNTER_TARGETS = {
     "read/list": {"allocations": 0},
     "read/context": {"allocations": 1},
     "impression/read": {"allocations": 4},
+    **{f"c_read/{name}": {"allocations": 0} for name in ("rule", "compound", "regex", "context")},
+    "c_read_by_name/rule": {"allocations": 0},
     "apply/10000": {"bytes_per_experiment": 360},
     "impression/burst": {"catch_up_ms": 2000, "memory_mb": 8, "queue": 1000},
+}
+# Name of the benchmark: (the benchmark that it is compared with, the highest multiple of that one's time).
+RATIOS = {
+    **{f"c_read/{name}": (f"read/{name}", 1.3)
+       for name in ("plain", "constant", "rule", "rollout", "compound", "regex", "context", "frozen", "override")},
+    "c_read_by_name/rule": ("read_by_name/rule", 1.3),
 }
 # Two threads make at least as many times the reads of one.
 TWO_THREADS = 1.95
@@ -84,7 +92,7 @@ def report(rows):
     missed = []
     for name, row in rows.items():
         time = nanoseconds(row)
-        kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "unit")) else "ms", None))
+        kind, target = TARGETS.get(name, ("u" if name.startswith(("read", "c_read", "unit")) else "ms", None))
         value = time / unit if kind == "u" else time / 1e6
         rest = "".join(f"{key}={row[key]:.3g} " for key in COUNTERS if key in row)
         alone = rows.get(name.replace("/threads:2", "")) if "/threads:2" in name else None
@@ -94,6 +102,12 @@ def report(rows):
             rest += f"{times:.2f} times one thread"
             if times < TWO_THREADS / TOLERANCE:
                 missed.append(f"{name} ({times:.2f} times one thread, >= {TWO_THREADS})")
+        if name in RATIOS and RATIOS[name][0] in rows:
+            other, most = RATIOS[name]
+            ratio = time / nanoseconds(rows[other])
+            rest += f"{ratio:.2f} times {other}, <= {most:g}"
+            if ratio > most * TOLERANCE:
+                missed.append(f"{name} ({ratio:.2f} times {other}, <= {most:g})")
         line(name, f"{time:,.1f} ns" if kind == "u" else f"{time / 1e6:,.2f} ms", f"{value:.2f} {kind}", target, rest)
         if target is not None and value > target * TOLERANCE:
             missed.append(f"{name} ({value:.2f} {kind}, <= {target:g})")

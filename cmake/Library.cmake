@@ -56,6 +56,8 @@ if(KIV_PRECOMPILE)
 endif()
 if(KIV_FLAGS_SCREEN)
     set(page src/DebugScreen/page)
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/CInterface/Screen.cpp
+                                PROPERTIES COMPILE_DEFINITIONS KIV_HAS_FLAGS_SCREEN SKIP_PRECOMPILE_HEADERS ON)
     kiv_embed(kiv_objects FlagsPage ${page}/page.html ${page}/page.css ${page}/page.js ${page}/choice.js ${page}/list.js
               ${page}/notices.js ${page}/overrides.js ${page}/requests.js ${page}/rows.js ${page}/icon.svg)
 endif()

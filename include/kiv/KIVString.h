@@ -111,6 +111,7 @@ protected:
 
 private:
     friend class KIVFeatureFlagsRepository;
+    friend class KIVFlagReader;
     struct State;
     class FreezeGuard;
 

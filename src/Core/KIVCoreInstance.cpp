@@ -199,7 +199,16 @@ KIVCoreInstance::filledFlagsRepository(const std::string& key) {
         repository = std::make_shared<KIVFeatureFlagsRepository>();
     }
     repository->takeAll(*flagsRepository_);
+    publishCurrentFlags();
     return repository;
+}
+
+/// The caller holds `fieldsLock_`, and has changed the current key or its repository.
+void KIVCoreInstance::publishCurrentFlags() {
+    const auto found = currentSDKKey_ ? flagsRepositoriesPerSDKKey_.find(*currentSDKKey_)
+                                      : flagsRepositoriesPerSDKKey_.end();
+    const bool hasOwn = found != flagsRepositoriesPerSDKKey_.end();
+    currentFlags_.store(hasOwn ? found->second.get() : flagsRepository_.get(), std::memory_order_seq_cst);
 }
 
 std::shared_ptr<KIVDeviceProperties> KIVCoreInstance::takeDeviceProperties(const std::string& key,
@@ -262,6 +271,7 @@ void KIVCoreInstance::switchToSDKKey(const std::string& key) {
             found != flagsRepositoriesPerSDKKey_.end()) {
             flags = found->second;
         }
+        publishCurrentFlags();
     }
     if (flags) {
         flags->logRepositoryState("After SDK key switch");
@@ -327,6 +337,12 @@ KIVCoreInstance::flagsRepositoryForSDKKey(std::string_view key) const {
 std::shared_ptr<KIVString> KIVCoreInstance::findFlag(std::string_view name) const {
     auto flag = currentFlagsRepository()->featureWithName(name);
     return flag ? flag : flagsRepository_->featureWithName(name);
+}
+
+const KIVString* KIVCoreInstance::borrowFlag(std::string_view name) const {
+    const KIVFeatureFlagsRepository* current = currentFlags_.load(std::memory_order_seq_cst);
+    const auto* flag = current->borrow(name);
+    return flag || current == flagsRepository_.get() ? flag : flagsRepository_->borrow(name);
 }
 
 void KIVCoreInstance::setVariant(std::shared_ptr<KIVString> flag, const std::string& name) {

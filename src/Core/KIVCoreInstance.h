@@ -69,6 +69,9 @@ public:
     /// The flag of that name among the current key's flags, or else among the shared flags; null when neither
     /// has one.
     std::shared_ptr<KIVString> findFlag(std::string_view name) const;
+    /// The same flag without a share in it, and without a lock. Valid until the caller's `kiv::ReadGuard`
+    /// closes.
+    const KIVString* borrowFlag(std::string_view name) const;
 
     /// Adds a flag to the shared flags and to the current key's, and announces it once.
     void addFlag(std::shared_ptr<KIVString> flag, const std::string& name);
@@ -90,6 +93,7 @@ private:
     /// The key's repository, with all shared flags.
     std::shared_ptr<KIVFeatureFlagsRepository> takeFlagsRepository(const std::string& key);
     const std::shared_ptr<KIVFeatureFlagsRepository>& filledFlagsRepository(const std::string& key);
+    void publishCurrentFlags();
     // No lock is held while device properties are made: observers of the properties that they add may call
     // the facade.
     std::shared_ptr<KIVDeviceProperties> takeDeviceProperties(const std::string& key,
@@ -129,4 +133,6 @@ private:
     std::map<std::string, std::shared_ptr<KIVFeatureFlagsRepository>, std::less<>>
         flagsRepositoriesPerSDKKey_;
     std::optional<std::string> currentSDKKey_;
+    /// The repository of `currentSDKKey_`. Repositories live as long as the process.
+    std::atomic<const KIVFeatureFlagsRepository*> currentFlags_{flagsRepository_.get()};
 };

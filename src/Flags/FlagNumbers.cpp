@@ -1,5 +1,6 @@
 #include "Flags/FlagNumbers.h"
 
+#include "Platform/Text/ShortText.h"
 #include "Platform/Text/Text.h"
 
 namespace kiv {
@@ -42,6 +43,18 @@ bool checkDoubleFormat(std::string_view text) {
     }
     // A line break at the very end of the text is allowed.
     return text.empty() || text == "\n" || text == "\r" || text == "\r\n";
+}
+
+std::string_view normalizedBoolean(std::string_view value, std::string_view, std::string&) {
+    return sameText(value, "true") ? "true" : "false";
+}
+
+std::string_view normalizedInteger(std::string_view value, std::string_view defaultValue, std::string& own) {
+    return own = integerText(parseInt(value, defaultValue));
+}
+
+std::string_view normalizedDouble(std::string_view value, std::string_view defaultValue, std::string& own) {
+    return own = doubleText(parseDouble(value, defaultValue));
 }
 
 } // namespace kiv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace kiv {
@@ -17,5 +18,10 @@ double parseDouble(std::string_view text, std::string_view defaultValue);
 
 /// An optional minus, digits and an optional fraction: no exponent, no plus sign, no space around.
 bool checkDoubleFormat(std::string_view text);
+
+/// A configured text in the form of the flag's type; made in `own` where it is not the text itself.
+std::string_view normalizedBoolean(std::string_view value, std::string_view defaultValue, std::string& own);
+std::string_view normalizedInteger(std::string_view value, std::string_view defaultValue, std::string& own);
+std::string_view normalizedDouble(std::string_view value, std::string_view defaultValue, std::string& own);
 
 } // namespace kiv

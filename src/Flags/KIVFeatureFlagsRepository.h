@@ -33,6 +33,12 @@ public:
     /// The flag of that full name, or null.
     std::shared_ptr<KIVString> featureWithName(std::string_view name) const { return features_.get(name); }
 
+    /// The same flag without a share in it. Valid until the caller's `kiv::ReadGuard` closes.
+    const KIVString* borrow(std::string_view name) const {
+        const auto* found = features_.find(name);
+        return found ? found->get() : nullptr;
+    }
+
     /// Calls `visit` with the full name and the `std::shared_ptr` of each flag, in no particular order.
     /// Copies nothing, so it is the way to go through many flags.
     template <class Visit>

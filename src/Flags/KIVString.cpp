@@ -8,6 +8,7 @@
 #include <kiv/NotificationCenter.h>
 
 #include "Flags/FlagNumbers.h"
+#include "Flags/KIVFlagReader.h"
 #include "KivxLanguage/KivxParser.h"
 #include "Model/KIVExperimentModel.h"
 #include "Platform/Snapshots/Epoch.h"
@@ -16,18 +17,6 @@
 #include "Runtime/KIVDebugger.h"
 
 namespace {
-
-std::string_view normalizedBoolean(std::string_view value, std::string_view, std::string&) {
-    return kiv::sameText(value, "true") ? "true" : "false";
-}
-
-std::string_view normalizedInteger(std::string_view value, std::string_view defaultValue, std::string& own) {
-    return own = kiv::integerText(kiv::parseInt(value, defaultValue));
-}
-
-std::string_view normalizedDouble(std::string_view value, std::string_view defaultValue, std::string& own) {
-    return own = kiv::doubleText(kiv::parseDouble(value, defaultValue));
-}
 
 std::vector<std::string> checkedTexts(const std::vector<KIVNullableString>& variations) {
     std::vector<std::string> texts;
@@ -125,8 +114,13 @@ bool KIVString::getBoolValue(const EvaluationContext* context) const {
 
 bool KIVString::getBoolValue(const EvaluationContext* context, std::string_view defaultValue) const {
     const kiv::ReadGuard guard;
+    return KIVFlagReader::boolValue(*this, context, defaultValue);
+}
+
+bool KIVFlagReader::boolValue(const KIVString& flag, const EvaluationContext* context,
+                              std::string_view defaultValue) {
     std::string own;
-    return kiv::sameText(internalValue(context, defaultValue, normalizedBoolean, own), "true");
+    return kiv::sameText(flag.internalValue(context, defaultValue, kiv::normalizedBoolean, own), "true");
 }
 
 std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
@@ -135,8 +129,13 @@ std::int64_t KIVString::getIntValue(const EvaluationContext* context) const {
 
 std::int64_t KIVString::getIntValue(const EvaluationContext* context, std::string_view defaultValue) const {
     const kiv::ReadGuard guard;
+    return KIVFlagReader::intValue(*this, context, defaultValue);
+}
+
+std::int64_t KIVFlagReader::intValue(const KIVString& flag, const EvaluationContext* context,
+                                     std::string_view defaultValue) {
     std::string own;
-    return kiv::parseInt(internalValue(context, defaultValue, normalizedInteger, own), "0");
+    return kiv::parseInt(flag.internalValue(context, defaultValue, kiv::normalizedInteger, own), "0");
 }
 
 double KIVString::getDoubleValue(const EvaluationContext* context) const {
@@ -145,8 +144,13 @@ double KIVString::getDoubleValue(const EvaluationContext* context) const {
 
 double KIVString::getDoubleValue(const EvaluationContext* context, std::string_view defaultValue) const {
     const kiv::ReadGuard guard;
+    return KIVFlagReader::doubleValue(*this, context, defaultValue);
+}
+
+double KIVFlagReader::doubleValue(const KIVString& flag, const EvaluationContext* context,
+                                  std::string_view defaultValue) {
     std::string own;
-    return kiv::parseDouble(internalValue(context, defaultValue, normalizedDouble, own), "0");
+    return kiv::parseDouble(flag.internalValue(context, defaultValue, kiv::normalizedDouble, own), "0");
 }
 
 std::string KIVString::peek() const {
