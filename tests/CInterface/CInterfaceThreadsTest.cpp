@@ -55,7 +55,7 @@ TEST_F(CInterface, KeepsErrorsAndTextsOfThreadsApart) {
     onThreads(4, [&](int number) {
         const std::string name = "thread." + std::to_string(number);
         const std::string value = "a value of thread " + std::to_string(number);
-        for (int round = 0; round < 100; ++round) {
+        for (int round = 0; round < 20; ++round) {
             char text[64] = "";
             EXPECT_EQ(kiv_override_set(name.c_str(), zeroEnded, value.c_str(), zeroEnded), KIV_OK);
             EXPECT_EQ(kiv_override_get(name.c_str(), zeroEnded, nullptr, 0, nullptr), KIV_BUFFER_TOO_SMALL);
