@@ -80,8 +80,8 @@ private:
     std::optional<boost::asio::thread_pool> evaluators_;
 };
 
-/// Throws `WrongUsage` unless the text has the form of an origin as browsers write it: http or https and a host
-/// in lower case, and nothing but a port after it.
+/// Throws `WrongUsage` unless the text has the form of an origin as browsers write it: http or https and a
+/// host in lower case, and nothing but a port after it.
 void requireOrigin(const std::string& text);
 
 } // namespace kiv::tool
