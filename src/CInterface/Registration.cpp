@@ -21,7 +21,7 @@ struct DeclaredFlags : KIVBaseContainer {
     std::vector<std::pair<std::string, std::shared_ptr<KIVString>>> flags;
 
     KIVContainerTable kivContainerTable() override {
-        KIVContainerTable table(typeid(DeclaredFlags));
+        KIVContainerTable table;
         for (auto& [name, flag] : flags) {
             table.add(name, flag);
         }
