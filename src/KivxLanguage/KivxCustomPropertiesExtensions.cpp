@@ -79,7 +79,7 @@ KivxValue unregisteredValue(std::string_view name, const KIVDynamicPropertiesRul
 template <class Value>
 void answer(KivxStack& stack, const char* source, Value value) {
     if (KivxTrace* trace = KivxTrace::current()) {
-        const KivxValue noted(value);
+        const KivxValue noted = KivxValue(value).owned();
         trace->noted("source", source);
         trace->noted("property", noted.isNone() ? KivxValue::undefined() : noted);
     }

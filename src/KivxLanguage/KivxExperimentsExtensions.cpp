@@ -16,7 +16,7 @@ namespace {
 
 void note(std::string_view what, const KivxValue& value) {
     if (KivxTrace* trace = KivxTrace::current()) {
-        trace->noted(what, value);
+        trace->noted(what, KivxValue(value).owned());
     }
 }
 

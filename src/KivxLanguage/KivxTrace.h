@@ -10,7 +10,7 @@
 /// Watches the evaluations of one thread step by step, to explain why a flag has its value.
 ///
 /// Evaluations nest: while an operator reads a target group or another flag, that evaluation is entered and
-/// left. All functions are called on the thread that evaluates.
+/// left. All functions are called on the thread that evaluates, with values that own what they have.
 class KivxTrace {
 public:
     virtual ~KivxTrace() = default;
@@ -18,7 +18,7 @@ public:
     /// An evaluation begins.
     virtual void entered(std::string_view expression, std::string_view flagName) = 0;
 
-    /// An operator has run. `position` is its byte offset in the expression. The values own what they have.
+    /// An operator has run. `position` is its byte offset in the expression.
     virtual void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
                          const KivxValue& result) = 0;
 

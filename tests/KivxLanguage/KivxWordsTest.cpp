@@ -107,4 +107,14 @@ TEST(KivxWords, KnowOperatorsWithNamesLikeNumbersAndWithoutAHandler) {
     expectOutcomes(parser, {{"1.5(2)", "integer 3"}, {"nothing(3)", "integer 3"}, {"[1.5]", "array [1.5]"}});
 }
 
+// What a trace keeps outlives the evaluation.
+TEST(KivxWords, TellATraceValuesThatItMayKeep) {
+    const FuzzWorld world;
+    for (const char* expression : {"flagValue([\"a text of some length\", 2])", "isInTargetGroup([1])",
+                                   "ifThen(true, [\"one\"], 2)", "mergeSeed(\"a\", \"b\")"}) {
+        EXPECT_TRUE(isCutFast(expression));
+        EXPECT_EQ(allOf(world.parser(), expression), allOf(world.parser(), forTheGeneralWay(expression)));
+    }
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "KivxLanguage/KivxParser.h"
@@ -9,43 +10,50 @@
 #include "KivxLanguage/KivxWords.h"
 #include "Support/Outcome.h"
 
-/// Writes down all that a trace is told of one evaluation and the evaluations inside it.
-class WrittenTrace : public KivxTrace {
+/// Keeps all that a trace is told of one evaluation and the evaluations inside it.
+class KeptTrace : public KivxTrace {
 public:
     void entered(std::string_view, std::string_view flagName) override { add("entered", flagName); }
     void applied(std::string_view name, std::size_t position, const std::vector<KivxValue>& arguments,
                  const KivxValue& result) override {
         add(name, std::to_string(position));
         for (const KivxValue& argument : arguments) {
-            add(" argument", kindAndText(argument));
+            add(" argument", argument);
         }
-        add(" result", kindAndText(result));
+        add(" result", result);
     }
     void failed(std::string_view name, std::size_t position, std::string_view reason) override {
         add("failed", name);
         add(std::to_string(position), reason);
     }
-    void noted(std::string_view what, const KivxValue& value) override { add(what, kindAndText(value)); }
-    void left(const KivxValue& result) override { add("left", kindAndText(result)); }
+    void noted(std::string_view what, const KivxValue& value) override { add(what, value); }
+    void left(const KivxValue& result) override { add("left", result); }
 
-    std::string text;
+    /// For after the evaluation: then a value that borrows has nothing to borrow from.
+    std::string text() const {
+        std::string all;
+        for (const auto& [what, value] : kept_) {
+            all.append(what).append(" ").append(kindAndText(value)).append("\n");
+        }
+        return all;
+    }
 
 private:
-    void add(std::string_view what, std::string_view more) {
-        text.append(what).append(" ").append(more).append("\n");
-    }
+    void add(std::string_view what, const KivxValue& value) { kept_.emplace_back(what, value); }
+
+    std::vector<std::pair<std::string, KivxValue>> kept_;
 };
 
 /// Value, kind, flag text, failure and trace of an expression, to compare two ways of evaluating it.
 inline std::string allOf(const KivxParser& parser, const std::string& expression) {
     std::string own;
     const auto text = parser.evaluateText(expression, "store.flag", {}, own);
-    WrittenTrace trace;
+    KeptTrace trace;
     std::string all =
         outcome(parser, expression, "store.flag") + "\n" + std::string(text.value_or("no text")) + "\n";
     const KivxTrace::Scope scope(trace);
     outcome(parser, expression, "store.flag");
-    return all + trace.text;
+    return all + trace.text();
 }
 
 /// Whether the expression is evaluated the fast way.
