@@ -76,14 +76,15 @@ public:
         return virtualTable(container) != virtualTable_;
     }
 
-private:
-    /// The ABI of C++ on Linux and macOS has the pointer to the virtual table come first in an object.
+    /// The virtual table of the container's class. The ABI of C++ on Linux and macOS has the pointer to it
+    /// come first in an object.
     static const void* virtualTable(const KIVBaseContainer& container) noexcept {
         const void* table = nullptr;
         std::memcpy(&table, static_cast<const void*>(&container), sizeof table);
         return table;
     }
 
+private:
     const void* virtualTable_;
 };
 

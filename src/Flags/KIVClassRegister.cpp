@@ -2,6 +2,7 @@
 
 #include <kiv/KIVException.h>
 
+#include "Platform/System/KeepLoaded.h"
 #include "Platform/Threads/Fork.h"
 #include "Runtime/KIVDebugger.h"
 
@@ -40,6 +41,9 @@ void KIVClassRegister::handleContainer(const std::shared_ptr<KIVBaseContainer>& 
     if (table.isInherited()) {
         return; // the flags that a base class declares are not registered
     }
+    // The flags stay registered for the life of the process, and their container with them. A plug-in that
+    // links the shared library could be unloaded without it.
+    kiv::keepLoaded(KIVContainerMark::virtualTable(*container));
     for (const KIVContainerTable::Member& member : table.members()) {
         if (member.flag) {
             addFlag_(member.owner ? member.owner : std::shared_ptr<KIVString>(container, member.flag),

@@ -8,10 +8,12 @@ namespace {
 const char anchor = 0; ///< an address in the object that holds the library
 }
 
-void keepLoaded() noexcept {
+void keepLoaded() noexcept { keepLoaded(&anchor); }
+
+void keepLoaded(const void* address) noexcept {
     Dl_info info{};
     void* extra = nullptr;
-    if (dladdr1(&anchor, &info, &extra, RTLD_DL_LINKMAP) == 0 || !extra) {
+    if (dladdr1(address, &info, &extra, RTLD_DL_LINKMAP) == 0 || !extra) {
         return;
     }
     const char* path = static_cast<const link_map*>(extra)->l_name;

@@ -10,4 +10,7 @@ namespace kiv {
 /// of the library. To be called before the first thread starts and before the first handler of forks is set.
 void keepLoaded() noexcept;
 
+/// The same for the object that holds the code or data at the address.
+void keepLoaded(const void* address) noexcept;
+
 } // namespace kiv
