@@ -39,8 +39,7 @@ struct ApplyWorld {
         if (!document) {
             return false;
         }
-        const auto parser = KIVClientDataParserFactory("", {})
-                                .dataParserWithData(document);
+        const auto parser = KIVClientDataParserFactory("", {}).dataParserWithData(document);
         groups.setTargetGroups(parser->targetGroups());
         setter->setForExperiments(parser->experiments());
         return true;

@@ -8,8 +8,8 @@
 #include "CorvaneClient/KIVConfigurationFetcher.h"
 #include "Flags/KIVFeatureFlagsSetter.h"
 #include "FuzzFolder.h"
-#include "Support/FuzzWorld.h"
 #include "Reporting/KIVDeviceProperties.h"
+#include "Support/FuzzWorld.h"
 
 namespace {
 
