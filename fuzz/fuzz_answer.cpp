@@ -86,7 +86,7 @@ struct Start {
 
 /// Parses a payload as a client does, and evaluates the experiment of each of its flags.
 void apply(const KIVConfigurationDataResult::Document& payload) {
-    const KIVClientDataParser parser("distinct", std::make_shared<const kiv::json::object>(), payload);
+    const KIVClientDataParser parser("distinct", {}, payload);
     const auto experiments = parser.experiments();
     const FuzzWorld world(parser.targetGroups(), experiments);
     const auto context = EvaluationContext::initDefault();

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "FuzzWorld.h"
+#include "Support/FuzzWorld.h"
 #include "serve/OfrepAnswers.h"
 #include "serve/OfrepTarget.h"
 

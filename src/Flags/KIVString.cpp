@@ -190,7 +190,6 @@ private:
 /// The flag's value. It lasts as long as the caller's `ReadGuard`, `defaultValue` and `own`.
 std::string_view KIVString::internalValue(const EvaluationContext* given, std::string_view defaultValue,
                                           Normalizer normalize, std::string& own) const {
-    static const EvaluationContext withoutValues;
     const State& state = *state_.load(std::memory_order_seq_cst);
     if (state.forcedValue) {
         return *state.forcedValue;
@@ -199,7 +198,8 @@ std::string_view KIVString::internalValue(const EvaluationContext* given, std::s
         return valueInContext(state, EvaluationContext::initMerged(state.parser.get(), given), defaultValue,
                               normalize, own);
     }
-    return valueInContext(state, given ? *given : withoutValues, defaultValue, normalize, own);
+    return given ? valueInContext(state, *given, defaultValue, normalize, own)
+                 : valueInContext(state, EvaluationContext(), defaultValue, normalize, own);
 }
 
 std::string_view KIVString::valueInContext(const State& state, const EvaluationContext& context,

@@ -62,7 +62,7 @@ void logicalNot(KivxStack& stack) { stack.answer(1, !booleanOrFalse(stack, stack
 
 template <bool wanted>
 void equals(KivxStack& stack) {
-    static const KivxValue no = false; // what an `undefined` argument counts as
+    const KivxValue no = false; // what an `undefined` argument counts as
     const KivxValue& first = stack.first().isUndefined() ? no : stack.first();
     const KivxValue& second = stack.second().isUndefined() ? no : stack.second();
     stack.chargeComparing(first, second);
