@@ -8,7 +8,10 @@ namespace {
 /// Parses a payload as a client does, and evaluates the experiment of each of its flags.
 void apply(const KIVConfigurationDataResult::Document& payload) {
     const KIVClientDataParser parser(
-        "distinct", std::make_shared<const kiv::json::object>(kiv::json::object{{"platform", "linux"}}),
+        "distinct",
+        [] {
+            return std::make_shared<const kiv::json::object>(kiv::json::object{{"platform", "linux"}});
+        },
         payload);
     parser.versionId();
     parser.tweakBundle();
