@@ -16,8 +16,8 @@ protected:
              "deploymentConfiguration": {"condition": "\"red\""}}]})");
     }
 
-    /// Runs a service on the folder and posts the states to it.
-    static void report(const Arguments& options, const std::vector<std::string>& states) {
+    /// Runs a service on the folder and posts states to it.
+    static void report(const Arguments& options, const std::vector<std::string>& posted) {
         const Background service(commandLine(joined({"serve", "flags", "--port", "0", "--json"}, options)) +
                                  " >ready 2>log");
         waitUntil([] { return read("ready").ends_with('\n'); }, "the service");
@@ -25,8 +25,8 @@ protected:
         const std::string url =
             std::string(ready.at_pointer("/networkConfigurations/sendStateApiEndpoint").as_string()) + "/" +
             key;
-        for (std::size_t index = 0; index < states.size(); ++index) {
-            write("state", states[index]);
+        for (std::size_t index = 0; index < posted.size(); ++index) {
+            write("state", posted[index]);
             const Outcome outcome =
                 shell("curl -sS --noproxy '*' --max-time 30 -f --data-binary @state -H 'Content-Type: "
                       "application/json' " +
