@@ -54,8 +54,8 @@ public:
     /// Throws what the callback has told of, if anything.
     void finish() const;
 
-    /// The scope whose context or question has that handle, among those that are open on this thread; or
-    /// null.
+    /// Find the scope that is open on this thread and whose context or answer has the handle; null when this
+    /// thread has no such scope.
     static CallbackScope* withContext(const kiv_context* handle);
     static CallbackScope* withAnswer(const kiv_answer* handle);
     /// The innermost scope of this thread, or null.

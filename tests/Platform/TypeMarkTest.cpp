@@ -22,7 +22,7 @@ TEST(TypeMark, equalsTheMarkOfTheSameTypeOnly) {
     EXPECT_FALSE(typeMark<Hidden> == typeMark<Local>);
 }
 
-/// The names are those that g++ and clang give.
+/// g++ and clang give these names.
 TEST(TypeMark, withoutTypeInformationNamesThatMayBeSharedByTypesEqualNothingElse) {
     const struct {
         const char* function;

@@ -59,8 +59,8 @@ inline std::string allOf(const KivxParser& parser, const std::string& expression
 /// Whether the expression is evaluated the fast way.
 inline bool isCutFast(const std::string& expression) { return KivxWords().cut(expression); }
 
-/// The expression with so many spaces behind it that it is evaluated the general way. An expression that
-/// `isCutFast` means the same with them.
+/// The expression with spaces behind it that make it too long for the fast way. The spaces change nothing of
+/// an expression for which `isCutFast` is true.
 inline std::string forTheGeneralWay(const std::string& expression) {
     return expression + std::string(KivxWords::longest + 1, ' ');
 }

@@ -23,7 +23,7 @@ public:
     /// Of two members of one name the later one counts.
     std::optional<std::size_t> member(std::size_t object, std::string_view name) const;
 
-    /// The bytes at which the elements begin, without those that are null, which the library drops.
+    /// The bytes at which the elements begin. An element that is null has none here: the library drops it.
     std::vector<std::size_t> elements(std::size_t array) const;
 
     /// The content of the string that begins at `string`.

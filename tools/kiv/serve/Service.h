@@ -22,9 +22,9 @@ namespace kiv::tool {
 /// Answers the requests of applications at the six endpoints and those of OpenFeature clients, and shows
 /// people what applications have reported.
 ///
-/// Two threads work here, and those that evaluate for OpenFeature clients. One runs `io` with all
-/// connections; every public function is called on it. The other, the worker, is the service's own and uses
-/// the folder and the records, so that a slow disk delays no connection.
+/// One thread runs `io` with all connections; every public function is called on it. Another thread, the
+/// worker, is the service's own and uses the folder and the records, so that a slow disk delays no
+/// connection. Further threads evaluate flags for OpenFeature clients.
 class Service {
 public:
     struct Settings {
